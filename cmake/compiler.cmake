@@ -1,0 +1,18 @@
+# Warnings, sanitizers and the thread-safety analysis: one interface target that everything uses.
+find_package(Threads REQUIRED)
+
+add_library(vantry_options INTERFACE)
+target_include_directories(vantry_options INTERFACE
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
+target_link_libraries(vantry_options INTERFACE Threads::Threads)
+target_compile_definitions(vantry_options INTERFACE VANTRY_VERSION="${PROJECT_VERSION}")
+target_compile_options(vantry_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual -Wvla -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  target_compile_options(vantry_options INTERFACE -Wthread-safety -Wthread-safety-beta)
+endif()
+if(VANTRY_SANITIZE)
+  target_compile_options(vantry_options INTERFACE
+    -fsanitize=${VANTRY_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(vantry_options INTERFACE -fsanitize=${VANTRY_SANITIZE})
+endif()

@@ -1,0 +1,103 @@
+#include "platform/output_flusher.h"
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <utility>
+
+namespace vantry {
+namespace {
+
+/// How often the limits of waiting outputs are looked at; a fraction of the shortest of them.
+constexpr int kLookMilliseconds = 25;
+
+}  // namespace
+
+OutputFlusher::OutputFlusher()
+    : poller(epoll_create1(EPOLL_CLOEXEC)), wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    epoll_event event{.events = EPOLLIN, .data = {.fd = wake}};
+    epoll_ctl(poller, EPOLL_CTL_ADD, wake, &event);
+    if (!thread.Start([this] { Run(); })) {
+        ScopedLock guard(lock);
+        stopping = true;
+    }
+}
+
+OutputFlusher::~OutputFlusher() {
+    Stop();
+    close(wake);
+    close(poller);
+}
+
+void OutputFlusher::Stop() {
+    {
+        ScopedLock guard(lock);
+        stopping = true;
+    }
+    const std::uint64_t one = 1;
+    static_cast<void>(!write(wake, &one, sizeof one));
+    thread.Join();
+    for (const std::shared_ptr<SocketOutput>& output : Watched()) {
+        output->Abandon();
+    }
+}
+
+bool OutputFlusher::Watch(int number, std::shared_ptr<SocketOutput> output) {
+    {
+        ScopedLock guard(lock);
+        if (stopping) {
+            return false;
+        }
+        outputs.insert_or_assign(number, std::move(output));
+    }
+    epoll_event event{.events = EPOLLOUT, .data = {.fd = number}};
+    if (epoll_ctl(poller, EPOLL_CTL_ADD, number, &event) != 0) {
+        Forget(number);
+        return false;
+    }
+    // The thread may sleep without a time limit, having had nothing to look after.
+    const std::uint64_t one = 1;
+    static_cast<void>(!write(wake, &one, sizeof one));
+    return true;
+}
+
+void OutputFlusher::Forget(int number) {
+    epoll_ctl(poller, EPOLL_CTL_DEL, number, nullptr);
+    ScopedLock guard(lock);
+    outputs.erase(number);
+}
+
+std::vector<std::shared_ptr<SocketOutput>> OutputFlusher::Watched() {
+    std::vector<std::shared_ptr<SocketOutput>> all;
+    ScopedLock guard(lock);
+    all.reserve(outputs.size());
+    for (const auto& [number, output] : outputs) {
+        all.push_back(output);
+    }
+    return all;
+}
+
+void OutputFlusher::Run() {
+    std::array<epoll_event, 64> ready{};
+    for (;;) {
+        {
+            ScopedLock guard(lock);
+            if (stopping) {
+                return;
+            }
+        }
+        const std::vector<std::shared_ptr<SocketOutput>> all = Watched();
+        for (const std::shared_ptr<SocketOutput>& output : all) {
+            output->Advance();
+        }
+        epoll_wait(poller, ready.data(), static_cast<int>(ready.size()),
+                   all.empty() ? -1 : kLookMilliseconds);
+        std::uint64_t count = 0;
+        static_cast<void>(!read(wake, &count, sizeof count));
+    }
+}
+
+}  // namespace vantry

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/socket_output.h"
+#include "runtime/lock.h"
+#include "runtime/native_thread.h"
+
+namespace vantry {
+
+/// The one thread that empties the outputs of all sockets whose peers are slower than the hub.
+///
+/// It sleeps while nothing waits. Safe for any number of threads. Shared by the outputs, which may
+/// outlive its Stop: they fail then instead of waiting.
+class OutputFlusher {
+public:
+    OutputFlusher();
+    ~OutputFlusher();
+    OutputFlusher(const OutputFlusher&) = delete;
+    OutputFlusher& operator=(const OutputFlusher&) = delete;
+
+    /// Ends the thread; what waits is dropped and its connections are closed. Later calls of
+    /// Watch fail.
+    void Stop();
+
+private:
+    friend class SocketOutput;
+
+    /// Advances `output` whenever the socket takes more. False if it can't be.
+    [[nodiscard]] bool Watch(int number, std::shared_ptr<SocketOutput> output);
+    void Forget(int number);
+
+    void Run();
+    std::vector<std::shared_ptr<SocketOutput>> Watched();
+
+    const int poller;
+    const int wake;
+    Lock lock;
+    bool stopping GUARDED_BY(lock) = false;
+    std::unordered_map<int, std::shared_ptr<SocketOutput>> outputs GUARDED_BY(lock);
+    NativeThread thread;
+};
+
+}  // namespace vantry

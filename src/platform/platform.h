@@ -1,0 +1,38 @@
+#pragma once
+
+#include <filesystem>
+#include <utility>
+
+#include "platform/device.h"
+#include "platform/file_system.h"
+#include "platform/system_event.h"
+#include "platform/tcp_listening.h"
+
+namespace vantry {
+
+/// The machine that the hub runs on, as far as the hub knows it: its files, devices, events and
+/// listening address. Process-wide, as an operating system is.
+///
+/// The program around the hub provides it by defining VantryPlatform. Where none does, as when
+/// libprn.so is loaded alone, the environment decides: VANTRY_ROOT names the root directory (else
+/// /var/lib/vantry for root and $XDG_STATE_HOME/vantry for others), VANTRY_PORT and VANTRY_BIND
+/// replace the listening port and interface.
+struct Platform {
+    explicit Platform(std::filesystem::path root) : files(std::move(root)) {}
+
+    /// The platform of this process.
+    static Platform& Current();
+    /// The root directory of a hub that was given none.
+    static std::filesystem::path DefaultRoot();
+
+    FileSystem files;
+    DeviceRegistry devices;
+    SystemEventRegistry events;
+    TcpListening tcp;
+};
+
+}  // namespace vantry
+
+/// Defined by a program that hosts the hub: the platform that its hub runs on, which must outlive
+/// every call into the hub.
+extern "C" __attribute__((weak, visibility("default"))) vantry::Platform* VantryPlatform();

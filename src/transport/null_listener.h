@@ -1,0 +1,22 @@
+#pragma once
+
+#include "runtime/event.h"
+#include "transport/listener.h"
+
+namespace vantry {
+
+/// A listener to which nobody can come: Accept waits until Close.
+class NullListener final : public Listener {
+public:
+    std::shared_ptr<Stream> Accept() override {
+        released.Wait();
+        return nullptr;
+    }
+    void Open() override {}
+    void Close() override { released.Set(); }
+
+private:
+    Event released{false};
+};
+
+}  // namespace vantry

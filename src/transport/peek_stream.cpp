@@ -1,0 +1,89 @@
+#include "transport/peek_stream.h"
+
+#include <utility>
+
+namespace vantry {
+
+PeekStream::PeekStream(std::shared_ptr<Stream> wrapped)
+    : Stream(wrapped->Id(), wrapped->IsExternal()), inner(std::move(wrapped)) {}
+
+std::int32_t PeekStream::Read(std::uint8_t* buffer, std::int32_t length) {
+    std::int32_t got = 0;
+    if (buffered && length > 0) {
+        got = static_cast<std::int32_t>(window->Take(buffer, static_cast<std::uint32_t>(length)));
+        buffered = window->Untaken() != 0;
+    }
+    if (got >= length) {
+        return got;
+    }
+    const std::int32_t more = inner->Read(buffer + got, length - got);
+    if (got == 0) {
+        return more;
+    }
+    return more < 0 ? got : got + more;
+}
+
+std::int32_t PeekStream::Write(const std::uint8_t* buffer, std::int32_t length) {
+    return inner->Write(buffer, length);
+}
+
+bool PeekStream::Peek(std::int32_t size) {
+    Bytes bytes = std::make_unique_for_overwrite<std::uint8_t[]>(static_cast<std::size_t>(size));
+    const std::int32_t count = Refill(bytes.get(), size);
+    if (count <= 0) {
+        return false;
+    }
+    Adopt(std::move(bytes), count);
+    return true;
+}
+
+std::int32_t PeekStream::Refill(std::uint8_t* bytes, std::int32_t size) {
+    if (!buffered) {
+        return inner->Read(bytes, size);
+    }
+    if (window->IsTouched()) {
+        return static_cast<std::int32_t>(window->Take(bytes, static_cast<std::uint32_t>(size)));
+    }
+    return SlideOrTopUp(bytes, size);
+}
+
+std::int32_t PeekStream::SlideOrTopUp(std::uint8_t* bytes, std::int32_t size) {
+    std::int32_t want = size;
+    if (lastPeek == size) {
+        want = size / 2;
+        window->Take(bytes, static_cast<std::uint32_t>(want));
+    }
+    const auto kept =
+        static_cast<std::int32_t>(window->Take(bytes, static_cast<std::uint32_t>(want)));
+    const std::int32_t more = inner->Read(bytes + kept, size - kept);
+    // A stream that gives nothing has ended, or a window that matches nothing would be looked at
+    // for ever.
+    return more <= 0 ? more : kept + more;
+}
+
+std::int32_t PeekStream::PeekCopy(std::uint8_t* buffer, std::int32_t length) {
+    if (!window) {
+        Fill(lastPeek);
+    }
+    if (!window) {
+        return StreamCode::kEndOfData;
+    }
+    return static_cast<std::int32_t>(window->Look(buffer, static_cast<std::uint32_t>(length)));
+}
+
+std::int32_t PeekStream::Fill(std::int32_t length) {
+    Bytes bytes = std::make_unique_for_overwrite<std::uint8_t[]>(static_cast<std::size_t>(length));
+    const std::int32_t count = inner->Read(bytes.get(), length);
+    if (count > 0) {
+        Adopt(std::move(bytes), count);
+    }
+    return count;
+}
+
+void PeekStream::Adopt(Bytes bytes, std::int32_t count) {
+    window.emplace(std::move(bytes), static_cast<std::uint32_t>(count));
+    buffered = true;
+    lastPeek = count;
+}
+
+}  // namespace vantry

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+
+#include "transport/stream.h"
+#include "transport/stream_buffer.h"
+
+namespace vantry {
+
+/// How a StdFileStream opens its file: a set of bits. Always binary, with no sharing restriction.
+struct FileMode {
+    static constexpr std::uint32_t kRead = 1;
+    static constexpr std::uint32_t kWrite = 2;
+    static constexpr std::uint32_t kAppend = 4;
+    static constexpr std::uint32_t kTruncate = 8;
+    static constexpr std::uint32_t kAtEnd = 16;
+};
+
+/// A plain file as a stream. For one thread at a time.
+///
+/// The constructor never fails; test IsOpen once behind it. What Write takes has left the process
+/// when it returns, and a failed Write leaves nothing behind that a later one would try again.
+class StdFileStream final : public Stream {
+public:
+    /// Opens the file at `path`, a path of the machine, with the bits of FileMode.
+    StdFileStream(const std::filesystem::path& path, std::uint32_t fileMode);
+
+    bool IsOpen() const { return file.is_open(); }
+
+    /// A file that ends before `length` gives what is left, 0 at its very end.
+    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
+    std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
+    void Close() override;
+
+    /// The length of the file in bytes, or a StreamCode; the position stays.
+    std::int64_t Size();
+
+private:
+    const std::uint32_t mode;
+    std::fstream file;
+};
+
+}  // namespace vantry

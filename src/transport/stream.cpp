@@ -1,0 +1,13 @@
+#include "transport/stream.h"
+
+#include <algorithm>
+
+namespace vantry {
+
+std::int32_t Stream::CopyFrom(Stream& source, std::int32_t length) {
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(length));
+    const std::int32_t got = source.Read(bytes.data(), length);
+    return got < 0 ? got : Write(bytes.data(), std::min(got, length));
+}
+
+}  // namespace vantry

@@ -1,0 +1,26 @@
+#include "transport/tcp/socket_layer.h"
+
+#include "transport/null_listener.h"
+#include "transport/tcp/tcp_listener.h"
+
+namespace vantry {
+namespace {
+
+constexpr std::uint16_t kNoPort = 65534;
+
+}  // namespace
+
+SocketLayer::SocketLayer(TcpListening& tcpListening)
+    : listening(tcpListening), flusher(std::make_shared<OutputFlusher>()) {}
+
+SocketLayer::~SocketLayer() { flusher->Stop(); }
+
+std::shared_ptr<Listener> SocketLayer::MakeListener(std::uint16_t port, std::int32_t backlog) {
+    const std::uint16_t real = listening.PortInPlaceOf(port);
+    if (real == kNoPort) {
+        return std::make_shared<NullListener>();
+    }
+    return std::make_shared<TcpListener>(listening, real, backlog, flusher);
+}
+
+}  // namespace vantry

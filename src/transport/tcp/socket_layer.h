@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "platform/output_flusher.h"
+#include "platform/tcp_listening.h"
+#include "transport/listener.h"
+
+namespace vantry {
+
+/// Makes the listeners of TCP, and owns the thread that serves slow peers of all their streams.
+class SocketLayer {
+public:
+    /// `tcpListening` may replace what MakeListener is asked for, and learns what was bound.
+    explicit SocketLayer(TcpListening& tcpListening);
+    /// What still waits for slow peers is dropped.
+    ~SocketLayer();
+    SocketLayer(const SocketLayer&) = delete;
+    SocketLayer& operator=(const SocketLayer&) = delete;
+
+    /// A listener for the port. Port 65534 means none: a NullListener.
+    std::shared_ptr<Listener> MakeListener(std::uint16_t port, std::int32_t backlog);
+
+private:
+    TcpListening& listening;
+    const std::shared_ptr<OutputFlusher> flusher;
+};
+
+}  // namespace vantry

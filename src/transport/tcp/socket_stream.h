@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+
+#include "transport/stream.h"
+
+namespace vantry {
+
+/// A stream to a peer at an IPv4 address. External.
+class SocketStream : public Stream {
+public:
+    /// Both in network byte order.
+    std::uint32_t RemoteAddress() const { return remoteAddress; }
+    std::uint16_t RemotePort() const { return remotePort; }
+
+protected:
+    SocketStream(std::uint32_t address, std::uint16_t port)
+        : Stream(1), remoteAddress(address), remotePort(port) {}
+
+private:
+    const std::uint32_t remoteAddress;
+    const std::uint16_t remotePort;
+};
+
+}  // namespace vantry

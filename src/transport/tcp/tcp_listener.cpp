@@ -1,0 +1,107 @@
+#include "transport/tcp/tcp_listener.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "runtime/interruptible.h"
+#include "transport/tcp/tcp_stream.h"
+
+namespace vantry {
+namespace {
+
+constexpr std::uint32_t kExhaustedMilliseconds = 50;
+
+bool IsExhaustion(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+/// The errors by which accept tells of a peer that has gone, or of nothing at all.
+bool IsPassing(int error) {
+    switch (error) {
+        case EINTR:
+        case ECONNABORTED:
+        case EPROTO:
+        case ENETDOWN:
+        case ENOPROTOOPT:
+        case EHOSTDOWN:
+        case ENONET:
+        case EHOSTUNREACH:
+        case EOPNOTSUPP:
+        case ENETUNREACH:
+        case EPERM:
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+TcpListener::TcpListener(TcpListening& tcpListening, std::uint16_t tcpPort,
+                         std::int32_t queueLength, std::shared_ptr<OutputFlusher> sharedFlusher)
+    : listening(tcpListening),
+      socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP)),
+      port(tcpPort),
+      backlog(queueLength),
+      flusher(std::move(sharedFlusher)) {}
+
+void TcpListener::Open() {
+    const SocketDescriptor::Use use(socket);
+    if (!use) {
+        listening.bindError = EMFILE;
+        return;
+    }
+    // Old connections of an earlier hub may linger on the port; another listener still blocks it.
+    const int on = 1;
+    setsockopt(use.Number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(listening.Address());
+    address.sin_port = htons(port);
+    socklen_t size = sizeof address;
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    if (bind(use.Number(), generic, size) != 0 || listen(use.Number(), backlog) != 0 ||
+        getsockname(use.Number(), generic, &size) != 0) {
+        listening.bindError = errno;
+        return;
+    }
+    listening.boundPort = ntohs(address.sin_port);
+}
+
+std::shared_ptr<Stream> TcpListener::Accept() {
+    for (;;) {
+        const SocketDescriptor::Use use(socket);
+        if (!use) {
+            return nullptr;
+        }
+        sockaddr_in peer{};
+        socklen_t size = sizeof peer;
+        int accepted = -1;
+        {
+            Interruptible here;
+            accepted =
+                accept4(use.Number(), reinterpret_cast<sockaddr*>(&peer), &size, SOCK_CLOEXEC);
+        }
+        const int error = errno;
+        if (accepted >= 0) {
+            return std::make_shared<TcpStream>(peer.sin_addr.s_addr, peer.sin_port, accepted,
+                                               flusher);
+        }
+        if (IsExhaustion(error)) {
+            static_cast<void>(closed.Wait(kExhaustedMilliseconds));
+        } else if (!IsPassing(error)) {
+            return nullptr;
+        }
+    }
+}
+
+void TcpListener::Close() {
+    closed.Set();
+    socket.Close();
+}
+
+}  // namespace vantry

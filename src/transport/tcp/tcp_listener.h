@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "platform/output_flusher.h"
+#include "platform/socket_descriptor.h"
+#include "platform/tcp_listening.h"
+#include "runtime/event.h"
+#include "transport/listener.h"
+
+namespace vantry {
+
+/// Listens on one TCP port. Whatever the outside does, Accept goes on: it tries again when a peer
+/// has already gone, and waits when the machine has no descriptor or memory for one more.
+class TcpListener final : public Listener {
+public:
+    TcpListener(TcpListening& tcpListening, std::uint16_t tcpPort, std::int32_t queueLength,
+                std::shared_ptr<OutputFlusher> sharedFlusher);
+    ~TcpListener() override { TcpListener::Close(); }
+
+    std::shared_ptr<Stream> Accept() override;
+    void Open() override;
+    void Close() override;
+
+private:
+    TcpListening& listening;
+    SocketDescriptor socket;
+    const std::uint16_t port;
+    const std::int32_t backlog;
+    const std::shared_ptr<OutputFlusher> flusher;
+    Event closed{false};
+};
+
+}  // namespace vantry

@@ -1,0 +1,49 @@
+#include "transport/tcp/tcp_stream.h"
+
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "runtime/interruptible.h"
+
+namespace vantry {
+namespace {
+
+bool IsLostPeer(int error) { return error == ECONNABORTED || error == ETIMEDOUT; }
+
+}  // namespace
+
+TcpStream::TcpStream(std::uint32_t address, std::uint16_t port, int accepted,
+                     std::shared_ptr<OutputFlusher> flusher)
+    : SocketStream(address, port),
+      socket(std::make_shared<SocketDescriptor>(accepted)),
+      output(SocketOutput::Make(socket, std::move(flusher), {})) {}
+
+std::int32_t TcpStream::Read(std::uint8_t* buffer, std::int32_t length) {
+    const SocketDescriptor::Use use(*socket);
+    if (!use || length <= 0) {
+        return length <= 0 ? 0 : StreamCode::kError;
+    }
+    ssize_t count = 0;
+    do {
+        Interruptible here;
+        count = recv(use.Number(), buffer, static_cast<std::size_t>(length), 0);
+    } while (count < 0 && errno == EINTR);
+    if (count > 0) {
+        return static_cast<std::int32_t>(count);
+    }
+    return count < 0 && IsLostPeer(errno) ? StreamCode::kLinkLost : StreamCode::kError;
+}
+
+std::int32_t TcpStream::Write(const std::uint8_t* buffer, std::int32_t length) {
+    const int error = output->Write(buffer, static_cast<std::size_t>(length));
+    if (error == 0) {
+        return length;
+    }
+    return IsLostPeer(error) || error == ENOBUFS ? StreamCode::kLinkLost : StreamCode::kError;
+}
+
+void TcpStream::Close() { output->Close(); }
+
+}  // namespace vantry

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "platform/output_flusher.h"
+#include "platform/socket_descriptor.h"
+#include "platform/socket_output.h"
+#include "transport/tcp/socket_stream.h"
+
+namespace vantry {
+
+/// One TCP connection. Read waits in the socket. Write never waits for the peer: what the socket
+/// doesn't take at once is kept and sent as it drains, within the limits of SocketOutput. Close
+/// ends a blocked Read and still sends what is kept.
+class TcpStream final : public SocketStream {
+public:
+    /// Takes over the accepted socket. Address and port as accept gave them.
+    TcpStream(std::uint32_t address, std::uint16_t port, int accepted,
+              std::shared_ptr<OutputFlusher> flusher);
+    ~TcpStream() override { TcpStream::Close(); }
+
+    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
+    std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
+    void Close() override;
+
+private:
+    const std::shared_ptr<SocketDescriptor> socket;
+    const std::shared_ptr<SocketOutput> output;
+};
+
+}  // namespace vantry
