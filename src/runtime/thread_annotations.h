@@ -17,5 +17,6 @@
 #define EXCLUDES(...) VANTRY_ANNOTATION(locks_excluded(__VA_ARGS__))
 #define ACQUIRE(...) VANTRY_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define RELEASE(...) VANTRY_ANNOTATION(release_capability(__VA_ARGS__))
+#define RETURN_CAPABILITY(x) VANTRY_ANNOTATION(lock_returned(x))
 #define TRY_ACQUIRE(...) VANTRY_ANNOTATION(try_acquire_capability(__VA_ARGS__))
 #define NO_THREAD_SAFETY_ANALYSIS VANTRY_ANNOTATION(no_thread_safety_analysis)

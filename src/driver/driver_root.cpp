@@ -1,0 +1,113 @@
+#include "driver/driver_root.h"
+
+#include "driver/product_info.h"
+#include "platform/platform.h"
+#include "property/debug_zones.h"
+#include "property/property_factories.h"
+#include "transport/device_stream.h"
+#include "wire/property_message.h"
+#include "wire/vocabulary/groups.h"
+#include "wire/vocabulary/hub_properties.h"
+
+namespace vantry {
+namespace {
+
+// On the printer's scale, where the smaller number runs first.
+constexpr std::uint32_t kReaperPriority = 253;
+constexpr std::uint32_t kRemovalPriority = 251;
+constexpr std::uint32_t kFileWriterPriority = 253;
+constexpr std::uint32_t kErrorLogPriority = 253;
+constexpr std::uint32_t kEnginePriority = 249;
+constexpr std::uint32_t kSessionPriority = 249;
+
+constexpr std::uint32_t kDefaultTxTimeout = 35000;
+constexpr std::uint16_t kTcpPort = 9102;
+constexpr std::int32_t kTcpBacklog = 10;
+constexpr std::uint32_t kBluetoothChannel = 2;
+constexpr char16_t kLocalDevice[] = u"PRN1:";
+
+}  // namespace
+
+DriverRoot::DriverRoot(const std::u16string& propertyFile, const std::u16string& overrideFile,
+                       const std::u16string& errorLogFile, const std::string& osVersion,
+                       const std::string& osBuildNumber) {
+    Platform& platform = Platform::Current();
+    threadReaper = std::make_shared<ThreadReaper>(kReaperPriority);
+    socketLayer = std::make_shared<SocketLayer>(platform.tcp);
+    bluetoothLayer = std::make_shared<BluetoothLayer>(platform.devices);
+    store = std::make_shared<PropertyHubStore>(
+        platform.files, *threadReaper,
+        PropertyStoreSettings{propertyFile, overrideFile, kRemovalPriority, kFileWriterPriority});
+    usbLayer = std::make_shared<UsbLayer>(platform, MakeTxTimeout());
+    const std::shared_ptr<Property> component = MakeOwnComponent();
+    errorLog = std::make_shared<ErrorLog>(*store, platform.files, *threadReaper, kErrorLogPriority,
+                                          errorLogFile, HubProperties::kErrorLogFileName);
+    StartEngine(component);
+    StartLinks();
+    localSessions = std::make_shared<LocalSessionTable>();
+    StartLoopback(osVersion, osBuildNumber);
+    RegisterDebugZones(
+        [this](const std::shared_ptr<Property>& zone) { store->RegisterProperty(zone); });
+}
+
+std::shared_ptr<Property> DriverRoot::MakeTxTimeout() {
+    const std::shared_ptr<UInt32Property> timeout = MakeUInt32Property(
+        kDefaultTxTimeout, IdentityOf(HubProperties::kUsbPrnTxTimeout, Groups::kGeneral));
+    store->RegisterProperty(timeout);
+    return timeout;
+}
+
+std::shared_ptr<Property> DriverRoot::MakeOwnComponent() {
+    const NamedGuid& name = HubProperties::kOwnComponent;
+    const std::shared_ptr<StringProperty> component =
+        MakeStringProperty(std::string(name.name), IdentityOf(name, Groups::kComponents));
+    store->RegisterProperty(component);
+    return component;
+}
+
+void DriverRoot::StartEngine(const std::shared_ptr<Property>& component) {
+    engine = std::make_shared<PropertyEngine>(store, *threadReaper, kEnginePriority, component);
+    engine->SetSelf(engine);
+    store->AttachEngine(engine);
+    store->StartRemovals();
+    dataHandlers =
+        std::make_shared<DataHandlerManager>(engine, threadReaper, errorLog, kSessionPriority);
+}
+
+void DriverRoot::StartLinks() {
+    tcpAcceptor = std::make_shared<Acceptor>(socketLayer->MakeListener(kTcpPort, kTcpBacklog),
+                                             dataHandlers, *threadReaper);
+    usbAcceptor = std::make_shared<Acceptor>(usbLayer->MakeListener(), dataHandlers, *threadReaper);
+    bluetoothAcceptor = std::make_shared<Acceptor>(bluetoothLayer->MakeListener(kBluetoothChannel),
+                                                   dataHandlers, *threadReaper);
+    dataHandlers->AddHandler(std::make_unique<FramedJsonHandler>());
+}
+
+void DriverRoot::StartLoopback(const std::string& osVersion, const std::string& osBuildNumber) {
+    const auto loopback =
+        std::make_shared<DeviceStream>(Platform::Current().devices, kLocalDevice, 0);
+    PropertyMessage subscribeAll;
+    subscribeAll.EncodeSubscribeAll();
+    // Where the device can't be opened yet, the session ends at its first read, which is logged.
+    static_cast<void>(subscribeAll.WriteTo(*loopback));
+    AddProductInfo(*store, {osVersion, osBuildNumber});
+    dataHandlers->AddSession(std::make_shared<PeekStream>(loopback));
+}
+
+void DriverRoot::AddQtRuntimeInfo(const std::string& version, const std::string& buildNumber) {
+    vantry::AddQtRuntimeInfo(*store, {version, buildNumber});
+}
+
+void DriverRoot::AddQtCommonInfo(const std::string& version, const std::string& buildNumber) {
+    vantry::AddQtCommonInfo(*store, {version, buildNumber});
+}
+
+std::uint32_t DriverRoot::OpenLocalSession() {
+    const std::uint32_t handle = localSessions->Open();
+    if (const std::shared_ptr<LocalSession> session = localSessions->Find(handle)) {
+        dataHandlers->AddSession(std::make_shared<PeekStream>(session->PeerEnd()));
+    }
+    return handle;
+}
+
+}  // namespace vantry

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "driver/local_session_table.h"
+#include "engine/property_engine.h"
+#include "runtime/thread_reaper.h"
+#include "store/error_log.h"
+#include "store/property_hub_store.h"
+#include "transport/acceptor.h"
+#include "transport/bluetooth/bluetooth_layer.h"
+#include "transport/tcp/socket_layer.h"
+#include "transport/usb/usb_layer.h"
+
+namespace vantry {
+
+/// The hub: everything behind the seven exports, built in a strict order and let go in reverse of
+/// the order of the fields. Runs on the platform of this process.
+///
+/// The constructor and the destructor run on one thread at a time; the other operations may be
+/// called by any thread.
+class DriverRoot {
+public:
+    DriverRoot(const std::u16string& propertyFile, const std::u16string& overrideFile,
+               const std::u16string& errorLogFile, const std::string& osVersion,
+               const std::string& osBuildNumber);
+    DriverRoot(const DriverRoot&) = delete;
+    DriverRoot& operator=(const DriverRoot&) = delete;
+
+    void AddQtRuntimeInfo(const std::string& version, const std::string& buildNumber);
+    void AddQtCommonInfo(const std::string& version, const std::string& buildNumber);
+
+    /// Opens a local session and serves it. Its handle, never 0.
+    std::uint32_t OpenLocalSession();
+    LocalSessionTable& LocalSessions() const { return *localSessions; }
+
+private:
+    std::shared_ptr<Property> MakeTxTimeout();
+    std::shared_ptr<Property> MakeOwnComponent();
+    void StartEngine(const std::shared_ptr<Property>& component);
+    void StartLinks();
+    void StartLoopback(const std::string& osVersion, const std::string& osBuildNumber);
+
+    std::shared_ptr<ThreadReaper> threadReaper;
+    std::shared_ptr<SocketLayer> socketLayer;
+    std::shared_ptr<UsbLayer> usbLayer;
+    std::shared_ptr<PropertyHubStore> store;
+    std::shared_ptr<ErrorLog> errorLog;
+    std::shared_ptr<PropertyEngine> engine;
+    std::shared_ptr<DataHandlerManager> dataHandlers;
+    std::shared_ptr<Acceptor> tcpAcceptor;
+    std::shared_ptr<LocalSessionTable> localSessions;
+    std::shared_ptr<Acceptor> usbAcceptor;
+    std::shared_ptr<BluetoothLayer> bluetoothLayer;
+    std::shared_ptr<Acceptor> bluetoothAcceptor;
+};
+
+}  // namespace vantry

@@ -1,0 +1,126 @@
+#include "driver/exports.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <memory>
+
+#include "driver/driver_root.h"
+#include "driver/quoted_ini.h"
+#include "platform/platform.h"
+#include "runtime/event.h"
+#include "runtime/live_object_counters.h"
+#include "transport/std_file_stream.h"
+
+namespace vantry {
+namespace {
+
+constexpr char16_t kPropertyFile[] = u"/Store/VantryProperties.ini";
+constexpr char16_t kOverrideFile[] = u"/Store/VantryPropertiesOverride.ini";
+constexpr char16_t kErrorLogFile[] = u"/Store/VantryLogFileName.txt";
+constexpr char16_t kOsVersionFile[] = u"\\windows\\version.ini";
+constexpr char16_t kQtLibsFile[] = u"\\boot\\qtlibs_version.ini";
+constexpr char16_t kQtCommonFile[] = u"\\boot\\qtcommon_version.ini";
+constexpr char16_t kMarkerFile[] = u"\\DriverUnloadSuccessful";
+
+constexpr std::uint32_t kSettleMilliseconds = 3000;
+constexpr std::int32_t kFailed = -1;
+
+/// The hub, while there is one.
+std::unique_ptr<DriverRoot> root;
+
+struct VersionPair {
+    std::string buildNumber;
+    std::string version;
+};
+
+VersionPair ReadVersions(std::u16string_view file, const char* buildKey, const char* versionKey) {
+    const std::filesystem::path path = Platform::Current().files.PathOf(file);
+    return {ReadQuotedIniValue(path, buildKey), ReadQuotedIniValue(path, versionKey)};
+}
+
+/// Threads that are just ending get some time to be gone.
+void Settle() {
+    Event nobodySetsIt(false);
+    static_cast<void>(nobodySetsIt.Wait(kSettleMilliseconds));
+}
+
+void WriteMarker() {
+    StdFileStream marker(Platform::Current().files.PathOf(kMarkerFile),
+                         FileMode::kWrite | FileMode::kTruncate);
+    constexpr std::array<std::uint8_t, 4> kContent = {0, 1, 2, 3};
+    marker.Write(kContent.data(), kContent.size());
+}
+
+std::shared_ptr<LocalSession> FindSession(std::uint32_t handle) {
+    return root ? root->LocalSessions().Find(handle) : nullptr;
+}
+
+std::int32_t ToLength(std::uint32_t count) {
+    return static_cast<std::int32_t>(
+        std::min<std::uint32_t>(count, std::numeric_limits<std::int32_t>::max()));
+}
+
+}  // namespace
+}  // namespace vantry
+
+using vantry::root;
+
+std::uint32_t PRN_Init() {
+    const vantry::VersionPair os =
+        vantry::ReadVersions(vantry::kOsVersionFile, "OSBuildNumber", "OSVersion");
+    auto built =
+        std::make_unique<vantry::DriverRoot>(vantry::kPropertyFile, vantry::kOverrideFile,
+                                             vantry::kErrorLogFile, os.version, os.buildNumber);
+    std::swap(root, built);
+    built.reset();
+    const vantry::VersionPair libs =
+        vantry::ReadVersions(vantry::kQtLibsFile, "QtBuildNumber", "QtVersion");
+    root->AddQtRuntimeInfo(libs.version, libs.buildNumber);
+    const vantry::VersionPair common =
+        vantry::ReadVersions(vantry::kQtCommonFile, "QtCommonBuildNumber", "QtCommonVersion");
+    root->AddQtCommonInfo(common.version, common.buildNumber);
+    return 1;
+}
+
+std::uint32_t PRN_Deinit(std::uint32_t) {
+    if (root) {
+        root->LocalSessions().CloseAll();
+        root.reset();
+    }
+    vantry::Settle();
+    if (vantry::LiveObjectCounters::AllZero()) {
+        vantry::WriteMarker();
+    }
+    return 1;
+}
+
+std::uint32_t PRN_Open(std::uint32_t, std::uint32_t, std::uint32_t) {
+    return root ? root->OpenLocalSession() : 0;
+}
+
+std::uint32_t PRN_Close(std::uint32_t handle) {
+    return root && root->LocalSessions().Close(handle) ? 1 : 0;
+}
+
+std::int32_t PRN_Read(std::uint32_t handle, void* buffer, std::uint32_t count) {
+    const std::shared_ptr<vantry::LocalSession> session = vantry::FindSession(handle);
+    const std::int32_t length = vantry::ToLength(count);
+    const std::int32_t got =
+        session ? session->Read(static_cast<std::uint8_t*>(buffer), length) : vantry::kFailed;
+    return std::max(got, vantry::kFailed);
+}
+
+std::int32_t PRN_Write(std::uint32_t handle, const void* buffer, std::uint32_t count) {
+    const std::shared_ptr<vantry::LocalSession> session = vantry::FindSession(handle);
+    const std::int32_t length = vantry::ToLength(count);
+    const std::int32_t taken =
+        session ? session->Write(static_cast<const std::uint8_t*>(buffer), length)
+                : vantry::kFailed;
+    return std::max(taken, vantry::kFailed);
+}
+
+std::uint32_t PRN_IOControl(std::uint32_t, std::uint32_t, const void*, std::uint32_t, void*,
+                            std::uint32_t, std::uint32_t*) {
+    return 0;
+}

@@ -1,0 +1,14 @@
+#include "engine/remote_property.h"
+
+#include <utility>
+
+namespace vantry {
+
+RemoteProperty::RemoteProperty(const PropertyResponse& report, std::shared_ptr<Stream> reporter)
+    : StringProperty(report.value,
+                     {report.guid, report.nameString, report.groupGuid, report.groupString}),
+      component(report.component),
+      componentName(report.componentString),
+      owner(std::move(reporter)) {}
+
+}  // namespace vantry

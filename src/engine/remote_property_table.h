@@ -1,0 +1,37 @@
+#pragma once
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "engine/remote_property.h"
+#include "runtime/lock.h"
+
+namespace vantry {
+
+/// The properties that components have announced, by full key and by group. The same GUID pair of
+/// two components is two properties. Any thread may call any operation.
+class RemotePropertyTable {
+public:
+    /// Empty if there is none.
+    std::shared_ptr<RemoteProperty> Find(std::string_view guid, std::string_view groupGuid,
+                                         std::string_view component) const;
+    /// False, with nothing changed, if the full key is present.
+    bool Insert(const std::shared_ptr<RemoteProperty>& property);
+    /// Takes the property of that full key out, if it is there.
+    void Erase(const std::string& fullKey);
+    /// Appends the members of a group, of whatever component, in the order of insertion.
+    void ListGroup(std::deque<std::shared_ptr<RemoteProperty>>& list,
+                   std::string_view groupGuid) const;
+    /// Appends every property once, in the order of the full keys.
+    void ListProperties(std::deque<std::shared_ptr<RemoteProperty>>& list) const;
+
+private:
+    Lock lock;
+    std::multimap<std::string, std::shared_ptr<RemoteProperty>, std::less<>> entries
+        GUARDED_BY(lock);
+};
+
+}  // namespace vantry

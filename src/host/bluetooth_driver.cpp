@@ -1,0 +1,117 @@
+#include "host/bluetooth_driver.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <utility>
+
+#include "host/rfcomm_socket.h"
+#include "host/socket_connection.h"
+#include "runtime/lock.h"
+#include "transport/device_control_codes.h"
+
+namespace vantry {
+namespace {
+
+constexpr int kExhaustedMilliseconds = 50;
+constexpr std::uint8_t kRfcommChannel = 2;
+
+/// A handle of "BTD0:". It has a peer once kAwaitPeer has succeeded.
+class BluetoothHandle final : public DeviceHandle {
+public:
+    BluetoothHandle(int socket, int rfcomm, std::shared_ptr<OutputFlusher> outputFlusher)
+        : listening{socket, rfcomm}, flusher(std::move(outputFlusher)) {}
+
+    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
+        const std::shared_ptr<SocketConnection> peer = Peer();
+        return peer ? peer->Read(buffer, length, -1) : kFailed;
+    }
+
+    std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
+        const std::shared_ptr<SocketConnection> peer = Peer();
+        return peer ? peer->Write(buffer, length) : kFailed;
+    }
+
+    bool Control(std::uint32_t code, std::span<const std::uint8_t>,
+                 std::span<std::uint8_t>) override {
+        return code == ControlCode::kAwaitPeer && AwaitPeer();
+    }
+
+    void Close() override {
+        closed = true;
+        closing.Ring();
+        if (const std::shared_ptr<SocketConnection> peer = Peer()) {
+            peer->Close();
+        }
+    }
+
+private:
+    std::shared_ptr<SocketConnection> Peer() const {
+        ScopedLock guard(lock);
+        return connection;
+    }
+
+    bool AwaitPeer() {
+        // A number below 0 is passed over by poll.
+        std::array<pollfd, 3> waits{
+            {{closing.Number(), POLLIN, 0}, {listening[0], POLLIN, 0}, {listening[1], POLLIN, 0}}};
+        while (!closed) {
+            poll(waits.data(), waits.size(), -1);
+            for (const int number : listening) {
+                const Accepted accepted = AcceptClient(number);
+                if (accepted.descriptor >= 0) {
+                    return TakePeer(accepted.descriptor);
+                }
+                if (accepted.exhausted) {
+                    poll(waits.data(), 1, kExhaustedMilliseconds);
+                }
+            }
+        }
+        return false;
+    }
+
+    bool TakePeer(int descriptor) {
+        auto peer = std::make_shared<SocketConnection>(descriptor, flusher, OutputLimits{});
+        {
+            ScopedLock guard(lock);
+            connection = peer;
+        }
+        if (closed) {
+            peer->Close();
+        }
+        return !closed;
+    }
+
+    const std::array<int, 2> listening;
+    const std::shared_ptr<OutputFlusher> flusher;
+    WakeUp closing;
+    std::atomic<bool> closed{false};
+    Lock lock;
+    std::shared_ptr<SocketConnection> connection GUARDED_BY(lock);
+};
+
+}  // namespace
+
+BluetoothDriver::BluetoothDriver(const DeviceSocket& listening,
+                                 std::shared_ptr<OutputFlusher> outputFlusher)
+    : socket(listening), flusher(std::move(outputFlusher)) {}
+
+BluetoothDriver::~BluetoothDriver() {
+    if (rfcomm >= 0) {
+        close(rfcomm);
+    }
+}
+
+bool BluetoothDriver::ListenOnHardware(std::string& error) {
+    rfcomm = ListenOnRfcomm(kRfcommChannel, error);
+    return rfcomm >= 0;
+}
+
+std::shared_ptr<DeviceHandle> BluetoothDriver::Open() {
+    return std::make_shared<BluetoothHandle>(socket.Number(), rfcomm, flusher);
+}
+
+}  // namespace vantry

@@ -1,0 +1,119 @@
+#include "host/hub_host.h"
+
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include "driver/exports.h"
+#include "transport/bluetooth/bluetooth_listener.h"
+#include "transport/usb/usb_listener.h"
+
+namespace vantry {
+namespace {
+
+constexpr std::uint16_t kNoPort = 65534;
+constexpr std::uint16_t kHubPort = 9102;
+
+std::filesystem::path Absolute(const std::filesystem::path& directory) {
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(directory, error);
+    return error ? directory : absolute.lexically_normal();
+}
+
+Options WithAbsoluteDirectories(Options options) {
+    options.root = Absolute(options.root);
+    options.devices = Absolute(options.devices);
+    return options;
+}
+
+std::string Refused(const std::filesystem::path& directory, const std::string& why) {
+    return directory.string() + ": " + why;
+}
+
+}  // namespace
+
+HubHost::HubHost(const Options& wanted)
+    : options(WithAbsoluteDirectories(wanted)), platform(options.root) {
+    platform.tcp.Replace(options.address, options.port);
+}
+
+bool HubHost::Prepare(std::string& error) {
+    if (!ClaimDirectories(error) || !MakeSockets(error)) {
+        return false;
+    }
+    RegisterDrivers();
+    return true;
+}
+
+bool HubHost::ClaimDirectories(std::string& error) {
+    std::string why;
+    if (!rootClaim.Take(options.root, why)) {
+        error = Refused(options.root, why);
+        return false;
+    }
+    std::error_code made;
+    std::filesystem::create_directories(options.root / "Store", made);
+    if (made) {
+        error = Refused(options.root / "Store", "can't be made: " + made.message());
+        return false;
+    }
+    if (!rootClaim.Covers(options.devices) && !devicesClaim.Take(options.devices, why)) {
+        error = Refused(options.devices, why);
+        return false;
+    }
+    return true;
+}
+
+bool HubHost::MakeSockets(std::string& error) {
+    std::string why;
+    localSocket = DeviceSocket::Make(options.devices, "PRN1", why);
+    usbSocket = localSocket ? DeviceSocket::Make(options.devices, "UMF1", why) : nullptr;
+    bluetoothSocket = usbSocket ? DeviceSocket::Make(options.devices, "BTD0", why) : nullptr;
+    if (!bluetoothSocket) {
+        error = Refused(options.devices, why);
+    }
+    return bluetoothSocket != nullptr;
+}
+
+void HubHost::RegisterDrivers() {
+    flusher = std::make_shared<OutputFlusher>();
+    usbDriver = std::make_shared<UsbDriver>(*usbSocket, platform.events, flusher);
+    bluetoothDriver = std::make_shared<BluetoothDriver>(*bluetoothSocket, flusher);
+    std::string why;
+    if (options.bluetooth && !bluetoothDriver->ListenOnHardware(why)) {
+        warnings += "vantryd: no Bluetooth hardware to listen on: " + why + "\n";
+    }
+    platform.devices.Register(UsbListener::kDeviceName, usbDriver);
+    platform.devices.Register(BluetoothListener::kDeviceName, bluetoothDriver);
+}
+
+void HubHost::Start() {
+    usbDriver->Start();
+    PRN_Init();
+    running = true;
+    localServer.emplace(*localSocket, flusher);
+    if (platform.tcp.boundPort == 0 && platform.tcp.PortInPlaceOf(kHubPort) != kNoPort) {
+        warnings += "vantryd: TCP port " + std::to_string(platform.tcp.PortInPlaceOf(kHubPort)) +
+                    " can't be listened on: " + std::strerror(platform.tcp.bindError) + "\n";
+    }
+}
+
+void HubHost::Stop() {
+    if (!std::exchange(running, false)) {
+        return;
+    }
+    localServer.reset();
+    PRN_Deinit(1);
+    platform.devices.Unregister(UsbListener::kDeviceName);
+    platform.devices.Unregister(BluetoothListener::kDeviceName);
+    usbDriver->Stop();
+    flusher->Stop();
+}
+
+std::string HubHost::ReadyLine() const {
+    const std::uint16_t port = platform.tcp.boundPort;
+    return "ready port=" + (port == 0 ? "none" : std::to_string(port)) +
+           " root=" + options.root.string() + " devices=" + options.devices.string();
+}
+
+}  // namespace vantry

@@ -1,0 +1,84 @@
+#include <pthread.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/hub_host.h"
+#include "host/options.h"
+#include "host/service_notify.h"
+
+namespace {
+
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+
+std::unique_ptr<vantry::HubHost> host;
+
+/// Signals that end the program are taken by the main thread when it waits for them, and by no
+/// other. A peer that is gone and a file that may not grow are errors of one call, not the end.
+sigset_t ArrangeSignals() {
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGTERM);
+    sigaddset(&ending, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
+    return ending;
+}
+
+void AllowAllDescriptors() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+int Run(const vantry::Options& options) {
+    const sigset_t ending = ArrangeSignals();
+    AllowAllDescriptors();
+    host = std::make_unique<vantry::HubHost>(options);
+    std::string error;
+    if (!host->Prepare(error)) {
+        std::fprintf(stderr, "vantryd: %s\n", error.c_str());
+        return kExitFailed;
+    }
+    host->Start();
+    std::fputs(host->Warnings().c_str(), stderr);
+    std::printf("%s\n", host->ReadyLine().c_str());
+    std::fflush(stdout);
+    vantry::NotifyServiceManager("READY=1");
+    int received = 0;
+    sigwait(&ending, &received);
+    vantry::NotifyServiceManager("STOPPING=1");
+    host->Stop();
+    return 0;
+}
+
+}  // namespace
+
+vantry::Platform* VantryPlatform() { return &host->ThePlatform(); }
+
+int main(int argc, char** argv) {
+    std::string error;
+    const std::optional<vantry::Options> options = vantry::ParseOptions(argc, argv, error);
+    if (!options) {
+        std::fprintf(stderr, "vantryd: %s\n%s", error.c_str(), vantry::UsageText().data());
+        return kExitUsage;
+    }
+    switch (options->action) {
+        case vantry::Options::Action::ShowVersion:
+            std::printf("vantryd %s\n", VANTRY_VERSION);
+            return 0;
+        case vantry::Options::Action::ShowHelp:
+            std::fputs(vantry::UsageText().data(), stdout);
+            return 0;
+        case vantry::Options::Action::Run:
+            return Run(*options);
+    }
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "platform/output_flusher.h"
+#include "platform/socket_descriptor.h"
+#include "platform/socket_output.h"
+
+namespace vantry {
+
+/// One client of a device socket: reading that waits, writing that doesn't. Any thread may call any
+/// operation.
+class SocketConnection {
+public:
+    /// Takes over the accepted descriptor.
+    SocketConnection(int accepted, std::shared_ptr<OutputFlusher> flusher, OutputLimits limits);
+    ~SocketConnection() { Close(); }
+    SocketConnection(const SocketConnection&) = delete;
+    SocketConnection& operator=(const SocketConnection&) = delete;
+
+    /// Waits up to `milliseconds`, -1 for ever. The count; 0 if the client sends no more or the
+    /// time is over; -1 if the connection has failed.
+    std::int32_t Read(std::uint8_t* buffer, std::int32_t length, std::int32_t milliseconds);
+    /// Takes the whole frame: `length`, or -1 if the connection has failed.
+    std::int32_t Write(const std::uint8_t* buffer, std::int32_t length);
+    /// Ends reading at once, and the connection when what was written has been sent.
+    void Close() { output->Close(); }
+    void SetWriteStall(std::uint32_t milliseconds) { output->SetStallMilliseconds(milliseconds); }
+
+    SocketDescriptor& Socket() { return *socket; }
+
+private:
+    const std::shared_ptr<SocketDescriptor> socket;
+    const std::shared_ptr<SocketOutput> output;
+};
+
+}  // namespace vantry

@@ -1,0 +1,154 @@
+#include "host/usb_driver.h"
+
+#include <poll.h>
+
+#include <array>
+#include <cstring>
+#include <utility>
+
+#include "transport/device_control_codes.h"
+#include "transport/usb/usb_listener.h"
+
+namespace vantry {
+namespace {
+
+constexpr int kExhaustedMilliseconds = 50;
+
+std::int32_t SignedValue(std::span<const std::uint8_t> input) {
+    std::int32_t value = 0;
+    std::memcpy(&value, input.data(), std::min(input.size(), sizeof value));
+    return value;
+}
+
+/// A handle of "UMF1:". The listener's only asks and tells; a stream's, known by its time-outs,
+/// claims the cable that was plugged in when it was opened, and moves bytes.
+class UsbHandle final : public DeviceHandle {
+public:
+    UsbHandle(const UsbDriver& usbDriver, std::shared_ptr<UsbCable> pluggedCable)
+        : driver(usbDriver), cable(std::move(pluggedCable)) {}
+    ~UsbHandle() override { UsbHandle::Close(); }
+
+    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
+        return claimed ? cable->connection.Read(buffer, length, readTimeout) : kFailed;
+    }
+
+    std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
+        return claimed ? cable->connection.Write(buffer, length) : kFailed;
+    }
+
+    bool Control(std::uint32_t code, std::span<const std::uint8_t> input,
+                 std::span<std::uint8_t> output) override {
+        switch (code) {
+            case ControlCode::kSetReadTimeout:
+                readTimeout = SignedValue(input);
+                return Claim();
+            case ControlCode::kSetWriteTimeout:
+                if (!Claim()) {
+                    return false;
+                }
+                cable->connection.SetWriteStall(static_cast<std::uint32_t>(SignedValue(input)));
+                return true;
+            case ControlCode::kIsHostAttached:
+                if (!output.empty()) {
+                    output[0] = driver.Plugged() != nullptr ? 1 : 0;
+                }
+                return true;
+            case ControlCode::kTakeAttachedHost:
+            case ControlCode::kStopListening:
+                return true;
+            default:
+                return false;
+        }
+    }
+
+    void Close() override {
+        if (claimed) {
+            cable->connection.Close();
+        }
+    }
+
+private:
+    bool Claim() {
+        if (!claimed && cable) {
+            claimed = cable->Claim();
+        }
+        return claimed;
+    }
+
+    const UsbDriver& driver;
+    const std::shared_ptr<UsbCable> cable;
+    std::atomic<bool> claimed{false};
+    std::atomic<std::int32_t> readTimeout{-1};
+};
+
+}  // namespace
+
+UsbDriver::UsbDriver(const DeviceSocket& listening, SystemEventRegistry& events,
+                     std::shared_ptr<OutputFlusher> outputFlusher)
+    : socket(listening),
+      flusher(std::move(outputFlusher)),
+      attachedEvent(events.Create(UsbListener::kAttachedName)),
+      removedEvent(events.Create(UsbListener::kRemovedName)) {}
+
+void UsbDriver::Start() {
+    stopping = !thread.Start([this] { Run(); });
+}
+
+void UsbDriver::Stop() {
+    stopping = true;
+    wake.Ring();
+    thread.Join();
+}
+
+std::shared_ptr<DeviceHandle> UsbDriver::Open() {
+    return std::make_shared<UsbHandle>(*this, Plugged());
+}
+
+std::shared_ptr<UsbCable> UsbDriver::Plugged() const {
+    ScopedLock guard(lock);
+    return plugged;
+}
+
+void UsbDriver::SetPlugged(std::shared_ptr<UsbCable> cable) {
+    ScopedLock guard(lock);
+    plugged = std::move(cable);
+}
+
+void UsbDriver::Run() {
+    while (const std::shared_ptr<UsbCable> cable = AwaitHost()) {
+        SetPlugged(cable);
+        attachedEvent->Set();
+        AwaitDetach(*cable);
+        SetPlugged(nullptr);
+        removedEvent->Set();
+        cable->connection.Close();
+    }
+}
+
+std::shared_ptr<UsbCable> UsbDriver::AwaitHost() {
+    std::array<pollfd, 2> waits{{{wake.Number(), POLLIN, 0}, {socket.Number(), POLLIN, 0}}};
+    while (!stopping) {
+        poll(waits.data(), waits.size(), -1);
+        const Accepted accepted = AcceptClient(socket.Number());
+        if (accepted.descriptor >= 0) {
+            return std::make_shared<UsbCable>(accepted.descriptor, flusher);
+        }
+        if (accepted.exhausted) {
+            poll(waits.data(), 1, kExhaustedMilliseconds);
+        }
+    }
+    return nullptr;
+}
+
+void UsbDriver::AwaitDetach(UsbCable& cable) {
+    const SocketDescriptor::Use use(cable.connection.Socket());
+    if (!use) {
+        return;
+    }
+    std::array<pollfd, 2> waits{{{wake.Number(), POLLIN, 0}, {use.Number(), 0, 0}}};
+    while (!stopping && waits[1].revents == 0) {
+        poll(waits.data(), waits.size(), -1);
+    }
+}
+
+}  // namespace vantry

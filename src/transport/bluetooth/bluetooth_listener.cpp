@@ -1,0 +1,49 @@
+#include "transport/bluetooth/bluetooth_listener.h"
+
+#include <array>
+#include <bit>
+
+#include "transport/device_control_codes.h"
+
+namespace vantry {
+
+BluetoothListener::BluetoothListener(DeviceRegistry& machineDevices, std::uint32_t peerChannel)
+    : devices(machineDevices), channel(peerChannel), device(devices.Open(kDeviceName)) {}
+
+BluetoothListener::~BluetoothListener() {
+    BluetoothListener::Close();
+    if (device) {
+        device->Close();
+    }
+}
+
+std::shared_ptr<Stream> BluetoothListener::Accept() {
+    if (!device) {
+        return nullptr;
+    }
+    auto stream = std::make_shared<BluetoothStream>(devices, kDeviceName);
+    if (!Await(stream)) {
+        return nullptr;
+    }
+    const auto number =
+        std::bit_cast<std::array<std::uint8_t, 2>>(static_cast<std::uint16_t>(channel));
+    // What it returns says nothing: a stream without a peer ends at its first read.
+    stream->Control(ControlCode::kAwaitPeer, number, {});
+    return Await(nullptr) ? stream : nullptr;
+}
+
+bool BluetoothListener::Await(const std::shared_ptr<BluetoothStream>& stream) {
+    ScopedLock guard(waitingLock);
+    waiting = stream;
+    return !closed;
+}
+
+void BluetoothListener::Close() {
+    ScopedLock guard(waitingLock);
+    closed = true;
+    if (waiting) {
+        waiting->Close();
+    }
+}
+
+}  // namespace vantry

@@ -1,0 +1,75 @@
+#include "transport/usb/usb_listener.h"
+
+#include <array>
+#include <optional>
+
+#include "transport/device_control_codes.h"
+#include "transport/usb/usb_stream.h"
+
+namespace vantry {
+
+UsbListener::UsbListener(Platform& machine, std::int32_t writeTimeoutOfStreams,
+                         std::int32_t readTimeoutOfStreams)
+    : platform(machine),
+      device(machine.devices.Open(kDeviceName)),
+      writeTimeout(writeTimeoutOfStreams),
+      readTimeout(readTimeoutOfStreams) {}
+
+UsbListener::~UsbListener() {
+    UsbListener::Close();
+    if (device) {
+        device->Close();
+    }
+}
+
+void UsbListener::Open() {
+    if (!device) {
+        return;
+    }
+    const std::shared_ptr<SystemEvent> attached = platform.events.Open(kAttachedName);
+    const std::shared_ptr<SystemEvent> removed = platform.events.Open(kRemovedName);
+    {
+        ScopedLock guard(eventsLock);
+        attachedEvent = attached;
+        removedEvent = removed;
+    }
+    std::array<std::uint8_t, 4> answer{};
+    const bool answered = device->Control(ControlCode::kIsHostAttached, {}, answer);
+    if (!attached || !removed || !answered) {
+        Close();
+        return;
+    }
+    if (answer == std::array<std::uint8_t, 4>{}) {
+        return;
+    }
+    device->Control(ControlCode::kTakeAttachedHost, {}, {});
+    attached->Reset();
+    removed->Reset();
+    wakeEvent->Set();
+}
+
+std::shared_ptr<Stream> UsbListener::Accept() {
+    constexpr std::size_t kStopPlace = 2;
+    std::array<std::shared_ptr<SystemEvent>, 3> events{nullptr, wakeEvent, stopEvent};
+    {
+        ScopedLock guard(eventsLock);
+        events[0] = attachedEvent;
+    }
+    const std::optional<std::size_t> fired = WaitForAny(events);
+    if (!fired || *fired == kStopPlace) {
+        return nullptr;
+    }
+    return std::make_shared<UsbStream>(platform.devices, kDeviceName, writeTimeout, readTimeout);
+}
+
+void UsbListener::Close() {
+    if (device) {
+        device->Control(ControlCode::kStopListening, {}, {});
+    }
+    stopEvent->Set();
+    ScopedLock guard(eventsLock);
+    attachedEvent.reset();
+    removedEvent.reset();
+}
+
+}  // namespace vantry

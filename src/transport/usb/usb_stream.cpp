@@ -1,0 +1,65 @@
+#include "transport/usb/usb_stream.h"
+
+#include <array>
+#include <bit>
+
+#include "transport/device_control_codes.h"
+
+namespace vantry {
+namespace {
+
+constexpr std::int32_t kNoTimeout = -1;
+
+std::array<std::uint8_t, 4> BytesOf(std::int32_t value) {
+    return std::bit_cast<std::array<std::uint8_t, 4>>(value);
+}
+
+}  // namespace
+
+UsbStream::UsbStream(DeviceRegistry& devices, std::u16string_view name, std::int32_t writeTimeout,
+                     std::int32_t readTimeoutOfDriver)
+    : DeviceStream(devices, name, 1),
+      appliedReadTimeout(kNoTimeout),
+      readTimeout(readTimeoutOfDriver) {
+    SetReadTimeout(kNoTimeout);
+    Control(ControlCode::kSetWriteTimeout, BytesOf(writeTimeout), {});
+}
+
+bool UsbStream::SetReadTimeout(std::int32_t value) {
+    if (Control(ControlCode::kSetReadTimeout, BytesOf(value), {})) {
+        appliedReadTimeout = value;
+        return true;
+    }
+    return appliedReadTimeout == value;
+}
+
+std::int32_t UsbStream::Read(std::uint8_t* buffer, std::int32_t length) {
+    std::int32_t count = DeviceStream::Read(buffer, length);
+    if (appliedReadTimeout == kNoTimeout && !SetReadTimeout(readTimeout)) {
+        count = StreamCode::kError;
+    } else if (count > 0) {
+        return count;
+    }
+    MarkDead();
+    if (!IsHostAttached()) {
+        return StreamCode::kError;
+    }
+    return count == 0 ? StreamCode::kLinkLost : count;
+}
+
+std::int32_t UsbStream::Write(const std::uint8_t* buffer, std::int32_t length) {
+    const std::int32_t count = DeviceStream::Write(buffer, length);
+    if (count > 0) {
+        return count;
+    }
+    MarkDead();
+    return count == 0 ? StreamCode::kLinkLost : count;
+}
+
+bool UsbStream::IsHostAttached() {
+    std::array<std::uint8_t, 4> answer{};
+    return Control(ControlCode::kIsHostAttached, {}, answer) &&
+           answer != std::array<std::uint8_t, 4>{};
+}
+
+}  // namespace vantry

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "transport/device_stream.h"
+
+namespace vantry {
+
+/// The connection to an attached USB host. External. Once a read or a write has failed the stream
+/// counts as dead, so that a subscriber that is only written to is noticed too.
+class UsbStream final : public DeviceStream {
+public:
+    UsbStream(DeviceRegistry& devices, std::u16string_view name, std::int32_t writeTimeout,
+              std::int32_t readTimeoutOfDriver);
+
+    /// kError without a host, kLinkLost if the host is there and nothing came.
+    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
+    std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
+    /// False if the driver refuses and has another value in force.
+    bool SetReadTimeout(std::int32_t value);
+
+private:
+    bool IsHostAttached();
+
+    std::atomic<std::int32_t> appliedReadTimeout;
+    const std::int32_t readTimeout;
+};
+
+}  // namespace vantry

@@ -1,0 +1,119 @@
+#include "wire/json/json_writer.h"
+
+#include <array>
+#include <charconv>
+#include <limits>
+#include <vector>
+
+namespace vantry {
+namespace {
+
+constexpr int kFractionDigits = 8;
+/// A double in fixed notation has up to 309 digits in front of the point.
+constexpr std::size_t kLongestNumber = std::numeric_limits<double>::max_exponent10 + 32;
+
+template <typename Number, typename... Format>
+void AppendNumber(std::string& text, Number number, Format... format) {
+    std::array<char, kLongestNumber> digits;
+    const auto result =
+        std::to_chars(digits.data(), digits.data() + digits.size(), number, format...);
+    text.append(digits.data(), result.ptr);
+}
+
+void AppendQuoted(std::string& text, const std::string& content) {
+    text += '"';
+    text += content;
+    text += '"';
+}
+
+/// Walks a tree with a list of the containers that are open, so that depth costs no machine stack.
+class Writer {
+public:
+    explicit Writer(std::string& target) : text(target) {}
+
+    void Write(const JsonValue& root) {
+        Begin(root);
+        Run();
+    }
+
+    void WriteObject(const JsonObject& root) {
+        text += '{';
+        open.push_back({&root, nullptr, 0});
+        Run();
+    }
+
+private:
+    struct Container {
+        const JsonObject* object;
+        const JsonArray* array;
+        std::size_t next;
+
+        std::size_t Size() const { return object != nullptr ? object->size() : array->size(); }
+    };
+
+    void Run() {
+        while (!open.empty()) {
+            Container& container = open.back();
+            if (container.next == container.Size()) {
+                text += container.object != nullptr ? '}' : ']';
+                open.pop_back();
+                continue;
+            }
+            if (container.next != 0) {
+                text += ',';
+            }
+            const std::size_t place = container.next++;
+            if (container.object == nullptr) {
+                Begin((*container.array)[place]);
+                continue;
+            }
+            const JsonMember& member =
+                container.object->begin()[static_cast<std::ptrdiff_t>(place)];
+            AppendQuoted(text, member.key);
+            text += ": ";
+            Begin(member.value);
+        }
+    }
+
+    /// Writes a scalar whole, and of a container its bracket.
+    void Begin(const JsonValue& value) {
+        switch (value.type) {
+            case JsonType::Integer:
+                AppendNumber(text, value.integer);
+                break;
+            case JsonType::Float:
+                AppendNumber(text, value.real, std::chars_format::fixed, kFractionDigits);
+                break;
+            case JsonType::Bool:
+                text += value.boolean ? "true" : "false";
+                break;
+            case JsonType::String:
+                AppendQuoted(text, value.string);
+                break;
+            case JsonType::Object:
+                text += '{';
+                open.push_back({&value.object, nullptr, 0});
+                break;
+            case JsonType::Array:
+                text += '[';
+                open.push_back({nullptr, &value.array, 0});
+                break;
+            case JsonType::Null:
+                text += "null";
+                break;
+        }
+    }
+
+    std::string& text;
+    std::vector<Container> open;
+};
+
+}  // namespace
+
+void WriteJsonValue(std::string& text, const JsonValue& value) { Writer(text).Write(value); }
+
+void WriteJsonObject(std::string& text, const JsonObject& object) {
+    Writer(text).WriteObject(object);
+}
+
+}  // namespace vantry

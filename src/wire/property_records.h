@@ -1,0 +1,62 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace vantry {
+
+/// The three words by which a record says what it stands for.
+struct Status {
+    static constexpr std::string_view kSuccessful = "Successful";
+    static constexpr std::string_view kNotFound = "Property Not Found";
+    /// The last record that anybody gets of a property.
+    static constexpr std::string_view kNoLongerAvailable = "Property No Longer Available";
+};
+
+/// One read or one subscription. An empty `guid` means every property of the group.
+struct PropertyRequest {
+    std::string component;
+    std::string groupGuid;
+    std::string guid;
+
+    bool operator==(const PropertyRequest&) const = default;
+};
+
+/// One write.
+struct PropertySetRequest {
+    std::string guid;
+    std::string groupGuid;
+    std::string component;
+    std::string value;
+};
+
+/// One property as it travels, in either direction.
+struct PropertyResponse {
+    std::string groupGuid;
+    std::string groupString;
+    std::string guid;
+    std::string nameString;
+    std::string value;
+    std::string status;
+    std::string component;
+    std::string componentString;
+};
+
+/// The answer to a request that found nothing: it echoes what was asked and fills the rest with
+/// fixed words.
+PropertyResponse MakeFailureResponse(PropertyRequest request, std::string_view status);
+
+/// `component` ":" `groupGuid` ":" `guid`, the name of a property among those of all components.
+std::string FullKey(std::string_view component, std::string_view groupGuid, std::string_view guid);
+
+/// `groupGuid` ":" `guid`, as it travels and as one component's own properties are known.
+std::string CompositeGuid(std::string_view groupGuid, std::string_view guid);
+
+/// The two halves around the first ":". A text without one is both its halves.
+struct SplitGuid {
+    std::string_view groupGuid;
+    std::string_view guid;
+};
+SplitGuid SplitCompositeGuid(std::string_view composite);
+
+}  // namespace vantry
