@@ -58,7 +58,12 @@ void PropertyEngine::GetEveryProperty(std::deque<PropertyResponse>& responses) {
 }
 
 void PropertyEngine::ApplySetRequests(const std::deque<PropertySetRequest>& requests) {
-    std::map<std::shared_ptr<Stream>, std::deque<PropertySetRequest>> forwards;
+    struct Forward {
+        std::shared_ptr<Stream> owner;
+        std::deque<PropertySetRequest> writes;
+    };
+    // By connection: each message of one comes through an object of its own.
+    std::map<std::uint32_t, Forward> forwards;
     for (const PropertySetRequest& request : requests) {
         if (request.component == OwnComponent().Guid()) {
             if (const auto property = Catalog().FindProperty(request.guid, request.groupGuid)) {
@@ -67,14 +72,16 @@ void PropertyEngine::ApplySetRequests(const std::deque<PropertySetRequest>& requ
             }
         } else if (const auto property =
                        remoteTable.Find(request.guid, request.groupGuid, request.component)) {
-            forwards[property->owner].push_back(request);
+            Forward& forward = forwards[property->owner->Id()];
+            forward.owner = property->owner;
+            forward.writes.push_back(request);
         }
     }
-    for (auto& [owner, writes] : forwards) {
+    for (auto& [connection, forward] : forwards) {
         PropertyMessage message;
-        message.EncodeSetRequests(std::move(writes));
+        message.EncodeSetRequests(std::move(forward.writes));
         // An owner that is gone doesn't get it, and nobody waits for an answer.
-        static_cast<void>(Send(*owner, message));
+        static_cast<void>(Send(*forward.owner, message));
     }
 }
 

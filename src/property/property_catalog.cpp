@@ -97,9 +97,10 @@ void PropertyCatalog::RemoveOne(const std::string& key) {
 }
 
 void PropertyCatalog::RemoveGroup(const std::string& groupKey) {
-    const auto [first, last] = entries.equal_range(groupKey);
-    for (auto member = first; member != last; member = entries.erase(member)) {
+    for (auto member = entries.find(groupKey); member != entries.end();
+         member = entries.find(groupKey)) {
         entries.erase(entries.find(KeyOf(*member->second)));
+        entries.erase(member);
     }
 }
 

@@ -87,6 +87,11 @@ LineWriter::~LineWriter() {
     thread.reset();
 }
 
+void LineWriter::StartAnew(std::u16string_view path) {
+    ScopedLock guard(shared->filesLock);
+    shared->unwritten = {std::u16string(path), ""};
+}
+
 const Lock& LineWriter::FilesLock() const { return shared->filesLock; }
 
 void LineWriter::Queue(std::string_view prefix, std::string_view value, std::u16string_view path) {

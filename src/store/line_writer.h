@@ -39,6 +39,9 @@ public:
     LineWriter& operator=(const LineWriter&) = delete;
 
     void Queue(std::string_view prefix, std::string_view value, std::u16string_view path);
+    /// Has the next line of the file begin a new one, whatever stands there. The caller holds the
+    /// lock of the files.
+    void StartAnew(std::u16string_view path);
     /// Held by the thread while it works on a file. For whoever reads files that it may write.
     const Lock& FilesLock() const;
 

@@ -17,6 +17,8 @@ bool PropertyFileWriter::Load(const PropertyCatalog& catalog, std::u16string_vie
         // The writing thread may be at work on the file that is read and copied here.
         ScopedLock guard(lines.FilesLock());
         if (!ReadMainFile(filePath, main)) {
+            // Nothing in it can be told from damage, and a bad line would spoil every later load.
+            lines.StartAnew(filePath);
             return false;
         }
         ApplyOverride(filePath, overridePath, main);

@@ -1,0 +1,191 @@
+// Reads, writes and reports, as peers at the ends of pipes see them.
+
+#include <gtest/gtest.h>
+
+#include "support/eventually.h"
+#include "support/test_hub.h"
+
+namespace vantry {
+namespace {
+
+using namespace test;
+
+const Address kSpeed{"COMPONENT", "GROUP", "SPEED"};
+const Address kHeat{"COMPONENT", "GROUP", "HEAT"};
+const Address kOther{"OTHER", "GROUP", "SPEED"};
+
+class Exchange : public testing::Test {
+protected:
+    /// A component that has announced these properties.
+    std::unique_ptr<TestPeer> Announce(const std::vector<Address>& properties) {
+        std::unique_ptr<TestPeer> component = hub.Connect();
+        for (const Address& property : properties) {
+            component->Send(Report(property, "1"));
+        }
+        // The answer comes behind everything that was sent before.
+        EXPECT_TRUE(component->Ask(Get(PublishingPeriod())));
+        return component;
+    }
+    std::string Value(TestPeer& peer, const Address& property) {
+        const std::string answer = peer.Ask(Get(property)).value_or("");
+        const std::size_t start = answer.find("\"Value\": \"") + 10;
+        return answer.substr(start, answer.find('"', start) - start);
+    }
+
+    TestHub hub;
+};
+
+TEST_F(Exchange, TheSetValueIsReadInTheSameMessage) {
+    const auto peer = hub.Connect();
+    const std::string set = Set(PublishingPeriod(), "750");
+    const std::string get = Get(PublishingPeriod());
+    const std::string both = set.substr(0, set.size() - 1) + "," + get.substr(1);
+    EXPECT_NE(peer->Ask(both)->find(R"("Value": "750")"), std::string::npos);
+    // What is no number changes nothing, and nothing is answered.
+    peer->Send(Set(PublishingPeriod(), "fast"));
+    EXPECT_EQ(Value(*peer, PublishingPeriod()), "750");
+}
+
+TEST_F(Exchange, AReadIsAnsweredEntryByEntryInOrder) {
+    const auto component = Announce({kSpeed});
+    const Address wildcard{"ANY", "GROUP", ""};
+    const Address nothing{"ANY", "NO GROUP", ""};
+    const std::string answer = *component->Ask(Section(
+        "PropertyGetRequests", {nothing.Entry(), wildcard.Entry(), PublishingPeriod().Entry()}));
+    EXPECT_EQ(answer.find(R"("GUID": "NO GROUP:")"), answer.find("\"GUID\""));
+    EXPECT_LT(answer.find("Property Not Found"), answer.find("COMPONENT"));
+    EXPECT_LT(answer.find("COMPONENT"), answer.find("Property Publishing Period in ms"));
+    EXPECT_EQ(Count(answer, "\"Status\""), 3U);
+    EXPECT_EQ(component->Ask(R"({"PropertyGetRequests": []})"), R"({"PropertyGetResponses": []})");
+}
+
+TEST_F(Exchange, AWildcardListsTheHubsOwnMembersFirst) {
+    const auto component = Announce({{"COMPONENT", std::string(Groups::kGeneral.guid), "MINE"}});
+    const std::string answer = *component->Ask(Get({"", std::string(Groups::kGeneral.guid), ""}));
+    EXPECT_LT(answer.rfind("Vantry"), answer.find("COMPONENT"));
+}
+
+TEST_F(Exchange, APropertyIsKnownByItsComponentToo) {
+    const auto component = Announce({kSpeed, kOther});
+    EXPECT_EQ(Count(*component->Ask(kGetAll), "\"GROUP:SPEED\""), 2U);
+    EXPECT_EQ(Value(*component, {"", "GROUP", "SPEED"}), "Invalid Value");
+    const Address period = PublishingPeriod();
+    EXPECT_EQ(Value(*component, {"", period.groupGuid, period.guid}), "Invalid Value");
+    EXPECT_EQ(Value(*component, kOther), "1");
+}
+
+TEST_F(Exchange, AllPropertiesComeWithTheirMarkAndTheListIsIgnored) {
+    const auto component = Announce({kSpeed});
+    const std::string answer =
+        *component->Ask(R"({"GetAllProperties": false,"PropertyGetRequests": [{"GUID": "a:b"}]})");
+    EXPECT_TRUE(
+        answer.starts_with(R"({"GetAllPropertiesResponse": true,"PropertyGetResponses": [)"));
+    EXPECT_EQ(Count(answer, "Property Not Found"), 0U);
+    EXPECT_EQ(Count(answer, "\"COMPONENT\""), 1U);
+}
+
+TEST_F(Exchange, AWriteGoesToItsOwnerAndTheHubsCopyWaits) {
+    const auto component = Announce({kSpeed});
+    const auto client = hub.Connect();
+    client->Send(Set(kSpeed, "7"));
+    EXPECT_EQ(
+        component->Receive(),
+        R"({"PropertySetRequests": [{"Component": "COMPONENT","GUID": "GROUP:SPEED","Value": "7"}]})");
+    EXPECT_EQ(Value(*client, kSpeed), "1");
+    component->Send(Report(kSpeed, "7"));
+    EXPECT_TRUE(Eventually([&] { return Value(*client, kSpeed) == "7"; }));
+}
+
+TEST_F(Exchange, EachOwnerGetsOneMessageForAllItsWrites) {
+    const auto one = Announce({kSpeed, kHeat});
+    const auto two = Announce({kOther});
+    const auto client = hub.Connect();
+    const auto write = [](const Address& what) { return what.Entry(R"(,"Value": "2")"); };
+    client->Send(Section("PropertySetRequests", {write(kSpeed), write(kOther), write(kHeat),
+                                                 write({"NO", "SUCH", "ONE"})}));
+    const std::string first = *one->Receive();
+    EXPECT_LT(first.find("SPEED"), first.find("HEAT"));
+    EXPECT_EQ(Count(*two->Receive(), "GUID"), 1U);
+    EXPECT_TRUE(one->HearsNothingFor(100) && two->HearsNothingFor(0));
+}
+
+TEST_F(Exchange, AWithdrawnPropertyIsGoneAndMayComeBack) {
+    const auto component = Announce({kSpeed});
+    component->Send(Report(kSpeed, "1", "Property No Longer Available"));
+    EXPECT_EQ(Value(*component, kSpeed), "Invalid Value");
+    component->Send(Report(kSpeed, "1", "Property No Longer Available"));
+    component->Send(Report(kSpeed, "1", "Property Not Found"));
+    EXPECT_EQ(Value(*component, kSpeed), "Invalid Value");
+    component->Send(Report(kSpeed, "3"));
+    EXPECT_EQ(Value(*component, kSpeed), "3");
+}
+
+TEST_F(Exchange, APropertyOutlivesItsOwnersConnectionAndKeepsItAsOwner) {
+    auto component = Announce({kSpeed});
+    component.reset();
+    const auto again = Announce({});
+    again->Send(Report(kSpeed, "5"));
+    EXPECT_EQ(Value(*again, kSpeed), "5");
+    again->Send(Set(kSpeed, "6"));
+    EXPECT_EQ(Value(*again, kSpeed), "5");
+    again->Send(Report(kSpeed, "5", "Property No Longer Available"));
+    again->Send(Report(kSpeed, "5"));
+    again->Send(Set(kSpeed, "6"));
+    EXPECT_TRUE(again->ReceiveUntil("PropertySetRequests"));
+}
+
+TEST_F(Exchange, ReportsUnderTheHubsOwnNameStandBesideItsProperties) {
+    const auto loopback = Announce({PublishingPeriod()});
+    EXPECT_EQ(Value(*loopback, PublishingPeriod()), "250");
+    EXPECT_EQ(Count(*loopback->Ask(kGetAll), PublishingPeriod().guid), 2U);
+}
+
+TEST_F(Exchange, AnExternalPeerReadsItsGroupsAndWritesNothing) {
+    const Address job{"COMPONENT", "A Job group", "P"};
+    const auto component = Announce({kSpeed, job});
+    const auto outside = hub.Connect(true);
+    const std::string set = Set(PublishingPeriod(), "999");
+    const std::string reads =
+        Section("PropertyGetRequests", {PublishingPeriod().Entry(), job.Entry()});
+    const std::string answer = *outside->Ask(set.substr(0, set.size() - 1) + "," + reads.substr(1));
+    EXPECT_LT(answer.find("A Job group"), answer.find("Property Not Found"));
+    EXPECT_EQ(Count(answer, "\"Status\""), 2U);
+    EXPECT_EQ(Value(*component, PublishingPeriod()), "250");
+    const std::string all = *outside->Ask(kGetAll);
+    EXPECT_EQ(Count(all, "\"Status\""), Count(all, "Successful"));
+    EXPECT_EQ(Count(all, "GROUP:SPEED") + Count(all, std::string(Groups::kGeneral.guid)), 0U);
+    EXPECT_EQ(Count(all, "A Job group"), 1U);
+    // It may own properties like anybody.
+    outside->Send(Report(kOther, "4"));
+    EXPECT_TRUE(Eventually([&] { return Value(*component, kOther) == "4"; }));
+}
+
+TEST_F(Exchange, DisconnectEndsTheSessionAndTakesTheReplyWithIt) {
+    for (const bool subscribed : {false, true}) {
+        const auto peer = hub.Connect();
+        if (subscribed) {
+            peer->Ask(Subscribe(kSpeed));
+        }
+        peer->Send(R"({"Disconnect": false,"PropertyGetRequests": [{"GUID": "a:b"}]})");
+        EXPECT_TRUE(peer->SeesEnd());
+        EXPECT_TRUE(peer->HearsNothingFor(0));
+    }
+}
+
+TEST_F(Exchange, AMessageWithoutASectionIsNoOffence) {
+    const auto peer = hub.Connect();
+    peer->Send("{}");
+    peer->Send(R"({"Unknown": [1,2]})");
+    EXPECT_EQ(Value(*peer, PublishingPeriod()), "250");
+}
+
+TEST_F(Exchange, AValueComesBackAsItWasWhateverItHolds) {
+    const auto component = Announce({});
+    component->Send(Report(kSpeed, R"(quote \" backslash \\ tab \t \u0001 \u00e9)"));
+    EXPECT_NE(component->Ask(Get(kSpeed))
+                  ->find("\"Value\": \"quote \" backslash \\ tab \t \x01 \xC3\xA9\""),
+              std::string::npos);
+}
+
+}  // namespace
+}  // namespace vantry

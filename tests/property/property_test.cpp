@@ -1,0 +1,189 @@
+#include <gtest/gtest.h>
+
+#include "property/debug_zones.h"
+#include "property/property_catalog.h"
+#include "property/property_factories.h"
+
+namespace vantry {
+namespace {
+
+using namespace std::string_literals;
+
+PropertyIdentity Named(const std::string& guid, const std::string& group = "G") {
+    return {guid, "name of " + guid, group, "group of " + group};
+}
+
+std::string TextOf(const Property& property) {
+    std::string text;
+    property.GetText(text);
+    return text;
+}
+
+TEST(Property, CallbacksRunOnceForARealChangeInTheOrderOfAdding) {
+    const auto property = MakeStringProperty("old", Named("P"));
+    std::string calls;
+    property->AddChangedCallback([&](const auto&) { calls += "1"; });
+    property->AddChangedCallback(
+        [&](const std::shared_ptr<Property>& changed) { calls += "2" + TextOf(*changed); });
+    EXPECT_EQ(property->SetText("old"), kTaken);
+    EXPECT_EQ(property->SetTextQuietly("quiet"), kTaken);
+    EXPECT_EQ(calls, "");
+    EXPECT_EQ(property->SetText("new"), kTaken);
+    EXPECT_EQ(calls, "12new");
+}
+
+TEST(Property, ACallbackMayChangeItsPropertyAgain) {
+    const auto property = MakeUInt32Property(0, Named("P"));
+    int calls = 0;
+    property->AddChangedCallback([&](const auto&) {
+        ++calls;
+        if (property->Value() < 3) {
+            EXPECT_EQ(property->SetValue(property->Value() + 1), kTaken);
+        }
+    });
+    EXPECT_EQ(property->SetValue(1), kTaken);
+    EXPECT_EQ(property->Value(), 3U);
+    EXPECT_EQ(calls, 3);
+}
+
+TEST(Property, OneThatNoFactoryMadeCannotTellOfAChange) {
+    StringProperty property("a", Named("P"));
+    property.AddChangedCallback([](const auto&) {});
+    EXPECT_EQ(property.SetText("b"), "bad_weak_ptr");
+}
+
+TEST(StringProperty, KeepsEveryByte) {
+    const auto property = MakeStringProperty("", Named("P"));
+    const std::string bytes = "a\0b\xFF\xC3\xA9\n"s;
+    EXPECT_EQ(property->SetText(bytes), kTaken);
+    EXPECT_EQ(TextOf(*property), bytes);
+}
+
+TEST(UInt32Property, ReadsNumbersAsAPrinterDoes) {
+    const struct {
+        const char* text;
+        const char* refusal;
+        const char* value;
+    } cases[] = {
+        {"0012", "", "12"},
+        {" \t+7", "", "7"},
+        {"12abc", "", "12"},
+        {"-1", "", "4294967295"},
+        {"4294967295", "", "4294967295"},
+        {"4294967296", "stoul argument out of range", "5"},
+        {"99999999999999999999999", "stoul argument out of range", "5"},
+        {"", "invalid stoul argument", "5"},
+        {"abc", "invalid stoul argument", "5"},
+        {"+-1", "invalid stoul argument", "5"},
+    };
+    for (const auto& [text, refusal, value] : cases) {
+        const auto property = MakeUInt32Property(5, Named("P"));
+        EXPECT_EQ(property->SetText(text), refusal) << text;
+        EXPECT_EQ(TextOf(*property), value) << text;
+        EXPECT_EQ(MakeUInt32Property(5, Named("P"))->SetTextQuietly(text), refusal) << text;
+    }
+}
+
+TEST(BoolProperty, OnlyTheWordFalseIsFalse) {
+    for (const char* text : {"false", "False", "FALSE", "fAlSe"}) {
+        const auto property = MakeBoolProperty(true, Named("P"));
+        EXPECT_EQ(property->SetText(text), kTaken);
+        EXPECT_EQ(TextOf(*property), "False") << text;
+    }
+    for (const char* text : {"", "0", "1", "no", "false ", "False."}) {
+        const auto property = MakeBoolProperty(false, Named("P"));
+        EXPECT_EQ(property->SetTextQuietly(text), kTaken);
+        EXPECT_EQ(TextOf(*property), "True") << text;
+    }
+}
+
+TEST(TriggerProperty, FiresOnEveryTrueAndTellsHowItWent) {
+    const auto trigger = MakeTriggerProperty(false, Named("P"));
+    std::deque<bool> reports;
+    int calls = 0;
+    for (int callback = 0; callback < 2; ++callback) {
+        trigger->AddChangedCallback([&](const auto&) {
+            ++calls;
+            if (!reports.empty()) {
+                trigger->ReportResult(reports.front());
+                reports.pop_front();
+            }
+        });
+    }
+    EXPECT_EQ(trigger->SetValue(false), kTaken);
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(trigger->SetText("go"), kTaken);
+    EXPECT_EQ(trigger->SetText("True"), kTaken);
+    EXPECT_EQ(calls, 4);
+    EXPECT_EQ(TextOf(*trigger), "False");
+    reports = {true, true};
+    EXPECT_EQ(trigger->SetValue(true), kTaken);
+    EXPECT_EQ(TextOf(*trigger), "True");
+    reports = {false, true};
+    EXPECT_EQ(trigger->SetValue(true), kTaken);
+    EXPECT_EQ(TextOf(*trigger), "False");
+    reports = {true};
+    EXPECT_EQ(trigger->SetValue(true), kTaken);
+    EXPECT_EQ(TextOf(*trigger), "True");
+}
+
+TEST(PropertyCatalog, FindsAndListsEachPropertyOnce) {
+    PropertyCatalog catalog;
+    const auto first = MakeStringProperty("1", Named("P1"));
+    EXPECT_TRUE(catalog.AddProperty(first));
+    EXPECT_FALSE(catalog.AddProperty(MakeStringProperty("2", Named("P1"))));
+    EXPECT_TRUE(catalog.AddProperty(MakeStringProperty("3", Named("P0"))));
+    EXPECT_TRUE(catalog.AddProperty(MakeStringProperty("4", Named("P1", "H"))));
+    EXPECT_EQ(catalog.FindProperty("P1", "G"), first);
+    EXPECT_FALSE(catalog.FindProperty("", "G"));
+    EXPECT_FALSE(catalog.FindProperty("p1", "G"));
+    std::deque<std::shared_ptr<Property>> list;
+    catalog.ListProperties(list);
+    ASSERT_EQ(list.size(), 3U);
+    EXPECT_EQ(TextOf(*list[0]) + TextOf(*list[1]) + TextOf(*list[2]), "314");
+    list.clear();
+    catalog.ListGroup(list, "G");
+    EXPECT_EQ(list.size(), 2U);
+    list.clear();
+    catalog.ListGroup(list, "none");
+    EXPECT_TRUE(list.empty());
+}
+
+TEST(PropertyCatalog, OnlyRemovingAGroupForgetsIt) {
+    PropertyCatalog catalog;
+    catalog.AddProperty(MakeStringProperty("", Named("P1")));
+    catalog.AddProperty(MakeStringProperty("", Named("P2")));
+    catalog.AddProperty(MakeStringProperty("", Named("Q", "H")));
+    catalog.RemoveByKey("G:P1");
+    catalog.RemoveByKey("G:P1");
+    catalog.RemoveByKey("H:Q");
+    EXPECT_FALSE(catalog.FindProperty("P1", "G"));
+    EXPECT_TRUE(catalog.FindProperty("P2", "G"));
+    EXPECT_TRUE(catalog.HasGroup("H"));
+    catalog.RemoveByKey("G:");
+    EXPECT_FALSE(catalog.HasGroup("G"));
+    std::deque<std::shared_ptr<Property>> list;
+    catalog.ListProperties(list);
+    catalog.ListGroup(list, "G");
+    EXPECT_TRUE(list.empty());
+}
+
+TEST(DebugZones, AFlagFollowsItsSwitchAndStartsAsStored) {
+    std::deque<std::shared_ptr<Property>> switches;
+    RegisterDebugZones([&](const std::shared_ptr<Property>& zone) {
+        if (zone->Name() == "DebugZoneUsb") {
+            EXPECT_EQ(zone->SetTextQuietly("True"), kTaken);
+        }
+        switches.push_back(zone);
+    });
+    ASSERT_EQ(switches.size(), 17U);
+    EXPECT_EQ(TextOf(*switches[0]), "True");
+    EXPECT_EQ(switches[6]->Name(), "Debug Zone ZOLK");
+    EXPECT_EQ(TextOf(*switches[6]), "False");
+    EXPECT_TRUE(DebugZoneFlags::flags[7]);
+    EXPECT_EQ(switches[7]->SetText("False"), kTaken);
+    EXPECT_FALSE(DebugZoneFlags::flags[7]);
+}
+
+}  // namespace
+}  // namespace vantry

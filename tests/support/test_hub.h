@@ -1,0 +1,70 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "engine/property_engine.h"
+#include "store/error_log.h"
+#include "store/property_hub_store.h"
+#include "support/messages.h"
+#include "support/test_platform.h"
+#include "transport/data_handler_manager.h"
+#include "transport/pipe.h"
+
+namespace vantry::test {
+
+/// One peer of a TestHub, at the far end of a pipe in memory.
+class TestPeer {
+public:
+    explicit TestPeer(std::shared_ptr<Stream> clientEnd);
+    ~TestPeer() { Close(); }
+    TestPeer(const TestPeer&) = delete;
+    TestPeer& operator=(const TestPeer&) = delete;
+
+    void Send(std::string_view text);
+    /// The next frame's text; nothing if the stream ends or a generous time passes.
+    std::optional<std::string> Receive();
+    std::optional<std::string> ReceiveUntil(std::string_view part);
+    std::optional<std::string> Ask(std::string_view text);
+    /// True if nothing comes within the time.
+    bool HearsNothingFor(int milliseconds);
+    bool SeesEnd();
+    void Close();
+
+private:
+    void ReadFrames();
+
+    const std::shared_ptr<Stream> stream;
+    std::mutex mutex;
+    std::condition_variable arrived;
+    std::deque<std::string> frames;
+    bool ended = false;
+    std::thread reader;
+};
+
+/// The hub without its links: store, log, engine and sessions, on a platform in a fresh directory.
+/// It publishes as often as it can.
+class TestHub {
+public:
+    TestHub();
+    ~TestHub();
+    TestHub(const TestHub&) = delete;
+    TestHub& operator=(const TestHub&) = delete;
+
+    std::unique_ptr<TestPeer> Connect(bool external = false);
+
+    TestPlatform platform;
+    std::shared_ptr<ThreadReaper> reaper;
+    std::shared_ptr<PropertyHubStore> store;
+    std::shared_ptr<ErrorLog> log;
+    std::shared_ptr<PropertyEngine> engine;
+    std::shared_ptr<DataHandlerManager> sessions;
+};
+
+}  // namespace vantry::test

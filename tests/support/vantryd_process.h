@@ -1,0 +1,57 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "support/frame_client.h"
+
+namespace vantry::test {
+
+/// What a program has left behind.
+struct ProcessResult {
+    int exitStatus;
+    std::string output;
+    std::string errors;
+};
+
+/// Runs vantryd to its end with these arguments.
+ProcessResult RunVantryd(const std::vector<std::string>& arguments);
+
+/// A vantryd of this test's own, on a free port of 127.0.0.1, with its directories below `base`.
+/// Ends with the object, at once.
+class VantrydProcess {
+public:
+    explicit VantrydProcess(const std::filesystem::path& base,
+                            const std::vector<std::string>& more = {});
+    ~VantrydProcess();
+    VantrydProcess(const VantrydProcess&) = delete;
+    VantrydProcess& operator=(const VantrydProcess&) = delete;
+
+    FrameClient Tcp() const { return FrameClient::ToTcp(port); }
+    FrameClient Device(const std::string& name) const {
+        return FrameClient::ToUnixSocket(devices / name);
+    }
+    const std::string& ReadyLine() const { return readyLine; }
+    std::uint16_t Port() const { return port; }
+    pid_t Id() const { return id; }
+    void Signal(int number) const;
+    /// Waits for the end; the exit status, or -1 if a signal ended it.
+    int Wait();
+    void Kill();
+    /// Entries of a directory in /proc of the process: "task" for threads, "fd" for descriptors.
+    std::size_t Count(const std::string& what) const;
+
+    const std::filesystem::path root;
+    const std::filesystem::path devices;
+
+private:
+    pid_t id = -1;
+    std::string readyLine;
+    std::uint16_t port = 0;
+};
+
+}  // namespace vantry::test

@@ -1,0 +1,196 @@
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <string>
+#include <thread>
+
+#include "support/temporary_directory.h"
+#include "transport/peek_stream.h"
+#include "transport/pipe.h"
+#include "transport/queue_stream.h"
+#include "transport/std_file_stream.h"
+
+namespace vantry {
+namespace {
+
+/// Gives one piece for each Read, then `ending`.
+class Pieces final : public Stream {
+public:
+    explicit Pieces(std::deque<std::string> given, std::int32_t ending = StreamCode::kError)
+        : pieces(std::move(given)), last(ending) {}
+    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
+        asked.push_back(length);
+        if (pieces.empty()) {
+            return last;
+        }
+        const auto count = std::min<std::size_t>(pieces.front().size(), std::size_t(length));
+        std::copy_n(pieces.front().begin(), count, buffer);
+        pieces.front().erase(0, count);
+        if (pieces.front().empty()) {
+            pieces.pop_front();
+        }
+        return static_cast<std::int32_t>(count);
+    }
+    std::int32_t Write(const std::uint8_t*, std::int32_t length) override { return length; }
+    void Close() override {}
+
+    std::deque<std::string> pieces;
+    std::int32_t last;
+    std::vector<std::int32_t> asked;
+};
+
+std::string ReadText(Stream& stream, std::int32_t length) {
+    std::string text(static_cast<std::size_t>(length), '\0');
+    const std::int32_t count = stream.Read(reinterpret_cast<std::uint8_t*>(text.data()), length);
+    text.resize(static_cast<std::size_t>(std::max(count, 0)));
+    return text;
+}
+
+std::int32_t WriteText(Stream& stream, const std::string& text) {
+    return stream.Write(reinterpret_cast<const std::uint8_t*>(text.data()),
+                        static_cast<std::int32_t>(text.size()));
+}
+
+std::string Window(PeekStream& stream) {
+    std::string text(64, '\0');
+    const std::int32_t count = stream.PeekCopy(reinterpret_cast<std::uint8_t*>(text.data()), 64);
+    text.resize(static_cast<std::size_t>(std::max(count, 0)));
+    return text;
+}
+
+TEST(PeekStream, ReadsFromTheWindowWithoutTouchingTheStream) {
+    const auto inner = std::make_shared<Pieces>(std::deque<std::string>{std::string(20, 'a')});
+    PeekStream stream(inner);
+    ASSERT_TRUE(stream.Peek(32));
+    EXPECT_EQ(ReadText(stream, 16), std::string(16, 'a'));
+    EXPECT_EQ(ReadText(stream, 4), "aaaa");
+    EXPECT_EQ(inner->asked.size(), 1U);
+}
+
+TEST(PeekStream, AFailingStreamStillGivesWhatTheWindowHas) {
+    PeekStream stream(std::make_shared<Pieces>(std::deque<std::string>{"abcd"}));
+    ASSERT_TRUE(stream.Peek(32));
+    EXPECT_EQ(ReadText(stream, 10), "abcd");
+    std::uint8_t byte = 0;
+    EXPECT_EQ(stream.Read(&byte, 1), StreamCode::kError);
+}
+
+TEST(PeekStream, UnknownBytesSlideOutByHalfAWindow) {
+    const std::string bytes = std::string(16, 'a') + std::string(16, 'b') + std::string(16, 'c');
+    PeekStream stream(std::make_shared<Pieces>(std::deque<std::string>{bytes}));
+    ASSERT_TRUE(stream.Peek(32));
+    EXPECT_EQ(Window(stream), bytes.substr(0, 32));
+    ASSERT_TRUE(stream.Peek(32));
+    EXPECT_EQ(Window(stream), bytes.substr(16));
+    EXPECT_FALSE(stream.Peek(32));
+}
+
+TEST(PeekStream, AShortWindowIsToppedUp) {
+    const auto inner = std::make_shared<Pieces>(std::deque<std::string>{"0123456789", "abc"});
+    PeekStream stream(inner);
+    ASSERT_TRUE(stream.Peek(32));
+    ASSERT_TRUE(stream.Peek(32));
+    EXPECT_EQ(Window(stream), "0123456789abc");
+    EXPECT_EQ(inner->asked.back(), 22);
+}
+
+TEST(PeekStream, AStreamThatGivesNothingForEverHasEnded) {
+    PeekStream stream(std::make_shared<Pieces>(std::deque<std::string>{"junk"}, 0));
+    ASSERT_TRUE(stream.Peek(32));
+    EXPECT_FALSE(stream.Peek(32));
+}
+
+TEST(PeekStream, DecoratorsShareTheIdentityOfTheirStream) {
+    const auto inner = std::make_shared<Pieces>(std::deque<std::string>{});
+    const auto outer = std::make_shared<PeekStream>(inner);
+    EXPECT_EQ(PeekStream(outer).Id(), inner->Id());
+    EXPECT_NE(Pieces({}).Id(), inner->Id());
+}
+
+TEST(QueueStream, KeepsOrderAndGivesWhatIsThere) {
+    QueueStream queue;
+    EXPECT_EQ(WriteText(queue, "12345"), 5);
+    EXPECT_EQ(WriteText(queue, "6789012"), 7);
+    EXPECT_EQ(ReadText(queue, 3), "123");
+    EXPECT_EQ(ReadText(queue, 100), "456789012");
+}
+
+TEST(QueueStream, WhatCameBeforeCloseCanBeReadAndNothingIsTakenAfter) {
+    QueueStream queue;
+    WriteText(queue, "12345");
+    queue.Close();
+    EXPECT_EQ(ReadText(queue, 100), "12345");
+    std::uint8_t byte = 0;
+    EXPECT_EQ(queue.Read(&byte, 1), StreamCode::kEndOfData);
+    EXPECT_EQ(WriteText(queue, "x"), StreamCode::kEndOfData);
+}
+
+TEST(QueueStream, ManyBytesBetweenTwoThreadsNeverEndTheStreamEarly) {
+    QueueStream queue;
+    constexpr int kWrites = 200'000;
+    std::thread writer([&] {
+        for (int count = 0; count < kWrites; ++count) {
+            WriteText(queue, "ab");
+        }
+        queue.Close();
+    });
+    std::size_t got = 0;
+    for (std::string part = ReadText(queue, 64); !part.empty(); part = ReadText(queue, 64)) {
+        got += part.size();
+    }
+    writer.join();
+    EXPECT_EQ(got, 2U * kWrites);
+}
+
+TEST(PipeEnd, ClosingOneEndEndsBothDirections) {
+    const PipePair pipe = PipePair::Make();
+    WriteText(*pipe.clientEnd, "ask");
+    WriteText(*pipe.peerEnd, "answer");
+    std::thread reader([&] { EXPECT_EQ(ReadText(*pipe.clientEnd, 100), "answer"); });
+    reader.join();
+    std::thread blocked([&] {
+        std::uint8_t byte = 0;
+        EXPECT_EQ(pipe.clientEnd->Read(&byte, 1), StreamCode::kEndOfData);
+    });
+    pipe.peerEnd->Close();
+    blocked.join();
+    EXPECT_EQ(ReadText(*pipe.peerEnd, 100), "ask");
+    EXPECT_EQ(WriteText(*pipe.clientEnd, "x"), StreamCode::kEndOfData);
+}
+
+TEST(StdFileStream, TellsTheEndOfTheFileAndAMissingOne) {
+    const test::TemporaryDirectory directory;
+    test::WriteFile(directory.Path() / "f", "abcd");
+    StdFileStream file(directory.Path() / "f", FileMode::kRead);
+    EXPECT_EQ(file.Size(), 4);
+    EXPECT_EQ(ReadText(file, 3), "abc");
+    EXPECT_EQ(file.Size(), 4);
+    EXPECT_EQ(ReadText(file, 3), "d");
+    std::uint8_t byte = 0;
+    EXPECT_EQ(file.Read(&byte, 1), 0);
+    EXPECT_EQ(WriteText(file, "x"), StreamCode::kNotWritable);
+    StdFileStream missing(directory.Path() / "none", FileMode::kRead);
+    EXPECT_FALSE(missing.IsOpen());
+    EXPECT_EQ(missing.Read(&byte, 1), StreamCode::kError);
+}
+
+TEST(StdFileStream, AppendsAndTruncatesAsToldAndReachesTheFileAtOnce) {
+    const test::TemporaryDirectory directory;
+    const auto path = directory.Path() / "f";
+    test::WriteFile(path, "old");
+    StdFileStream appending(path, FileMode::kWrite | FileMode::kAppend);
+    EXPECT_EQ(WriteText(appending, "+new"), 4);
+    EXPECT_EQ(test::ReadFile(path), "old+new");
+    StdFileStream truncating(path, FileMode::kWrite | FileMode::kTruncate);
+    EXPECT_EQ(WriteText(truncating, "x"), 1);
+    EXPECT_EQ(test::ReadFile(path), "x");
+}
+
+TEST(StdFileStream, ARefusedWriteIsAnErrorAndIsNotTriedAgain) {
+    StdFileStream full("/dev/full", FileMode::kWrite);
+    EXPECT_EQ(WriteText(full, "lost"), StreamCode::kError);
+    EXPECT_EQ(WriteText(full, "lost"), StreamCode::kError);
+}
+
+}  // namespace
+}  // namespace vantry

@@ -1,0 +1,197 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "runtime/event.h"
+#include "support/test_platform.h"
+#include "transport/bluetooth/bluetooth_layer.h"
+#include "transport/device_control_codes.h"
+#include "transport/usb/usb_layer.h"
+#include "transport/usb/usb_listener.h"
+#include "transport/usb/usb_stream.h"
+
+namespace vantry {
+namespace {
+
+/// What a driver of the test answers, and what it was asked.
+struct DriverScript {
+    std::atomic<bool> hostAttached{false};
+    std::atomic<bool> answersQueries{true};
+    std::atomic<std::int32_t> readResult{DeviceHandle::kFailed};
+    std::atomic<std::int32_t> writeResult{1};
+    Event peerArrives{true};
+
+    void Note(std::uint32_t code, std::span<const std::uint8_t> input) {
+        const std::lock_guard guard(mutex);
+        codes.push_back(code);
+        inputs.emplace_back(input.begin(), input.end());
+    }
+    std::vector<std::uint32_t> Codes() {
+        const std::lock_guard guard(mutex);
+        return codes;
+    }
+    std::vector<std::uint8_t> InputOf(std::uint32_t code) {
+        const std::lock_guard guard(mutex);
+        const auto found = std::find(codes.begin(), codes.end(), code);
+        return found == codes.end() ? std::vector<std::uint8_t>{}
+                                    : inputs[std::size_t(found - codes.begin())];
+    }
+
+private:
+    std::mutex mutex;
+    std::vector<std::uint32_t> codes;
+    std::vector<std::vector<std::uint8_t>> inputs;
+};
+
+class ScriptedHandle final : public DeviceHandle {
+public:
+    explicit ScriptedHandle(std::shared_ptr<DriverScript> given) : script(std::move(given)) {}
+    std::int32_t Read(std::uint8_t*, std::int32_t) override { return script->readResult; }
+    std::int32_t Write(const std::uint8_t*, std::int32_t) override { return script->writeResult; }
+    bool Control(std::uint32_t code, std::span<const std::uint8_t> input,
+                 std::span<std::uint8_t> output) override {
+        script->Note(code, input);
+        if (code == ControlCode::kIsHostAttached) {
+            output[0] = script->hostAttached ? 1 : 0;
+            return script->answersQueries;
+        }
+        if (code == ControlCode::kAwaitPeer) {
+            script->peerArrives.Wait();
+        }
+        return true;
+    }
+    void Close() override { script->peerArrives.Set(); }
+
+private:
+    const std::shared_ptr<DriverScript> script;
+};
+
+class ScriptedDriver final : public DeviceDriver {
+public:
+    explicit ScriptedDriver(std::shared_ptr<DriverScript> given) : script(std::move(given)) {}
+    std::shared_ptr<DeviceHandle> Open() override {
+        return std::make_shared<ScriptedHandle>(script);
+    }
+
+private:
+    const std::shared_ptr<DriverScript> script;
+};
+
+class DeviceLinks : public testing::Test {
+protected:
+    void AddUsbDriver() {
+        attached = platform.platform.events.Create(UsbListener::kAttachedName);
+        removed = platform.platform.events.Create(UsbListener::kRemovedName);
+        platform.platform.devices.Register(u"UMF1:", std::make_shared<ScriptedDriver>(script));
+    }
+    std::shared_ptr<Listener> UsbListenerOpened() {
+        UsbLayer layer(platform.platform, nullptr);
+        std::shared_ptr<Listener> listener = layer.MakeListener();
+        listener->Open();
+        return listener;
+    }
+
+    test::TestPlatform platform;
+    std::shared_ptr<DriverScript> script = std::make_shared<DriverScript>();
+    std::shared_ptr<SystemEvent> attached;
+    std::shared_ptr<SystemEvent> removed;
+};
+
+TEST_F(DeviceLinks, EachAttachmentGivesOneStream) {
+    AddUsbDriver();
+    const std::shared_ptr<Listener> listener = UsbListenerOpened();
+    attached->Set();
+    const std::shared_ptr<Stream> stream = listener->Accept();
+    ASSERT_TRUE(stream);
+    EXPECT_EQ(stream->IsExternal(), 1U);
+    EXPECT_EQ(script->InputOf(ControlCode::kSetWriteTimeout),
+              (std::vector<std::uint8_t>{100, 0, 0, 0}));
+    EXPECT_EQ(script->InputOf(ControlCode::kSetReadTimeout),
+              (std::vector<std::uint8_t>{255, 255, 255, 255}));
+    std::thread blocked([&] { EXPECT_FALSE(listener->Accept()); });
+    listener->Close();
+    blocked.join();
+    EXPECT_FALSE(listener->Accept());
+}
+
+TEST_F(DeviceLinks, AHostThatWasThereBeforeTheHubGivesExactlyOneStream) {
+    AddUsbDriver();
+    script->hostAttached = true;
+    attached->Set();
+    const std::shared_ptr<Listener> listener = UsbListenerOpened();
+    EXPECT_TRUE(listener->Accept());
+    const std::vector<std::uint32_t> codes = script->Codes();
+    EXPECT_EQ(std::count(codes.begin(), codes.end(), ControlCode::kTakeAttachedHost), 1);
+    std::thread blocked([&] { EXPECT_FALSE(listener->Accept()); });
+    listener->Close();
+    blocked.join();
+}
+
+TEST_F(DeviceLinks, WithoutDriversNoListenerGivesAnything) {
+    EXPECT_FALSE(UsbListenerOpened()->Accept());
+    BluetoothLayer layer(platform.platform.devices);
+    EXPECT_FALSE(layer.MakeListener(2)->Accept());
+    // With a driver but without its events it is the same.
+    platform.platform.devices.Register(u"UMF1:", std::make_shared<ScriptedDriver>(script));
+    EXPECT_FALSE(UsbListenerOpened()->Accept());
+    AddUsbDriver();
+    script->answersQueries = false;
+    EXPECT_FALSE(UsbListenerOpened()->Accept());
+}
+
+TEST_F(DeviceLinks, AUsbStreamTellsADeadLinkFromASilentOne) {
+    AddUsbDriver();
+    const struct {
+        std::int32_t moved;
+        bool host;
+        std::int32_t result;
+        std::uint32_t alive;
+    } cases[] = {{5, true, 5, 1},
+                 {0, true, StreamCode::kLinkLost, 0},
+                 {0, false, StreamCode::kError, 0},
+                 {-1, true, StreamCode::kError, 0},
+                 {-1, false, StreamCode::kError, 0}};
+    for (const auto& [moved, host, result, alive] : cases) {
+        UsbStream stream(platform.platform.devices, u"UMF1:", 100, -1);
+        script->readResult = moved;
+        script->hostAttached = host;
+        std::uint8_t buffer[8] = {};
+        EXPECT_EQ(stream.Read(buffer, 8), result) << moved << host;
+        EXPECT_EQ(stream.IsAlive(), alive) << moved << host;
+    }
+    UsbStream stream(platform.platform.devices, u"UMF1:", 100, -1);
+    script->writeResult = 0;
+    const std::uint8_t byte = 0;
+    EXPECT_EQ(stream.Write(&byte, 1), StreamCode::kLinkLost);
+    EXPECT_EQ(stream.IsAlive(), 0U);
+}
+
+TEST_F(DeviceLinks, ABluetoothListenerWaitsForItsPeerAndLetsGoOnClose) {
+    platform.platform.devices.Register(u"BTD0:", std::make_shared<ScriptedDriver>(script));
+    BluetoothLayer layer(platform.platform.devices);
+    const std::shared_ptr<Listener> listener = layer.MakeListener(0x10002);
+    script->peerArrives.Set();
+    const std::shared_ptr<Stream> stream = listener->Accept();
+    ASSERT_TRUE(stream);
+    EXPECT_EQ(stream->IsExternal(), 1U);
+    EXPECT_EQ(script->InputOf(ControlCode::kAwaitPeer), (std::vector<std::uint8_t>{2, 0}));
+    std::thread blocked([&] { EXPECT_FALSE(listener->Accept()); });
+    listener->Close();
+    blocked.join();
+}
+
+TEST_F(DeviceLinks, AnUnknownDeviceFailsQuietly) {
+    DeviceStream stream(platform.platform.devices, u"NONE:", 0);
+    std::uint8_t byte = 0;
+    EXPECT_EQ(stream.Read(&byte, 1), StreamCode::kError);
+    EXPECT_EQ(stream.Write(&byte, 1), StreamCode::kError);
+    stream.Close();
+    stream.Close();
+}
+
+}  // namespace
+}  // namespace vantry
