@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vantry {
@@ -28,8 +29,8 @@ public:
     void clear();
     void reserve(std::size_t count);
 
-    std::size_t size() const { return members.size(); }
-    bool empty() const { return members.empty(); }
+    std::size_t size() const;
+    bool empty() const;
     std::vector<JsonMember>::iterator begin();
     std::vector<JsonMember>::iterator end();
     std::vector<JsonMember>::const_iterator begin() const;
@@ -50,15 +51,15 @@ private:
 /// value keeps its tag. However deep a tree is, copying and destroying it takes no machine stack.
 class JsonValue {
 public:
-    JsonValue() = default;
-    JsonValue(std::int64_t number) : integer(number), type(JsonType::Integer) {}
-    JsonValue(double number) : real(number), type(JsonType::Float) {}
-    JsonValue(bool truth) : boolean(truth), type(JsonType::Bool) {}
-    JsonValue(std::string text) : string(std::move(text)), type(JsonType::String) {}
+    JsonValue();
+    JsonValue(std::int64_t number);
+    JsonValue(double number);
+    JsonValue(bool truth);
+    JsonValue(std::string text);
     /// Without this one a literal would be a truth.
-    JsonValue(const char* text) : JsonValue(std::string(text)) {}
-    JsonValue(JsonObject members) : object(std::move(members)), type(JsonType::Object) {}
-    JsonValue(JsonArray elements) : array(std::move(elements)), type(JsonType::Array) {}
+    JsonValue(const char* text);
+    JsonValue(JsonObject members);
+    JsonValue(JsonArray elements);
 
     JsonValue(const JsonValue& other);
     JsonValue(JsonValue&& other) noexcept;
@@ -75,7 +76,7 @@ public:
     JsonType type = JsonType::Null;
 
 private:
-    bool HasChildren() const { return !object.empty() || !array.empty(); }
+    bool HasChildren() const;
     bool HasGrandchildren() const;
     void Dismantle();
     void MoveChildrenTo(JsonArray& heap);
@@ -91,9 +92,25 @@ const JsonValue* FindKey(const JsonObject& object, std::string_view key);
 /// True, and `node` points to the value, if the object has the key; else `node` stays.
 bool HasKey(const JsonObject& object, std::string_view key, const JsonValue*& node);
 
+// What needs to know how long a member is.
+
+inline std::size_t JsonObject::size() const { return members.size(); }
+inline bool JsonObject::empty() const { return members.empty(); }
 inline std::vector<JsonMember>::iterator JsonObject::begin() { return members.begin(); }
 inline std::vector<JsonMember>::iterator JsonObject::end() { return members.end(); }
 inline std::vector<JsonMember>::const_iterator JsonObject::begin() const { return members.begin(); }
 inline std::vector<JsonMember>::const_iterator JsonObject::end() const { return members.end(); }
+
+inline JsonValue::JsonValue() = default;
+inline JsonValue::JsonValue(std::int64_t number) : integer(number), type(JsonType::Integer) {}
+inline JsonValue::JsonValue(double number) : real(number), type(JsonType::Float) {}
+inline JsonValue::JsonValue(bool truth) : boolean(truth), type(JsonType::Bool) {}
+inline JsonValue::JsonValue(std::string text) : string(std::move(text)), type(JsonType::String) {}
+inline JsonValue::JsonValue(const char* text) : JsonValue(std::string(text)) {}
+inline JsonValue::JsonValue(JsonObject members)
+    : object(std::move(members)), type(JsonType::Object) {}
+inline JsonValue::JsonValue(JsonArray elements)
+    : array(std::move(elements)), type(JsonType::Array) {}
+inline bool JsonValue::HasChildren() const { return !object.empty() || !array.empty(); }
 
 }  // namespace vantry

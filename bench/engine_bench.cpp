@@ -1,0 +1,132 @@
+// What the engine costs: a change for its maker, a turn of publishing, and a request.
+
+#include <benchmark/benchmark.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "engine/change_queue.h"
+#include "engine/fan_out.h"
+#include "engine/property_engine.h"
+#include "property/property_factories.h"
+#include "sample_messages.h"
+#include "store/property_hub_store.h"
+#include "transport/frame.h"
+#include "wire/vocabulary/groups.h"
+#include "wire/vocabulary/hub_properties.h"
+
+namespace vantry::bench {
+namespace {
+
+/// Takes what is written and forgets it; reads one frame again and again.
+class LoopStream final : public Stream {
+public:
+    explicit LoopStream(std::string text = "") {
+        frame.append(MessageFrameMagic.begin(), MessageFrameMagic.end());
+        for (int shift = 0; shift < 32; shift += 8) {
+            frame.push_back(static_cast<char>(text.size() >> shift & 0xFF));
+        }
+        frame += text;
+    }
+    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
+        const auto count = std::min(static_cast<std::size_t>(length), frame.size() - at);
+        std::copy_n(frame.data() + at, count, buffer);
+        at = (at + count) % frame.size();
+        return static_cast<std::int32_t>(count);
+    }
+    std::int32_t Write(const std::uint8_t*, std::int32_t length) override { return length; }
+    void Close() override {}
+
+private:
+    std::string frame;
+    std::size_t at = 0;
+};
+
+/// An engine with its store in a directory that goes with it.
+struct Engine {
+    Engine() {
+        std::filesystem::create_directories(directory);
+        store = std::make_shared<PropertyHubStore>(
+            files, reaper, PropertyStoreSettings{u"/P.ini", u"/O.ini", 251, 253});
+        const auto component = MakeStringProperty(
+            "Vantry", IdentityOf(HubProperties::kOwnComponent, Groups::kComponents));
+        engine = std::make_shared<PropertyEngine>(store, reaper, 249, component);
+        engine->SetSelf(engine);
+        store->AttachEngine(engine);
+    }
+    ~Engine() {
+        engine.reset();
+        store.reset();
+        std::filesystem::remove_all(directory);
+    }
+
+    std::filesystem::path directory =
+        std::filesystem::temp_directory_path() / ("vantry-bench-" + std::to_string(getpid()));
+    FileSystem files{directory};
+    ThreadReaper reaper{253};
+    std::shared_ptr<PropertyHubStore> store;
+    std::shared_ptr<PropertyEngine> engine;
+};
+
+void ChangeOfAProperty(benchmark::State& state) {
+    const Engine hub;
+    const auto property = MakeStringProperty("a", {"P", "Name", "G", "Group"});
+    hub.store->AddProperty(property);
+    bool other = false;
+    for (auto _ : state) {
+        other = !other;
+        benchmark::DoNotOptimize(property->SetText(other ? "b" : "c"));
+    }
+}
+BENCHMARK(ChangeOfAProperty);
+
+void PushAndPop(benchmark::State& state) {
+    ChangeQueue queue;
+    const std::shared_ptr<Property> property = MakeStringProperty("a", {"P", "", "", ""});
+    for (auto _ : state) {
+        queue.Push(property);
+        benchmark::DoNotOptimize(queue.Pop());
+    }
+}
+BENCHMARK(PushAndPop);
+
+/// 100 records to this many subscribers of everything and as many of one property.
+void FanOutTurn(benchmark::State& state) {
+    const ExternalRights rights;
+    std::deque<PropertyResponse> changes;
+    for (int number = 0; number < 100; ++number) {
+        changes.push_back(SampleResponse(number));
+    }
+    std::vector<Subscriber> subscribers;
+    for (int count = 0; count < state.range(0); ++count) {
+        subscribers.emplace_back(std::make_shared<LoopStream>(), std::deque<PropertyRequest>{});
+        const PropertyResponse& one = changes[static_cast<std::size_t>(count) % changes.size()];
+        subscribers.emplace_back(
+            std::make_shared<LoopStream>(),
+            std::deque<PropertyRequest>{{one.component, one.groupGuid, one.guid}});
+    }
+    for (auto _ : state) {
+        FanOut turn(changes, rights);
+        for (Subscriber& subscriber : subscribers) {
+            benchmark::DoNotOptimize(turn.SendTo(subscriber));
+        }
+    }
+}
+BENCHMARK(FanOutTurn)->Arg(1)->Arg(10)->Arg(100);
+
+void Request(benchmark::State& state, const std::string& text) {
+    const Engine hub;
+    const auto stream = std::make_shared<LoopStream>(text);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(hub.engine->ProcessMessage(stream));
+    }
+}
+void OneRequest(benchmark::State& state) { Request(state, SmallRequest()); }
+BENCHMARK(OneRequest);
+void AskForEverything(benchmark::State& state) { Request(state, R"({"GetAllProperties": true})"); }
+BENCHMARK(AskForEverything);
+
+}  // namespace
+}  // namespace vantry::bench
