@@ -12,8 +12,9 @@ namespace vantry {
 
 /// The one thread that empties the outputs of all sockets whose peers are slower than the hub.
 ///
-/// It sleeps while nothing waits. Safe for any number of threads. Shared by the outputs, which may
-/// outlive its Stop: they fail then instead of waiting.
+/// It sleeps while nothing waits. Safe for any number of threads. Shared by the outputs, so whoever
+/// made it calls Stop before letting go, or its last owner might be its own thread. Outputs may
+/// outlive that: they fail then instead of waiting.
 class OutputFlusher {
 public:
     OutputFlusher();

@@ -33,7 +33,10 @@ public:
         peer = ends[1];
         output = SocketOutput::Make(socket, flusher, limits);
     }
-    ~Connection() { close(peer); }
+    ~Connection() {
+        flusher->Stop();
+        close(peer);
+    }
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -66,7 +67,7 @@ private:
     bool TakeInArray(Token token) {
         Container& array = open.back();
         if (token == Token::Comma) {
-            return TakeComma(array, Expect::Value);
+            return TakeComma(array);
         }
         if (token == Token::CloseArray) {
             return Close(array);
@@ -82,7 +83,7 @@ private:
         Container& object = open.back();
         switch (token) {
             case Token::Comma:
-                return TakeComma(object, Expect::Entry);
+                return TakeComma(object);
             case Token::CloseObject:
                 return Close(object);
             case Token::Colon:
@@ -97,21 +98,25 @@ private:
         const bool isKey = token == Token::String &&
                            (object.expect == Expect::FirstEntry || object.expect == Expect::Entry);
         if (isKey) {
-            key = scanner.TakeString();
+            key = scanner.Text(unescapedKey);
             object.expect = Expect::Colon;
             ++symbols;
+            if (scanner.TakeIf(':')) {
+                return TakeColon(object);
+            }
         }
         return isKey;
     }
 
-    bool TakeComma(Container& container, Expect next) {
+    bool TakeComma(Container& container) {
         if (container.expect == Expect::FirstEntry) {
             ++symbols;  // The empty list in front of it.
         } else if (container.expect != Expect::CommaOrClose) {
             return false;
         }
         ++symbols;
-        container.expect = next;
+        container.expect =
+            container.value->type == JsonType::Array ? Expect::Value : Expect::Entry;
         return true;
     }
 
@@ -147,7 +152,7 @@ private:
                 return true;
             case Token::String:
                 target.type = JsonType::String;
-                target.string = scanner.TakeString();
+                target.string = scanner.Text(unescaped);
                 break;
             case Token::Integer:
                 target = scanner.integer;
@@ -181,8 +186,11 @@ private:
     void FinishValue() {
         if (open.empty()) {
             rootDone = true;
-        } else {
-            symbols = open.back().symbolsBefore + kBracketAndList;
+            return;
+        }
+        symbols = open.back().symbolsBefore + kBracketAndList;
+        if (scanner.TakeIf(',')) {
+            TakeComma(open.back());
         }
     }
 
@@ -196,11 +204,13 @@ private:
     }
 
     /// A response has seven.
-    static constexpr std::size_t kUsualMembers = 8;
+    static constexpr std::size_t kUsualMembers = 7;
 
     JsonScanner scanner;
     std::vector<Container> open;
-    std::string key;
+    std::string_view key;
+    std::string unescapedKey;
+    std::string unescaped;
     /// The values of keys that were there before.
     std::vector<std::unique_ptr<JsonValue>> dropped;
     std::uint32_t symbols = 0;

@@ -1,6 +1,7 @@
 #include "wire/json/json_scanner.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -12,23 +13,23 @@
 namespace vantry {
 namespace {
 
-constexpr std::uint64_t kOnes = 0x0101010101010101;
-constexpr std::uint64_t kHighBits = 0x8080808080808080;
+/// Sixteen bytes that the compiler compares at once, on whatever processor.
+using Block = unsigned char __attribute__((vector_size(16)));
 
-/// A set high bit for each byte of `block` that equals `byte`; exact up to the lowest such one.
-constexpr std::uint64_t Matches(std::uint64_t block, unsigned char byte) {
-    const std::uint64_t difference = block ^ (kOnes * byte);
-    return (difference - kOnes) & ~difference & kHighBits;
-}
-
-/// The first double quote or backslash, eight bytes at a time.
+/// The first double quote or backslash, a block at a time.
 const char* FindQuoteOrBackslash(const char* from, const char* end) {
+    constexpr std::ptrdiff_t kBlockBytes = sizeof(Block);
     if constexpr (std::endian::native == std::endian::little) {
-        for (; end - from >= 8; from += 8) {
-            std::uint64_t block = 0;
+        for (; end - from >= kBlockBytes; from += kBlockBytes) {
+            Block block;
             std::memcpy(&block, from, sizeof block);
-            if (const std::uint64_t found = Matches(block, '"') | Matches(block, '\\')) {
-                return from + std::countr_zero(found) / 8;
+            const auto found = std::bit_cast<std::array<std::uint64_t, 2>>(
+                static_cast<Block>((block == '"') | (block == '\\')));
+            if (found[0] != 0) {
+                return from + std::countr_zero(found[0]) / 8;
+            }
+            if (found[1] != 0) {
+                return from + 8 + std::countr_zero(found[1]) / 8;
             }
         }
     }
@@ -89,13 +90,14 @@ JsonScanner::JsonScanner(std::string_view text)
       noStringBefore(at) {}
 
 JsonScanner::Token JsonScanner::Next() {
+    SkipBlanks();
     while (at != end) {
         Token token = Token::End;
+        if (*at == '"' && ScanDoubleQuoted()) {
+            return Token::String;
+        }
         switch (*at) {
             case '"':
-                if (ScanDoubleQuoted()) {
-                    return Token::String;
-                }
                 break;
             case '\'':
                 if (ScanSingleQuoted()) {
@@ -218,8 +220,12 @@ bool JsonScanner::ScanWord(std::string_view word) {
     return true;
 }
 
-std::string JsonScanner::TakeString() const {
-    return hasEscapes ? UnescapeJsonString(raw) : std::string(raw);
+std::string_view JsonScanner::Text(std::string& unescaped) const {
+    if (!hasEscapes) {
+        return raw;
+    }
+    unescaped = UnescapeJsonString(raw);
+    return unescaped;
 }
 
 }  // namespace vantry

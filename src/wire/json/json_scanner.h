@@ -33,14 +33,31 @@ public:
     explicit JsonScanner(std::string_view text);
 
     Token Next();
+    /// Takes the next token if it is this one of a single byte, with nothing but blanks in front:
+    /// the short way for what mostly comes.
+    bool TakeIf(char single) {
+        SkipBlanks();
+        if (at == end || *at != single) {
+            return false;
+        }
+        ++at;
+        return true;
+    }
 
-    /// Of the last token, if it was one with a value.
-    std::string TakeString() const;
+    /// Of the last token, if it was a string: its bytes. They stand in the text itself, or in
+    /// `unescaped` if escapes had to be undone.
+    std::string_view Text(std::string& unescaped) const;
+    /// Of the last token, if it was of such a type.
     std::int64_t integer = 0;
     double real = 0;
     bool boolean = false;
 
 private:
+    void SkipBlanks() {
+        while (at != end && *at == ' ') {
+            ++at;
+        }
+    }
     bool ScanDoubleQuoted();
     bool ScanSingleQuoted();
     bool ScanNumber(Token& token);

@@ -7,16 +7,18 @@ namespace vantry {
 
 JsonValue& JsonObject::operator[](std::string_view key) {
     const auto place = Place(key);
-    if (place != members.end() && place->key == key) {
-        return place->value;
+    if (place == members.end()) {
+        return members.emplace_back(key).value;
     }
-    return members.insert(place, {std::string(key), {}})->value;
+    return place->key == key ? place->value : members.emplace(place, key)->value;
 }
 
 void JsonObject::insert(std::string key, JsonValue value) {
     const auto place = Place(key);
-    if (place == members.end() || place->key != key) {
-        members.insert(place, {std::move(key), std::move(value)});
+    if (place == members.end()) {
+        members.emplace_back(std::move(key), std::move(value));
+    } else if (place->key != key) {
+        members.emplace(place, std::move(key), std::move(value));
     }
 }
 
@@ -147,30 +149,28 @@ JsonValue& JsonValue::operator=(const JsonValue& other) {
     return *this = std::move(copy);
 }
 
-JsonValue::~JsonValue() {
-    if (HasGrandchildren()) {
-        Dismantle();
+void JsonValue::DestroyChildren() {
+    // Trees are mostly flat, and letting them go by recursion is fastest; a deep one goes on from a
+    // list of work, so that its depth costs no machine stack.
+    thread_local int depth = 0;
+    constexpr int kDeepest = 32;
+    if (depth == kDeepest) {
+        Flatten();
     }
+    ++depth;
+    object.clear();
+    array.clear();
+    --depth;
 }
 
-bool JsonValue::HasGrandchildren() const {
-    return std::any_of(array.begin(), array.end(),
-                       [](const JsonValue& child) { return child.HasChildren(); }) ||
-           std::any_of(object.begin(), object.end(),
-                       [](const JsonMember& child) { return child.value.HasChildren(); });
-}
-
-void JsonValue::Dismantle() {
-    // Whoever has children hands them to the heap before it goes, so no destructor finds
-    // grandchildren and none recurses more than once.
+void JsonValue::Flatten() {
+    // Whoever has children hands them to the heap before it goes, so no destructor finds any.
     JsonArray heap;
     MoveChildrenTo(heap);
     while (!heap.empty()) {
         JsonValue last = std::move(heap.back());
         heap.pop_back();
-        if (last.HasGrandchildren()) {
-            last.MoveChildrenTo(heap);
-        }
+        last.MoveChildrenTo(heap);
     }
 }
 

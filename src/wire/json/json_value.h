@@ -9,7 +9,7 @@
 
 namespace vantry {
 
-enum class JsonType { Integer, Float, Bool, String, Object, Array, Null };
+enum class JsonType : std::uint8_t { Integer, Float, Bool, String, Object, Array, Null };
 
 class JsonValue;
 struct JsonMember;
@@ -67,22 +67,27 @@ public:
     JsonValue& operator=(JsonValue&& other) noexcept;
     ~JsonValue();
 
+    // The small ones last: a message has thousands of these.
     double real = 0;
     std::int64_t integer = 0;
-    bool boolean = false;
     std::string string;
     JsonObject object;
     JsonArray array;
+    bool boolean = false;
     JsonType type = JsonType::Null;
 
 private:
     bool HasChildren() const;
-    bool HasGrandchildren() const;
-    void Dismantle();
+    void DestroyChildren();
+    void Flatten();
     void MoveChildrenTo(JsonArray& heap);
 };
 
 struct JsonMember {
+    explicit JsonMember(std::string_view name) : key(name) {}
+    JsonMember(std::string name, JsonValue content)
+        : key(std::move(name)), value(std::move(content)) {}
+
     std::string key;
     JsonValue value;
 };
@@ -111,6 +116,11 @@ inline JsonValue::JsonValue(JsonObject members)
     : object(std::move(members)), type(JsonType::Object) {}
 inline JsonValue::JsonValue(JsonArray elements)
     : array(std::move(elements)), type(JsonType::Array) {}
+inline JsonValue::~JsonValue() {
+    if (HasChildren()) {
+        DestroyChildren();
+    }
+}
 inline bool JsonValue::HasChildren() const { return !object.empty() || !array.empty(); }
 
 }  // namespace vantry

@@ -1,5 +1,6 @@
 #include "wire/json/json_writer.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <limits>
@@ -38,7 +39,7 @@ public:
 
     void WriteObject(const JsonObject& root) {
         text += '{';
-        open.push_back({&root, nullptr, 0});
+        open.push_back({&root, nullptr, 0, text.size()});
         Run();
     }
 
@@ -47,6 +48,8 @@ private:
         const JsonObject* object;
         const JsonArray* array;
         std::size_t next;
+        /// Where its text begins.
+        std::size_t start;
 
         std::size_t Size() const { return object != nullptr ? object->size() : array->size(); }
     };
@@ -64,6 +67,9 @@ private:
             }
             const std::size_t place = container.next++;
             if (container.object == nullptr) {
+                if (place == 1) {
+                    ReserveForArray(container);
+                }
                 Begin((*container.array)[place]);
                 continue;
             }
@@ -73,6 +79,13 @@ private:
             text += ": ";
             Begin(member.value);
         }
+    }
+
+    /// The elements of a long array are mostly as long as its first one.
+    void ReserveForArray(const Container& array) {
+        constexpr std::size_t kMost = 4U << 20U;
+        text.reserve(text.size() +
+                     std::min(kMost, (text.size() - array.start) * (array.Size() - 1)));
     }
 
     /// Writes a scalar whole, and of a container its bracket.
@@ -92,11 +105,11 @@ private:
                 break;
             case JsonType::Object:
                 text += '{';
-                open.push_back({&value.object, nullptr, 0});
+                open.push_back({&value.object, nullptr, 0, text.size()});
                 break;
             case JsonType::Array:
                 text += '[';
-                open.push_back({nullptr, &value.array, 0});
+                open.push_back({nullptr, &value.array, 0, text.size()});
                 break;
             case JsonType::Null:
                 text += "null";
