@@ -180,6 +180,17 @@ TEST_F(Links, ManyConnectionsComeAndGo) {
         Eventually([&] { return hub.Count("task") <= threads && hub.Count("fd") <= descriptors; }));
 }
 
+TEST_F(Links, SubscribersThatLeaveWithoutAWordDoNotPileUp) {
+    const std::size_t descriptors = hub.Count("fd");
+    constexpr std::size_t kSubscribers = 400;
+    constexpr std::size_t kKept = 150;
+    for (std::size_t count = 0; count < kSubscribers; ++count) {
+        // Nothing is ever published of this one, so no failed write tells of the client's end.
+        ASSERT_TRUE(hub.Tcp().Ask(Subscribe({"NO", "SUCH", "ONE"})));
+    }
+    EXPECT_TRUE(Eventually([&] { return hub.Count("fd") < descriptors + kKept; }));
+}
+
 TEST_F(Links, AClientThatStopsReadingDelaysNobodyAndIsDropped) {
     FrameClient component = hub.Device("PRN1");
     std::vector<std::string> entries;

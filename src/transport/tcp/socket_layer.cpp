@@ -11,7 +11,9 @@ constexpr std::uint16_t kNoPort = 65534;
 }  // namespace
 
 SocketLayer::SocketLayer(TcpListening& tcpListening)
-    : listening(tcpListening), flusher(std::make_shared<OutputFlusher>()) {}
+    : listening(tcpListening),
+      flusher(std::make_shared<OutputFlusher>()),
+      halfClosed(std::make_shared<HalfClosedStreams>()) {}
 
 SocketLayer::~SocketLayer() { flusher->Stop(); }
 
@@ -20,7 +22,7 @@ std::shared_ptr<Listener> SocketLayer::MakeListener(std::uint16_t port, std::int
     if (real == kNoPort) {
         return std::make_shared<NullListener>();
     }
-    return std::make_shared<TcpListener>(listening, real, backlog, flusher);
+    return std::make_shared<TcpListener>(listening, real, backlog, flusher, halfClosed);
 }
 
 }  // namespace vantry

@@ -6,6 +6,7 @@
 #include "platform/output_flusher.h"
 #include "platform/tcp_listening.h"
 #include "transport/listener.h"
+#include "transport/tcp/half_closed_streams.h"
 
 namespace vantry {
 
@@ -25,6 +26,7 @@ public:
 private:
     TcpListening& listening;
     const std::shared_ptr<OutputFlusher> flusher;
+    const std::shared_ptr<HalfClosedStreams> halfClosed;
 };
 
 }  // namespace vantry

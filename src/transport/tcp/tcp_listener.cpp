@@ -42,12 +42,14 @@ bool IsPassing(int error) {
 }  // namespace
 
 TcpListener::TcpListener(TcpListening& tcpListening, std::uint16_t tcpPort,
-                         std::int32_t queueLength, std::shared_ptr<OutputFlusher> sharedFlusher)
+                         std::int32_t queueLength, std::shared_ptr<OutputFlusher> sharedFlusher,
+                         std::shared_ptr<HalfClosedStreams> halfClosedStreams)
     : listening(tcpListening),
       socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP)),
       port(tcpPort),
       backlog(queueLength),
-      flusher(std::move(sharedFlusher)) {}
+      flusher(std::move(sharedFlusher)),
+      halfClosed(std::move(halfClosedStreams)) {}
 
 void TcpListener::Open() {
     const SocketDescriptor::Use use(socket);
@@ -89,7 +91,7 @@ std::shared_ptr<Stream> TcpListener::Accept() {
         const int error = errno;
         if (accepted >= 0) {
             return std::make_shared<TcpStream>(peer.sin_addr.s_addr, peer.sin_port, accepted,
-                                               flusher);
+                                               flusher, halfClosed);
         }
         if (IsExhaustion(error)) {
             static_cast<void>(closed.Wait(kExhaustedMilliseconds));

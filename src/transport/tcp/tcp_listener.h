@@ -8,6 +8,7 @@
 #include "platform/tcp_listening.h"
 #include "runtime/event.h"
 #include "transport/listener.h"
+#include "transport/tcp/half_closed_streams.h"
 
 namespace vantry {
 
@@ -16,7 +17,8 @@ namespace vantry {
 class TcpListener final : public Listener {
 public:
     TcpListener(TcpListening& tcpListening, std::uint16_t tcpPort, std::int32_t queueLength,
-                std::shared_ptr<OutputFlusher> sharedFlusher);
+                std::shared_ptr<OutputFlusher> sharedFlusher,
+                std::shared_ptr<HalfClosedStreams> halfClosedStreams);
     ~TcpListener() override { TcpListener::Close(); }
 
     std::shared_ptr<Stream> Accept() override;
@@ -29,6 +31,7 @@ private:
     const std::uint16_t port;
     const std::int32_t backlog;
     const std::shared_ptr<OutputFlusher> flusher;
+    const std::shared_ptr<HalfClosedStreams> halfClosed;
     Event closed{false};
 };
 

@@ -15,10 +15,12 @@ bool IsLostPeer(int error) { return error == ECONNABORTED || error == ETIMEDOUT;
 }  // namespace
 
 TcpStream::TcpStream(std::uint32_t address, std::uint16_t port, int accepted,
-                     std::shared_ptr<OutputFlusher> flusher)
+                     std::shared_ptr<OutputFlusher> flusher,
+                     std::shared_ptr<HalfClosedStreams> halfClosedStreams)
     : SocketStream(address, port),
       socket(std::make_shared<SocketDescriptor>(accepted)),
-      output(SocketOutput::Make(socket, std::move(flusher), {})) {}
+      output(SocketOutput::Make(socket, std::move(flusher), {})),
+      halfClosed(std::move(halfClosedStreams)) {}
 
 std::int32_t TcpStream::Read(std::uint8_t* buffer, std::int32_t length) {
     const SocketDescriptor::Use use(*socket);
@@ -33,7 +35,11 @@ std::int32_t TcpStream::Read(std::uint8_t* buffer, std::int32_t length) {
     if (count > 0) {
         return static_cast<std::int32_t>(count);
     }
-    return count < 0 && IsLostPeer(errno) ? StreamCode::kLinkLost : StreamCode::kError;
+    const int error = count < 0 ? errno : 0;
+    if (count == 0 && !socket->IsClosed()) {
+        halfClosed->Add(weak_from_this());
+    }
+    return IsLostPeer(error) ? StreamCode::kLinkLost : StreamCode::kError;
 }
 
 std::int32_t TcpStream::Write(const std::uint8_t* buffer, std::int32_t length) {
@@ -45,5 +51,10 @@ std::int32_t TcpStream::Write(const std::uint8_t* buffer, std::int32_t length) {
 }
 
 void TcpStream::Close() { output->Close(); }
+
+void TcpStream::GiveUp() {
+    MarkDead();
+    Close();
+}
 
 }  // namespace vantry

@@ -6,6 +6,7 @@
 #include "platform/output_flusher.h"
 #include "platform/socket_descriptor.h"
 #include "platform/socket_output.h"
+#include "transport/tcp/half_closed_streams.h"
 #include "transport/tcp/socket_stream.h"
 
 namespace vantry {
@@ -13,20 +14,24 @@ namespace vantry {
 /// One TCP connection. Read waits in the socket. Write never waits for the peer: what the socket
 /// doesn't take at once is kept and sent as it drains, within the limits of SocketOutput. Close
 /// ends a blocked Read and still sends what is kept.
-class TcpStream final : public SocketStream {
+class TcpStream final : public SocketStream, public std::enable_shared_from_this<TcpStream> {
 public:
     /// Takes over the accepted socket. Address and port as accept gave them.
     TcpStream(std::uint32_t address, std::uint16_t port, int accepted,
-              std::shared_ptr<OutputFlusher> flusher);
+              std::shared_ptr<OutputFlusher> flusher,
+              std::shared_ptr<HalfClosedStreams> halfClosedStreams);
     ~TcpStream() override { TcpStream::Close(); }
 
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
     void Close() override;
+    /// Closes, and counts as dead from now on.
+    void GiveUp();
 
 private:
     const std::shared_ptr<SocketDescriptor> socket;
     const std::shared_ptr<SocketOutput> output;
+    const std::shared_ptr<HalfClosedStreams> halfClosed;
 };
 
 }  // namespace vantry

@@ -1,0 +1,25 @@
+#include "transport/tcp/half_closed_streams.h"
+
+#include <utility>
+
+#include "transport/tcp/tcp_stream.h"
+
+namespace vantry {
+
+void HalfClosedStreams::Add(std::weak_ptr<TcpStream> stream) {
+    std::shared_ptr<TcpStream> oldest;
+    {
+        ScopedLock guard(lock);
+        std::erase_if(streams, [](const auto& other) { return other.expired(); });
+        streams.push_back(std::move(stream));
+        if (streams.size() > kMost) {
+            oldest = streams.front().lock();
+            streams.pop_front();
+        }
+    }
+    if (oldest) {
+        oldest->GiveUp();
+    }
+}
+
+}  // namespace vantry

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <memory>
+
+#include "runtime/lock.h"
+
+namespace vantry {
+
+class TcpStream;
+
+/// The streams whose peers have ended their sending side. Such a stream may still be written to for
+/// as long as a subscription of it lasts, and nothing tells whether its peer still listens, so
+/// their number is bounded: the oldest beyond it is declared dead, and the engine then drops it.
+/// Any thread may call it.
+class HalfClosedStreams {
+public:
+    void Add(std::weak_ptr<TcpStream> stream);
+
+private:
+    static constexpr std::size_t kMost = 128;
+
+    Lock lock;
+    std::deque<std::weak_ptr<TcpStream>> streams GUARDED_BY(lock);
+};
+
+}  // namespace vantry
