@@ -4,12 +4,14 @@
 #include <array>
 #include <limits>
 #include <memory>
+#include <utility>
 
 #include "driver/driver_root.h"
 #include "driver/quoted_ini.h"
 #include "platform/platform.h"
 #include "runtime/event.h"
 #include "runtime/live_object_counters.h"
+#include "runtime/lock.h"
 #include "transport/std_file_stream.h"
 
 namespace vantry {
@@ -26,8 +28,21 @@ constexpr char16_t kMarkerFile[] = u"\\DriverUnloadSuccessful";
 constexpr std::uint32_t kSettleMilliseconds = 3000;
 constexpr std::int32_t kFailed = -1;
 
-/// The hub, while there is one.
-std::unique_ptr<DriverRoot> root;
+/// The hub, while there is one. Callers share it for the moment of finding their session, so that
+/// one who comes late finds no hub instead of half of one.
+Lock rootLock;
+std::shared_ptr<DriverRoot> root GUARDED_BY(rootLock);
+
+std::shared_ptr<DriverRoot> Root() {
+    ScopedLock guard(rootLock);
+    return root;
+}
+
+/// Puts `next` in place of the hub, which is handed over.
+std::shared_ptr<DriverRoot> ReplaceRoot(std::shared_ptr<DriverRoot> next) {
+    ScopedLock guard(rootLock);
+    return std::exchange(root, std::move(next));
+}
 
 struct VersionPair {
     std::string buildNumber;
@@ -53,7 +68,8 @@ void WriteMarker() {
 }
 
 std::shared_ptr<LocalSession> FindSession(std::uint32_t handle) {
-    return root ? root->LocalSessions().Find(handle) : nullptr;
+    const std::shared_ptr<DriverRoot> hub = Root();
+    return hub ? hub->LocalSessions().Find(handle) : nullptr;
 }
 
 std::int32_t ToLength(std::uint32_t count) {
@@ -64,29 +80,26 @@ std::int32_t ToLength(std::uint32_t count) {
 }  // namespace
 }  // namespace vantry
 
-using vantry::root;
-
 std::uint32_t PRN_Init() {
     const vantry::VersionPair os =
         vantry::ReadVersions(vantry::kOsVersionFile, "OSBuildNumber", "OSVersion");
-    auto built =
-        std::make_unique<vantry::DriverRoot>(vantry::kPropertyFile, vantry::kOverrideFile,
+    const auto hub =
+        std::make_shared<vantry::DriverRoot>(vantry::kPropertyFile, vantry::kOverrideFile,
                                              vantry::kErrorLogFile, os.version, os.buildNumber);
-    std::swap(root, built);
-    built.reset();
+    // The old one goes now, when the new one stands.
+    vantry::ReplaceRoot(hub).reset();
     const vantry::VersionPair libs =
         vantry::ReadVersions(vantry::kQtLibsFile, "QtBuildNumber", "QtVersion");
-    root->AddQtRuntimeInfo(libs.version, libs.buildNumber);
+    hub->AddQtRuntimeInfo(libs.version, libs.buildNumber);
     const vantry::VersionPair common =
         vantry::ReadVersions(vantry::kQtCommonFile, "QtCommonBuildNumber", "QtCommonVersion");
-    root->AddQtCommonInfo(common.version, common.buildNumber);
+    hub->AddQtCommonInfo(common.version, common.buildNumber);
     return 1;
 }
 
 std::uint32_t PRN_Deinit(std::uint32_t) {
-    if (root) {
-        root->LocalSessions().CloseAll();
-        root.reset();
+    if (const std::shared_ptr<vantry::DriverRoot> hub = vantry::ReplaceRoot(nullptr)) {
+        hub->LocalSessions().CloseAll();
     }
     vantry::Settle();
     if (vantry::LiveObjectCounters::AllZero()) {
@@ -96,11 +109,13 @@ std::uint32_t PRN_Deinit(std::uint32_t) {
 }
 
 std::uint32_t PRN_Open(std::uint32_t, std::uint32_t, std::uint32_t) {
-    return root ? root->OpenLocalSession() : 0;
+    const std::shared_ptr<vantry::DriverRoot> hub = vantry::Root();
+    return hub ? hub->OpenLocalSession() : 0;
 }
 
 std::uint32_t PRN_Close(std::uint32_t handle) {
-    return root && root->LocalSessions().Close(handle) ? 1 : 0;
+    const std::shared_ptr<vantry::DriverRoot> hub = vantry::Root();
+    return hub && hub->LocalSessions().Close(handle) ? 1 : 0;
 }
 
 std::int32_t PRN_Read(std::uint32_t handle, void* buffer, std::uint32_t count) {

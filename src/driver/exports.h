@@ -3,8 +3,7 @@
 #include <cstdint>
 
 // The entry points of the hub as a stream driver with the prefix PRN: all that a device manager
-// calls. PRN_Init and PRN_Deinit are called one at a time, with no other call running; the others
-// by any thread at any time in between.
+// calls. PRN_Init and PRN_Deinit are called one at a time; the others by any thread at any time.
 
 extern "C" {
 

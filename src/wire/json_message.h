@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "runtime/lock.h"
 #include "transport/stream.h"
 #include "wire/json/json_value.h"
@@ -27,6 +29,8 @@ public:
     /// or too large, or its text is not of an object.
     [[nodiscard]] virtual bool ReadFrom(Stream& stream);
     virtual void Clear() { object.clear(); }
+    /// Replaces the object by one that was read elsewhere.
+    void Adopt(JsonObject other) { object = std::move(other); }
 
 protected:
     JsonObject object;

@@ -219,13 +219,21 @@ private:
 
 }  // namespace
 
-JsonValue ParseJsonString(std::string_view text) {
+std::string_view ParseJson(std::string_view text, JsonValue& value) {
     JsonParser parser(text);
     if (const char* const failure = parser.Parse()) {
-        std::fprintf(stderr, "error: %s\n", failure);
-        return {};
+        return failure;
     }
-    return std::move(parser.root);
+    value = std::move(parser.root);
+    return {};
+}
+
+JsonValue ParseJsonString(std::string_view text) {
+    JsonValue value;
+    if (const std::string_view failure = ParseJson(text, value); !failure.empty()) {
+        std::fprintf(stderr, "error: %s\n", failure.data());
+    }
+    return value;
 }
 
 }  // namespace vantry

@@ -15,4 +15,7 @@ namespace vantry {
 /// Keeps no state between calls.
 JsonValue ParseJsonString(std::string_view text);
 
+/// The same without a word on standard error: what it would have said, or empty and the tree.
+std::string_view ParseJson(std::string_view text, JsonValue& value);
+
 }  // namespace vantry

@@ -1,0 +1,61 @@
+# What `cmake --install` and the Debian package put where.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS vantryd vantry RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS prn LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+# The client library: an archive, its headers, a CMake package and a pkg-config file.
+install(TARGETS vantry_client EXPORT vantry ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+set(VANTRY_CLIENT_HEADERS endpoint event_queue hub property result)
+list(TRANSFORM VANTRY_CLIENT_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/src/client/)
+list(TRANSFORM VANTRY_CLIENT_HEADERS APPEND .h)
+install(FILES ${VANTRY_CLIENT_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantry/client)
+set(VANTRY_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/vantry)
+install(EXPORT vantry NAMESPACE vantry:: FILE vantry-targets.cmake DESTINATION ${VANTRY_CMAKE_DIR})
+file(WRITE ${PROJECT_BINARY_DIR}/vantry-config.cmake
+  "include(CMakeFindDependencyMacro)\nfind_dependency(Threads)\n"
+  "include(\${CMAKE_CURRENT_LIST_DIR}/vantry-targets.cmake)\n")
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/vantry-config-version.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/vantry-config.cmake
+  ${PROJECT_BINARY_DIR}/vantry-config-version.cmake DESTINATION ${VANTRY_CMAKE_DIR})
+configure_file(packaging/vantry-client.pc.in vantry-client.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vantry-client.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The service, its user and its directories. System paths don't follow the prefix.
+set(VANTRY_SYSTEM_LIBDIR lib)
+install(FILES packaging/systemd/vantryd.service
+  DESTINATION ${VANTRY_SYSTEM_LIBDIR}/systemd/system)
+install(FILES packaging/systemd/vantry.sysusers
+  DESTINATION ${VANTRY_SYSTEM_LIBDIR}/sysusers.d RENAME vantry.conf)
+install(FILES packaging/systemd/vantry.tmpfiles
+  DESTINATION ${VANTRY_SYSTEM_LIBDIR}/tmpfiles.d RENAME vantry.conf)
+
+install(FILES packaging/man/vantry.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES packaging/man/vantryd.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES packaging/completions/vantry.bash
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vantry)
+install(FILES packaging/completions/_vantry
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+install(FILES packaging/completions/vantry.fish
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+install(FILES README.md CHANGELOG.md docs/ARCHITECTURE.md docs/PROTOCOL.md docs/PROPERTY_FILE.md
+  docs/WRITE_A_COMPONENT.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME vantry)
+set(CPACK_PACKAGE_VENDOR Vantry)
+set(CPACK_PACKAGE_CONTACT "Vantry engineers <engineers@vantry.example>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Property hub of a label printer")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION misc)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS systemd)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
+  ${PROJECT_SOURCE_DIR}/packaging/debian/postinst
+  ${PROJECT_SOURCE_DIR}/packaging/debian/prerm
+  ${PROJECT_SOURCE_DIR}/packaging/debian/postrm)
+include(CPack)

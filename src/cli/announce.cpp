@@ -1,0 +1,91 @@
+#include <fmt/core.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <thread>
+
+#include "cli/commands.h"
+#include "cli/script.h"
+#include "cli/terminal.h"
+#include "cli/text.h"
+
+namespace vantry::cli {
+namespace {
+
+constexpr std::chrono::milliseconds kStep(100);
+
+client::Result<std::vector<ScriptedProperty>> ReadFile(const std::string& name) {
+    std::ifstream file(name);
+    if (!file) {
+        return client::Error{client::ErrorCode::Refused, name + ": " + std::strerror(errno)};
+    }
+    auto script = ReadScript(file);
+    if (!script) {
+        return client::Error{script.error().code, name + ": " + script.error().text};
+    }
+    return script;
+}
+
+/// Shows on the screen what the component is asked to do.
+void TellOfWrites(client::Announcement& announcement) {
+    if (!announcement.onWrite) {
+        return;
+    }
+    announcement.onWrite = [answer = announcement.onWrite,
+                            name = announcement.name](const std::string& written) {
+        const std::optional<std::string> value = answer(written);
+        fmt::print("{} was written {}, is now {}\n", Printable(name), Printable(written),
+                   Printable(value.value_or("as before")));
+        std::fflush(stdout);
+        return value;
+    };
+}
+
+void MoveRamps(client::Hub& hub, const std::vector<ScriptedProperty>& script) {
+    const auto start = std::chrono::steady_clock::now();
+    while (!Interrupted()) {
+        std::this_thread::sleep_for(kStep);
+        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+        for (const ScriptedProperty& property : script) {
+            if (property.ramp) {
+                const double value = std::max(0.0, std::round(property.ramp->At(elapsed.count())));
+                static_cast<void>(
+                    hub.Change(property.announcement.id, fmt::format("{:.0f}", value)));
+            }
+        }
+    }
+}
+
+}  // namespace
+
+int RunAnnounce(const Context& context, const std::string& fileName) {
+    const auto script = ReadFile(fileName);
+    if (!script) {
+        return Fail(script.error());
+    }
+    const auto hub = context.Connect();
+    if (!hub) {
+        return Fail(hub.error());
+    }
+    CatchInterrupts();
+    std::vector<client::Announcement> announcements;
+    for (const ScriptedProperty& property : *script) {
+        announcements.push_back(property.announcement);
+        TellOfWrites(announcements.back());
+    }
+    const client::Outcome announced = (*hub)->Announce(announcements);
+    if (!announced) {
+        return Fail(announced.error());
+    }
+    fmt::print("announced {} properties; Ctrl-C withdraws them\n", announcements.size());
+    std::fflush(stdout);
+    MoveRamps(**hub, *script);
+    for (const client::Announcement& announcement : announcements) {
+        static_cast<void>((*hub)->Withdraw(announcement.id));
+    }
+    return Exit::kDone;
+}
+
+}  // namespace vantry::cli

@@ -1,0 +1,75 @@
+#include "cli/context.h"
+
+#include <fmt/core.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace vantry::cli {
+namespace {
+
+std::string Environment(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+}  // namespace
+
+std::string DefaultRoot() {
+    if (geteuid() == 0) {
+        return "/var/lib/vantry";
+    }
+    const std::string state = Environment("XDG_STATE_HOME");
+    return (state.empty() ? Environment("HOME") + "/.local/state" : state) + "/vantry";
+}
+
+std::string DefaultDevice() {
+    if (const std::string device = Environment("VANTRY_DEVICE"); !device.empty()) {
+        return device;
+    }
+    if (geteuid() == 0) {
+        return "/run/vantry/PRN1";
+    }
+    const std::string runtime = Environment("XDG_RUNTIME_DIR");
+    return (runtime.empty() ? DefaultRoot() + "/devices" : runtime + "/vantry") + "/PRN1";
+}
+
+client::Result<client::Endpoint> Context::HubEndpoint() const {
+    if (!tcp.empty()) {
+        return client::Endpoint::ParseTcp(tcp);
+    }
+    return client::Endpoint::Device(device.empty() ? DefaultDevice() : device);
+}
+
+client::Result<std::unique_ptr<client::Hub>> Context::Connect() const {
+    const client::Result<client::Endpoint> endpoint = HubEndpoint();
+    if (!endpoint) {
+        return endpoint.error();
+    }
+    client::Hub::Options options;
+    options.deadlineMilliseconds = TimeoutMilliseconds();
+    return client::Hub::Connect(*endpoint, options);
+}
+
+std::uint32_t Context::TimeoutMilliseconds() const {
+    return static_cast<std::uint32_t>(timeoutSeconds * 1000);
+}
+
+bool Context::Fancy() const {
+    return !noColor && Environment("NO_COLOR").empty() && isatty(STDOUT_FILENO) == 1;
+}
+
+int Fail(const client::Error& error) {
+    fmt::print(stderr, "vantry: {}\n", error.text);
+    switch (error.code) {
+        case client::ErrorCode::NoConnection:
+            return Exit::kNoConnection;
+        case client::ErrorCode::TimedOut:
+            return Exit::kTimedOut;
+        default:
+            return Exit::kRefused;
+    }
+}
+
+}  // namespace vantry::cli

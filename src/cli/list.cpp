@@ -1,0 +1,86 @@
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <map>
+#include <tuple>
+
+#include "cli/commands.h"
+#include "cli/property_names.h"
+#include "cli/terminal.h"
+#include "cli/text.h"
+
+namespace vantry::cli {
+namespace {
+
+using client::Property;
+
+constexpr std::size_t kWidestName = 48;
+constexpr std::size_t kWidestComponent = 24;
+
+void PrintJson(const std::vector<Property>& properties) {
+    fmt::print("[");
+    for (std::size_t place = 0; place < properties.size(); ++place) {
+        fmt::print("{}{}", place == 0 ? "\n" : ",\n", ToJson(properties[place]));
+    }
+    fmt::print("\n]\n");
+}
+
+std::size_t Widest(const std::vector<Property>& properties, std::string Property::*field,
+                   std::size_t most) {
+    std::size_t widest = 0;
+    for (const Property& property : properties) {
+        widest = std::max(widest, ColumnsOf(Printable(property.*field)));
+    }
+    return std::min(widest, most);
+}
+
+void PrintTable(const std::vector<Property>& properties, const Style& style) {
+    const std::size_t nameColumns = Widest(properties, &Property::name, kWidestName);
+    const std::size_t componentColumns =
+        Widest(properties, &Property::componentName, kWidestComponent);
+    const std::string* group = nullptr;
+    for (const Property& property : properties) {
+        if (group == nullptr || *group != property.groupName) {
+            fmt::print("{}{}\n", group == nullptr ? "" : "\n",
+                       style.Heading(Printable(property.groupName)));
+            group = &property.groupName;
+        }
+        fmt::print("  {}  {}  {}\n", Fitted(Printable(property.name), nameColumns),
+                   style.Faint(Fitted(Printable(property.componentName), componentColumns)),
+                   Printable(property.value));
+    }
+}
+
+}  // namespace
+
+int RunList(const Context& context, const ListOptions& options) {
+    const auto hub = context.Connect();
+    if (!hub) {
+        return Fail(hub.error());
+    }
+    auto all = (*hub)->ReadAll();
+    if (!all) {
+        return Fail(all.error());
+    }
+    std::erase_if(*all, [&](const Property& property) {
+        return !MatchesPattern(property.componentName, options.component) ||
+               !MatchesPattern(property.groupName, options.group) ||
+               !MatchesPattern(property.name, options.name);
+    });
+    std::stable_sort(all->begin(), all->end(), [](const Property& one, const Property& other) {
+        return std::tie(one.groupName, one.name, one.componentName) <
+               std::tie(other.groupName, other.name, other.componentName);
+    });
+    if (options.namesOnly) {
+        for (const Property& property : *all) {
+            fmt::print("{}\n", DisplayName(property, false));
+        }
+    } else if (context.json) {
+        PrintJson(*all);
+    } else {
+        PrintTable(*all, Style(context.Fancy()));
+    }
+    return all->empty() && !context.json ? Exit::kRefused : Exit::kDone;
+}
+
+}  // namespace vantry::cli

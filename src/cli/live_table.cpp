@@ -1,0 +1,102 @@
+#include "cli/live_table.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <optional>
+
+#include "cli/text.h"
+
+namespace vantry::cli {
+namespace {
+
+constexpr std::size_t kHistory = 512;
+
+std::optional<double> NumberIn(const std::string& text) {
+    char* end = nullptr;
+    const double number = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0') {
+        return std::nullopt;
+    }
+    return number;
+}
+
+}  // namespace
+
+std::string PlotOf(const std::deque<double>& numbers, std::size_t columns) {
+    constexpr std::array kBars = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+    const std::size_t shown = std::min(columns, numbers.size());
+    const auto first = numbers.end() - static_cast<std::ptrdiff_t>(shown);
+    std::string plot(columns - shown, ' ');
+    if (shown == 0) {
+        return plot;
+    }
+    const auto [low, high] = std::minmax_element(first, numbers.end());
+    const double span = *high - *low;
+    for (auto number = first; number != numbers.end(); ++number) {
+        const double part = span > 0 ? (*number - *low) / span : 0.5;
+        plot += kBars[static_cast<std::size_t>(part * (kBars.size() - 1) + 0.5)];
+    }
+    return plot;
+}
+
+void LiveTable::Take(const client::Property& change) {
+    // Sorted by what people see; the GUIDs keep those of one name apart.
+    Row& row = rows[change.groupName + '\0' + change.name + '\0' + change.id.component +
+                    change.id.group + change.id.property];
+    row.changed = !row.property.name.empty() && row.property.value != change.value;
+    row.property = change;
+    if (const std::optional<double> number = NumberIn(change.value)) {
+        row.history.push_back(*number);
+        if (row.history.size() > kHistory) {
+            row.history.pop_front();
+        }
+    }
+}
+
+void LiveTable::ScrollBy(int count) {
+    const auto wanted = static_cast<std::ptrdiff_t>(top) + count;
+    const auto last = static_cast<std::ptrdiff_t>(rows.size()) - 1;
+    top = static_cast<std::size_t>(
+        std::clamp<std::ptrdiff_t>(wanted, 0, std::max<std::ptrdiff_t>(last, 0)));
+}
+
+std::string LiveTable::Draw(const TerminalSize& size, bool connected, const std::string& time,
+                            const Style& style) {
+    const std::string state = connected ? "connected" : "no connection, trying again";
+    const std::string title = fmt::format("{}  {} properties  {}", time, rows.size(), state);
+    std::string screen = "\x1b[H";
+    screen += connected ? style.Heading(Fitted(title, size.columns))
+                        : style.Bad(Fitted(title, size.columns));
+    constexpr std::size_t kOtherLines = 2;
+    const std::size_t room = size.rows > kOtherLines ? size.rows - kOtherLines : 0;
+    auto row = std::next(rows.begin(), static_cast<std::ptrdiff_t>(std::min(top, rows.size())));
+    for (std::size_t line = 0; line < room; ++line) {
+        screen += "\r\n";
+        if (row != rows.end()) {
+            screen += DrawRow(row->second, size, style);
+            row->second.changed = false;
+            ++row;
+        }
+        screen += "\x1b[K";
+    }
+    screen += "\r\n" + style.Faint(Fitted("q quits, j and k scroll", size.columns));
+    return screen;
+}
+
+std::string LiveTable::DrawRow(const Row& row, const TerminalSize& size, const Style& style) const {
+    // The name gets half of the line, the value a quarter, the plot what is left.
+    const std::size_t nameColumns = size.columns / 2;
+    const std::size_t valueColumns = size.columns / 4;
+    const std::size_t plotColumns = size.columns - nameColumns - valueColumns - 2;
+    const std::string name = Fitted(DisplayName(row.property, false), nameColumns);
+    const std::string value = Fitted(
+        row.property.available ? Printable(row.property.value) : "(withdrawn)", valueColumns);
+    const std::string plot =
+        row.history.size() > 1 ? PlotOf(row.history, plotColumns) : std::string(plotColumns, ' ');
+    return name + " " + (row.changed ? style.Changed(value) : value) + " " + style.Faint(plot);
+}
+
+}  // namespace vantry::cli

@@ -1,0 +1,160 @@
+// Frames by hand: what is typed goes out as it is, what comes back is shown as it is.
+
+#include <fmt/core.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "cli/commands.h"
+#include "cli/raw_socket.h"
+#include "cli/terminal.h"
+#include "cli/text.h"
+
+namespace vantry::cli {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// How long to wait for what may still come after the last line.
+constexpr std::uint32_t kLingerMilliseconds = 1000;
+
+/// Keeps a conversation: a line for each message, with its time in seconds and its direction.
+class Recorder {
+public:
+    explicit Recorder(const std::string& name) {
+        if (!name.empty()) {
+            file.open(name);
+        }
+    }
+    bool IsGood(const std::string& name) const { return name.empty() || file.is_open(); }
+
+    void Keep(char direction, const std::string& text) {
+        if (!file.is_open()) {
+            return;
+        }
+        const std::chrono::duration<double> elapsed = Clock::now() - start;
+        const std::lock_guard guard(mutex);
+        file << fmt::format("{{\"time\":{:.3f},\"direction\":\"{}\",\"text\":{}}}\n",
+                            elapsed.count(), direction, JsonString(text))
+             << std::flush;
+    }
+
+private:
+    const Clock::time_point start = Clock::now();
+    std::mutex mutex;
+    std::ofstream file;
+};
+
+/// Prints what arrives until the stream ends or, once nothing more is sent, nothing comes for a
+/// while.
+void PrintAnswers(RawSocket& socket, Recorder& recorder, const std::atomic<bool>& allSent) {
+    for (;;) {
+        const RawSocket::Received received = socket.Receive(kLingerMilliseconds);
+        if (received.ended || Interrupted() || (!received.text && allSent)) {
+            return;
+        }
+        if (received.text) {
+            recorder.Keep('<', *received.text);
+            fmt::print("{}\n", Printable(*received.text));
+            std::fflush(stdout);
+        }
+    }
+}
+
+struct RecordedMessage {
+    double time;
+    std::string text;
+};
+
+/// What was sent in a recorded conversation.
+client::Result<std::vector<RecordedMessage>> ReadSent(const std::string& name) {
+    std::ifstream file(name);
+    if (!file) {
+        return client::Error{client::ErrorCode::Refused, name + ": " + std::strerror(errno)};
+    }
+    std::vector<RecordedMessage> sent;
+    int number = 0;
+    for (std::string line; std::getline(file, line);) {
+        ++number;
+        const auto entry = nlohmann::json::parse(line, nullptr, false);
+        if (!entry.is_object() || !entry.contains("time") || !entry["time"].is_number() ||
+            !entry.contains("text") || !entry["text"].is_string() || !entry.contains("direction") ||
+            !entry["direction"].is_string()) {
+            return client::Error{client::ErrorCode::Refused,
+                                 fmt::format("{}: line {} is no recorded message", name, number)};
+        }
+        if (entry["direction"] == ">") {
+            sent.push_back({entry["time"], entry["text"]});
+        }
+    }
+    return sent;
+}
+
+template <typename SendAll>
+int Converse(const Context& context, Recorder& recorder, const SendAll& sendAll) {
+    const auto endpoint = context.HubEndpoint();
+    if (!endpoint) {
+        return Fail(endpoint.error());
+    }
+    auto socket = RawSocket::Connect(*endpoint, context.TimeoutMilliseconds());
+    if (!socket) {
+        return Fail(socket.error());
+    }
+    std::atomic<bool> allSent{false};
+    std::thread printing([&] { PrintAnswers(**socket, recorder, allSent); });
+    const bool sent = sendAll([&](const std::string& text) {
+        recorder.Keep('>', text);
+        return (*socket)->Send(text);
+    });
+    allSent = true;
+    printing.join();
+    return sent ? Exit::kDone
+                : Fail({client::ErrorCode::NoConnection, "the hub has ended the connection"});
+}
+
+}  // namespace
+
+int RunRaw(const Context& context, const std::string& recordFile) {
+    Recorder recorder(recordFile);
+    if (!recorder.IsGood(recordFile)) {
+        return Fail({client::ErrorCode::Refused, recordFile + ": " + std::strerror(errno)});
+    }
+    return Converse(context, recorder, [](const auto& send) {
+        for (std::string line; std::getline(std::cin, line);) {
+            if (!line.empty() && !send(line)) {
+                return false;
+            }
+        }
+        return true;
+    });
+}
+
+int RunReplay(const Context& context, const std::string& file, bool fast) {
+    const auto sent = ReadSent(file);
+    if (!sent) {
+        return Fail(sent.error());
+    }
+    Recorder nothing("");
+    return Converse(context, nothing, [&](const auto& send) {
+        const Clock::time_point start = Clock::now();
+        for (const RecordedMessage& message : *sent) {
+            if (!fast) {
+                std::this_thread::sleep_until(start +
+                                              std::chrono::duration_cast<Clock::duration>(
+                                                  std::chrono::duration<double>(message.time)));
+            }
+            if (!send(message.text)) {
+                return false;
+            }
+        }
+        return true;
+    });
+}
+
+}  // namespace vantry::cli

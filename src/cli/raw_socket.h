@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "client/frame_socket.h"
+#include "wire/message_frame.h"
+
+namespace vantry::cli {
+
+/// A connection that carries texts in frames, whatever they are. One thread sends, one receives.
+class RawSocket {
+public:
+    static client::Result<std::unique_ptr<RawSocket>> Connect(const client::Endpoint& endpoint,
+                                                              std::uint32_t milliseconds) {
+        auto connected = client::FrameSocket::Connect(endpoint, milliseconds);
+        if (!connected) {
+            return connected.error();
+        }
+        return std::make_unique<RawSocket>(*connected);
+    }
+    explicit RawSocket(std::shared_ptr<client::FrameSocket> connected)
+        : socket(std::move(connected)) {}
+
+    /// False if the connection is lost.
+    bool Send(const std::string& text) {
+        MessageFrame frame;
+        frame.Buffer() += text;
+        return frame.WriteTo(*socket);
+    }
+
+    struct Received {
+        std::optional<std::string> text;
+        bool ended;
+    };
+    /// The next message; none if nothing begins to come within the time.
+    Received Receive(std::uint32_t milliseconds) {
+        if (!socket->WaitToReceive(milliseconds)) {
+            return {std::nullopt, false};
+        }
+        auto text = socket->ReceiveText(client::FrameSocket::kForever);
+        return text ? Received{std::move(*text), false} : Received{std::nullopt, true};
+    }
+
+private:
+    const std::shared_ptr<client::FrameSocket> socket;
+};
+
+}  // namespace vantry::cli

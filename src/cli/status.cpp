@@ -1,0 +1,111 @@
+#include <fmt/core.h>
+
+#include <deque>
+#include <fstream>
+#include <map>
+
+#include "cli/commands.h"
+#include "cli/terminal.h"
+#include "cli/text.h"
+
+namespace vantry::cli {
+namespace {
+
+constexpr std::size_t kLastLines = 5;
+
+/// The last lines of the hub's log; none if it can't be read.
+std::deque<std::string> LastLogLines(const std::string& root) {
+    std::ifstream file(root + "/Store/VantryLogFileName.txt");
+    std::deque<std::string> lines;
+    for (std::string line; std::getline(file, line);) {
+        if (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        lines.push_back(line);
+        if (lines.size() > kLastLines) {
+            lines.pop_front();
+        }
+    }
+    return lines;
+}
+
+/// What a hub is, as far as a client can see.
+struct Report {
+    std::string endpoint;
+    std::map<std::string, std::string> versions;
+    std::map<std::string, std::size_t> byComponent;
+    std::size_t properties = 0;
+    std::deque<std::string> log;
+};
+
+void PrintJson(const Report& report) {
+    fmt::print("{{\"hub\":{},\"properties\":{},\"versions\":{{", JsonString(report.endpoint),
+               report.properties);
+    const char* comma = "";
+    for (const auto& [name, value] : report.versions) {
+        fmt::print("{}{}:{}", comma, JsonString(name), JsonString(value));
+        comma = ",";
+    }
+    fmt::print("}},\"components\":{{");
+    comma = "";
+    for (const auto& [name, count] : report.byComponent) {
+        fmt::print("{}{}:{}", comma, JsonString(name), count);
+        comma = ",";
+    }
+    fmt::print("}},\"log\":[");
+    comma = "";
+    for (const std::string& line : report.log) {
+        fmt::print("{}{}", comma, JsonString(line));
+        comma = ",";
+    }
+    fmt::print("]}}\n");
+}
+
+void PrintText(const Report& report, const Style& style) {
+    fmt::print("{} is up at {}\n", style.Heading("the hub"), report.endpoint);
+    for (const auto& [name, value] : report.versions) {
+        fmt::print("  {}  {}\n", Fitted(name, 30), Printable(value));
+    }
+    fmt::print("{} properties\n", report.properties);
+    for (const auto& [name, count] : report.byComponent) {
+        fmt::print("  {}  {}\n", Fitted(Printable(name), 30), count);
+    }
+    if (!report.log.empty()) {
+        fmt::print("last lines of the log\n");
+    }
+    for (const std::string& line : report.log) {
+        fmt::print("  {}\n", Printable(line));
+    }
+}
+
+}  // namespace
+
+int RunStatus(const Context& context, const std::string& root) {
+    const auto endpoint = context.HubEndpoint();
+    const auto hub = context.Connect();
+    if (!hub) {
+        return Fail(hub.error());
+    }
+    const auto all = (*hub)->ReadAll();
+    if (!all) {
+        return Fail(all.error());
+    }
+    Report report;
+    report.endpoint = endpoint->Name();
+    report.properties = all->size();
+    for (const client::Property& property : *all) {
+        ++report.byComponent[property.componentName];
+        if (property.groupName == "Product Info") {
+            report.versions[property.name] = property.value;
+        }
+    }
+    report.log = LastLogLines(root.empty() ? DefaultRoot() : root);
+    if (context.json) {
+        PrintJson(report);
+    } else {
+        PrintText(report, Style(context.Fancy()));
+    }
+    return Exit::kDone;
+}
+
+}  // namespace vantry::cli

@@ -1,0 +1,110 @@
+#include "cli/text.h"
+
+#include <fmt/core.h>
+
+#include <clocale>
+#include <cwchar>
+#include <nlohmann/json.hpp>
+
+namespace vantry::cli {
+namespace {
+
+/// One character of a text, as a terminal sees it.
+struct Glyph {
+    std::size_t bytes;
+    std::size_t columns;
+};
+
+/// Character widths are those of Unicode, whatever locale the user has.
+void UseUnicodeWidths() {
+    static const char* const done = std::setlocale(LC_CTYPE, "C.UTF-8");
+    static_cast<void>(done);
+}
+
+Glyph FirstGlyph(std::string_view text) {
+    UseUnicodeWidths();
+    std::mbstate_t state{};
+    wchar_t character = 0;
+    const std::size_t bytes = std::mbrtowc(&character, text.data(), text.size(), &state);
+    if (bytes == 0 || bytes > text.size()) {
+        return {1, 1};
+    }
+    const int columns = wcwidth(character);
+    return {bytes, columns < 0 ? 1 : static_cast<std::size_t>(columns)};
+}
+
+std::string Dumped(const nlohmann::ordered_json& document) {
+    return document.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+}  // namespace
+
+std::size_t ColumnsOf(std::string_view text) {
+    std::size_t columns = 0;
+    while (!text.empty()) {
+        const Glyph glyph = FirstGlyph(text);
+        columns += glyph.columns;
+        text.remove_prefix(glyph.bytes);
+    }
+    return columns;
+}
+
+std::string Fitted(std::string_view text, std::size_t columns) {
+    const std::size_t needed = ColumnsOf(text);
+    if (needed <= columns) {
+        return std::string(text) + std::string(columns - needed, ' ');
+    }
+    if (columns == 0) {
+        return "";
+    }
+    std::string fitted;
+    std::size_t used = 0;
+    while (!text.empty()) {
+        const Glyph glyph = FirstGlyph(text);
+        if (used + glyph.columns > columns - 1) {
+            break;
+        }
+        fitted.append(text.substr(0, glyph.bytes));
+        used += glyph.columns;
+        text.remove_prefix(glyph.bytes);
+    }
+    return fitted + "…" + std::string(columns - 1 - used, ' ');
+}
+
+std::string Printable(std::string_view text) {
+    std::string printable;
+    for (const char byte : text) {
+        const auto value = static_cast<unsigned char>(byte);
+        if (byte == '\n') {
+            printable += "\\n";
+        } else if (byte == '\t') {
+            printable += "\\t";
+        } else if (value < 0x20 || value == 0x7F) {
+            printable += fmt::format("\\x{:02x}", value);
+        } else {
+            printable += byte;
+        }
+    }
+    return printable;
+}
+
+std::string ToJson(const client::Property& property) {
+    const nlohmann::ordered_json document = {{"component", property.componentName},
+                                             {"group", property.groupName},
+                                             {"name", property.name},
+                                             {"value", property.value},
+                                             {"available", property.available},
+                                             {"componentGuid", property.id.component},
+                                             {"groupGuid", property.id.group},
+                                             {"guid", property.id.property}};
+    return Dumped(document);
+}
+
+std::string JsonString(const std::string& text) { return Dumped(text); }
+
+std::string DisplayName(const client::Property& property, bool withComponent) {
+    const std::string name = property.groupName + "/" + property.name;
+    return Printable(withComponent ? property.componentName + "/" + name : name);
+}
+
+}  // namespace vantry::cli
