@@ -166,7 +166,9 @@ TEST_F(Links, ManyConnectionsComeAndGo) {
     {
         std::vector<FrameClient> clients;
         for (int count = 0; count < 200; ++count) {
+            // One after the other: only ten may wait to be accepted over TCP.
             clients.push_back(hub.Tcp());
+            ASSERT_TRUE(clients.back().Ask(Get(kSpeed)));
             clients.push_back(hub.Device("PRN1"));
         }
         for (FrameClient& client : clients) {
@@ -176,8 +178,11 @@ TEST_F(Links, ManyConnectionsComeAndGo) {
             ASSERT_TRUE(client.Receive());
         }
     }
-    EXPECT_TRUE(
-        Eventually([&] { return hub.Count("task") <= threads && hub.Count("fd") <= descriptors; }));
+    EXPECT_TRUE(Eventually([&] {
+        return hub.Count("task") <= threads && hub.Count("fd") <= descriptors;
+    })) << hub.Count("task")
+        << " of " << threads << " threads, " << hub.Count("fd") << " of " << descriptors
+        << " descriptors";
 }
 
 TEST_F(Links, SubscribersThatLeaveWithoutAWordDoNotPileUp) {

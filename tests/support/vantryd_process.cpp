@@ -9,6 +9,7 @@
 #include <array>
 #include <iterator>
 #include <thread>
+#include <utility>
 
 namespace vantry::test {
 namespace {
@@ -45,20 +46,23 @@ struct Pipe {
     std::array<int, 2> ends{-1, -1};
 };
 
-/// Starts vantryd with its output, and its errors if asked for, going to pipes.
-pid_t Spawn(const std::vector<std::string>& arguments, const Pipe& output, const Pipe* errors) {
-    std::vector<char*> pointers{const_cast<char*>(VANTRYD_PATH)};
+/// Starts a program whose standard streams are these descriptors; -1 leaves one as it is.
+pid_t Spawn(const std::string& program, const std::vector<std::string>& arguments, int input,
+            int output, int errors) {
+    std::vector<char*> pointers{const_cast<char*>(program.c_str())};
     for (const std::string& argument : arguments) {
         pointers.push_back(const_cast<char*>(argument.c_str()));
     }
     pointers.push_back(nullptr);
     const pid_t id = fork();
     if (id == 0) {
-        dup2(output.ends[1], STDOUT_FILENO);
-        if (errors != nullptr) {
-            dup2(errors->ends[1], STDERR_FILENO);
+        const std::array streams = {input, output, errors};
+        for (int number = 0; number < 3; ++number) {
+            if (streams[static_cast<std::size_t>(number)] >= 0) {
+                dup2(streams[static_cast<std::size_t>(number)], number);
+            }
         }
-        execv(VANTRYD_PATH, pointers.data());
+        execv(program.c_str(), pointers.data());
         _exit(127);
     }
     return id;
@@ -72,17 +76,45 @@ int ExitStatusOf(pid_t id) {
 
 }  // namespace
 
-ProcessResult RunVantryd(const std::vector<std::string>& arguments) {
+ProcessResult RunProgram(const std::string& program, const std::vector<std::string>& arguments,
+                         const std::string& input) {
+    Pipe given;
     Pipe output;
     Pipe errors;
-    const pid_t id = Spawn(arguments, output, &errors);
+    const pid_t id = Spawn(program, arguments, given.ends[0], output.ends[1], errors.ends[1]);
     output.CloseWriting();
     errors.CloseWriting();
+    EXPECT_EQ(write(given.ends[1], input.data(), input.size()), static_cast<ssize_t>(input.size()));
+    given.CloseWriting();
     ProcessResult result{};
+    std::thread reading([&] { result.errors = errors.ReadAll(); });
     result.output = output.ReadAll();
-    result.errors = errors.ReadAll();
+    reading.join();
     result.exitStatus = ExitStatusOf(id);
     return result;
+}
+
+ProcessResult RunVantryd(const std::vector<std::string>& arguments) {
+    return RunProgram(VANTRYD_PATH, arguments);
+}
+
+BackgroundProgram::BackgroundProgram(const std::string& program,
+                                     const std::vector<std::string>& arguments) {
+    const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+    id = Spawn(program, arguments, nowhere, nowhere, -1);
+    close(nowhere);
+}
+
+BackgroundProgram::~BackgroundProgram() {
+    if (id > 0) {
+        kill(id, SIGKILL);
+        ExitStatusOf(id);
+    }
+}
+
+int BackgroundProgram::Interrupt() {
+    kill(id, SIGINT);
+    return ExitStatusOf(std::exchange(id, -1));
 }
 
 VantrydProcess::VantrydProcess(const std::filesystem::path& base,
@@ -92,7 +124,7 @@ VantrydProcess::VantrydProcess(const std::filesystem::path& base,
                                        "--bind", "127.0.0.1",   "--port",    "0"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     Pipe output;
-    id = Spawn(arguments, output, nullptr);
+    id = Spawn(VANTRYD_PATH, arguments, -1, output.ends[1], -1);
     output.CloseWriting();
     readyLine = output.ReadLine();
     const std::string prefix = "ready port=";

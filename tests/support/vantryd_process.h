@@ -18,8 +18,26 @@ struct ProcessResult {
     std::string errors;
 };
 
-/// Runs vantryd to its end with these arguments.
+/// Runs a program to its end with these arguments and this standard input.
+ProcessResult RunProgram(const std::string& program, const std::vector<std::string>& arguments,
+                         const std::string& input = "");
+/// The same for vantryd.
 ProcessResult RunVantryd(const std::vector<std::string>& arguments);
+
+/// A program that runs beside the test, with its output going nowhere. Ends with the object.
+class BackgroundProgram {
+public:
+    BackgroundProgram(const std::string& program, const std::vector<std::string>& arguments);
+    ~BackgroundProgram();
+    BackgroundProgram(const BackgroundProgram&) = delete;
+    BackgroundProgram& operator=(const BackgroundProgram&) = delete;
+
+    /// Asks it to end as Ctrl-C does, and waits. Its exit status.
+    int Interrupt();
+
+private:
+    pid_t id;
+};
 
 /// A vantryd of this test's own, on a free port of 127.0.0.1, with its directories below `base`.
 /// Ends with the object, at once.

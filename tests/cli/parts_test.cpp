@@ -1,0 +1,148 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "cli/live_table.h"
+#include "cli/property_names.h"
+#include "cli/script.h"
+#include "cli/text.h"
+
+namespace vantry::cli {
+namespace {
+
+client::Property Made(const std::string& component, const std::string& group,
+                      const std::string& name, const std::string& guid) {
+    return {.id = {"C-" + component, "G-" + group, guid},
+            .componentName = component,
+            .groupName = group,
+            .name = name,
+            .value = "1"};
+}
+
+TEST(FindByName, TakesEveryWayToNameAProperty) {
+    const std::vector<client::Property> all = {
+        Made("A", "General", "Print Speed", "P1"), Made("A", "Motors", "Speed", "P2"),
+        Made("B", "Motors", "Speed", "P3"), Made("B", "Sensors", "speed", "P4")};
+    const struct {
+        const char* name;
+        const char* guid;
+    } found[] = {{"Print Speed", "P1"},    {"print speed", "P1"},  {"general/print speed", "P1"},
+                 {"A/Motors/Speed", "P2"}, {"G-Motors:P3", "P3"},  {"C-B:G-Motors:P3", "P3"},
+                 {"speed", "P4"},          {"Sensors/Speed", "P4"}};
+    for (const auto& [name, guid] : found) {
+        const auto property = FindByName(all, name);
+        ASSERT_TRUE(property) << name << ": " << property.error().text;
+        EXPECT_EQ(property->id.property, guid) << name;
+    }
+    const auto ambiguous = FindByName(all, "Motors/Speed");
+    ASSERT_FALSE(ambiguous);
+    EXPECT_NE(ambiguous.error().text.find("A/Motors/Speed"), std::string::npos);
+    EXPECT_NE(ambiguous.error().text.find("B/Motors/Speed"), std::string::npos);
+    const auto misspelt = FindByName(all, "Prnt Sped");
+    ASSERT_FALSE(misspelt);
+    EXPECT_NE(misspelt.error().text.find("\"General/Print Speed\""), std::string::npos);
+    EXPECT_EQ(FindByName(all, "zzzzzzzzzzzz").error().text.find("did you mean"), std::string::npos);
+}
+
+TEST(Text, FitsColumnsWhateverTheCharacters) {
+    const struct {
+        const char* text;
+        std::size_t columns;
+        const char* fitted;
+    } cases[] = {{"abc", 5, "abc  "},     {"abcdef", 4, "abc…"},       {"漢字漢字", 5, "漢字…"},
+                 {"漢字漢字", 4, "漢… "}, {"e\u0301a", 2, "e\u0301a"}, {"\xFF\xFE", 3, "\xFF\xFE "},
+                 {"abc", 0, ""}};
+    for (const auto& [text, columns, fitted] : cases) {
+        EXPECT_EQ(Fitted(text, columns), fitted) << text;
+    }
+    EXPECT_EQ(Printable("a\x1b[31m\n\t\x7f"), "a\\x1b[31m\\n\\t\\x7f");
+}
+
+TEST(Text, JsonIsValidForEveryValue) {
+    client::Property property = Made("A", "G", "N", "P");
+    property.value.clear();
+    for (int byte = 0; byte < 256; ++byte) {
+        property.value.push_back(static_cast<char>(byte));
+    }
+    const auto document = nlohmann::json::parse(ToJson(property), nullptr, false);
+    ASSERT_FALSE(document.is_discarded());
+    EXPECT_EQ(document["name"], "N");
+    property.value = "\xC3\xA9\"\\";
+    EXPECT_EQ(nlohmann::json::parse(ToJson(property))["value"], property.value);
+}
+
+TEST(Script, ReadsPropertiesWithTheirBehaviour) {
+    std::istringstream file(R"(
+# a comment
+component "Firmware Driver"
+group Sensors
+property "Head \"A\"" number 25 readonly ramp 20 60 10   # behind
+group Mine 6D9E0C5B-6B9F-4A56-8B43-6A1B6A4B6F02
+property Go command False fails
+)");
+    const auto script = ReadScript(file);
+    ASSERT_TRUE(script) << script.error().text;
+    ASSERT_EQ(script->size(), 2U);
+    const ScriptedProperty& head = (*script)[0];
+    EXPECT_EQ(head.announcement.id.component, "B80EB2EA-4F49-423A-875C-8ACB1ACB9734");
+    EXPECT_EQ(head.announcement.id.group, "694B9450-3986-4D7C-AF84-4812A9423FAA");
+    EXPECT_EQ(head.announcement.name, "Head \"A\"");
+    EXPECT_FALSE(head.announcement.onWrite);
+    EXPECT_EQ(head.ramp->At(0), 20);
+    EXPECT_EQ(head.ramp->At(5), 40);
+    EXPECT_EQ(head.ramp->At(15), 40);
+    EXPECT_EQ((*script)[1].announcement.id.group, "6D9E0C5B-6B9F-4A56-8B43-6A1B6A4B6F02");
+    EXPECT_EQ((*script)[1].announcement.onWrite("True"), "False");
+    EXPECT_EQ(head.announcement.id.property.size(), 36U);
+}
+
+TEST(Script, SaysWhatIsWrongAndWhere) {
+    const struct {
+        const char* text;
+        const char* problem;
+    } cases[] = {{"", "no property"},
+                 {"component", "line 1: 'component' needs a name"},
+                 {"thing x", "'thing'"},
+                 {"property a text b", "needs a component"},
+                 {"component c\ngroup g\nproperty a colour b", "line 3: 'colour'"},
+                 {"component c\ngroup g\nproperty a text", "needs a value"},
+                 {"component c\ngroup g\nproperty a text b what", "'what'"},
+                 {"component c\ngroup g\nproperty a number 1 ramp 1 x 2", "ramp"}};
+    for (const auto& [text, problem] : cases) {
+        std::istringstream file(text);
+        const auto script = ReadScript(file);
+        ASSERT_FALSE(script) << text;
+        EXPECT_NE(script.error().text.find(problem), std::string::npos) << script.error().text;
+    }
+}
+
+TEST(LiveTable, FitsItsTerminalAndPlotsNumbers) {
+    EXPECT_EQ(PlotOf({0, 1, 2, 3}, 4), "▁▃▆█");
+    EXPECT_EQ(PlotOf({5, 5}, 3), " ▅▅");
+    LiveTable table;
+    for (int number = 0; number < 50; ++number) {
+        table.Take(Made("C", "Group", "漢字 name " + std::to_string(number), "P"));
+    }
+    for (const TerminalSize size :
+         {TerminalSize{80, 24}, TerminalSize{200, 10}, TerminalSize{5, 1}}) {
+        table.ScrollBy(3);
+        const std::string screen = table.Draw(size, true, "12:00:00", Style(false));
+        std::istringstream lines(screen);
+        std::size_t count = 0;
+        for (std::string line; std::getline(lines, line); ++count) {
+            line.erase(std::remove(line.begin(), line.end(), '\r'), line.end());
+            for (const char* code : {"\x1b[H", "\x1b[K"}) {
+                if (const std::size_t at = line.find(code); at != std::string::npos) {
+                    line.erase(at, 3);
+                }
+            }
+            EXPECT_LE(ColumnsOf(line), size.columns) << line;
+        }
+        EXPECT_LE(count, std::max<std::size_t>(size.rows, 2));
+    }
+}
+
+}  // namespace
+}  // namespace vantry::cli

@@ -1,0 +1,66 @@
+#!/usr/bin/env python3
+"""Does what docs/WRITE_A_COMPONENT.md says, as it stands there: installs, compiles, runs.
+
+    guide_test.py SOURCE-DIRECTORY BUILD-DIRECTORY
+"""
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+
+def blocks(text, language):
+    return re.findall(r"```%s\n(.*?)```" % language, text, re.S)
+
+
+def main():
+    source, build = sys.argv[1:]
+    guide = open(os.path.join(source, "docs", "WRITE_A_COMPONENT.md")).read()
+    with tempfile.TemporaryDirectory() as work:
+        prefix = os.path.join(work, "prefix")
+        subprocess.run(["cmake", "--install", build, "--prefix", prefix], check=True,
+                       stdout=subprocess.DEVNULL)
+        configs = [folder for folder, _, files in os.walk(prefix) if "vantry-client.pc" in files]
+        environment = dict(os.environ, PKG_CONFIG_PATH=configs[0],
+                           PATH=os.path.join(prefix, "bin") + ":" + os.environ["PATH"],
+                           VANTRY_DEVICE=os.path.join(work, "devices", "PRN1"))
+        # The pkg-config file speaks of the configured prefix; this installation is elsewhere.
+        pkg_config = os.path.join(configs[0], "vantry-client.pc")
+        text = open(pkg_config).read()
+        open(pkg_config, "w").write(re.sub(r"^prefix=.*", "prefix=" + prefix, text, flags=re.M))
+
+        open(os.path.join(work, "fan.cpp"), "w").write(blocks(guide, "cpp")[0])
+        compile_it, try_it = blocks(guide, "sh")
+        subprocess.run(compile_it, shell=True, check=True, cwd=work, env=environment)
+
+        cmake = os.path.join(work, "with_cmake")
+        os.mkdir(cmake)
+        open(os.path.join(cmake, "fan.cpp"), "w").write(blocks(guide, "cpp")[0])
+        open(os.path.join(cmake, "CMakeLists.txt"), "w").write(
+            "cmake_minimum_required(VERSION 3.25)\nproject(fan CXX)\n" + blocks(guide, "cmake")[0])
+        subprocess.run(["cmake", "-S", cmake, "-B", cmake + "/build", "-DCMAKE_PREFIX_PATH=" + prefix],
+                       check=True, stdout=subprocess.DEVNULL)
+        subprocess.run(["cmake", "--build", cmake + "/build"], check=True, stdout=subprocess.DEVNULL)
+
+        hub = subprocess.Popen(["vantryd", "--root", work + "/root", "--devices", work + "/devices",
+                                "--port", "0", "--bind", "127.0.0.1"],
+                               stdout=subprocess.PIPE, text=True, env=environment)
+        try:
+            assert hub.stdout.readline().startswith("ready ")
+            # As typed, but for the moment that a person takes between two commands.
+            commands = try_it.replace("&\n", "& fan=$!\nuntil vantry list 'Fan Speed' >/dev/null 2>&1; "
+                                      "do sleep 0.1; done\n", 1) + "\nkill $fan\n"
+            shown = subprocess.run(["bash", "-e", "-c", commands], check=True, cwd=work,
+                                   env=environment, stdout=subprocess.PIPE, text=True).stdout
+        finally:
+            hub.kill()
+            hub.wait()
+        print(shown)
+        for part in ("0\n", "Fans/Fan Speed is now 1200\n", '"value":"1200"',
+                     "the fan now turns at 1200\n"):
+            assert part in shown, part
+
+
+if __name__ == "__main__":
+    main()
