@@ -138,7 +138,13 @@ Outcome TakePossession(const std::vector<Announcement>& properties, const AskFun
         }
         std::this_thread::sleep_for(kBetweenWithdrawalAndReturn);
     }
-    return Report(properties, Status::kSuccessful, send);
+    const Outcome reported = Report(properties, Status::kSuccessful, send);
+    if (!reported) {
+        return reported;
+    }
+    // A report has no answer; that of a question behind it says that the hub knows them now.
+    const auto known = ask(question);
+    return known ? Outcome(Done{}) : Outcome(known.error());
 }
 
 }  // namespace vantry::client

@@ -43,7 +43,8 @@ Outcome Report(const std::vector<Announcement>& properties, std::string_view sta
                const SendFunction& send);
 
 /// Makes the hub know the properties as those of this connection. What an earlier connection has
-/// left there is withdrawn first, because its writes would still go to that one.
+/// left there is withdrawn first, because its writes would still go to that one. When this returns,
+/// the hub knows them.
 Outcome TakePossession(const std::vector<Announcement>& properties, const AskFunction& ask,
                        const SendFunction& send);
 

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -56,6 +57,8 @@ pid_t Spawn(const std::string& program, const std::vector<std::string>& argument
     pointers.push_back(nullptr);
     const pid_t id = fork();
     if (id == 0) {
+        // A test that is ended from outside leaves nothing behind.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         const std::array streams = {input, output, errors};
         for (int number = 0; number < 3; ++number) {
             if (streams[static_cast<std::size_t>(number)] >= 0) {
