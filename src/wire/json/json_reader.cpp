@@ -115,8 +115,7 @@ private:
             return false;
         }
         ++symbols;
-        container.expect =
-            container.value->type == JsonType::Array ? Expect::Value : Expect::Entry;
+        container.expect = container.value->type == JsonType::Array ? Expect::Value : Expect::Entry;
         return true;
     }
 
