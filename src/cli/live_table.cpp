@@ -47,6 +47,7 @@ void LiveTable::Take(const client::Property& change) {
     Row& row = rows[change.groupName + '\0' + change.name + '\0' + change.id.component +
                     change.id.group + change.id.property];
     row.changed = !row.property.name.empty() && row.property.value != change.value;
+    row.hasMoved = row.hasMoved || row.changed;
     row.property = change;
     if (const std::optional<double> number = NumberIn(change.value)) {
         row.history.push_back(*number);
@@ -72,18 +73,27 @@ std::string LiveTable::Draw(const TerminalSize& size, bool connected, const std:
                         : style.Bad(Fitted(title, size.columns));
     constexpr std::size_t kOtherLines = 2;
     const std::size_t room = size.rows > kOtherLines ? size.rows - kOtherLines : 0;
-    auto row = std::next(rows.begin(), static_cast<std::ptrdiff_t>(std::min(top, rows.size())));
+    const std::vector<Row*> order = InOrder();
     for (std::size_t line = 0; line < room; ++line) {
         screen += "\r\n";
-        if (row != rows.end()) {
-            screen += DrawRow(row->second, size, style);
-            row->second.changed = false;
-            ++row;
+        if (top + line < order.size()) {
+            Row& row = *order[top + line];
+            screen += DrawRow(row, size, style);
+            row.changed = false;
         }
         screen += "\x1b[K";
     }
     screen += "\r\n" + style.Faint(Fitted("q quits, j and k scroll", size.columns));
     return screen;
+}
+
+std::vector<LiveTable::Row*> LiveTable::InOrder() {
+    std::vector<Row*> order;
+    for (auto& [name, row] : rows) {
+        order.push_back(&row);
+    }
+    std::stable_partition(order.begin(), order.end(), [](const Row* row) { return row->hasMoved; });
+    return order;
 }
 
 std::string LiveTable::DrawRow(const Row& row, const TerminalSize& size, const Style& style) const {

@@ -4,6 +4,7 @@
 #include <deque>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "cli/terminal.h"
 #include "client/property.h"
@@ -13,8 +14,8 @@ namespace vantry::cli {
 /// A picture of so many columns of how the numbers went, oldest first: "▁▂▃▄▅▆▇█".
 std::string PlotOf(const std::deque<double>& numbers, std::size_t columns);
 
-/// The properties that are watched, as a table that is drawn anew with each change. Belongs to one
-/// thread.
+/// The properties that are watched, as a table that is drawn anew with each change: first those
+/// that have moved since it began, then the others. Belongs to one thread.
 class LiveTable {
 public:
     void Take(const client::Property& change);
@@ -27,8 +28,11 @@ private:
     struct Row {
         client::Property property;
         std::deque<double> history;
-        bool changed;
+        bool changed = false;
+        bool hasMoved = false;
     };
+
+    std::vector<Row*> InOrder();
 
     std::string DrawRow(const Row& row, const TerminalSize& size, const Style& style) const;
 
