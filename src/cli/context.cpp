@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace vantry::cli {
 namespace {
@@ -50,6 +51,18 @@ client::Result<std::unique_ptr<client::Hub>> Context::Connect() const {
     client::Hub::Options options;
     options.deadlineMilliseconds = TimeoutMilliseconds();
     return client::Hub::Connect(*endpoint, options);
+}
+
+client::Result<Snapshot> Context::ConnectAndReadAll() const {
+    auto hub = Connect();
+    if (!hub) {
+        return hub.error();
+    }
+    auto all = (*hub)->ReadAll();
+    if (!all) {
+        return all.error();
+    }
+    return Snapshot{std::move(*hub), std::move(*all)};
 }
 
 std::uint32_t Context::TimeoutMilliseconds() const {

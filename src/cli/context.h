@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "client/hub.h"
 
@@ -17,6 +18,12 @@ struct Exit {
     static constexpr int kTimedOut = 4;
 };
 
+/// A connection, and everything that can be seen over it.
+struct Snapshot {
+    std::unique_ptr<client::Hub> hub;
+    std::vector<client::Property> properties;
+};
+
 /// What the options say that all commands share.
 struct Context {
     std::string tcp;
@@ -27,6 +34,7 @@ struct Context {
 
     client::Result<client::Endpoint> HubEndpoint() const;
     client::Result<std::unique_ptr<client::Hub>> Connect() const;
+    client::Result<Snapshot> ConnectAndReadAll() const;
     std::uint32_t TimeoutMilliseconds() const;
     /// Whether standard output is a terminal that may get colours and pictures.
     bool Fancy() const;

@@ -33,18 +33,14 @@ void PrintValues(const std::vector<Property>& properties, bool json) {
 }  // namespace
 
 int RunGet(const Context& context, const std::vector<std::string>& names) {
-    const auto hub = context.Connect();
-    if (!hub) {
-        return Fail(hub.error());
-    }
-    const auto all = (*hub)->ReadAll();
-    if (!all) {
-        return Fail(all.error());
+    const auto seen = context.ConnectAndReadAll();
+    if (!seen) {
+        return Fail(seen.error());
     }
     std::vector<Property> found;
     int status = Exit::kDone;
     for (const std::string& name : names) {
-        const auto property = FindByName(*all, name);
+        const auto property = FindByName(seen->properties, name);
         if (property) {
             found.push_back(*property);
         } else {
@@ -62,23 +58,19 @@ int RunSet(const Context& context, const std::string& name, const std::string& v
         return Fail({client::ErrorCode::Refused,
                      "the hub takes no writes over TCP; use its local device (--device)"});
     }
-    const auto hub = context.Connect();
-    if (!hub) {
-        return Fail(hub.error());
+    const auto seen = context.ConnectAndReadAll();
+    if (!seen) {
+        return Fail(seen.error());
     }
-    const auto all = (*hub)->ReadAll();
-    if (!all) {
-        return Fail(all.error());
-    }
-    const auto property = FindByName(*all, name);
+    const auto property = FindByName(seen->properties, name);
     if (!property) {
         return Fail(property.error());
     }
     if (noWait) {
-        const client::Outcome sent = (*hub)->Write(property->id, value);
+        const client::Outcome sent = seen->hub->Write(property->id, value);
         return sent ? Exit::kDone : Fail(sent.error());
     }
-    const auto now = (*hub)->WriteAndWait(property->id, value);
+    const auto now = seen->hub->WriteAndWait(property->id, value);
     if (!now) {
         return Fail(now.error());
     }

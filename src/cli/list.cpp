@@ -54,33 +54,30 @@ void PrintTable(const std::vector<Property>& properties, const Style& style) {
 }  // namespace
 
 int RunList(const Context& context, const ListOptions& options) {
-    const auto hub = context.Connect();
-    if (!hub) {
-        return Fail(hub.error());
+    auto seen = context.ConnectAndReadAll();
+    if (!seen) {
+        return Fail(seen.error());
     }
-    auto all = (*hub)->ReadAll();
-    if (!all) {
-        return Fail(all.error());
-    }
-    std::erase_if(*all, [&](const Property& property) {
+    std::vector<Property>& all = seen->properties;
+    std::erase_if(all, [&](const Property& property) {
         return !MatchesPattern(property.componentName, options.component) ||
                !MatchesPattern(property.groupName, options.group) ||
                !MatchesPattern(property.name, options.name);
     });
-    std::stable_sort(all->begin(), all->end(), [](const Property& one, const Property& other) {
+    std::stable_sort(all.begin(), all.end(), [](const Property& one, const Property& other) {
         return std::tie(one.groupName, one.name, one.componentName) <
                std::tie(other.groupName, other.name, other.componentName);
     });
     if (options.namesOnly) {
-        for (const Property& property : *all) {
+        for (const Property& property : all) {
             fmt::print("{}\n", DisplayName(property, false));
         }
     } else if (context.json) {
-        PrintJson(*all);
+        PrintJson(all);
     } else {
-        PrintTable(*all, Style(context.Fancy()));
+        PrintTable(all, Style(context.Fancy()));
     }
-    return all->empty() && !context.json ? Exit::kRefused : Exit::kDone;
+    return all.empty() && !context.json ? Exit::kRefused : Exit::kDone;
 }
 
 }  // namespace vantry::cli

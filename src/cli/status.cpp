@@ -82,18 +82,14 @@ void PrintText(const Report& report, const Style& style) {
 
 int RunStatus(const Context& context, const std::string& root) {
     const auto endpoint = context.HubEndpoint();
-    const auto hub = context.Connect();
-    if (!hub) {
-        return Fail(hub.error());
-    }
-    const auto all = (*hub)->ReadAll();
-    if (!all) {
-        return Fail(all.error());
+    const auto seen = context.ConnectAndReadAll();
+    if (!seen) {
+        return Fail(seen.error());
     }
     Report report;
     report.endpoint = endpoint->Name();
-    report.properties = all->size();
-    for (const client::Property& property : *all) {
+    report.properties = seen->properties.size();
+    for (const client::Property& property : seen->properties) {
         ++report.byComponent[property.componentName];
         if (property.groupName == "Product Info") {
             report.versions[property.name] = property.value;
