@@ -1,6 +1,7 @@
 #include "store/check_value.h"
 
 #include <array>
+#include <cstddef>
 
 namespace vantry {
 namespace {
@@ -10,8 +11,8 @@ constexpr std::uint16_t kPolynomial = 0xA001;
 
 constexpr std::array<std::uint16_t, 256> MakeTable() {
     std::array<std::uint16_t, 256> table{};
-    for (std::uint16_t byte = 0; byte < table.size(); ++byte) {
-        std::uint16_t crc = byte;
+    for (std::size_t byte = 0; byte < table.size(); ++byte) {
+        auto crc = static_cast<std::uint16_t>(byte);
         for (int bit = 0; bit < 8; ++bit) {
             crc = static_cast<std::uint16_t>((crc >> 1) ^ ((crc & 1) != 0 ? kPolynomial : 0));
         }
