@@ -32,6 +32,8 @@ Acceptor::~Acceptor() {
     wake.Set();
     listener->Close();
     stopped.Wait();
+    // The thread is gone for good before what it stands on goes.
+    thread->Stop();
 }
 
 void Acceptor::OnStream(std::shared_ptr<Stream> stream) {
