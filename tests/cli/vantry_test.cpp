@@ -141,6 +141,16 @@ TEST_F(VantryCommand, MeasuresAndTellsTheStatus) {
     EXPECT_NE(Run({"status"}).output.find("35 properties"), std::string::npos);
 }
 
+TEST_F(VantryCommand, BashCompletesTheNamesOfTheRunningHub) {
+    const std::string script =
+        "export VANTRY_DEVICE='" + (hub.devices / "PRN1").string() +
+        "' PATH=" + std::filesystem::path(VANTRY_PATH).parent_path().string() + ":$PATH\nsource '" +
+        COMPLETION_PATH +
+        "'\nCOMP_WORDS=(vantry get general/usb) COMP_CWORD=2\n_vantry\necho \"${COMPREPLY[@]}\"\n"
+        "COMP_WORDS=(vantry st) COMP_CWORD=1\n_vantry\necho \"${COMPREPLY[@]}\"\n";
+    EXPECT_EQ(RunProgram("/bin/bash", {"-c", script}).output, "General/UsbPrnTxTimeout\nstatus\n");
+}
+
 TEST_F(VantryCommand, TheExamplesWorkTogether) {
     BackgroundProgram driver(SIMULATED_DRIVER_PATH, {(hub.devices / "PRN1").string()});
     ASSERT_TRUE(Eventually([&] { return Run({"list", "Print Speed"}).exitStatus == 0; }));
