@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
 #include <optional>
 
@@ -37,7 +38,7 @@ std::string PlotOf(const std::deque<double>& numbers, std::size_t columns) {
     const double span = *high - *low;
     for (auto number = first; number != numbers.end(); ++number) {
         const double part = span > 0 ? (*number - *low) / span : 0.5;
-        plot += kBars[static_cast<std::size_t>(part * (kBars.size() - 1) + 0.5)];
+        plot += kBars[static_cast<std::size_t>(std::lround(part * (kBars.size() - 1)))];
     }
     return plot;
 }
