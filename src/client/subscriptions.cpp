@@ -65,6 +65,9 @@ bool Subscriptions::Restore(FrameSocket& socket) {
     PropertyMessage message;
     {
         ScopedLock guard(lock);
+        if (entries.empty()) {
+            return true;  // The hub would take an empty list for everything.
+        }
         hasEverything = WantsEverything();
         if (hasEverything) {
             message.EncodeSubscribeAll();

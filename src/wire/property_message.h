@@ -27,7 +27,6 @@ public:
     void EncodeGetAll();
     void EncodeGetAllResponse();
     void EncodeSubscribeAll();
-    void EncodeDisconnect();
 
     /// Each appends the entries of its section, in order.
     void DecodeSubscribeRequests(std::deque<PropertyRequest>& requests) const;

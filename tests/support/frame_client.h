@@ -32,7 +32,6 @@ public:
 
     void ShutDownSending();
     void Close();
-    int Descriptor() const { return descriptor; }
 
 private:
     explicit FrameClient(int connected) : descriptor(connected) {}
