@@ -13,7 +13,7 @@
 #include "property/property_factories.h"
 #include "sample_messages.h"
 #include "store/property_hub_store.h"
-#include "transport/frame.h"
+#include "transport/frame/frame.h"
 #include "wire/vocabulary/groups.h"
 #include "wire/vocabulary/hub_properties.h"
 

@@ -29,7 +29,7 @@
 #include <vector>
 
 #include "sample_messages.h"
-#include "transport/frame.h"
+#include "transport/frame/frame.h"
 
 namespace vantry::bench {
 namespace {

@@ -5,7 +5,8 @@
 
 #include "memory_stream.h"
 #include "runtime/thread_reaper.h"
-#include "transport/data_handler_manager.h"
+#include "transport/session/data_handler_manager.h"
+#include "transport/session/framed_json_handler.h"
 #include "wire/json_message.h"
 
 namespace {

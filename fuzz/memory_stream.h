@@ -5,7 +5,7 @@
 #include <cstring>
 #include <memory>
 
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 
 namespace vantry::fuzz {
 

@@ -3,7 +3,7 @@
 #include <deque>
 
 #include "memory_stream.h"
-#include "transport/frame.h"
+#include "transport/frame/frame.h"
 #include "wire/property_message.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

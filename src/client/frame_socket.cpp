@@ -15,7 +15,7 @@
 
 #include "client/recovery.h"
 #include "runtime/clock.h"
-#include "transport/frame.h"
+#include "transport/frame/frame.h"
 #include "wire/json/json_reader.h"
 
 namespace vantry::client {

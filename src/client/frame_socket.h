@@ -7,7 +7,7 @@
 
 #include "client/endpoint.h"
 #include "client/result.h"
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 #include "wire/property_message.h"
 
 namespace vantry::client {

@@ -9,8 +9,8 @@
 #include "runtime/thread_reaper.h"
 #include "store/error_log.h"
 #include "store/property_hub_store.h"
-#include "transport/acceptor.h"
 #include "transport/bluetooth/bluetooth_layer.h"
+#include "transport/session/acceptor.h"
 #include "transport/tcp/socket_layer.h"
 #include "transport/usb/usb_layer.h"
 

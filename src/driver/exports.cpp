@@ -12,7 +12,7 @@
 #include "runtime/event.h"
 #include "runtime/live_object_counters.h"
 #include "runtime/lock.h"
-#include "transport/std_file_stream.h"
+#include "transport/stream/std_file_stream.h"
 
 namespace vantry {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "transport/pipe.h"
-#include "transport/stream.h"
+#include "transport/stream/pipe.h"
+#include "transport/stream/stream.h"
 
 namespace vantry {
 

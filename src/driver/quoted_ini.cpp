@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "transport/std_file_stream.h"
+#include "transport/stream/std_file_stream.h"
 
 namespace vantry {
 namespace {

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <unordered_set>
 
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 #include "wire/property_records.h"
 
 namespace vantry {

@@ -13,7 +13,7 @@
 #include "runtime/thread_reaper.h"
 #include "store/local_property_sink.h"
 #include "store/property_store.h"
-#include "transport/message_visitor.h"
+#include "transport/session/message_visitor.h"
 #include "wire/property_message.h"
 
 namespace vantry {

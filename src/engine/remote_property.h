@@ -4,7 +4,7 @@
 #include <string>
 
 #include "property/string_property.h"
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 #include "wire/property_records.h"
 
 namespace vantry {

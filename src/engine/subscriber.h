@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "runtime/lock.h"
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 #include "wire/property_records.h"
 
 namespace vantry {

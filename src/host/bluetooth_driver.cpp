@@ -11,7 +11,7 @@
 #include "host/rfcomm_socket.h"
 #include "host/socket_connection.h"
 #include "runtime/lock.h"
-#include "transport/device_control_codes.h"
+#include "transport/device/device_control_codes.h"
 
 namespace vantry {
 namespace {

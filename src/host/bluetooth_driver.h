@@ -4,9 +4,9 @@
 #include <string>
 
 #include "host/device_socket.h"
-#include "host/wake_up.h"
 #include "platform/device.h"
-#include "platform/output_flusher.h"
+#include "platform/wake_up.h"
+#include "transport/socket/output_flusher.h"
 
 namespace vantry {
 

@@ -8,10 +8,10 @@
 
 #include "host/device_socket.h"
 #include "host/socket_connection.h"
-#include "host/wake_up.h"
-#include "platform/output_flusher.h"
+#include "platform/wake_up.h"
 #include "runtime/lock.h"
 #include "runtime/native_thread.h"
+#include "transport/socket/output_flusher.h"
 
 namespace vantry {
 

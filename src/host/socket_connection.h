@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/output_flusher.h"
 #include "platform/socket_descriptor.h"
-#include "platform/socket_output.h"
+#include "transport/socket/output_flusher.h"
+#include "transport/socket/socket_output.h"
 
 namespace vantry {
 

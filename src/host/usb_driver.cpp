@@ -7,7 +7,7 @@
 #include <cstring>
 #include <utility>
 
-#include "transport/device_control_codes.h"
+#include "transport/device/device_control_codes.h"
 #include "transport/usb/usb_listener.h"
 
 namespace vantry {

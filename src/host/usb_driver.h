@@ -6,12 +6,12 @@
 
 #include "host/device_socket.h"
 #include "host/socket_connection.h"
-#include "host/wake_up.h"
 #include "platform/device.h"
-#include "platform/output_flusher.h"
 #include "platform/system_event.h"
+#include "platform/wake_up.h"
 #include "runtime/lock.h"
 #include "runtime/native_thread.h"
+#include "transport/socket/output_flusher.h"
 
 namespace vantry {
 

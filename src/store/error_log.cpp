@@ -4,7 +4,7 @@
 
 #include "platform/wide_text.h"
 #include "property/property_factories.h"
-#include "transport/std_file_stream.h"
+#include "transport/stream/std_file_stream.h"
 #include "wire/vocabulary/groups.h"
 
 namespace vantry {

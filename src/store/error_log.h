@@ -9,7 +9,7 @@
 #include "runtime/thread_reaper.h"
 #include "store/log_writer.h"
 #include "store/property_store.h"
-#include "transport/session_log.h"
+#include "transport/session/session_log.h"
 #include "wire/vocabulary/named_guid.h"
 
 namespace vantry {

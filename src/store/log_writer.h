@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "runtime/thread_reaper.h"
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 
 namespace vantry {
 

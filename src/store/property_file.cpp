@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <limits>
 
-#include "store/check_value.h"
-#include "transport/std_file_stream.h"
+#include "store/format/check_value.h"
+#include "transport/stream/std_file_stream.h"
 
 namespace vantry {
 namespace {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "transport/frame.h"
+#include "transport/frame/frame.h"
 #include "wire/json/json_reader.h"
 #include "wire/json/json_writer.h"
 

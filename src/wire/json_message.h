@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "runtime/lock.h"
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 #include "wire/json/json_value.h"
 #include "wire/message_frame.h"
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "transport/frame.h"
+#include "transport/frame/frame.h"
 
 namespace vantry {
 

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string>
 
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 
 namespace vantry {
 

@@ -5,7 +5,7 @@
 #include "engine/remote_property_table.h"
 #include "engine/subscriber.h"
 #include "property/property_factories.h"
-#include "transport/queue_stream.h"
+#include "transport/stream/queue_stream.h"
 
 namespace vantry {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/socket_output.h"
+#include "transport/socket/socket_output.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -13,8 +13,8 @@
 #include <string>
 #include <thread>
 
-#include "platform/output_flusher.h"
 #include "support/eventually.h"
+#include "transport/socket/output_flusher.h"
 
 namespace vantry {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "store/check_value.h"
+#include "store/format/check_value.h"
 #include "support/temporary_directory.h"
 
 namespace vantry {

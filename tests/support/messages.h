@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "transport/frame.h"
+#include "transport/frame/frame.h"
 #include "wire/vocabulary/components.h"
 #include "wire/vocabulary/groups.h"
 #include "wire/vocabulary/hub_properties.h"

@@ -4,6 +4,7 @@
 
 #include "property/property_factories.h"
 #include "support/eventually.h"
+#include "transport/session/framed_json_handler.h"
 #include "wire/json/json_writer.h"
 #include "wire/json_message.h"
 

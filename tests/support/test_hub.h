@@ -14,8 +14,8 @@
 #include "store/property_hub_store.h"
 #include "support/messages.h"
 #include "support/test_platform.h"
-#include "transport/data_handler_manager.h"
-#include "transport/pipe.h"
+#include "transport/session/data_handler_manager.h"
+#include "transport/stream/pipe.h"
 
 namespace vantry::test {
 

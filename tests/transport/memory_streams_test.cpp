@@ -5,10 +5,10 @@
 #include <thread>
 
 #include "support/temporary_directory.h"
-#include "transport/peek_stream.h"
-#include "transport/pipe.h"
-#include "transport/queue_stream.h"
-#include "transport/std_file_stream.h"
+#include "transport/stream/peek_stream.h"
+#include "transport/stream/pipe.h"
+#include "transport/stream/queue_stream.h"
+#include "transport/stream/std_file_stream.h"
 
 namespace vantry {
 namespace {

@@ -6,10 +6,11 @@
 #include "runtime/live_object_counters.h"
 #include "support/eventually.h"
 #include "support/messages.h"
-#include "transport/acceptor.h"
-#include "transport/data_handler_manager.h"
-#include "transport/null_listener.h"
-#include "transport/pipe.h"
+#include "transport/session/acceptor.h"
+#include "transport/session/data_handler_manager.h"
+#include "transport/session/framed_json_handler.h"
+#include "transport/session/null_listener.h"
+#include "transport/stream/pipe.h"
 #include "wire/json_message.h"
 
 namespace vantry {

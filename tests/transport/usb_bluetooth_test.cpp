@@ -9,7 +9,7 @@
 #include "runtime/event.h"
 #include "support/test_platform.h"
 #include "transport/bluetooth/bluetooth_layer.h"
-#include "transport/device_control_codes.h"
+#include "transport/device/device_control_codes.h"
 #include "transport/usb/usb_layer.h"
 #include "transport/usb/usb_listener.h"
 #include "transport/usb/usb_stream.h"

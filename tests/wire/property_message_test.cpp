@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "support/messages.h"
-#include "transport/queue_stream.h"
+#include "transport/stream/queue_stream.h"
 
 namespace vantry {
 namespace {

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "platform/device.h"
-#include "transport/listener.h"
+#include "transport/session/listener.h"
 
 namespace vantry {
 

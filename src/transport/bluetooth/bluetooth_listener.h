@@ -6,7 +6,7 @@
 #include "platform/device.h"
 #include "runtime/lock.h"
 #include "transport/bluetooth/bluetooth_stream.h"
-#include "transport/listener.h"
+#include "transport/session/listener.h"
 
 namespace vantry {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "transport/device_stream.h"
+#include "transport/device/device_stream.h"
 
 namespace vantry {
 

@@ -1,6 +1,6 @@
 #include "transport/tcp/socket_layer.h"
 
-#include "transport/null_listener.h"
+#include "transport/session/null_listener.h"
 #include "transport/tcp/tcp_listener.h"
 
 namespace vantry {

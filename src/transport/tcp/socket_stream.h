@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 
 namespace vantry {
 

@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/output_flusher.h"
 #include "platform/socket_descriptor.h"
 #include "platform/tcp_listening.h"
 #include "runtime/event.h"
-#include "transport/listener.h"
+#include "transport/session/listener.h"
+#include "transport/socket/output_flusher.h"
 #include "transport/tcp/half_closed_streams.h"
 
 namespace vantry {

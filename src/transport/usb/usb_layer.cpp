@@ -6,7 +6,7 @@
 
 namespace vantry {
 
-UsbLayer::UsbLayer(Platform& machine, std::shared_ptr<Property> txTimeout)
+UsbLayer::UsbLayer(Platform& machine, std::shared_ptr<const void> txTimeout)
     : platform(machine), txTimeoutProperty(std::move(txTimeout)) {}
 
 std::shared_ptr<Listener> UsbLayer::MakeListener() {

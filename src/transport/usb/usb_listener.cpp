@@ -3,7 +3,7 @@
 #include <array>
 #include <optional>
 
-#include "transport/device_control_codes.h"
+#include "transport/device/device_control_codes.h"
 #include "transport/usb/usb_stream.h"
 
 namespace vantry {

@@ -5,7 +5,7 @@
 
 #include "platform/platform.h"
 #include "runtime/lock.h"
-#include "transport/listener.h"
+#include "transport/session/listener.h"
 
 namespace vantry {
 

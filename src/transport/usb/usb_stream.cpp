@@ -3,7 +3,7 @@
 #include <array>
 #include <bit>
 
-#include "transport/device_control_codes.h"
+#include "transport/device/device_control_codes.h"
 
 namespace vantry {
 namespace {

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "transport/device_stream.h"
+#include "transport/device/device_stream.h"
 
 namespace vantry {
 

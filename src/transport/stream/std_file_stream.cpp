@@ -1,4 +1,4 @@
-#include "transport/std_file_stream.h"
+#include "transport/stream/std_file_stream.h"
 
 namespace vantry {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 
 namespace vantry {
 

@@ -9,10 +9,10 @@
 #include "runtime/event.h"
 #include "runtime/lock.h"
 #include "runtime/thread_reaper.h"
-#include "transport/data_handler.h"
-#include "transport/message_visitor.h"
-#include "transport/peek_stream.h"
-#include "transport/session_log.h"
+#include "transport/session/data_handler.h"
+#include "transport/session/message_visitor.h"
+#include "transport/session/session_log.h"
+#include "transport/stream/peek_stream.h"
 
 namespace vantry {
 

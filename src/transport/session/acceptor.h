@@ -5,8 +5,8 @@
 
 #include "runtime/event.h"
 #include "runtime/thread_reaper.h"
-#include "transport/data_handler_manager.h"
-#include "transport/listener.h"
+#include "transport/session/data_handler_manager.h"
+#include "transport/session/listener.h"
 
 namespace vantry {
 

@@ -1,6 +1,6 @@
-#include "transport/pipe.h"
+#include "transport/stream/pipe.h"
 
-#include "transport/queue_stream.h"
+#include "transport/stream/queue_stream.h"
 
 namespace vantry {
 

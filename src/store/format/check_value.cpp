@@ -1,4 +1,4 @@
-#include "store/check_value.h"
+#include "store/format/check_value.h"
 
 #include <array>
 #include <cstddef>

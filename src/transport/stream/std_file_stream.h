@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "transport/stream.h"
-#include "transport/stream_buffer.h"
+#include "transport/stream/stream.h"
+#include "transport/stream/stream_buffer.h"
 
 namespace vantry {
 

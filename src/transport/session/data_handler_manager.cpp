@@ -1,4 +1,4 @@
-#include "transport/data_handler_manager.h"
+#include "transport/session/data_handler_manager.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "platform/socket_output.h"
+#include "transport/socket/socket_output.h"
 
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <utility>
 
-#include "platform/output_flusher.h"
 #include "runtime/clock.h"
+#include "transport/socket/output_flusher.h"
 
 namespace vantry {
 

@@ -1,4 +1,4 @@
-#include "transport/peek_stream.h"
+#include "transport/stream/peek_stream.h"
 
 #include <utility>
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <utility>
 
-#include "transport/message_visitor.h"
-#include "transport/stream.h"
+#include "transport/session/message_visitor.h"
+#include "transport/stream/stream.h"
 
 namespace vantry {
 

@@ -1,4 +1,4 @@
-#include "transport/device_stream.h"
+#include "transport/device/device_stream.h"
 
 #include <utility>
 

@@ -3,8 +3,8 @@
 #include <memory>
 #include <optional>
 
-#include "transport/stream.h"
-#include "transport/stream_buffer.h"
+#include "transport/stream/stream.h"
+#include "transport/stream/stream_buffer.h"
 
 namespace vantry {
 

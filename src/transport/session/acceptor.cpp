@@ -1,4 +1,4 @@
-#include "transport/acceptor.h"
+#include "transport/session/acceptor.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 
 #include <algorithm>
 

@@ -7,7 +7,7 @@
 
 #include "platform/device.h"
 #include "runtime/lock.h"
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 
 namespace vantry {
 

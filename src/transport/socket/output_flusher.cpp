@@ -1,4 +1,4 @@
-#include "platform/output_flusher.h"
+#include "transport/socket/output_flusher.h"
 
 #include <sys/epoll.h>
 #include <sys/eventfd.h>

@@ -1,4 +1,4 @@
-#include "transport/queue_stream.h"
+#include "transport/stream/queue_stream.h"
 
 namespace vantry {
 

@@ -5,8 +5,8 @@
 
 #include "runtime/event_flags.h"
 #include "runtime/lock.h"
-#include "transport/stream.h"
-#include "transport/stream_buffer.h"
+#include "transport/stream/stream.h"
+#include "transport/stream/stream_buffer.h"
 
 namespace vantry {
 

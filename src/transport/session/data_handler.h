@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "transport/data_stream.h"
-#include "transport/peek_stream.h"
+#include "transport/session/data_stream.h"
+#include "transport/stream/peek_stream.h"
 
 namespace vantry {
 
@@ -21,14 +21,6 @@ public:
     virtual std::shared_ptr<DataObject> Open(const std::shared_ptr<PeekStream>& stream) = 0;
     /// How many bytes Recognise needs to see.
     virtual std::uint32_t MinimumBytes() const = 0;
-};
-
-/// Recognises frames by their magic, which must stand at the very start of the window.
-class FramedJsonHandler final : public DataHandler {
-public:
-    std::uint32_t Recognise(const std::shared_ptr<PeekStream>& stream) override;
-    std::shared_ptr<DataObject> Open(const std::shared_ptr<PeekStream>& stream) override;
-    std::uint32_t MinimumBytes() const override;
 };
 
 }  // namespace vantry

@@ -3,7 +3,7 @@
 #include <memory>
 #include <utility>
 
-#include "transport/stream.h"
+#include "transport/stream/stream.h"
 
 namespace vantry {
 

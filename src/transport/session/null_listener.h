@@ -1,7 +1,7 @@
 #pragma once
 
 #include "runtime/event.h"
-#include "transport/listener.h"
+#include "transport/session/listener.h"
 
 namespace vantry {
 

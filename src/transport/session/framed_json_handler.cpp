@@ -1,7 +1,8 @@
+#include "transport/session/framed_json_handler.h"
+
 #include <array>
 
-#include "transport/data_handler.h"
-#include "transport/frame.h"
+#include "transport/frame/frame.h"
 
 namespace vantry {
 

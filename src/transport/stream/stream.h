@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "transport/stream_codes.h"
+#include "transport/stream/stream_codes.h"
 
 namespace vantry {
 

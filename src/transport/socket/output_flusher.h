@@ -4,9 +4,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/socket_output.h"
 #include "runtime/lock.h"
 #include "runtime/native_thread.h"
+#include "transport/socket/socket_output.h"
 
 namespace vantry {
 

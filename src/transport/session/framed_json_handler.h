@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "transport/session/data_handler.h"
+
+namespace vantry {
+
+/// Recognises frames by their magic, which must stand at the very start of the window.
+class FramedJsonHandler final : public DataHandler {
+public:
+    std::uint32_t Recognise(const std::shared_ptr<PeekStream>& stream) override;
+    std::shared_ptr<DataObject> Open(const std::shared_ptr<PeekStream>& stream) override;
+    std::uint32_t MinimumBytes() const override;
+};
+
+}  // namespace vantry
