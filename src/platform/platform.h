@@ -1,10 +1,15 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <utility>
 
+#include "platform/accounting.h"
 #include "platform/device.h"
 #include "platform/file_system.h"
+#include "platform/hub_settings.h"
+#include "platform/hub_status.h"
+#include "platform/notices.h"
 #include "platform/system_event.h"
 #include "platform/tcp_listening.h"
 
@@ -29,6 +34,15 @@ struct Platform {
     DeviceRegistry devices;
     SystemEventRegistry events;
     TcpListening tcp;
+    HubSettings settings;
+    HubStatus status;
+    Notices notices;
+    /// Replaced as a whole by SetLimits, before the hub starts.
+    std::shared_ptr<Accounting> accounting = std::make_shared<Accounting>(Limits(), notices);
+
+    void SetLimits(const Limits& limits) {
+        accounting = std::make_shared<Accounting>(limits, notices);
+    }
 };
 
 }  // namespace vantry

@@ -36,7 +36,11 @@ public:
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
         return inner->Write(buffer, length);
     }
+    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override {
+        return inner->WriteShared(frame);
+    }
     void Close() override { inner->Close(); }
+    const std::shared_ptr<ConnectionAccount>& Account() const override { return inner->Account(); }
     std::uint32_t Id() const override { return inner->Id(); }
     std::uint32_t IsAlive() const override { return inner->IsAlive(); }
 

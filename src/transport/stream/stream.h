@@ -3,8 +3,11 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
+#include "platform/accounting.h"
 #include "transport/stream/stream_codes.h"
 
 namespace vantry {
@@ -31,7 +34,17 @@ public:
     std::int32_t CopyFrom(Stream& source, std::int32_t length);
     /// Takes bytes, or returns a StreamCode. A result below `length` is a torn write.
     virtual std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) = 0;
+    /// Writes the whole of `frame`, as Write does. A stream that has to keep bytes for its peer
+    /// keeps a reference to the frame instead of a copy, so that a frame for many peers is in
+    /// memory once. The frame must not change any more.
+    virtual std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) {
+        return Write(reinterpret_cast<const std::uint8_t*>(frame->data()),
+                     static_cast<std::int32_t>(frame->size()));
+    }
     virtual void Close() = 0;
+    /// What the connection makes the hub hold. Empty for an internal stream: nothing of it is
+    /// counted.
+    virtual const std::shared_ptr<ConnectionAccount>& Account() const { return account; }
     /// The identity of the connection. All decorators of one connection share it, so a connection
     /// is told from another by this, never by the object.
     virtual std::uint32_t Id() const { return id; }
@@ -45,7 +58,11 @@ protected:
     Stream() : Stream(0) {}
     /// A stream with an identity of its own.
     explicit Stream(std::uint32_t isExternal) : Stream(nextId.fetch_add(1), isExternal) {}
-    /// A stream that decorates another one.
+    /// A stream that leads out of the printer, with an identity of its own.
+    explicit Stream(std::shared_ptr<ConnectionAccount> ownAccount) : Stream(1) {
+        account = std::move(ownAccount);
+    }
+    /// A stream that decorates another one, to which it forwards Id and Account.
     Stream(std::uint32_t sharedId, std::uint32_t isExternal) : id(sharedId), external(isExternal) {}
 
     void MarkDead() { alive = 0; }
@@ -55,6 +72,7 @@ private:
 
     const std::uint32_t id;
     const std::uint32_t external;
+    std::shared_ptr<ConnectionAccount> account;
     std::atomic<std::uint32_t> alive{1};
 };
 

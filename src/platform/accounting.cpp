@@ -1,0 +1,173 @@
+// Who holds how much.
+//
+// A connection's own counters and the totals are plain atomics, so that counting costs a message
+// next to nothing. A counter is raised first and compared afterwards: two threads that pass a bound
+// together both learn of it. The list of accounts is only walked when a total is exceeded, to find
+// whom to close. A connection that was closed still counts until its threads have let go of what it
+// held; FindWorst leaves it out, so one that is slow to end doesn't cost others their connections.
+
+#include "platform/accounting.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "runtime/clock.h"
+
+namespace vantry {
+namespace {
+
+struct Bounds {
+    std::optional<Bound> own;
+    Bound all;
+};
+
+constexpr std::array<Bounds, kResourceCount> kBoundsOf = {{
+    // A single text is bounded by the longest frame.
+    {std::nullopt, Bound::TextReceived},
+    {Bound::Answer, Bound::Answers},
+    // An output may hold a single frame of any size, so its own bound is enforced where it waits.
+    {std::nullopt, Bound::Outputs},
+    {Bound::Properties, Bound::AllProperties},
+    {Bound::PropertyText, Bound::AllPropertyText},
+    {Bound::Subscriptions, Bound::AllSubscriptions},
+}};
+
+const Bounds& BoundsOf(Resource resource) { return kBoundsOf[static_cast<std::size_t>(resource)]; }
+
+std::string PeerName(Link link, const std::string& address) {
+    constexpr std::array<std::string_view, 3> kNames = {"TCP", "USB", "Bluetooth"};
+    std::string name(kNames[static_cast<std::size_t>(link)]);
+    return address.empty() ? name : name + " " + address;
+}
+
+}  // namespace
+
+ConnectionAccount::ConnectionAccount(std::shared_ptr<Accounting> books, Link transport,
+                                     std::string peerName)
+    : accounting(std::move(books)),
+      link(transport),
+      peer(std::move(peerName)),
+      lastArrival(NowNanoseconds()) {}
+
+ConnectionAccount::~ConnectionAccount() {
+    Leave();
+    accounting->Forget(*this);
+}
+
+void ConnectionAccount::OnCut(std::function<void()> closeNow) {
+    ScopedLock guard(closeLock);
+    close = std::move(closeNow);
+}
+
+std::optional<Bound> ConnectionAccount::Add(Resource resource, std::uint64_t amount) {
+    const Bounds& bounds = BoundsOf(resource);
+    const std::uint64_t own = held[Place(resource)].fetch_add(amount) + amount;
+    const std::uint64_t all = accounting->totals[Place(resource)].fetch_add(amount) + amount;
+    if (bounds.own && own > accounting->bounds[*bounds.own]) {
+        return bounds.own;
+    }
+    if (all > accounting->bounds[bounds.all]) {
+        return bounds.all;
+    }
+    return std::nullopt;
+}
+
+void ConnectionAccount::Remove(Resource resource, std::uint64_t amount) {
+    held[Place(resource)] -= amount;
+    accounting->totals[Place(resource)] -= amount;
+}
+
+void ConnectionAccount::Cut(Bound bound) {
+    if (cut.exchange(true)) {
+        return;
+    }
+    accounting->notices.TellClosed(bound, peer);
+    std::function<void()> closing;
+    {
+        ScopedLock guard(closeLock);
+        closing = std::move(close);
+    }
+    if (closing) {
+        closing();
+    }
+}
+
+void ConnectionAccount::Leave() {
+    if (hasLeft.exchange(true)) {
+        return;
+    }
+    leftAt = NowNanoseconds();
+    --accounting->connections;
+    if (link == Link::Tcp) {
+        --accounting->tcpConnections;
+    }
+}
+
+void ConnectionAccount::NoteArrival() { lastArrival = NowNanoseconds(); }
+
+Accounting::Accounting(const Limits& limits, Notices& hubNotices)
+    : bounds(limits), notices(hubNotices), largeTexts(limits[Bound::LargeTexts]) {}
+
+std::shared_ptr<ConnectionAccount> Accounting::Admit(Link link, const std::string& address) {
+    std::string peer = PeerName(link, address);
+    const bool isTcp = link == Link::Tcp;
+    const bool tcpIsFull = isTcp && tcpConnections.fetch_add(1) >= bounds[Bound::TcpConnections];
+    const bool isFull = connections.fetch_add(1) >= bounds[Bound::Connections];
+    if (tcpIsFull || isFull) {
+        --connections;
+        if (isTcp) {
+            --tcpConnections;
+        }
+        notices.TellClosed(tcpIsFull ? Bound::TcpConnections : Bound::Connections, peer);
+        return nullptr;
+    }
+    std::shared_ptr<ConnectionAccount> account(
+        new ConnectionAccount(shared_from_this(), link, std::move(peer)));
+    ScopedLock guard(lock);
+    accounts.push_back(account.get());
+    return account;
+}
+
+void Accounting::Forget(const ConnectionAccount& account) {
+    ScopedLock guard(lock);
+    const auto place = std::find(accounts.begin(), accounts.end(), &account);
+    *place = accounts.back();
+    accounts.pop_back();
+}
+
+Accounting::Holding Accounting::FindWorst(Resource resource) const {
+    Holding holding;
+    const auto isWorse = [&](const ConnectionAccount& one, const ConnectionAccount& other) {
+        return resource == Resource::ReceivedText ? one.LastArrival() < other.LastArrival()
+                                                  : one.Held(resource) > other.Held(resource);
+    };
+    std::vector<std::shared_ptr<ConnectionAccount>> referenced;
+    ScopedLock guard(lock);
+    for (ConnectionAccount* const account : accounts) {
+        if (account->WasCut() || account->Held(resource) == 0) {
+            continue;
+        }
+        holding.kept += account->Held(resource);
+        if (!holding.worst || isWorse(*account, *holding.worst)) {
+            // Empty for an account that is being destroyed.
+            if (std::shared_ptr<ConnectionAccount> alive = account->weak_from_this().lock()) {
+                // Kept until the lock is released, which the end of an account takes too.
+                referenced.push_back(std::exchange(holding.worst, std::move(alive)));
+            }
+        }
+    }
+    return holding;
+}
+
+void Accounting::Relieve(Resource resource) {
+    const Bound all = BoundsOf(resource).all;
+    for (;;) {
+        const Holding holding = FindWorst(resource);
+        if (!holding.worst || holding.kept <= bounds[all]) {
+            return;
+        }
+        holding.worst->Cut(all);
+    }
+}
+
+}  // namespace vantry

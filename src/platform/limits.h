@@ -1,0 +1,78 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace vantry {
+
+/// Everything that peers can make the hub hold and that has a bound. "Connection" means an external
+/// one here, except in the last two, which are about clients of the local device.
+enum class Bound : std::uint8_t {
+    Connections,
+    TcpConnections,
+    TextReceived,
+    LargeTexts,
+    Answer,
+    Answers,
+    Output,
+    Outputs,
+    Properties,
+    AllProperties,
+    PropertyText,
+    AllPropertyText,
+    Subscriptions,
+    AllSubscriptions,
+    EndedPeers,
+    WaitingRecords,
+    LogBytes,
+    LocalInput,
+    LocalOutput,
+};
+
+inline constexpr std::size_t kBoundCount = 19;
+
+/// The value of a bound that doesn't bound anything.
+inline constexpr std::uint64_t kUnbounded = ~std::uint64_t{0};
+
+/// What is known of a bound before anybody changes it.
+struct BoundDescription {
+    /// Its name in a limits file and in notices.
+    std::string_view name;
+    std::uint64_t builtIn;
+    /// What is counted, and what happens beyond the bound: a sentence for people.
+    std::string_view meaning;
+};
+
+const BoundDescription& DescriptionOf(Bound bound);
+
+/// The bounds of one hub. The program around the hub sets them before the hub starts; from then on
+/// they never change, so any thread may read them.
+class Limits {
+public:
+    /// The built-in values.
+    Limits();
+
+    std::uint64_t operator[](Bound bound) const { return values[static_cast<std::size_t>(bound)]; }
+    void Set(Bound bound, std::uint64_t value) { values[static_cast<std::size_t>(bound)] = value; }
+
+    /// Lowers the bounds on connections to what the machine can serve beside the local device:
+    /// three quarters of the descriptors and threads that this process may have, of which TCP gets
+    /// fifteen sixteenths. Never raises a bound.
+    void FitToMachine();
+
+    /// Sets the bounds that `text` names, in lines `name = value`. Blank lines and those that begin
+    /// with "#" are skipped. Returns an empty string, or a message that names the first wrong line:
+    /// one that isn't of this form, an unknown or repeated name, or a value that isn't a whole
+    /// number above 0. The limits are unchanged then.
+    [[nodiscard]] std::string Read(std::string_view text);
+    /// The bounds with their values and meanings, as a text that Read understands.
+    std::string Print() const;
+
+private:
+    std::array<std::uint64_t, kBoundCount> values;
+};
+
+}  // namespace vantry
