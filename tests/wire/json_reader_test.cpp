@@ -17,6 +17,14 @@ std::string Written(const JsonValue& value) {
     return text;
 }
 
+std::string Repeated(const std::string& text, int count) {
+    std::string all;
+    for (int place = 0; place < count; ++place) {
+        all += text;
+    }
+    return all;
+}
+
 /// What the text reads as, written again; what the reader prints.
 struct Reading {
     std::string written;
@@ -64,6 +72,13 @@ TEST(JsonReader, TakesWhatItsLanguageTakes) {
         {"[5e]", "[5]"},
         {"[5e+]", nullptr},
         {"[1.,.5,1e3,-2.5E-1]", "[1.00000000,0.50000000,1000.00000000,-0.25000000]"},
+        {"[1" + Repeated("0", 400) + "e-400]", "[1.00000000]"},
+        {"[0." + Repeated("0", 400) + "1E401]", "[1.00000000]"},
+        {"[1" + Repeated("0", 400) + "e-5,1e400,1e99999999999999999999]", "[inf,inf,inf]"},
+        {"[-1" + Repeated("0", 400) + ".5,-.5e+400]", "[-inf,-inf]"},
+        {"[0." + Repeated("0", 400) + "1e5,0." + Repeated("0", 400) + "1E+5]",
+         "[0.00000000,0.00000000]"},
+        {"[-1e-400,0.1e-99999999999999999999]", "[-0.00000000,0.00000000]"},
         {"[4294967296,2147483648]", "[0,-2147483648]"},
         {"[99999999999999999999]", "[-1]"},
         {"['a\\']", "[\"a\\\"]"},
@@ -113,14 +128,6 @@ TEST(JsonReader, RefusesTheRestWithOneLine) {
         EXPECT_EQ(reading.written, "null") << text;
         EXPECT_EQ(reading.errors, "error: syntax error\n") << text;
     }
-}
-
-std::string Repeated(const std::string& text, int count) {
-    std::string all;
-    for (int place = 0; place < count; ++place) {
-        all += text;
-    }
-    return all;
 }
 
 TEST(JsonReader, NestsAsDeepAsItsStackAndCostsNoMachineStack) {

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -93,7 +92,7 @@ private:
         }
         if (object.expect == Expect::Value) {
             object.expect = Expect::CommaOrClose;
-            return TakeValue(token, MakeMember(object.value->object));
+            return TakeValue(token, object.value->object.Append(key));
         }
         const bool isKey = token == Token::String &&
                            (object.expect == Expect::FirstEntry || object.expect == Expect::Entry);
@@ -136,6 +135,7 @@ private:
         if (symbols > kMaximumSymbols) {
             return true;
         }
+        container.value->object.SortAppended();
         open.pop_back();
         FinishValue();
         return true;
@@ -175,9 +175,6 @@ private:
 
     void Open(JsonValue& target, JsonType type) {
         target.type = type;
-        if (type == JsonType::Object) {
-            target.object.reserve(kUsualMembers);
-        }
         open.push_back({&target, symbols, Expect::FirstEntry});
         ++symbols;
     }
@@ -193,25 +190,11 @@ private:
         }
     }
 
-    JsonValue& MakeMember(JsonObject& object) {
-        const std::size_t before = object.size();
-        JsonValue& value = object[key];
-        if (object.size() != before) {
-            return value;
-        }
-        return *dropped.emplace_back(std::make_unique<JsonValue>());
-    }
-
-    /// A response has seven.
-    static constexpr std::size_t kUsualMembers = 7;
-
     JsonScanner scanner;
     std::vector<Container> open;
     std::string_view key;
     std::string unescapedKey;
     std::string unescaped;
-    /// The values of keys that were there before.
-    std::vector<std::unique_ptr<JsonValue>> dropped;
     std::uint32_t symbols = 0;
     bool rootDone = false;
 };

@@ -65,6 +65,26 @@ std::int64_t ToInteger(const char* from, const char* end) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(number));
 }
 
+/// The power of ten of the first digit that isn't 0, as in 1.5 * 10^power. An exponent that no
+/// 64-bit integer holds counts as the largest one of its sign.
+std::int64_t PowerOfTen(std::string_view number) {
+    const std::size_t behindDigits = std::min(number.find_first_of("eE"), number.size());
+    const std::string_view digits = number.substr(0, behindDigits);
+    const std::size_t point = std::min(digits.find('.'), digits.size());
+    const std::size_t first = std::min(digits.find_first_of("123456789"), digits.size());
+    const auto power = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(first);
+
+    std::string_view exponent = number.substr(std::min(behindDigits + 1, number.size()));
+    const bool negative = exponent.starts_with('-');
+    exponent.remove_prefix(negative || exponent.starts_with('+') ? 1 : 0);
+    std::int64_t shift = 0;
+    if (std::from_chars(exponent.data(), exponent.data() + exponent.size(), shift).ec ==
+        std::errc::result_out_of_range) {
+        shift = std::numeric_limits<std::int32_t>::max() * std::int64_t{1024};
+    }
+    return power + (negative ? -shift : shift);
+}
+
 /// As atof, whatever the locale; 0 for the short forms that hold no number.
 double ToReal(const char* from, const char* end) {
     double number = 0;
@@ -72,13 +92,7 @@ double ToReal(const char* from, const char* end) {
     if (result.ec != std::errc::result_out_of_range) {
         return number;
     }
-    // Too small if the exponent is negative or the digits stand behind the point, else too large.
-    const std::string_view text(from, static_cast<std::size_t>(end - from));
-    const std::size_t firstDigit = text.find_first_of("123456789");
-    const bool small = text.find_first_of("eE") == std::string_view::npos
-                           ? text.find('.') < firstDigit
-                           : text.find("e-") != std::string_view::npos ||
-                                 text.find("E-") != std::string_view::npos;
+    const bool small = PowerOfTen({from, static_cast<std::size_t>(end - from)}) < 0;
     return std::copysign(small ? 0.0 : HUGE_VAL, *from == '-' ? -1.0 : 1.0);
 }
 

@@ -24,6 +24,25 @@ void JsonObject::insert(std::string key, JsonValue value) {
 
 void JsonObject::clear() { members.clear(); }
 
+JsonValue& JsonObject::Append(std::string_view key) { return members.emplace_back(key).value; }
+
+void JsonObject::SortAppended() {
+    const auto outOfOrder = [](const JsonMember& one, const JsonMember& next) {
+        return one.key >= next.key;
+    };
+    if (std::adjacent_find(members.begin(), members.end(), outOfOrder) == members.end()) {
+        return;
+    }
+    std::stable_sort(
+        members.begin(), members.end(),
+        [](const JsonMember& one, const JsonMember& other) { return one.key < other.key; });
+    members.erase(std::unique(members.begin(), members.end(),
+                              [](const JsonMember& first, const JsonMember& next) {
+                                  return first.key == next.key;
+                              }),
+                  members.end());
+}
+
 void JsonObject::reserve(std::size_t count) { members.reserve(count); }
 
 std::vector<JsonMember>::iterator JsonObject::Place(std::string_view key) {

@@ -29,6 +29,13 @@ public:
     void clear();
     void reserve(std::size_t count);
 
+    /// Adds a Null value behind all others without looking at the order or for an equal key.
+    /// Whoever appends calls SortAppended before anybody else looks at the object.
+    JsonValue& Append(std::string_view key);
+    /// Puts appended members into the order of their keys and drops all but the first of equal
+    /// keys, in n log n steps, or in n if they came in order.
+    void SortAppended();
+
     std::size_t size() const;
     bool empty() const;
     std::vector<JsonMember>::iterator begin();
