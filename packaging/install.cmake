@@ -41,7 +41,7 @@ install(FILES packaging/completions/_vantry
 install(FILES packaging/completions/vantry.fish
   DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 install(FILES README.md CHANGELOG.md docs/ARCHITECTURE.md docs/PROTOCOL.md docs/PROPERTY_FILE.md
-  docs/WRITE_A_COMPONENT.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  docs/SECURITY.md docs/WRITE_A_COMPONENT.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vantry)
