@@ -1,6 +1,8 @@
 #include "host/hub_host.h"
 
+#include <cstdio>
 #include <cstring>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -11,7 +13,6 @@
 namespace vantry {
 namespace {
 
-constexpr std::uint16_t kNoPort = 65534;
 constexpr std::uint16_t kHubPort = 9102;
 
 std::filesystem::path Absolute(const std::filesystem::path& directory) {
@@ -26,6 +27,10 @@ Options WithAbsoluteDirectories(Options options) {
     return options;
 }
 
+void WriteToStandardError(std::string_view line) {
+    std::fprintf(stderr, "vantryd: %.*s\n", static_cast<int>(line.size()), line.data());
+}
+
 std::string Refused(const std::filesystem::path& directory, const std::string& why) {
     return directory.string() + ": " + why;
 }
@@ -35,6 +40,9 @@ std::string Refused(const std::filesystem::path& directory, const std::string& w
 HubHost::HubHost(const Options& wanted)
     : options(WithAbsoluteDirectories(wanted)), platform(options.root) {
     platform.tcp.Replace(options.address, options.port);
+    platform.settings = options.settings;
+    platform.SetLimits(options.limits);
+    platform.notices.SetSink(WriteToStandardError);
 }
 
 bool HubHost::Prepare(std::string& error) {
@@ -81,7 +89,7 @@ void HubHost::RegisterDrivers() {
     bluetoothDriver = std::make_shared<BluetoothDriver>(*bluetoothSocket, flusher);
     std::string why;
     if (options.bluetooth && !bluetoothDriver->ListenOnHardware(why)) {
-        warnings += "vantryd: no Bluetooth hardware to listen on: " + why + "\n";
+        platform.notices.Tell("no Bluetooth hardware to listen on: " + why);
     }
     platform.devices.Register(UsbListener::kDeviceName, usbDriver);
     platform.devices.Register(BluetoothListener::kDeviceName, bluetoothDriver);
@@ -92,9 +100,10 @@ void HubHost::Start() {
     PRN_Init();
     running = true;
     localServer.emplace(*localSocket, flusher);
-    if (platform.tcp.boundPort == 0 && platform.tcp.PortInPlaceOf(kHubPort) != kNoPort) {
-        warnings += "vantryd: TCP port " + std::to_string(platform.tcp.PortInPlaceOf(kHubPort)) +
-                    " can't be listened on: " + std::strerror(platform.tcp.bindError) + "\n";
+    const std::uint16_t port = platform.tcp.PortInPlaceOf(kHubPort);
+    if (platform.tcp.boundPort == 0 && port != TcpListening::kNoPort) {
+        platform.notices.Tell("TCP port " + std::to_string(port) +
+                              " can't be listened on: " + std::strerror(platform.tcp.bindError));
     }
 }
 

@@ -33,8 +33,6 @@ public:
     Platform& ThePlatform() { return platform; }
     /// The line by which the program tells that it is ready.
     std::string ReadyLine() const;
-    /// What went wrong without keeping the hub from running; empty if nothing did.
-    std::string Warnings() const { return warnings; }
 
 private:
     bool ClaimDirectories(std::string& error);
@@ -52,7 +50,6 @@ private:
     std::shared_ptr<UsbDriver> usbDriver;
     std::shared_ptr<BluetoothDriver> bluetoothDriver;
     std::optional<LocalDeviceServer> localServer;
-    std::string warnings;
     bool running = false;
 };
 

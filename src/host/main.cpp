@@ -14,7 +14,6 @@
 namespace {
 
 constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
 
 std::unique_ptr<vantry::HubHost> host;
 
@@ -27,6 +26,7 @@ sigset_t ArrangeSignals() {
     sigemptyset(&ending);
     sigaddset(&ending, SIGTERM);
     sigaddset(&ending, SIGINT);
+    sigaddset(&ending, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &ending, nullptr);
     return ending;
 }
@@ -41,7 +41,6 @@ void AllowAllDescriptors() {
 
 int Run(const vantry::Options& options) {
     const sigset_t ending = ArrangeSignals();
-    AllowAllDescriptors();
     host = std::make_unique<vantry::HubHost>(options);
     std::string error;
     if (!host->Prepare(error)) {
@@ -49,7 +48,6 @@ int Run(const vantry::Options& options) {
         return kExitFailed;
     }
     host->Start();
-    std::fputs(host->Warnings().c_str(), stderr);
     std::printf("%s\n", host->ReadyLine().c_str());
     std::fflush(stdout);
     vantry::NotifyServiceManager("READY=1");
@@ -65,20 +63,9 @@ int Run(const vantry::Options& options) {
 vantry::Platform* VantryPlatform() { return &host->ThePlatform(); }
 
 int main(int argc, char** argv) {
-    std::string error;
-    const std::optional<vantry::Options> options = vantry::ParseOptions(argc, argv, error);
-    if (!options) {
-        std::fprintf(stderr, "vantryd: %s\n%s", error.c_str(), vantry::UsageText().data());
-        return kExitUsage;
-    }
-    switch (options->action) {
-        case vantry::Options::Action::ShowVersion:
-            std::printf("vantryd %s\n", VANTRY_VERSION);
-            return 0;
-        case vantry::Options::Action::ShowHelp:
-            std::fputs(vantry::UsageText().data(), stdout);
-            return 0;
-        case vantry::Options::Action::Run:
-            return Run(*options);
-    }
+    // First of all, since the bounds follow the number of descriptors.
+    AllowAllDescriptors();
+    int exitStatus = 0;
+    const std::optional<vantry::Options> options = vantry::ParseOptions(argc, argv, exitStatus);
+    return options ? Run(*options) : exitStatus;
 }

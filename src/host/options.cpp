@@ -1,29 +1,26 @@
+// The command line of vantryd.
+//
+// The library that reads it knows only texts; each option that has a form of its own reads its text
+// in a function that refuses it by an exception of that library, so that all wrong options end in
+// one place with one message. Directories and limits depend on each other and on the machine, so
+// they are settled when the whole line has been read.
+
 #include "host/options.h"
 
-#include <arpa/inet.h>
-#include <getopt.h>
 #include <unistd.h>
 
-#include <charconv>
+#include <CLI/CLI.hpp>
+#include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "platform/platform.h"
+#include "platform/setting_texts.h"
 
 namespace vantry {
 namespace {
 
-enum Letter : int { kRoot = 'r', kDevices = 'd', kPort = 'p', kBind = 'b', kBluetooth = 'B' };
-constexpr int kVersion = 'v';
-constexpr int kHelp = 'h';
-
-constexpr option kLongOptions[] = {{"root", required_argument, nullptr, kRoot},
-                                   {"devices", required_argument, nullptr, kDevices},
-                                   {"port", required_argument, nullptr, kPort},
-                                   {"bind", required_argument, nullptr, kBind},
-                                   {"bluetooth", no_argument, nullptr, kBluetooth},
-                                   {"version", no_argument, nullptr, kVersion},
-                                   {"help", no_argument, nullptr, kHelp},
-                                   {nullptr, 0, nullptr, 0}};
+constexpr int kExitUsage = 2;
 
 std::filesystem::path DefaultDevices(const std::filesystem::path& root) {
     if (geteuid() == 0) {
@@ -36,73 +33,93 @@ std::filesystem::path DefaultDevices(const std::filesystem::path& root) {
     return root / "devices";
 }
 
-bool ParsePort(std::string_view text, Options& options) {
-    std::uint16_t number = 0;
-    const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
-    options.port = number;
-    return result.ec == std::errc{} && result.ptr == text.data() + text.size();
-}
-
-bool ParseAddress(const char* text, Options& options) {
-    in_addr address{};
-    const bool good = inet_pton(AF_INET, text, &address) == 1;
-    options.address = ntohl(address.s_addr);
-    return good;
-}
-
-/// False, with the reason, if the option's argument is wrong.
-bool Take(int letter, const char* argument, Options& options, std::string& error) {
-    const auto check = [&](bool good, std::string_view what) {
-        if (!good) {
-            error = std::string(what) + ": '" + argument + "'";
+/// Adds an option whose text `read` turns into a value, which goes to `target`.
+template <typename Target, typename Read>
+void AddOption(CLI::App& app, const std::string& name, const std::string& form,
+               const std::string& meaning, Target& target, const Read& read) {
+    const auto take = [name, form, read, &target](const std::string& text) {
+        const auto value = read(text);
+        if (!value) {
+            throw CLI::ValidationError(name + " takes " + form + ": '" + text + "'");
         }
-        return good;
+        target = *value;
     };
-    switch (letter) {
-        case kRoot:
-            options.root = argument;
-            return check(*argument != '\0', "--root takes a directory");
-        case kDevices:
-            options.devices = argument;
-            return check(*argument != '\0', "--devices takes a directory");
-        case kPort:
-            return check(ParsePort(argument, options), "--port takes a number from 0 to 65535");
-        case kBind:
-            return check(ParseAddress(argument, options), "--bind takes an IPv4 address");
-        case kBluetooth:
-            options.bluetooth = true;
-            return true;
-        case kVersion:
-            options.action = Options::Action::ShowVersion;
-            return true;
-        default:
-            options.action = Options::Action::ShowHelp;
-            return true;
+    app.add_option_function<std::string>(name, take, meaning)->type_name(form);
+}
+
+std::optional<std::filesystem::path> DirectoryFrom(const std::string& text) {
+    return text.empty() ? std::nullopt : std::optional<std::filesystem::path>(text);
+}
+
+/// What of a command line isn't an option of the running hub.
+struct Asked {
+    std::optional<std::string> limitsFile;
+    bool printLimits = false;
+};
+
+void AddOptions(CLI::App& app, Options& options, Asked& asked) {
+    app.get_formatter()->label("Usage", "usage");
+    app.option_defaults()->take_last();
+    AddOption(app, "--root", "DIR",
+              "directory that stands for the printer's file system "
+              "(/var/lib/vantry as root, else ~/.local/state/vantry)",
+              options.root, DirectoryFrom);
+    AddOption(app, "--devices", "DIR",
+              "directory of the device sockets PRN1, UMF1 and BTD0 "
+              "(/run/vantry as root, else $XDG_RUNTIME_DIR/vantry)",
+              options.devices, DirectoryFrom);
+    AddOption(app, "--port", "0-65535", "TCP port; 0 takes a free one, 65534 opens none (9102)",
+              options.port, PortFrom);
+    AddOption(app, "--bind", "IPV4-ADDRESS", "address to listen on (all interfaces)",
+              options.address, AddressFrom);
+    app.add_flag("--bluetooth", options.bluetooth,
+                 "listen on the machine's RFCOMM channel 2 as well");
+    AddOption(app, "--saves", "in-place|replace",
+              "how the property file is written: over the old one, or beside it and renamed "
+              "(in-place)",
+              options.settings.saves, SavesFrom);
+    app.add_option("--limits", asked.limitsFile, "bounds of what peers can make the hub hold")
+        ->type_name("FILE");
+    app.add_flag("--print-limits", asked.printLimits, "write the bounds in force, and end");
+    AddOption(app, "--external-reports", "any|own|none",
+              "which properties external peers may report (any)", options.settings.externalReports,
+              ExternalReportsFrom);
+    app.set_version_flag("--version", "vantryd " VANTRY_VERSION);
+}
+
+void SettleLimits(Limits& limits, const std::optional<std::string>& file) {
+    limits.FitToMachine();
+    if (!file) {
+        return;
+    }
+    if (const std::string error = limits.ReadFile(*file); !error.empty()) {
+        throw CLI::ValidationError("--limits: " + *file + ": " + error);
     }
 }
 
 }  // namespace
 
-std::optional<Options> ParseOptions(int argc, char** argv, std::string& error) {
+std::optional<Options> ParseOptions(int argc, char** argv, int& exitStatus) {
+    CLI::App app{"Runs the property hub and serves its devices until SIGTERM, SIGINT or SIGHUP.",
+                 "vantryd"};
     Options options;
-    opterr = 0;
-    optind = 1;
-    for (;;) {
-        const int letter = getopt_long(argc, argv, ":", kLongOptions, nullptr);
-        if (letter == -1) {
-            break;
-        }
-        if (letter == '?' || letter == ':') {
-            error = std::string(letter == '?' ? "unknown option: '" : "missing argument: '") +
-                    argv[optind - 1] + "'";
+    Asked asked;
+    AddOptions(app, options, asked);
+    try {
+        app.parse(argc, argv);
+        SettleLimits(options.limits, asked.limitsFile);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) {
+            exitStatus = app.exit(error);
             return std::nullopt;
         }
-        if (!Take(letter, optarg, options, error)) {
-            return std::nullopt;
-        }
+        std::fprintf(stderr, "vantryd: %s\n%s", error.what(), app.help().c_str());
+        exitStatus = kExitUsage;
+        return std::nullopt;
     }
-    if (optind < argc) {
-        error = std::string("unknown argument: '") + argv[optind] + "'";
+    if (asked.printLimits) {
+        std::fputs(options.limits.Print().c_str(), stdout);
+        exitStatus = 0;
         return std::nullopt;
     }
     if (options.root.empty()) {
@@ -112,21 +129,6 @@ std::optional<Options> ParseOptions(int argc, char** argv, std::string& error) {
         options.devices = DefaultDevices(options.root);
     }
     return options;
-}
-
-std::string_view UsageText() {
-    return "usage: vantryd [--root DIR] [--devices DIR] [--port N] [--bind ADDRESS]\n"
-           "               [--bluetooth] [--version] [--help]\n"
-           "\n"
-           "Runs the property hub and serves its devices until SIGTERM or SIGINT.\n"
-           "\n"
-           "  --root DIR      directory that stands for the printer's file system\n"
-           "                  (/var/lib/vantry as root, else ~/.local/state/vantry)\n"
-           "  --devices DIR   directory of the device sockets PRN1, UMF1 and BTD0\n"
-           "                  (/run/vantry as root, else $XDG_RUNTIME_DIR/vantry)\n"
-           "  --port N        TCP port; 0 takes a free one, 65534 opens none (9102)\n"
-           "  --bind ADDRESS  IPv4 address to listen on (all interfaces)\n"
-           "  --bluetooth     listen on the machine's RFCOMM channel 2 as well\n";
 }
 
 }  // namespace vantry

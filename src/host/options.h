@@ -3,16 +3,14 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
-#include <string>
-#include <string_view>
+
+#include "platform/hub_settings.h"
+#include "platform/limits.h"
 
 namespace vantry {
 
 /// What the command line of vantryd asks for.
 struct Options {
-    enum class Action { Run, ShowVersion, ShowHelp };
-
-    Action action = Action::Run;
     std::filesystem::path root;
     std::filesystem::path devices;
     /// In place of the hub's own port.
@@ -21,11 +19,14 @@ struct Options {
     std::uint32_t address = 0;
     /// Whether to listen on the machine's Bluetooth hardware too.
     bool bluetooth = false;
+    HubSettings settings;
+    /// The built-in values, fitted to the machine, with those of the limits file in their place. A
+    /// limits file may exceed what the machine seems to have: its writer knows better.
+    Limits limits;
 };
 
-/// The options of a command line; nothing, with the reason in `error`, if it is wrong.
-std::optional<Options> ParseOptions(int argc, char** argv, std::string& error);
-
-std::string_view UsageText();
+/// Reads a command line. Returns nothing, after writing what there is to write, if the program is
+/// to end now with `exitStatus`: it was asked for a text, or an option is wrong.
+std::optional<Options> ParseOptions(int argc, char** argv, int& exitStatus);
 
 }  // namespace vantry

@@ -9,7 +9,9 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
+#include <cstring>
 #include <fstream>
 #include <optional>
 #include <utility>
@@ -174,6 +176,20 @@ std::string Limits::Read(std::string_view text) {
     }
     *this = changed;
     return {};
+}
+
+std::string Limits::ReadFile(const std::string& path) {
+    // Far more than a line for every bound; a device that never ends isn't read for ever.
+    std::string text(64U << 10U, '\0');
+    std::ifstream file(path, std::ios::binary);
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (!file.is_open() || file.bad()) {
+        return std::string("can't be read: ") + std::strerror(errno);
+    }
+    if (!file.eof()) {
+        return "is too long for a limits file";
+    }
+    return Read(std::string_view(text).substr(0, static_cast<std::size_t>(file.gcount())));
 }
 
 std::string Limits::Print() const {

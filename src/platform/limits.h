@@ -68,6 +68,8 @@ public:
     /// one that isn't of this form, an unknown or repeated name, or a value that isn't a whole
     /// number above 0. The limits are unchanged then.
     [[nodiscard]] std::string Read(std::string_view text);
+    /// Does the same with the content of a file. The message says why a file can't be read.
+    [[nodiscard]] std::string ReadFile(const std::string& path);
     /// The bounds with their values and meanings, as a text that Read understands.
     std::string Print() const;
 

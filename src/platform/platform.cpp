@@ -1,13 +1,13 @@
 #include "platform/platform.h"
 
-#include <arpa/inet.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
+
+#include "platform/setting_texts.h"
 
 namespace vantry {
 namespace {
@@ -17,23 +17,53 @@ std::string Environment(const char* name) {
     return value == nullptr ? "" : value;
 }
 
-std::optional<std::uint16_t> PortFromEnvironment() {
-    const std::string text = Environment("VANTRY_PORT");
-    char* end = nullptr;
-    const unsigned long number = std::strtoul(text.c_str(), &end, 10);
-    if (text.empty() || *end != '\0' || number > 65535) {
-        return std::nullopt;
+/// Reads a setting of the environment. Returns nothing if it isn't set, or if its text can't be
+/// read, which is told together with what the hub does instead.
+template <typename Read>
+auto SettingFrom(const char* name, const Read& read, std::string_view instead, Notices& notices) {
+    const std::string text = Environment(name);
+    const auto value = read(text);
+    if (!value && !text.empty()) {
+        notices.Tell(std::string(name) + " can't be read: '" + text + "'; " + std::string(instead));
     }
-    return static_cast<std::uint16_t>(number);
+    return value;
+}
+
+void TakeListeningFromEnvironment(Platform& platform) {
+    constexpr std::string_view kNoPort = "no port is opened";
+    const auto port = SettingFrom("VANTRY_PORT", PortFrom, kNoPort, platform.notices);
+    const auto address = SettingFrom("VANTRY_BIND", AddressFrom, kNoPort, platform.notices);
+    const bool wrong = (!port && !Environment("VANTRY_PORT").empty()) ||
+                       (!address && !Environment("VANTRY_BIND").empty());
+    // A typing error must never open the hub to more of the network than was meant.
+    platform.tcp.Replace(address.value_or(0), wrong ? TcpListening::kNoPort : port);
+}
+
+void TakeSettingsFromEnvironment(Platform& platform) {
+    HubSettings& settings = platform.settings;
+    settings.saves =
+        SettingFrom("VANTRY_SAVES", SavesFrom, "the file is written in place", platform.notices)
+            .value_or(settings.saves);
+    settings.externalReports = SettingFrom("VANTRY_EXTERNAL_REPORTS", ExternalReportsFrom,
+                                           "external peers may report any", platform.notices)
+                                   .value_or(settings.externalReports);
+    Limits limits;
+    limits.FitToMachine();
+    if (const std::string file = Environment("VANTRY_LIMITS"); !file.empty()) {
+        if (const std::string error = limits.ReadFile(file); !error.empty()) {
+            platform.notices.Tell("VANTRY_LIMITS: " + file + ": " + error +
+                                  "; the built-in limits hold");
+        }
+    }
+    platform.SetLimits(limits);
 }
 
 std::unique_ptr<Platform> PlatformFromEnvironment() {
     const std::string root = Environment("VANTRY_ROOT");
     auto platform = std::make_unique<Platform>(root.empty() ? Platform::DefaultRoot()
                                                             : std::filesystem::path(root));
-    in_addr bindTo{};
-    inet_pton(AF_INET, Environment("VANTRY_BIND").c_str(), &bindTo);
-    platform->tcp.Replace(ntohl(bindTo.s_addr), PortFromEnvironment());
+    TakeListeningFromEnvironment(*platform);
+    TakeSettingsFromEnvironment(*platform);
     return platform;
 }
 

@@ -20,8 +20,10 @@ namespace vantry {
 ///
 /// The program around the hub provides it by defining VantryPlatform. Where none does, as when
 /// libprn.so is loaded alone, the environment decides: VANTRY_ROOT names the root directory (else
-/// /var/lib/vantry for root and $XDG_STATE_HOME/vantry for others), VANTRY_PORT and VANTRY_BIND
-/// replace the listening port and interface.
+/// /var/lib/vantry for root and $XDG_STATE_HOME/vantry for others); VANTRY_PORT, VANTRY_BIND,
+/// VANTRY_SAVES, VANTRY_LIMITS and VANTRY_EXTERNAL_REPORTS say what the options of vantryd with
+/// these names say. A value that can't be read is a notice; the hub then opens no port (VANTRY_PORT
+/// and VANTRY_BIND) or keeps what is built in.
 struct Platform {
     explicit Platform(std::filesystem::path root) : files(std::move(root)) {}
 

@@ -10,6 +10,9 @@ namespace vantry {
 /// hub on one machine need no change in the hub, and what became of it.
 class TcpListening {
 public:
+    /// The port that stands for none: nothing is listened on.
+    static constexpr std::uint16_t kNoPort = 65534;
+
     /// Takes the address of the interface, in host order, 0 for all of them, and the port in place
     /// of the hub's, 0 for a free one; nothing leaves the hub's own.
     void Replace(std::uint32_t interfaceAddress, std::optional<std::uint16_t> otherPort) {

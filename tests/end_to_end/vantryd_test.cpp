@@ -54,6 +54,8 @@ TEST_F(Vantryd, TellsWhatIsWrongAndTouchesNothingOfAnother) {
     const std::string other = (directory.Path() / "other").string();
     WriteFile(directory.Path() / "file", "");
     const std::string file = (directory.Path() / "file").string();
+    const std::string limits = (directory.Path() / "limits").string();
+    WriteFile(limits, "answer = 5\n# a comment\n\nanswr = 5\n");
     const struct {
         std::vector<std::string> arguments;
         int status;
@@ -65,7 +67,19 @@ TEST_F(Vantryd, TellsWhatIsWrongAndTouchesNothingOfAnother) {
         {{"--root", other, "--devices", file + "/below"}, 1, file},
         {{"--root", other, "--devices", other + std::string(100, 'x')}, 1, "too long"},
         {{"--port", "none"}, 2, "usage:"},
+        {{"--port", "65536"}, 2, "'65536'"},
+        {{"--port"}, 2, "--port"},
+        {{"--bind", "localhost"}, 2, "'localhost'"},
+        {{"--root", ""}, 2, "--root takes DIR"},
+        {{"--saves", "quickly"}, 2, "'quickly'"},
+        {{"--external-reports", "all"}, 2, "'all'"},
+        {{"--limits", file + ".no"}, 2, "No such file"},
+        {{"--limits", ""}, 2, "can't be read"},
+        {{"--limits", limits, "--print-limits"}, 2, "line 4: there is no such limit: 'answr = 5'"},
+        {{"--limits", "/dev/zero"}, 2, "too long"},
         {{"--what"}, 2, "--what"},
+        {{"-xy"}, 2, "-xy"},
+        {{"extra"}, 2, "extra"},
     };
     for (const auto& [arguments, status, mentions] : cases) {
         const ProcessResult result = RunVantryd(arguments);
@@ -76,6 +90,18 @@ TEST_F(Vantryd, TellsWhatIsWrongAndTouchesNothingOfAnother) {
     EXPECT_TRUE(hub.Device("PRN1").Ask(kGetAll));
     EXPECT_NE(RunVantryd({"--version"}).output.find("vantryd "), std::string::npos);
     EXPECT_NE(RunVantryd({"--help"}).output.find("--devices"), std::string::npos);
+}
+
+TEST_F(Vantryd, PrintsTheLimitsInForceAsAFileThatItReads) {
+    const std::string file = (directory.Path() / "limits").string();
+    WriteFile(file, "connections = 9\r\n  log-bytes=16777216");
+    const ProcessResult printed = RunVantryd({"--limits", file, "--print-limits"});
+    EXPECT_EQ(printed.exitStatus, 0) << printed.errors;
+    for (const char* line : {"\nconnections = 9\n", "\nlog-bytes = 16777216\n", "\nanswer = "}) {
+        EXPECT_NE(printed.output.find(line), std::string::npos) << line;
+    }
+    WriteFile(file, printed.output);
+    EXPECT_EQ(RunVantryd({"--limits", file, "--print-limits"}).output, printed.output);
 }
 
 TEST_F(Vantryd, RunsOnWithoutTcpWhenThePortIsTakenOrUnwanted) {
@@ -120,18 +146,23 @@ TEST_F(Vantryd, TellsItsServiceManager) {
     close(manager);
 }
 
-TEST_F(Vantryd, ValuesSurviveARestart) {
-    {
+TEST_F(Vantryd, ValuesSurviveEveryWayToStop) {
+    int period = 750;
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        ++period;
+        {
+            VantrydProcess hub(directory.Path());
+            FrameClient client = hub.Device("PRN1");
+            client.Send(Set(PublishingPeriod(), std::to_string(period)));
+            EXPECT_TRUE(client.Ask(Get(PublishingPeriod())));
+            hub.Signal(signal);
+            EXPECT_EQ(hub.Wait(), 0) << signal;
+        }
         VantrydProcess hub(directory.Path());
-        FrameClient client = hub.Device("PRN1");
-        client.Send(Set(PublishingPeriod(), "750"));
-        EXPECT_TRUE(client.Ask(Get(PublishingPeriod())));
-        hub.Signal(SIGTERM);
-        EXPECT_EQ(hub.Wait(), 0);
+        EXPECT_NE(hub.Device("PRN1").Ask(Get(PublishingPeriod()))->find(std::to_string(period)),
+                  std::string::npos)
+            << signal;
     }
-    VantrydProcess hub(directory.Path());
-    EXPECT_NE(hub.Device("PRN1").Ask(Get(PublishingPeriod()))->find("\"Value\": \"750\""),
-              std::string::npos);
 }
 
 }  // namespace

@@ -4,6 +4,9 @@
 #include <elf.h>
 #include <gtest/gtest.h>
 #include <link.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
@@ -77,6 +80,53 @@ TEST(Library, LoadsStartsStopsAndUnloadsAgainAndAgain) {
         EXPECT_EQ(Entry<std::uint32_t (*)(std::uint32_t)>(library, "PRN_Deinit")(1), 1U);
         EXPECT_EQ(ReadFile(marker).size(), 4U);
         EXPECT_EQ(dlclose(library), 0);
+    }
+}
+
+/// How many sockets of this process listen for TCP connections.
+int ListeningSockets() {
+    int count = 0;
+    for (int number = 0; number < 256; ++number) {
+        int listens = 0;
+        int family = 0;
+        socklen_t size = sizeof listens;
+        count += getsockopt(number, SOL_SOCKET, SO_ACCEPTCONN, &listens, &size) == 0 &&
+                 getsockopt(number, SOL_SOCKET, SO_DOMAIN, &family, &size) == 0 && listens != 0 &&
+                 family == AF_INET;
+    }
+    return count;
+}
+
+TEST(Library, AnEnvironmentThatCannotBeReadIsToldAndNeverOpensMoreThanWasMeant) {
+    const TemporaryDirectory directory;
+    std::filesystem::create_directories(directory.Path() / "Store");
+    setenv("VANTRY_ROOT", directory.Path().c_str(), 1);
+    const struct {
+        const char* name;
+        const char* value;
+        int listening;
+    } cases[] = {{"VANTRY_BIND", "127.0.0.1", 1},    {"VANTRY_BIND", "localhost", 0},
+                 {"VANTRY_PORT", "9102x", 0},        {"VANTRY_SAVES", "quickly", 1},
+                 {"VANTRY_LIMITS", "/no/limits", 1}, {"VANTRY_EXTERNAL_REPORTS", "all", 1}};
+    for (const auto& [name, value, listening] : cases) {
+        setenv("VANTRY_PORT", "0", 1);
+        setenv("VANTRY_BIND", "127.0.0.1", 1);
+        setenv(name, value, 1);
+        testing::internal::CaptureStderr();
+        // A process of its own is a hub of its own, which needn't be stopped in order.
+        const pid_t child = fork();
+        if (child == 0) {
+            void* const library = dlopen(LIBPRN_PATH, RTLD_NOW | RTLD_LOCAL);
+            Entry<std::uint32_t (*)()>(library, "PRN_Init")();
+            _exit(ListeningSockets());
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(WEXITSTATUS(status), listening) << name << "=" << value;
+        const std::string told = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(told.starts_with(std::string("vantry: ") + name), value != cases[0].value)
+            << told;
+        unsetenv(name);
     }
 }
 

@@ -4,11 +4,6 @@
 #include "transport/tcp/tcp_listener.h"
 
 namespace vantry {
-namespace {
-
-constexpr std::uint16_t kNoPort = 65534;
-
-}  // namespace
 
 SocketLayer::SocketLayer(TcpListening& tcpListening)
     : listening(tcpListening),
@@ -19,7 +14,7 @@ SocketLayer::~SocketLayer() { flusher->Stop(); }
 
 std::shared_ptr<Listener> SocketLayer::MakeListener(std::uint16_t port, std::int32_t backlog) {
     const std::uint16_t real = listening.PortInPlaceOf(port);
-    if (real == kNoPort) {
+    if (real == TcpListening::kNoPort) {
         return std::make_shared<NullListener>();
     }
     return std::make_shared<TcpListener>(listening, real, backlog, flusher, halfClosed);

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/hub_settings.h"
+
+namespace vantry {
+
+// The text forms of what the program around the hub decides, for command lines and environment
+// variables. Each function returns nothing if the text isn't of its form.
+
+/// Reads "in-place" or "replace".
+std::optional<Saves> SavesFrom(std::string_view text);
+/// Reads "any", "own" or "none".
+std::optional<ExternalReports> ExternalReportsFrom(std::string_view text);
+/// Reads a decimal number from 0 to 65535, without a sign or blanks.
+std::optional<std::uint16_t> PortFrom(std::string_view text);
+/// Reads an IPv4 address in dotted form. The result is in host order.
+std::optional<std::uint32_t> AddressFrom(const std::string& text);
+
+}  // namespace vantry
