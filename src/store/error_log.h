@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "platform/file_system.h"
+#include "platform/session_log.h"
 #include "runtime/thread_reaper.h"
 #include "store/log_writer.h"
 #include "store/property_store.h"
-#include "transport/session/session_log.h"
 #include "wire/vocabulary/named_guid.h"
 
 namespace vantry {

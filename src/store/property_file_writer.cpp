@@ -1,7 +1,7 @@
 #include "store/property_file_writer.h"
 
 #include "property/property_factories.h"
-#include "wire/property_records.h"
+#include "wire/key/property_key.h"
 
 namespace vantry {
 namespace {

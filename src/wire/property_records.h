@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "wire/key/property_key.h"
+
 namespace vantry {
 
 /// The three words by which a record says what it stands for.
@@ -45,18 +47,5 @@ struct PropertyResponse {
 /// The answer to a request that found nothing: it echoes what was asked and fills the rest with
 /// fixed words.
 PropertyResponse MakeFailureResponse(PropertyRequest request, std::string_view status);
-
-/// `component` ":" `groupGuid` ":" `guid`, the name of a property among those of all components.
-std::string FullKey(std::string_view component, std::string_view groupGuid, std::string_view guid);
-
-/// `groupGuid` ":" `guid`, as it travels and as one component's own properties are known.
-std::string CompositeGuid(std::string_view groupGuid, std::string_view guid);
-
-/// The two halves around the first ":". A text without one is both its halves.
-struct SplitGuid {
-    std::string_view groupGuid;
-    std::string_view guid;
-};
-SplitGuid SplitCompositeGuid(std::string_view composite);
 
 }  // namespace vantry

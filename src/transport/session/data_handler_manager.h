@@ -6,12 +6,12 @@
 #include <memory>
 #include <vector>
 
+#include "platform/session_log.h"
 #include "runtime/event.h"
 #include "runtime/lock.h"
 #include "runtime/thread_reaper.h"
 #include "transport/session/data_handler.h"
 #include "transport/session/message_visitor.h"
-#include "transport/session/session_log.h"
 #include "transport/stream/peek_stream.h"
 
 namespace vantry {
