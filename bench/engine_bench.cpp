@@ -49,10 +49,10 @@ struct Engine {
     Engine() {
         std::filesystem::create_directories(directory);
         store = std::make_shared<PropertyHubStore>(
-            files, reaper, PropertyStoreSettings{u"/P.ini", u"/O.ini", 251, 253});
+            platform.files, reaper, PropertyStoreSettings{u"/P.ini", u"/O.ini", 251, 253});
         const auto component = MakeStringProperty(
             "Vantry", IdentityOf(HubProperties::kOwnComponent, Groups::kComponents));
-        engine = std::make_shared<PropertyEngine>(store, reaper, 249, component);
+        engine = std::make_shared<PropertyEngine>(store, reaper, 249, component, platform);
         engine->SetSelf(engine);
         store->AttachEngine(engine);
     }
@@ -64,7 +64,7 @@ struct Engine {
 
     std::filesystem::path directory =
         std::filesystem::temp_directory_path() / ("vantry-bench-" + std::to_string(getpid()));
-    FileSystem files{directory};
+    Platform platform{directory};
     ThreadReaper reaper{253};
     std::shared_ptr<PropertyHubStore> store;
     std::shared_ptr<PropertyEngine> engine;

@@ -67,7 +67,8 @@ std::shared_ptr<Property> DriverRoot::MakeOwnComponent() {
 }
 
 void DriverRoot::StartEngine(const std::shared_ptr<Property>& component) {
-    engine = std::make_shared<PropertyEngine>(store, *threadReaper, kEnginePriority, component);
+    engine = std::make_shared<PropertyEngine>(store, *threadReaper, kEnginePriority, component,
+                                              Platform::Current());
     engine->SetSelf(engine);
     store->AttachEngine(engine);
     store->StartRemovals();

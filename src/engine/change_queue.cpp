@@ -4,14 +4,30 @@
 
 namespace vantry {
 
-void ChangeQueue::Push(const std::shared_ptr<Property>& changed) {
+void ChangeQueue::Push(const std::shared_ptr<Property>& changed, ChangeOrigin origin) {
+    // Released behind the lock: it may be the last reference.
+    std::shared_ptr<Property> dropped;
     ScopedLock guard(lock);
     const std::uint32_t held = count;
     // The last slot stays free.
     if (held + 1 < kSlots) {
-        slots[held] = changed;
+        slots[held] = {changed, origin};
+        externals += origin == ChangeOrigin::External ? 1 : 0;
         count = held + 1;
+    } else if (origin == ChangeOrigin::Internal && externals != 0) {
+        Slot& place = *NewestExternal();
+        dropped = std::exchange(place.changed, changed);
+        place.origin = ChangeOrigin::Internal;
+        --externals;
     }
+}
+
+ChangeQueue::Slot* ChangeQueue::NewestExternal() {
+    Slot* slot = &slots[count - 1];
+    while (slot->origin != ChangeOrigin::External) {
+        --slot;
+    }
+    return slot;
 }
 
 std::shared_ptr<Property> ChangeQueue::Pop() {
@@ -23,8 +39,10 @@ std::shared_ptr<Property> ChangeQueue::Pop() {
     if (held == 0) {
         return nullptr;
     }
+    Slot& top = slots[held - 1];
+    externals -= top.origin == ChangeOrigin::External ? 1 : 0;
     count = held - 1;
-    return std::exchange(slots[held - 1], nullptr);
+    return std::exchange(top.changed, nullptr);
 }
 
 }  // namespace vantry

@@ -9,7 +9,6 @@ namespace vantry {
 namespace {
 
 constexpr std::size_t kUsualSubscribers = 20;
-constexpr std::size_t kUsualRetired = 50;
 
 bool WantsEverything(const PropertyMessage& request) {
     return request.HasSection(Section::kGetAll) || request.HasSection(Section::kSubscribeAll);
@@ -28,10 +27,11 @@ bool Reads(const PropertyMessage& request) {
 }  // namespace
 
 PropertyEngine::PropertyEngine(std::shared_ptr<PropertyStore> propertyStore, ThreadReaper& reaper,
-                               std::uint32_t priority, std::shared_ptr<Property> component)
-    : PropertyEngineBase(std::move(propertyStore), reaper, priority, std::move(component)) {
+                               std::uint32_t priority, std::shared_ptr<Property> component,
+                               Platform& machine)
+    : PropertyEngineBase(std::move(propertyStore), reaper, priority, std::move(component)),
+      reportRights(machine.settings, OwnComponent().Guid()) {
     subscribers.reserve(kUsualSubscribers);
-    remoteRetired.reserve(kUsualRetired);
     StartPublishing();
 }
 
@@ -60,12 +60,13 @@ std::uint32_t PropertyEngine::HandleMessage(std::shared_ptr<Stream> stream,
         request->DecodeSetRequests(writes);
         ApplySetRequests(writes);
     }
+    // Entered before its values are read: a change between the two would be told to nobody.
+    if (Subscribes(*request)) {
+        EnterSubscription(stream, *request);
+    }
     const bool replyReady = Reads(*request);
     if (replyReady) {
         Answer(*request, external, *reply);
-    }
-    if (Subscribes(*request)) {
-        EnterSubscription(stream, *request);
     }
     if (request->HasSection(Section::kGetResponses)) {
         TakeReports(stream, *request);

@@ -9,7 +9,9 @@
 #include "engine/external_rights.h"
 #include "engine/property_engine_base.h"
 #include "engine/remote_property_table.h"
+#include "engine/report_rights.h"
 #include "engine/subscriber.h"
+#include "platform/platform.h"
 #include "runtime/event.h"
 
 namespace vantry {
@@ -22,9 +24,10 @@ namespace vantry {
 /// writes and publications go out are never held up by anybody outside.
 class PropertyEngine final : public PropertyEngineBase {
 public:
-    /// The publishing thread runs from here on. `component` is the hub's own.
+    /// The publishing thread runs from here on. `component` is the hub's own. `machine` must
+    /// outlive the engine.
     PropertyEngine(std::shared_ptr<PropertyStore> propertyStore, ThreadReaper& reaper,
-                   std::uint32_t priority, std::shared_ptr<Property> component);
+                   std::uint32_t priority, std::shared_ptr<Property> component, Platform& machine);
     /// Waits for the publishing thread. Subscribers are not told.
     ~PropertyEngine() override;
 
@@ -48,11 +51,9 @@ private:
     // Writes and reports.
     void ApplySetRequests(const std::deque<PropertySetRequest>& requests);
     void TakeReport(const PropertyResponse& report, const std::shared_ptr<Stream>& stream);
-    void AdoptRemoteProperty(const std::shared_ptr<RemoteProperty>& property);
+    void AnnounceRemoteProperty(const PropertyResponse& report,
+                                const std::shared_ptr<Stream>& stream);
     void Withdraw(const std::shared_ptr<RemoteProperty>& property);
-    void EnqueueRemoteChange(const std::shared_ptr<Property>& changed) {
-        remoteChanges.Push(changed);
-    }
     bool AppendRemoteGroup(const std::string& groupGuid, std::deque<PropertyResponse>& records);
     bool AppendRemoteProperty(const PropertyRequest& request,
                               std::deque<PropertyResponse>& records);
@@ -61,7 +62,6 @@ private:
     void DropDeadSubscribers();
     void CollectChanges(std::deque<PropertyResponse>& pending);
     void AppendRemoteChanges(std::deque<PropertyResponse>& records);
-    void AppendRemoteWithdrawals(std::deque<PropertyResponse>& records);
     void Publish(std::deque<PropertyResponse>& pending);
 
     std::vector<Subscriber>::iterator FindSubscriber(std::uint32_t streamId)
@@ -76,6 +76,10 @@ private:
     /// fan-outs. Order: subscribersLock, retiredLock, a subscriber's send lock.
     Lock subscribersLock;
     std::vector<Subscriber> subscribers GUARDED_BY(subscribersLock);
+    /// Held while one report is taken, so that a report over an internal stream and one over an
+    /// external stream never both decide whose a property is.
+    Lock reportsLock;
+    ReportRights reportRights GUARDED_BY(reportsLock);
     RemotePropertyTable remoteTable;
     ChangeQueue remoteChanges;
     Lock remoteRetiredLock;

@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::uint32_t kDefaultPeriodMilliseconds = 500;
 constexpr std::size_t kUsualPeriodic = 25;
-constexpr std::size_t kUsualRetired = 50;
 
 }  // namespace
 
@@ -35,7 +34,6 @@ PropertyEngineBase::PropertyEngineBase(std::shared_ptr<PropertyStore> propertySt
       ownComponent(std::move(component)) {
     periodicNames.reserve(kUsualPeriodic);
     periodicProperties.reserve(kUsualPeriodic);
-    retiredProperties.reserve(kUsualRetired);
     store->RegisterProperty(publishPeriod);
 }
 
@@ -94,12 +92,9 @@ void PropertyEngineBase::AppendLocalChanges(std::deque<PropertyResponse>& record
     }
 }
 
-void PropertyEngineBase::AppendLocalWithdrawals(std::deque<PropertyResponse>& records) {
+std::vector<std::shared_ptr<Property>> PropertyEngineBase::TakeRetired() {
     ScopedLock guard(retiredLock);
-    for (const std::shared_ptr<Property>& retired : retiredProperties) {
-        records.push_back(LocalRecord(*retired, Status::kNoLongerAvailable));
-    }
-    retiredProperties.clear();
+    return std::exchange(retiredProperties, {});
 }
 
 void PropertyEngineBase::AppendPeriodicProperties(std::deque<PropertyResponse>& records) {

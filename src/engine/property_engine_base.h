@@ -70,7 +70,8 @@ protected:
     PropertyResponse LocalRecord(const Property& property, std::string_view status) const;
     /// Append what is to be told of local properties at a tick, and at the end of a period.
     void AppendLocalChanges(std::deque<PropertyResponse>& records);
-    void AppendLocalWithdrawals(std::deque<PropertyResponse>& records);
+    /// Takes out what has gone since the last time.
+    std::vector<std::shared_ptr<Property>> TakeRetired();
     void AppendPeriodicProperties(std::deque<PropertyResponse>& records);
     /// Appends the properties of a group; false if there are none.
     bool AppendLocalGroup(const std::string& groupGuid, std::deque<PropertyResponse>& records);

@@ -90,29 +90,41 @@ void PropertyEngine::TakeReport(const PropertyResponse& report,
     if (report.status == Status::kNotFound) {
         return;
     }
-    const std::shared_ptr<RemoteProperty> known =
+    const bool external = IsExternalStream(*stream);
+    ScopedLock guard(reportsLock);
+    if (external && !reportRights.Admits(report)) {
+        return;
+    }
+    if (!external) {
+        reportRights.Claim(report);
+    }
+    std::shared_ptr<RemoteProperty> known =
         remoteTable.Find(report.guid, report.groupGuid, report.component);
+    if (known && !external && IsExternalStream(*known->owner) && reportRights.InternalTakesOver()) {
+        // The names that an outsider gave it go with it.
+        remoteTable.Erase(known->Key());
+        AnnounceRemoteProperty(report, stream);
+        known = remoteTable.Find(report.guid, report.groupGuid, report.component);
+    }
     if (known) {
-        static_cast<void>(known->SetText(report.value));
+        if (known->TakeReported(report.value)) {
+            remoteChanges.Push(known, external ? ChangeOrigin::External : ChangeOrigin::Internal);
+        }
         if (report.status == Status::kNoLongerAvailable) {
             Withdraw(known);
         }
     } else if (report.status == Status::kSuccessful) {
-        auto announced = std::make_shared<RemoteProperty>(report, stream);
-        announced->SetSelf(announced);
-        AdoptRemoteProperty(announced);
-        remoteTable.Insert(announced);
+        AnnounceRemoteProperty(report, stream);
     }
 }
 
-void PropertyEngine::AdoptRemoteProperty(const std::shared_ptr<RemoteProperty>& property) {
-    property->AddChangedCallback([engine = Self()](const std::shared_ptr<Property>& changed) {
-        if (const std::shared_ptr<PropertyEngineBase> alive = engine.lock()) {
-            static_cast<PropertyEngine&>(*alive).EnqueueRemoteChange(changed);
-        }
-    });
+void PropertyEngine::AnnounceRemoteProperty(const PropertyResponse& report,
+                                            const std::shared_ptr<Stream>& stream) {
+    const auto announced = std::make_shared<RemoteProperty>(report, stream);
+    remoteTable.Insert(announced);
     // The first report counts as a change.
-    EnqueueRemoteChange(property);
+    remoteChanges.Push(announced,
+                       IsExternalStream(*stream) ? ChangeOrigin::External : ChangeOrigin::Internal);
 }
 
 void PropertyEngine::Withdraw(const std::shared_ptr<RemoteProperty>& property) {

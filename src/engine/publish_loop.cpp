@@ -12,22 +12,31 @@ namespace {
 
 /// So many records end a period early: nothing else bounds what waits for a long one.
 constexpr std::size_t kMostPending = 20'000;
+/// A new value of the period takes effect at the end of the running one, unless that is longer than
+/// this minute.
+constexpr std::uint32_t kLongPeriodTicks = 60'000 / kPublishTickMilliseconds;
 
 }  // namespace
 
 void PropertyEngine::PublishLoop() {
-    std::uint32_t ticks = TicksInPeriod();
+    std::uint32_t period = TicksInPeriod();
+    std::uint32_t elapsed = 0;
     std::deque<PropertyResponse> pending;
     while (!stopEvent.Wait(kPublishTickMilliseconds)) {
         DropDeadSubscribers();
         CollectChanges(pending);
-        --ticks;
-        if (ticks == 0 || pending.size() >= kMostPending) {
+        ++elapsed;
+        if (period > kLongPeriodTicks) {
+            // So that a mistaken value can be corrected without waiting for its end.
+            period = TicksInPeriod();
+        }
+        if (elapsed >= period || pending.size() >= kMostPending) {
             AppendPeriodicProperties(pending);
             if (!pending.empty()) {
                 Publish(pending);
             }
-            ticks = TicksInPeriod();
+            period = TicksInPeriod();
+            elapsed = 0;
         }
     }
 }
@@ -47,10 +56,21 @@ void PropertyEngine::DropDeadSubscribers() {
 }
 
 void PropertyEngine::CollectChanges(std::deque<PropertyResponse>& pending) {
+    // Taken before the changes, so that no change is popped behind the withdrawal that followed it.
+    const std::vector<std::shared_ptr<Property>> localRetired = TakeRetired();
+    std::vector<std::shared_ptr<RemoteProperty>> remotesGone;
+    {
+        ScopedLock guard(remoteRetiredLock);
+        remotesGone.swap(remoteRetired);
+    }
     AppendLocalChanges(pending);
     AppendRemoteChanges(pending);
-    AppendLocalWithdrawals(pending);
-    AppendRemoteWithdrawals(pending);
+    for (const std::shared_ptr<Property>& retired : localRetired) {
+        pending.push_back(LocalRecord(*retired, Status::kNoLongerAvailable));
+    }
+    for (const std::shared_ptr<RemoteProperty>& retired : remotesGone) {
+        pending.push_back(MakeRemoteRecord(*retired, Status::kNoLongerAvailable));
+    }
 }
 
 void PropertyEngine::AppendRemoteChanges(std::deque<PropertyResponse>& records) {
@@ -58,14 +78,6 @@ void PropertyEngine::AppendRemoteChanges(std::deque<PropertyResponse>& records) 
         records.push_back(
             MakeRemoteRecord(static_cast<const RemoteProperty&>(*changed), Status::kSuccessful));
     }
-}
-
-void PropertyEngine::AppendRemoteWithdrawals(std::deque<PropertyResponse>& records) {
-    ScopedLock guard(remoteRetiredLock);
-    for (const std::shared_ptr<RemoteProperty>& retired : remoteRetired) {
-        records.push_back(MakeRemoteRecord(*retired, Status::kNoLongerAvailable));
-    }
-    remoteRetired.clear();
 }
 
 void PropertyEngine::Publish(std::deque<PropertyResponse>& pending) {

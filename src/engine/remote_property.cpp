@@ -11,4 +11,14 @@ RemoteProperty::RemoteProperty(const PropertyResponse& report, std::shared_ptr<S
       componentName(report.componentString),
       owner(std::move(reporter)) {}
 
+bool RemoteProperty::TakeReported(std::string_view text) {
+    std::string held;
+    GetValue(held);
+    if (held == text) {
+        return false;
+    }
+    static_cast<void>(SetTextQuietly(text));
+    return true;
+}
+
 }  // namespace vantry

@@ -15,6 +15,9 @@ class RemoteProperty final : public StringProperty {
 public:
     RemoteProperty(const PropertyResponse& report, std::shared_ptr<Stream> reporter);
 
+    /// Stores what a component has reported. Returns whether the value is another one now.
+    [[nodiscard]] bool TakeReported(std::string_view text);
+
     std::string Key() const { return FullKey(component, GroupGuid(), Guid()); }
 
     const std::string component;

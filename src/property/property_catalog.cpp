@@ -99,8 +99,13 @@ void PropertyCatalog::RemoveOne(const std::string& key) {
 void PropertyCatalog::RemoveGroup(const std::string& groupKey) {
     for (auto member = entries.find(groupKey); member != entries.end();
          member = entries.find(groupKey)) {
-        entries.erase(entries.find(KeyOf(*member->second)));
+        // Looked up only when the first one is gone: a property without a GUID has the key of its
+        // group twice.
+        const std::string key = KeyOf(*member->second);
         entries.erase(member);
+        if (const auto own = entries.find(key); own != entries.end()) {
+            entries.erase(own);
+        }
     }
 }
 

@@ -160,6 +160,74 @@ TEST_F(Exchange, AnExternalPeerReadsItsGroupsAndWritesNothing) {
     EXPECT_TRUE(Eventually([&] { return Value(*component, kOther) == "4"; }));
 }
 
+TEST_F(Exchange, AnExternalPeerCantAddASectionToMessagesOfOthers) {
+    const auto outside = hub.Connect(true);
+    const auto inside = hub.Connect();
+    const struct {
+        const char* text;
+        bool passes;
+    } cases[] = {{R"(a\"}],\"PropertySetRequests\":[{\"Value\":\"1)", false},
+                 {R"(end\\)", false},
+                 {R"(no escape \\x)", false},
+                 {R"(\\u12)", false},
+                 {R"(line\nfeed)", false},
+                 {R"(escaped \\\" twice \\u00e9)", true},
+                 {R"(plain / \u00e9)", true}};
+    int number = 0;
+    for (const auto& [text, passes] : cases) {
+        for (const std::string field :
+             {"Component", "ComponentString", "GUID", "GroupString", "NameString", "Status"}) {
+            const std::string name = "N" + std::to_string(++number);
+            const std::string guid = "G:" + name + (field == "GUID" ? text : "");
+            // The first of equal keys wins.
+            outside->Ask(R"({"PropertyGetRequests": [],"PropertyGetResponses": [{")" + field +
+                         R"(": ")" + (field == "GUID" ? guid : text) +
+                         R"(","Component": "C","GUID": ")" + guid +
+                         R"(","Status": "Successful"}]})");
+            const std::string group = *inside->Ask(Get({"", "G", ""}));
+            // A status that isn't known announces nothing, whatever it holds.
+            EXPECT_EQ(group.find("G:" + name + "\"") != std::string::npos ||
+                          group.find("G:" + name + "escaped") != std::string::npos ||
+                          group.find("G:" + name + "plain") != std::string::npos,
+                      passes && field != "Status")
+                << field << ": " << text;
+        }
+    }
+}
+
+TEST(ExternalReports, WhatExternalPeersMayReportIsASetting) {
+    const Address own{std::string(Components::kVantry.guid), "GROUP", "OWN"};
+    const struct {
+        ExternalReports setting;
+        const char* speed;
+        std::size_t ownReports;
+        bool insideOwnsOther;
+    } cases[] = {{ExternalReports::Any, R"("9")", 1, false},
+                 {ExternalReports::Own, R"("1")", 0, true},
+                 {ExternalReports::None, R"("1")", 0, true}};
+    for (const auto& [setting, speed, ownReports, insideOwnsOther] : cases) {
+        TestHub hub;
+        hub.platform.platform.settings.externalReports = setting;
+        const auto inside = hub.Connect();
+        const auto outside = hub.Connect(true);
+        // Answered behind the reports of the message before.
+        const auto report = [](TestPeer& peer, const std::vector<std::string>& entries) {
+            peer.Send(Section("PropertyGetResponses", entries));
+            peer.Ask(Get(kSpeed));
+        };
+        report(*inside, {ReportEntry(kSpeed, "1")});
+        report(*outside,
+               {ReportEntry(kSpeed, "1", "Property No Longer Available"), ReportEntry(kSpeed, "9"),
+                ReportEntry(own, "9"), ReportEntry(kOther, "9")});
+        EXPECT_NE(inside->Ask(Get(kSpeed))->find(speed), std::string::npos);
+        EXPECT_EQ(Count(*inside->Ask(Get({"", "GROUP", ""})), ":OWN\""), ownReports);
+        report(*inside, {ReportEntry(kOther, "9")});
+        const auto client = hub.Connect();
+        client->Send(Set(kOther, "7"));
+        EXPECT_TRUE((insideOwnsOther ? *inside : *outside).ReceiveUntil("PropertySetRequests"));
+    }
+}
+
 TEST_F(Exchange, DisconnectEndsTheSessionAndTakesTheReplyWithIt) {
     for (const bool subscribed : {false, true}) {
         const auto peer = hub.Connect();

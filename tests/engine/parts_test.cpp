@@ -30,6 +30,24 @@ TEST(ChangeQueue, HoldsFourHundredNinetyNineNewestFirst) {
     EXPECT_EQ(lost.use_count(), 1);
 }
 
+TEST(ChangeQueue, AnInternalChangeTakesThePlaceOfTheNewestExternalOne) {
+    ChangeQueue queue;
+    const auto outside = MakeStringProperty("", {"outside", "", "", ""});
+    const auto inside = MakeStringProperty("", {"inside", "", "", ""});
+    queue.Push(outside, ChangeOrigin::External);
+    queue.Push(outside, ChangeOrigin::External);
+    for (int count = 0; count < 497; ++count) {
+        queue.Push(inside);
+    }
+    queue.Push(outside, ChangeOrigin::External);
+    queue.Push(inside);
+    EXPECT_EQ(outside.use_count(), 2);
+    queue.Push(inside);
+    queue.Push(inside);
+    EXPECT_EQ(outside.use_count(), 1);
+    EXPECT_EQ(inside.use_count(), 500);
+}
+
 std::shared_ptr<RemoteProperty> Remote(const std::string& component, const std::string& group,
                                        const std::string& guid) {
     PropertyResponse report;

@@ -175,6 +175,60 @@ TEST_F(Publishing, APeriodicPropertyIsToldEachPeriodWhetherItChangesOrNot) {
     }
 }
 
+/// Runs something when its value is read for the first time after Arm.
+class Probe final : public StringProperty {
+public:
+    using StringProperty::StringProperty;
+    void Arm(std::function<void()> action) {
+        whenRead = std::move(action);
+        armed = true;
+        static_cast<void>(SetTextQuietly("armed"));
+    }
+    void GetPublishedText(std::string& text) const override {
+        if (armed.exchange(false)) {
+            whenRead();
+        }
+        GetText(text);
+    }
+
+private:
+    std::function<void()> whenRead;
+    mutable std::atomic<bool> armed{false};
+};
+
+TEST_F(Publishing, AChangeWhileASubscriptionIsAnsweredIsTold) {
+    component->Send(Report(kSpeed, "1"));
+    const auto witness = hub.Connect();
+    witness->Ask(Subscribe(kSpeed));
+    const auto probe =
+        MakeProperty<Probe>("", PropertyIdentity{"PROBE", "Name", "LOCAL GROUP", "Group"});
+    const Address address{std::string(Components::kVantry.guid), "LOCAL GROUP", "PROBE"};
+    witness->Ask(Subscribe(address));
+    hub.store->AddProperty(probe);
+    EXPECT_TRUE(witness->ReceiveUntil("PROBE"));
+    // The answer has the speed as it was; the change is published before the answer is whole.
+    probe->Arm([&] {
+        component->Send(Report(kSpeed, "2"));
+        EXPECT_TRUE(witness->ReceiveUntil(R"("Value": "2")"));
+    });
+    const auto client = hub.Connect();
+    client->Send(Section("PropertySubscribeRequests", {kSpeed.Entry(), address.Entry()}));
+    EXPECT_TRUE(client->ReceiveUntil(R"("Value": "2")"));
+}
+
+TEST_F(Publishing, AVeryLongPeriodCanBeTakenBack) {
+    const auto client = hub.Connect();
+    client->Ask(Subscribe(kSpeed));
+    client->Send(Set(PublishingPeriod(), "-1"));
+    // In force from the end of the running period on.
+    component->Send(Report(kSpeed, "1"));
+    EXPECT_TRUE(client->Receive());
+    component->Send(Report(kSpeed, "2"));
+    EXPECT_TRUE(client->HearsNothingFor(kSilenceMilliseconds));
+    client->Send(Set(PublishingPeriod(), "250"));
+    EXPECT_EQ(ValueIn(*client->Receive()), "2");
+}
+
 TEST_F(Publishing, APeriodOfNothingStillPublishes) {
     const auto client = hub.Connect();
     client->Ask(Subscribe(kSpeed));

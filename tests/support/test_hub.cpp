@@ -14,7 +14,10 @@ namespace {
 /// The end of a pipe as an external link shows it.
 class ExternalEnd final : public Stream {
 public:
-    explicit ExternalEnd(std::shared_ptr<Stream> end) : Stream(1), inner(std::move(end)) {}
+    ExternalEnd(std::shared_ptr<Stream> end, std::shared_ptr<ConnectionAccount> ownAccount)
+        : Stream(ownAccount), inner(std::move(end)) {
+        ownAccount->OnCut([end = inner] { end->Close(); });
+    }
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
         return inner->Read(buffer, length);
     }
@@ -119,7 +122,7 @@ TestHub::TestHub() {
     store->RegisterProperty(component);
     log = std::make_shared<ErrorLog>(*store, platform.platform.files, *reaper, 253,
                                      u"/Store/Log.txt", HubProperties::kErrorLogFileName);
-    engine = std::make_shared<PropertyEngine>(store, *reaper, 249, component);
+    engine = std::make_shared<PropertyEngine>(store, *reaper, 249, component, platform.platform);
     engine->SetSelf(engine);
     store->AttachEngine(engine);
     store->StartRemovals();
@@ -139,7 +142,8 @@ std::unique_ptr<TestPeer> TestHub::Connect(bool external) {
     const PipePair pipe = PipePair::Make();
     std::shared_ptr<Stream> hubEnd = pipe.peerEnd;
     if (external) {
-        hubEnd = std::make_shared<ExternalEnd>(pipe.peerEnd);
+        hubEnd = std::make_shared<ExternalEnd>(
+            pipe.peerEnd, platform.platform.accounting->Admit(Link::Tcp, "192.0.2.1:5"));
     }
     sessions->AddSession(std::make_shared<PeekStream>(hubEnd));
     return std::make_unique<TestPeer>(pipe.clientEnd);

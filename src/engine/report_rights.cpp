@@ -1,0 +1,52 @@
+#include "engine/report_rights.h"
+
+#include <utility>
+
+#include "wire/json/json_escapes.h"
+
+namespace vantry {
+
+ReportRights::ReportRights(const HubSettings& hubSettings, std::string hubComponent)
+    : settings(hubSettings), ownComponent(std::move(hubComponent)) {}
+
+bool ReportRights::Admits(const PropertyResponse& report) const {
+    if (settings.externalReports == ExternalReports::None) {
+        return false;
+    }
+    // All of these go out unescaped, so one that closes its string could add a section to messages
+    // that internal components receive.
+    for (const std::string* const text :
+         {&report.component, &report.componentString, &report.guid, &report.groupGuid,
+          &report.groupString, &report.nameString, &report.status}) {
+        if (!IsSafeBetweenQuotes(*text)) {
+            return false;
+        }
+    }
+    return settings.externalReports == ExternalReports::Any ||
+           (report.component != ownComponent &&
+            !claimed.contains(FullKey(report.component, report.groupGuid, report.guid)));
+}
+
+void ReportRights::Claim(const PropertyResponse& report) {
+    if (settings.externalReports == ExternalReports::Own) {
+        claimed.insert(FullKey(report.component, report.groupGuid, report.guid));
+    }
+}
+
+bool IsSafeBetweenQuotes(std::string_view text) {
+    constexpr unsigned char kFirstPrintable = 0x20;
+    const char* const end = text.data() + text.size();
+    for (const char* at = text.data(); at != end;) {
+        if (*at == '"' || static_cast<unsigned char>(*at) < kFirstPrintable) {
+            return false;
+        }
+        const std::size_t length = *at == '\\' ? EscapeLength(at, end) : 1;
+        if (length == 0) {
+            return false;
+        }
+        at += length;
+    }
+    return true;
+}
+
+}  // namespace vantry
