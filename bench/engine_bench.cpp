@@ -10,6 +10,7 @@
 #include "engine/change_queue.h"
 #include "engine/fan_out.h"
 #include "engine/property_engine.h"
+#include "platform/platform.h"
 #include "property/property_factories.h"
 #include "sample_messages.h"
 #include "store/property_hub_store.h"
@@ -49,7 +50,7 @@ struct Engine {
     Engine() {
         std::filesystem::create_directories(directory);
         store = std::make_shared<PropertyHubStore>(
-            platform.files, reaper, PropertyStoreSettings{u"/P.ini", u"/O.ini", 251, 253});
+            platform, reaper, PropertyStoreSettings{u"/P.ini", u"/O.ini", 251, 253});
         const auto component = MakeStringProperty(
             "Vantry", IdentityOf(HubProperties::kOwnComponent, Groups::kComponents));
         engine = std::make_shared<PropertyEngine>(store, reaper, 249, component, platform);

@@ -37,11 +37,11 @@ DriverRoot::DriverRoot(const std::u16string& propertyFile, const std::u16string&
     socketLayer = std::make_shared<SocketLayer>(platform.tcp);
     bluetoothLayer = std::make_shared<BluetoothLayer>(platform.devices);
     store = std::make_shared<PropertyHubStore>(
-        platform.files, *threadReaper,
+        platform, *threadReaper,
         PropertyStoreSettings{propertyFile, overrideFile, kRemovalPriority, kFileWriterPriority});
     usbLayer = std::make_shared<UsbLayer>(platform, MakeTxTimeout());
     const std::shared_ptr<Property> component = MakeOwnComponent();
-    errorLog = std::make_shared<ErrorLog>(*store, platform.files, *threadReaper, kErrorLogPriority,
+    errorLog = std::make_shared<ErrorLog>(*store, platform, *threadReaper, kErrorLogPriority,
                                           errorLogFile, HubProperties::kErrorLogFileName);
     StartEngine(component);
     StartLinks();

@@ -50,8 +50,8 @@ struct VersionPair {
 };
 
 VersionPair ReadVersions(std::u16string_view file, const char* buildKey, const char* versionKey) {
-    const std::filesystem::path path = Platform::Current().files.PathOf(file);
-    return {ReadQuotedIniValue(path, buildKey), ReadQuotedIniValue(path, versionKey)};
+    FileSystem& files = *Platform::Current().files;
+    return {ReadQuotedIniValue(files, file, buildKey), ReadQuotedIniValue(files, file, versionKey)};
 }
 
 /// Threads that are just ending get some time to be gone.
@@ -61,7 +61,7 @@ void Settle() {
 }
 
 void WriteMarker() {
-    StdFileStream marker(Platform::Current().files.PathOf(kMarkerFile),
+    StdFileStream marker(*Platform::Current().files, kMarkerFile,
                          FileMode::kWrite | FileMode::kTruncate);
     constexpr std::array<std::uint8_t, 4> kContent = {0, 1, 2, 3};
     marker.Write(kContent.data(), kContent.size());

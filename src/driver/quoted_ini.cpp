@@ -1,10 +1,6 @@
 #include "driver/quoted_ini.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <limits>
-
-#include "transport/stream/std_file_stream.h"
 
 namespace vantry {
 namespace {
@@ -23,15 +19,9 @@ std::string_view ValueIn(std::string_view line, std::size_t keyPlace) {
 
 }  // namespace
 
-std::string ReadQuotedIniValue(const std::filesystem::path& path, std::string_view key) {
-    StdFileStream file(path, FileMode::kRead);
-    const std::int64_t size = file.Size();
-    if (size <= 0 || size > std::numeric_limits<std::int32_t>::max()) {
-        return std::string(kError);
-    }
-    std::string content(static_cast<std::size_t>(size), '\0');
-    const auto wanted = static_cast<std::int32_t>(size);
-    if (file.Read(reinterpret_cast<std::uint8_t*>(content.data()), wanted) != wanted) {
+std::string ReadQuotedIniValue(FileSystem& files, std::u16string_view name, std::string_view key) {
+    std::string content;
+    if (!files.ReadAll(name, content)) {
         return std::string(kError);
     }
     for (std::string_view text = content; !text.empty();) {

@@ -1,52 +1,69 @@
 #include "platform/file_system.h"
 
-#include <algorithm>
-#include <string>
+#include <cerrno>
+#include <limits>
 #include <system_error>
 
-#include "platform/wide_text.h"
-
 namespace vantry {
+namespace {
 
-std::filesystem::path FileSystem::PathOf(std::u16string_view name) const {
-    std::string slashed = Utf8Text(name);
-    std::replace(slashed.begin(), slashed.end(), '\\', '/');
-    std::filesystem::path below;
-    for (const std::filesystem::path& step : std::filesystem::path(slashed).relative_path()) {
-        if (step == "..") {
-            below = below.parent_path();
-        } else if (!step.empty() && step != ".") {
-            below /= step;
+constexpr std::uint64_t kMostBytes = std::numeric_limits<std::int32_t>::max();
+
+}  // namespace
+
+bool FileResult::IsMissing() const { return error == ENOENT; }
+
+std::string FileResult::Reason() const { return std::generic_category().message(error); }
+
+FileResult FileSystem::ReadAll(std::u16string_view name, std::string& content) {
+    std::unique_ptr<File> file;
+    std::uint64_t size = 0;
+    if (const FileResult opened = Open(name, FileUse::kRead, file); !opened) {
+        return opened;
+    }
+    if (const FileResult measured = file->Size(size); !measured) {
+        return measured;
+    }
+    if (size > kMostBytes) {
+        return FileResult::Refused(EFBIG);
+    }
+    content.resize(static_cast<std::size_t>(size));
+    std::size_t count = 0;
+    if (const FileResult read = file->Read(0, content, count); !read) {
+        return read;
+    }
+    return count == size ? FileResult() : FileResult::Refused(EIO);
+}
+
+FileResult FileSystem::Replace(std::u16string_view name, std::string_view content) {
+    const std::u16string beside = std::u16string(name) + u".new";
+    {
+        std::unique_ptr<File> file;
+        FileResult result = Open(beside, FileUse::kWrite | FileUse::kMake, file);
+        // What an earlier attempt has left there must not stand behind the new content.
+        if (result) {
+            result = file->Cut(0);
+        }
+        if (result) {
+            result = file->Write(0, content);
+        }
+        if (result) {
+            result = file->Sync();
+        }
+        if (!result) {
+            return result;
         }
     }
-    return root / below;
-}
-
-bool FileSystem::Exists(std::u16string_view name) const {
-    std::error_code error;
-    return std::filesystem::exists(PathOf(name), error);
-}
-
-bool FileSystem::Copy(std::u16string_view from, std::u16string_view to) const {
-    const std::filesystem::path target = PathOf(to);
-    std::filesystem::path copying = target;
-    copying += ".copying";
-    std::error_code error;
-    std::filesystem::copy_file(PathOf(from), copying,
-                               std::filesystem::copy_options::overwrite_existing, error);
-    if (!error) {
-        std::filesystem::rename(copying, target, error);
+    if (const FileResult renamed = Rename(beside, name); !renamed) {
+        return renamed;
     }
-    if (error) {
-        std::error_code ignored;
-        std::filesystem::remove(copying, ignored);
-    }
-    return !error;
+    return SyncDirectory(name);
 }
 
-bool FileSystem::Delete(std::u16string_view name) const {
-    std::error_code error;
-    return std::filesystem::remove(PathOf(name), error);
+FileResult FileSystem::Copy(std::u16string_view from, std::u16string_view to) {
+    std::string content;
+    const FileResult read = ReadAll(from, content);
+    return read ? Replace(to, content) : read;
 }
 
 }  // namespace vantry

@@ -10,6 +10,7 @@
 #include "platform/hub_settings.h"
 #include "platform/hub_status.h"
 #include "platform/notices.h"
+#include "platform/posix_file_system.h"
 #include "platform/system_event.h"
 #include "platform/tcp_listening.h"
 
@@ -25,14 +26,17 @@ namespace vantry {
 /// these names say. A value that can't be read is a notice; the hub then opens no port (VANTRY_PORT
 /// and VANTRY_BIND) or keeps what is built in.
 struct Platform {
-    explicit Platform(std::filesystem::path root) : files(std::move(root)) {}
+    explicit Platform(std::filesystem::path root)
+        : files(std::make_shared<PosixFileSystem>(std::move(root))) {}
 
     /// The platform of this process.
     static Platform& Current();
     /// The root directory of a hub that was given none.
     static std::filesystem::path DefaultRoot();
 
-    FileSystem files;
+    /// May be replaced before the hub starts. Shared with the threads that write files, which may
+    /// hang in the disk longer than the hub lives.
+    std::shared_ptr<FileSystem> files;
     DeviceRegistry devices;
     SystemEventRegistry events;
     TcpListening tcp;

@@ -4,20 +4,19 @@
 
 #include "platform/wide_text.h"
 #include "property/property_factories.h"
-#include "transport/stream/std_file_stream.h"
 #include "wire/vocabulary/groups.h"
 
 namespace vantry {
 
-ErrorLog::ErrorLog(PropertyStore& store, const FileSystem& files, ThreadReaper& reaper,
+ErrorLog::ErrorLog(PropertyStore& store, const Platform& platform, ThreadReaper& reaper,
                    std::uint32_t priority, std::u16string_view fileName, const NamedGuid& property)
     : fileNameProperty(
           MakeStringProperty(NarrowText(fileName), IdentityOf(property, Groups::kGeneral))) {
     store.AddProperty(fileNameProperty);
-    auto file = std::make_unique<StdFileStream>(files.PathOf(fileName),
-                                                FileMode::kWrite | FileMode::kAppend);
-    if (file->IsOpen()) {
-        writers.push_back(std::make_unique<LogWriter>(std::move(file), reaper, priority));
+    auto writer = std::make_unique<LogWriter>(
+        platform.files, fileName, platform.accounting->Bounds()[Bound::LogBytes], reaper, priority);
+    if (writer->IsOpen()) {
+        writers.push_back(std::move(writer));
     }
 }
 

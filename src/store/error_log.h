@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/file_system.h"
+#include "platform/platform.h"
 #include "platform/session_log.h"
 #include "runtime/thread_reaper.h"
 #include "store/log_writer.h"
@@ -14,16 +14,16 @@
 
 namespace vantry {
 
-/// The hub's log: a text file to which each start adds. No levels, no rotation.
+/// The hub's log: a text file to which each start adds. It has no levels and no rotation.
 ///
 /// A line is the local time as asctime gives it, a comma, the message, a carriage return and a line
 /// feed. Without a file that can be opened everything is dropped, with no word.
 class ErrorLog final : public SessionLog {
 public:
     /// Adds a property with the file's name to `store`, under the identity given by `property`.
-    ErrorLog(PropertyStore& store, const FileSystem& files, ThreadReaper& reaper,
+    ErrorLog(PropertyStore& store, const Platform& platform, ThreadReaper& reaper,
              std::uint32_t priority, std::u16string_view fileName, const NamedGuid& property);
-    /// What was written before reaches the file.
+    /// Gives the thread 500 ms to write what waits.
     ~ErrorLog() override;
 
     void Write(std::string_view message) override;

@@ -1,3 +1,7 @@
+// A bounded queue of lines and the thread that appends them to the file. A line that finds no place
+// in the queue or in the file is counted instead, and the count becomes a line of its own as soon
+// as one can be written, so a gap in the log can be seen.
+
 #include "store/log_writer.h"
 
 #include <ctime>
@@ -14,6 +18,7 @@ namespace {
 constexpr std::uint32_t kStop = 1;
 constexpr std::uint32_t kLines = 2;
 constexpr std::size_t kUsualLines = 100;
+constexpr std::size_t kMostLines = 1000;
 /// asctime_r asks for 26 bytes, and more for a year that is far off.
 constexpr std::size_t kTimeBytes = 64;
 
@@ -31,11 +36,27 @@ std::string MakeLine(std::string_view message) {
 }  // namespace
 
 struct LogWriter::Shared {
-    explicit Shared(std::unique_ptr<Stream> stream) : output(std::move(stream)) {
+    Shared(std::shared_ptr<FileSystem> fileSystem, std::u16string_view fileName,
+           std::uint64_t mostFileBytes)
+        : files(std::move(fileSystem)), name(fileName), mostBytes(mostFileBytes) {
         lines.reserve(kUsualLines);
     }
 
-    /// The lines that wait, which are then taken.
+    bool Open() {
+        return static_cast<bool>(files->Open(name, FileUse::kAppend | FileUse::kMake, file));
+    }
+
+    void Add(std::string line) {
+        ScopedLock guard(lock);
+        if (lines.size() >= kMostLines) {
+            ++dropped;
+            return;
+        }
+        lines.push_back(std::move(line));
+        signal.Set(kLines);
+    }
+
+    /// Takes the lines that wait.
     std::vector<std::string> TakeLines() {
         std::vector<std::string> taken;
         taken.reserve(kUsualLines);
@@ -45,16 +66,56 @@ struct LogWriter::Shared {
         return taken;
     }
 
-    /// Of the thread alone.
-    const std::unique_ptr<Stream> output;
+    void AppendOrCount(const std::string& line) {
+        // An operator makes room by removing the file, whose next line then begins a new one.
+        if (files->Exists(name).IsMissing()) {
+            static_cast<void>(Open());
+        }
+        const std::uint64_t missing = TakeDropped();
+        const std::string count =
+            missing == 0 ? "" : MakeLine(std::to_string(missing) + " lines were dropped");
+        if (!Append(count + line)) {
+            ScopedLock guard(lock);
+            dropped += missing + 1;
+        }
+    }
+
+    std::uint64_t TakeDropped() {
+        ScopedLock guard(lock);
+        return std::exchange(dropped, 0);
+    }
+
+    bool Append(const std::string& text) {
+        std::uint64_t size = 0;
+        if (!file->Size(size) || text.size() > mostBytes || size > mostBytes - text.size()) {
+            return false;
+        }
+        if (file->Write(size, text)) {
+            return true;
+        }
+        // A piece of a line would spoil the next one.
+        static_cast<void>(file->Cut(size));
+        return false;
+    }
+
+    const std::shared_ptr<FileSystem> files;
+    const std::u16string name;
+    const std::uint64_t mostBytes;
+    /// Of the thread alone, once it runs.
+    std::unique_ptr<File> file;
     Lock lock;
     std::vector<std::string> lines GUARDED_BY(lock);
+    std::uint64_t dropped GUARDED_BY(lock) = 0;
     EventFlags signal{false};
 };
 
-LogWriter::LogWriter(std::unique_ptr<Stream> output, ThreadReaper& reaper, std::uint32_t priority)
-    : shared(std::make_shared<Shared>(std::move(output))),
-      thread(reaper.MakeThread(&LogWriter::Run, priority)) {
+LogWriter::LogWriter(std::shared_ptr<FileSystem> files, std::u16string_view fileName,
+                     std::uint64_t mostFileBytes, ThreadReaper& reaper, std::uint32_t priority)
+    : shared(std::make_shared<Shared>(std::move(files), fileName, mostFileBytes)) {
+    if (!shared->Open()) {
+        return;
+    }
+    thread = reaper.MakeThread(&LogWriter::Run, priority);
     auto argument = std::make_unique<std::shared_ptr<Shared>>(shared);
     if (thread->Start(argument.get())) {
         static_cast<void>(argument.release());
@@ -66,12 +127,9 @@ LogWriter::~LogWriter() {
     thread.reset();
 }
 
-void LogWriter::Write(std::string_view message) {
-    std::string line = MakeLine(message);
-    ScopedLock guard(shared->lock);
-    shared->lines.push_back(std::move(line));
-    shared->signal.Set(kLines);
-}
+bool LogWriter::IsOpen() const { return thread != nullptr; }
+
+void LogWriter::Write(std::string_view message) { shared->Add(MakeLine(message)); }
 
 void LogWriter::Stop() { shared->signal.Set(kStop); }
 
@@ -83,8 +141,7 @@ std::uint32_t LogWriter::Run(void* argument) {
     while ((seen & kStop) == 0) {
         seen = state.signal.WaitAny(kStop | kLines);
         for (const std::string& line : state.TakeLines()) {
-            state.output->Write(reinterpret_cast<const std::uint8_t*>(line.data()),
-                                static_cast<std::int32_t>(line.size()));
+            state.AppendOrCount(line);
         }
     }
     return 0;

@@ -1,43 +1,69 @@
 #pragma once
 
-#include <filesystem>
-#include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "platform/file_system.h"
+#include "platform/hub_settings.h"
+#include "runtime/lock.h"
+#include "store/format/property_text.h"
 
 namespace vantry {
 
-// The property file: lines, each ended by one line feed, and behind them the check value of all
-// the lines in two bytes, low byte first. A line is
-//
-//     groupGuid ":" guid "|" group ":" name "=" value
-//
-// of which the text before the first "|" is the key and everything before the first "=" behind
-// that is the prefix. Bytes stand as they are.
-
-struct StoredLine {
+/// One pending change of a property file.
+struct PendingLine {
+    /// The beginning of the line to be replaced.
     std::string prefix;
-    std::string value;
+    /// The whole new line, without a line feed.
+    std::string line;
 };
 
-/// By key, in the order of bytes.
-using StoredLines = std::map<std::string, StoredLine>;
+/// The names of the files of a store.
+struct PropertyFileNames {
+    std::u16string file;
+    std::u16string overrideFile;
+};
 
-/// Reads the file into `lines`. False if it is missing, shorter than 3 bytes or has a wrong check
-/// value, all of which leave `lines` alone, or if it has a line of another form; its good lines are
-/// taken then all the same. A key that comes twice keeps its last line.
-bool ReadPropertyFile(const std::filesystem::path& path, StoredLines& lines);
+/// A property file, its backup and its override file. Any thread may call the operations; they
+/// block for as long as the disk takes. All property files of the process share one lock, so that
+/// a store that is being built never reads what the store before it is just writing.
+class PropertyFile {
+public:
+    PropertyFile(std::shared_ptr<FileSystem> fileSystem, Saves howToSave, PropertyFileNames names);
 
-/// The text of a file without its check value, which is not looked at; empty if there is none.
-/// False if the file broke off while it was read.
-[[nodiscard]] bool ReadPropertyText(const std::filesystem::path& path, std::string& text);
+    /// Reads the stored lines, with those of the override file applied, and makes a good file the
+    /// backup. Returns false, with `lines` of no use, if neither the file nor its backup is good.
+    /// The first Save after it writes the override's lines and deletes the override file.
+    [[nodiscard]] bool Load(StoredLines& lines);
+    /// Writes what an earlier call has left to do, and then, with one write, `lines`. Returns false
+    /// if the disk refuses any of it; the caller then keeps the lines for a later call, to which it
+    /// gives them in front of newer ones.
+    [[nodiscard]] bool Save(const std::vector<PendingLine>& lines);
 
-/// The text with the first line that begins with `prefix` replaced by `line`, or with `line` added
-/// at its end. A last line without a line feed gets one.
-std::string ReplaceLine(std::string_view text, std::string_view prefix, std::string_view line);
+private:
+    enum class Found { Good, Nothing, Refused };
 
-/// Makes the file anew of the text and its check value. False if the disk refused any of it; the
-/// file then has no valid check value.
-[[nodiscard]] bool WritePropertyText(const std::filesystem::path& path, std::string_view text);
+    Found ReadGood(std::u16string_view name, std::string& content);
+    void ApplyOverride(std::string_view content, StoredLines& lines) REQUIRES(lock);
+    bool FinishOverride() REQUIRES(lock);
+    bool DeleteOverride();
+    bool ReadText(std::string& text);
+    bool Write(std::string text) REQUIRES(lock);
+    FileResult WriteInPlace(std::string_view content);
+
+    const std::shared_ptr<FileSystem> files;
+    const Saves saves;
+    const PropertyFileNames names;
+    const std::u16string backup;
+    /// A handle to the lock that all property files of the process share.
+    const Lock lock;
+    /// The text that should stand in the file and whose write was refused or has yet to be made.
+    std::optional<std::string> unwritten GUARDED_BY(lock);
+    /// The override was applied, and its file has to go before other lines are written.
+    bool overrideIsApplied GUARDED_BY(lock) = false;
+};
 
 }  // namespace vantry

@@ -4,55 +4,19 @@
 #include "wire/key/property_key.h"
 
 namespace vantry {
-namespace {
 
-std::u16string BackupOf(std::u16string_view path) { return std::u16string(path) + u".bak"; }
-
-}  // namespace
-
-bool PropertyFileWriter::Load(const PropertyCatalog& catalog, std::u16string_view filePath,
-                              std::u16string_view overridePath) {
-    StoredLines main;
-    {
-        // The writing thread may be at work on the file that is read and copied here.
-        ScopedLock guard(lines.FilesLock());
-        if (!ReadMainFile(filePath, main)) {
-            // Nothing in it can be told from damage, and a bad line would spoil every later load.
-            lines.StartAnew(filePath);
-            return false;
-        }
-        ApplyOverride(filePath, overridePath, main);
-        files.Copy(filePath, BackupOf(filePath));
+bool PropertyFileWriter::Load(const PropertyCatalog& catalog) {
+    StoredLines stored;
+    if (!file->Load(stored)) {
+        return false;
     }
-    Distribute(catalog, main);
+    lines.Wake();
+    Distribute(catalog, stored);
     return true;
 }
 
-bool PropertyFileWriter::ReadMainFile(std::u16string_view filePath, StoredLines& main) {
-    if (ReadPropertyFile(files.PathOf(filePath), main)) {
-        return true;
-    }
-    files.Copy(BackupOf(filePath), filePath);
-    return ReadPropertyFile(files.PathOf(filePath), main);
-}
-
-void PropertyFileWriter::ApplyOverride(std::u16string_view filePath,
-                                       std::u16string_view overridePath, StoredLines& main) {
-    StoredLines overrides;
-    if (!files.Exists(overridePath) || !ReadPropertyFile(files.PathOf(overridePath), overrides)) {
-        return;
-    }
-    for (const auto& [key, entry] : overrides) {
-        if (const auto line = main.find(key); line != main.end()) {
-            lines.Queue(entry.prefix, entry.value, filePath);
-            line->second.value = entry.value;
-        }
-    }
-    files.Delete(overridePath);
-}
-
-void PropertyFileWriter::Distribute(const PropertyCatalog& catalog, const StoredLines& main) {
-    for (const auto& [key, entry] : main) {
+void PropertyFileWriter::Distribute(const PropertyCatalog& catalog, const StoredLines& stored) {
+    for (const auto& [key, entry] : stored) {
         if (const std::shared_ptr<Property> property = catalog.FindByKey(key)) {
             // A text that the property can't take leaves its value, which is all that can be done.
             static_cast<void>(property->SetTextQuietly(entry.value));
@@ -71,12 +35,12 @@ std::shared_ptr<StringProperty> PropertyFileWriter::ClaimValue(const std::string
     return node.empty() ? nullptr : node.mapped();
 }
 
-void PropertyFileWriter::SaveProperty(const Property& property, std::u16string_view path) {
+void PropertyFileWriter::SaveProperty(const Property& property) {
     const std::string prefix =
         PropertyCatalog::KeyOf(property) + "|" + property.Group() + ":" + property.Name();
     std::string value;
     property.GetPublishedText(value);
-    lines.Queue(prefix, value, path);
+    lines.Queue(prefix, value);
 }
 
 }  // namespace vantry

@@ -3,9 +3,8 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <string_view>
 
-#include "platform/file_system.h"
+#include "platform/platform.h"
 #include "property/property_catalog.h"
 #include "property/string_property.h"
 #include "store/line_writer.h"
@@ -17,28 +16,27 @@ namespace vantry {
 /// changes. Any thread may call it.
 class PropertyFileWriter {
 public:
-    PropertyFileWriter(const FileSystem& fileSystem, ThreadReaper& reaper, std::uint32_t priority)
-        : files(fileSystem), lines(fileSystem, reaper, priority) {}
+    /// `platform` says how files are written; its file system is kept as long as it is needed.
+    PropertyFileWriter(const Platform& platform, ThreadReaper& reaper, std::uint32_t priority,
+                       PropertyFileNames names)
+        : file(std::make_shared<PropertyFile>(platform.files, platform.settings.saves,
+                                              std::move(names))),
+          lines(file, platform.settings.saves, reaper, priority) {}
 
-    /// Loads the file, or its backup if it is damaged, and applies the override file, which is
-    /// deleted then. Values go quietly to the properties of `catalog`, or wait for theirs. A good
-    /// file becomes the backup. False, with nothing applied, if neither file is good.
-    [[nodiscard]] bool Load(const PropertyCatalog& catalog, std::u16string_view filePath,
-                            std::u16string_view overridePath);
-    /// The stored value that waits under this catalog key, which is handed over; else empty.
+    /// Loads the stored values. They go quietly to the properties of `catalog`, or wait for theirs.
+    /// Returns false, with nothing applied, if neither the file nor its backup is good.
+    [[nodiscard]] bool Load(const PropertyCatalog& catalog);
+    /// Hands over the stored value that waits under this catalog key; empty if there is none.
     std::shared_ptr<StringProperty> ClaimValue(const std::string& key);
     /// Queues the property's line with its present value.
-    void SaveProperty(const Property& property, std::u16string_view path);
+    void SaveProperty(const Property& property);
 
 private:
-    bool ReadMainFile(std::u16string_view filePath, StoredLines& main);
-    void ApplyOverride(std::u16string_view filePath, std::u16string_view overridePath,
-                       StoredLines& main);
-    void Distribute(const PropertyCatalog& catalog, const StoredLines& main);
+    void Distribute(const PropertyCatalog& catalog, const StoredLines& stored);
 
-    const FileSystem& files;
     Lock loadedLock;
     std::map<std::string, std::shared_ptr<StringProperty>> loadedValues GUARDED_BY(loadedLock);
+    const std::shared_ptr<PropertyFile> file;
     LineWriter lines;
 };
 

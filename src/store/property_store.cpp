@@ -16,17 +16,20 @@ constexpr std::uint32_t kStop = 2;
 
 }  // namespace
 
-PropertyStore::PropertyStore(const FileSystem& files, ThreadReaper& reaper,
+PropertyStore::PropertyStore(Platform& hubPlatform, ThreadReaper& reaper,
                              PropertyStoreSettings names)
-    : settings(std::move(names)),
+    : platform(hubPlatform),
+      settings(std::move(names)),
       removalThread(reaper.MakeThread(
           [](void* self) -> std::uint32_t {
               static_cast<PropertyStore*>(self)->RunRemovals();
               return 0;
           },
           settings.removalPriority)),
-      writer(files, reaper, settings.writerPriority) {
+      writer(platform, reaper, settings.writerPriority,
+             {settings.filePath, settings.overridePath}) {
     MakeOwnProperties();
+    TellIfUnwritable();
 }
 
 PropertyStore::~PropertyStore() {
@@ -60,9 +63,18 @@ void PropertyStore::MakeOwnProperties() {
     });
 }
 
+void PropertyStore::TellIfUnwritable() {
+    const FileResult writable = platform.files->CanWrite(settings.filePath);
+    if (!writable) {
+        platform.notices.Tell(platform.files->ShownDirectory(settings.filePath) +
+                              " can't be written (" + writable.Reason() +
+                              "); changed values are kept in memory until it can");
+    }
+}
+
 bool PropertyStore::LoadFiles() {
     ScopedLock guard(EntriesLock());
-    const bool loaded = writer.Load(*this, settings.filePath, settings.overridePath);
+    const bool loaded = writer.Load(*this);
     loadError->SetValue(!loaded);
     return loaded;
 }
@@ -70,7 +82,7 @@ bool PropertyStore::LoadFiles() {
 void PropertyStore::SaveAll() {
     ScopedLock guard(registeredLock);
     for (const std::shared_ptr<Property>& property : registered) {
-        writer.SaveProperty(*property, settings.filePath);
+        writer.SaveProperty(*property);
     }
 }
 
@@ -90,7 +102,7 @@ void PropertyStore::RegisterProperty(const std::shared_ptr<Property>& property) 
     }
     property->AddChangedCallback([this](const std::shared_ptr<Property>& changed) {
         ScopedLock saving(registeredLock);
-        writer.SaveProperty(*changed, settings.filePath);
+        writer.SaveProperty(*changed);
     });
     registered.push_back(property);
     AddProperty(property);

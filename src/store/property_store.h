@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/file_system.h"
+#include "platform/platform.h"
 #include "property/bool_property.h"
 #include "property/property_catalog.h"
 #include "property/trigger_property.h"
@@ -31,8 +31,9 @@ struct PropertyStoreSettings {
 /// stored one by now; no callback tells of that. Any thread may call the operations.
 class PropertyStore : public PropertyCatalog {
 public:
-    /// Loads the files. `files` must outlive the store.
-    PropertyStore(const FileSystem& files, ThreadReaper& reaper, PropertyStoreSettings names);
+    /// Loads the files, and tells the operator if they can't be written. `platform` must outlive
+    /// the store.
+    PropertyStore(Platform& hubPlatform, ThreadReaper& reaper, PropertyStoreSettings names);
     ~PropertyStore() override;
 
     /// Restores the stored value quietly, saves every later change, and adds the property. A second
@@ -56,7 +57,9 @@ private:
     void SaveAll();
     void RunRemovals();
     void RemoveQueued();
+    void TellIfUnwritable();
 
+    Platform& platform;
     const PropertyStoreSettings settings;
     Lock registeredLock;
     std::deque<std::shared_ptr<Property>> registered GUARDED_BY(registeredLock);

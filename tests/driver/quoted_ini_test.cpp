@@ -2,14 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include "support/temporary_directory.h"
+#include "support/faulty_file_system.h"
 
 namespace vantry {
 namespace {
 
 TEST(ReadQuotedIniValue, TakesWhatStandsBehindTheFirstQuote) {
-    const test::TemporaryDirectory directory;
-    const auto path = directory.Path() / "version.ini";
+    test::FaultyFileSystem files;
     const struct {
         const char* content;
         const char* value;
@@ -31,11 +30,10 @@ TEST(ReadQuotedIniValue, TakesWhatStandsBehindTheFirstQuote) {
         {"=\"abc\"", "Error"},
     };
     for (const auto& [content, value] : cases) {
-        test::WriteFile(path, content);
-        EXPECT_EQ(ReadQuotedIniValue(path, "Key"), value) << content;
+        files.Put(u"/version.ini", content);
+        EXPECT_EQ(ReadQuotedIniValue(files, u"/version.ini", "Key"), value) << content;
     }
-    EXPECT_EQ(ReadQuotedIniValue(directory.Path() / "missing", "Key"), "Error");
-    EXPECT_EQ(ReadQuotedIniValue(directory.Path(), "Key"), "Error");
+    EXPECT_EQ(ReadQuotedIniValue(files, u"/missing", "Key"), "Error");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/posix_file_system.h"
 #include "platform/wide_text.h"
 #include "support/temporary_directory.h"
 
@@ -9,7 +10,7 @@ namespace vantry {
 namespace {
 
 TEST(FileSystem, NoNameLeadsOutOfTheRoot) {
-    const FileSystem files("/root/dir");
+    const PosixFileSystem files("/root/dir");
     const struct {
         std::u16string_view name;
         const char* path;
@@ -29,18 +30,38 @@ TEST(FileSystem, NoNameLeadsOutOfTheRoot) {
     }
 }
 
-TEST(FileSystem, ACopyReplacesItsTargetOrLeavesIt) {
+TEST(FileSystem, OnlyAMissingFileCountsAsMissing) {
     const test::TemporaryDirectory directory;
-    const FileSystem files(directory.Path());
-    test::WriteFile(directory.Path() / "a", "new");
-    test::WriteFile(directory.Path() / "b", "old");
-    EXPECT_FALSE(files.Copy(u"/missing", u"/b"));
-    EXPECT_EQ(test::ReadFile(directory.Path() / "b"), "old");
+    PosixFileSystem files(directory.Path());
+    std::string content;
+    EXPECT_TRUE(files.ReadAll(u"/none", content).IsMissing());
+    EXPECT_TRUE(files.Exists(u"/none").IsMissing());
+    std::filesystem::create_directory(directory.Path() / "d");
+    std::filesystem::create_symlink("loop", directory.Path() / "loop");
+    for (const char16_t* name : {u"/d", u"/loop"}) {
+        const FileResult refused = files.ReadAll(name, content);
+        EXPECT_FALSE(refused);
+        EXPECT_FALSE(refused.IsMissing());
+    }
+    EXPECT_FALSE(files.CanWrite(u"/none/f"));
+    EXPECT_TRUE(files.CanWrite(u"/f"));
+    EXPECT_TRUE(std::filesystem::exists(directory.Path() / "d"));
+}
+
+TEST(FileSystem, AReplacedFileIsTheNewOneWhateverWasLeftBesideIt) {
+    const test::TemporaryDirectory directory;
+    PosixFileSystem files(directory.Path());
+    test::WriteFile(directory.Path() / "a", "old");
+    test::WriteFile(directory.Path() / "a.new", "left by a kill");
+    EXPECT_FALSE(files.Copy(u"/missing", u"/a"));
+    EXPECT_EQ(test::ReadFile(directory.Path() / "a"), "old");
+    EXPECT_TRUE(files.Replace(u"/a", "new"));
+    EXPECT_EQ(test::ReadFile(directory.Path() / "a"), "new");
     EXPECT_TRUE(files.Copy(u"/a", u"/b"));
     EXPECT_EQ(test::ReadFile(directory.Path() / "b"), "new");
     EXPECT_TRUE(files.Delete(u"/b"));
-    EXPECT_FALSE(files.Exists(u"/b"));
-    EXPECT_TRUE(files.Exists(u"/a"));
+    EXPECT_TRUE(files.Exists(u"/b").IsMissing());
+    EXPECT_FALSE(std::filesystem::exists(directory.Path() / "a.new"));
 }
 
 TEST(WideText, NarrowsToTheLowByteAndEncodesAsUtf8) {

@@ -6,6 +6,8 @@
 #include <regex>
 #include <thread>
 
+#include "support/eventually.h"
+#include "support/faulty_file_system.h"
 #include "support/messages.h"
 #include "support/test_platform.h"
 #include "wire/vocabulary/hub_properties.h"
@@ -16,15 +18,14 @@ namespace {
 class Log : public testing::Test {
 protected:
     void Open() {
-        log.emplace(store, platform.platform.files, reaper, 253, u"/Store/Log.txt",
+        log.emplace(store, platform.platform, reaper, 253, u"/Store/Log.txt",
                     HubProperties::kErrorLogFileName);
     }
     std::string Text() const { return test::ReadFile(platform.Path("Store/Log.txt")); }
 
     test::TestPlatform platform;
     ThreadReaper reaper{253};
-    PropertyStore store{platform.platform.files, reaper,
-                        PropertyStoreSettings{u"/P", u"/O", 251, 253}};
+    PropertyStore store{platform.platform, reaper, PropertyStoreSettings{u"/P", u"/O", 251, 253}};
     std::optional<ErrorLog> log;
 };
 
@@ -65,12 +66,46 @@ TEST_F(Log, AFileThatCannotBeOpenedDropsEverything) {
                                    "99A61D40-20CE-41EA-A579-EB92C6ED94C6"));
 }
 
-TEST_F(Log, ADiskThatRefusesLosesTheLineAlone) {
-    std::filesystem::create_symlink("/dev/full", platform.Path("Store/Log.txt"));
+TEST_F(Log, ARemovedFileIsMadeAgain) {
     Open();
-    log->Write("lost");
-    log->Write("lost too");
+    log->Write("first");
+    ASSERT_TRUE(test::Eventually([&] { return Text().ends_with(",first\r\n"); }));
+    std::filesystem::remove(platform.Path("Store/Log.txt"));
+    log->Write("second");
+    EXPECT_TRUE(test::Eventually([&] { return Text().ends_with(",second\r\n"); }));
+}
+
+TEST_F(Log, LinesThatFindNoRoomAreCounted) {
+    Limits limits;
+    limits.Set(Bound::LogBytes, 100);
+    platform.platform.SetLimits(limits);
+    Open();
+    for (const char* message : {"one", "two", "three", "four", "five"}) {
+        log->Write(message);
+    }
+    ASSERT_TRUE(test::Eventually([&] { return Text().ends_with(",three\r\n"); }));
     log.reset();
+    EXPECT_LE(Text().size(), 100U);
+    Open();
+    log->Write("six");
+    log->Write(std::string(100, 'x'));
+    log.reset();
+    EXPECT_LE(Text().size(), 100U);
+}
+
+TEST_F(Log, ARefusedLineIsCountedAndLeavesNoPiece) {
+    const auto disk = std::make_shared<test::FaultyFileSystem>();
+    platform.platform.files = disk;
+    Open();
+    // Each line asks whether the file is there and how long it is, and is then written.
+    disk->FailFrom(test::Fault::CutShort, 3);
+    log->Write("lost");
+    log->Write("kept");
+    log.reset();
+    const std::string text = disk->Content(u"/Store/Log.txt");
+    EXPECT_EQ(test::Count(text, "lost"), 0U) << text;
+    EXPECT_EQ(test::Count(text, ",1 lines were dropped\r\n"), 1U) << text;
+    EXPECT_TRUE(text.ends_with(",kept\r\n")) << text;
 }
 
 }  // namespace

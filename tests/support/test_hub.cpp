@@ -114,14 +114,14 @@ void TestPeer::Close() {
 TestHub::TestHub() {
     reaper = std::make_shared<ThreadReaper>(253);
     store = std::make_shared<PropertyHubStore>(
-        platform.platform.files, *reaper,
+        platform.platform, *reaper,
         PropertyStoreSettings{u"/Store/VantryProperties.ini",
                               u"/Store/VantryPropertiesOverride.ini", 251, 253});
     const auto component =
         MakeStringProperty("Vantry", IdentityOf(HubProperties::kOwnComponent, Groups::kComponents));
     store->RegisterProperty(component);
-    log = std::make_shared<ErrorLog>(*store, platform.platform.files, *reaper, 253,
-                                     u"/Store/Log.txt", HubProperties::kErrorLogFileName);
+    log = std::make_shared<ErrorLog>(*store, platform.platform, *reaper, 253, u"/Store/Log.txt",
+                                     HubProperties::kErrorLogFileName);
     engine = std::make_shared<PropertyEngine>(store, *reaper, 249, component, platform.platform);
     engine->SetSelf(engine);
     store->AttachEngine(engine);

@@ -4,7 +4,7 @@
 #include <string>
 #include <thread>
 
-#include "support/temporary_directory.h"
+#include "support/faulty_file_system.h"
 #include "transport/stream/peek_stream.h"
 #include "transport/stream/pipe.h"
 #include "transport/stream/queue_stream.h"
@@ -159,37 +159,40 @@ TEST(PipeEnd, ClosingOneEndEndsBothDirections) {
 }
 
 TEST(StdFileStream, TellsTheEndOfTheFileAndAMissingOne) {
-    const test::TemporaryDirectory directory;
-    test::WriteFile(directory.Path() / "f", "abcd");
-    StdFileStream file(directory.Path() / "f", FileMode::kRead);
+    test::FaultyFileSystem files;
+    files.Put(u"/f", "abcd");
+    StdFileStream file(files, u"/f", FileMode::kRead);
     EXPECT_EQ(file.Size(), 4);
     EXPECT_EQ(ReadText(file, 3), "abc");
     EXPECT_EQ(file.Size(), 4);
     EXPECT_EQ(ReadText(file, 3), "d");
     std::uint8_t byte = 0;
     EXPECT_EQ(file.Read(&byte, 1), 0);
+    EXPECT_EQ(file.Size(), 4);
     EXPECT_EQ(WriteText(file, "x"), StreamCode::kNotWritable);
-    StdFileStream missing(directory.Path() / "none", FileMode::kRead);
+    StdFileStream missing(files, u"/none", FileMode::kRead);
     EXPECT_FALSE(missing.IsOpen());
     EXPECT_EQ(missing.Read(&byte, 1), StreamCode::kError);
 }
 
 TEST(StdFileStream, AppendsAndTruncatesAsToldAndReachesTheFileAtOnce) {
-    const test::TemporaryDirectory directory;
-    const auto path = directory.Path() / "f";
-    test::WriteFile(path, "old");
-    StdFileStream appending(path, FileMode::kWrite | FileMode::kAppend);
+    test::FaultyFileSystem files;
+    files.Put(u"/f", "old");
+    StdFileStream appending(files, u"/f", FileMode::kWrite | FileMode::kAppend);
     EXPECT_EQ(WriteText(appending, "+new"), 4);
-    EXPECT_EQ(test::ReadFile(path), "old+new");
-    StdFileStream truncating(path, FileMode::kWrite | FileMode::kTruncate);
+    EXPECT_EQ(files.Content(u"/f"), "old+new");
+    StdFileStream truncating(files, u"/f", FileMode::kWrite | FileMode::kTruncate);
     EXPECT_EQ(WriteText(truncating, "x"), 1);
-    EXPECT_EQ(test::ReadFile(path), "x");
+    EXPECT_EQ(files.Content(u"/f"), "x");
 }
 
 TEST(StdFileStream, ARefusedWriteIsAnErrorAndIsNotTriedAgain) {
-    StdFileStream full("/dev/full", FileMode::kWrite);
-    EXPECT_EQ(WriteText(full, "lost"), StreamCode::kError);
-    EXPECT_EQ(WriteText(full, "lost"), StreamCode::kError);
+    test::FaultyFileSystem files;
+    StdFileStream stream(files, u"/f", FileMode::kWrite);
+    files.FailFrom(test::Fault::Refuse, 1);
+    EXPECT_EQ(WriteText(stream, "lost"), StreamCode::kError);
+    EXPECT_EQ(WriteText(stream, "kept"), 4);
+    EXPECT_EQ(files.Content(u"/f"), "kept");
 }
 
 }  // namespace

@@ -3,71 +3,71 @@
 namespace vantry {
 namespace {
 
-std::ios::openmode ToOpenMode(std::uint32_t mode) {
-    std::ios::openmode bits = std::ios::binary;
-    const auto add = [&](std::uint32_t bit, std::ios::openmode meaning) {
-        if ((mode & bit) != 0) {
-            bits |= meaning;
-        }
-    };
-    add(FileMode::kRead, std::ios::in);
-    add(FileMode::kWrite, std::ios::out);
-    add(FileMode::kAppend, std::ios::app);
-    add(FileMode::kTruncate, std::ios::trunc);
-    add(FileMode::kAtEnd, std::ios::ate);
-    return bits;
+/// What the file system is asked for; 0 for a combination that opens nothing.
+std::uint32_t UseOf(std::uint32_t mode) {
+    const bool reads = (mode & FileMode::kRead) != 0;
+    const bool writes = (mode & FileMode::kWrite) != 0;
+    const bool appends = (mode & FileMode::kAppend) != 0;
+    const bool truncates = (mode & FileMode::kTruncate) != 0;
+    if (truncates && (appends || !writes)) {
+        return 0;
+    }
+    std::uint32_t use = reads ? FileUse::kRead : 0;
+    use |= writes ? FileUse::kWrite : 0;
+    use |= appends ? FileUse::kAppend : 0;
+    use |= appends || (writes && (truncates || !reads)) ? FileUse::kMake : 0;
+    return use;
 }
 
 }  // namespace
 
-StdFileStream::StdFileStream(const std::filesystem::path& path, std::uint32_t fileMode)
+StdFileStream::StdFileStream(FileSystem& files, std::u16string_view name, std::uint32_t fileMode)
     : mode(fileMode) {
-    // Without a buffer a failed write can't come back with the next one.
-    file.rdbuf()->pubsetbuf(nullptr, 0);
-    file.open(path, ToOpenMode(mode));
+    const std::uint32_t use = UseOf(mode);
+    const bool empties = (use & FileUse::kMake) != 0 && (use & FileUse::kAppend) == 0;
+    if (use == 0 || !files.Open(name, use, file) || (empties && !file->Cut(0)) ||
+        ((mode & FileMode::kAtEnd) != 0 && !file->Size(position))) {
+        file.reset();
+    }
 }
 
 std::int32_t StdFileStream::Read(std::uint8_t* buffer, std::int32_t length) {
-    if (!file.is_open()) {
+    if (!file) {
         return StreamCode::kError;
     }
-    file.read(reinterpret_cast<char*>(buffer), length);
-    const auto count = static_cast<std::int32_t>(file.gcount());
-    const bool ended = file.eof();
-    const bool failed = file.fail();
-    if (ended && failed && !file.bad()) {
-        return count;
+    if ((mode & FileMode::kRead) == 0) {
+        return 0;
     }
-    if (ended && count == 0) {
-        return StreamCode::kEndOfData;
+    std::size_t count = 0;
+    const std::span<char> wanted(reinterpret_cast<char*>(buffer), static_cast<std::size_t>(length));
+    if (!file->Read(position, wanted, count)) {
+        return StreamCode::kError;
     }
-    return failed ? StreamCode::kError : count;
+    position += count;
+    return static_cast<std::int32_t>(count);
 }
 
 std::int32_t StdFileStream::Write(const std::uint8_t* buffer, std::int32_t length) {
     if ((mode & FileMode::kWrite) == 0) {
         return StreamCode::kNotWritable;
     }
-    if (!file.is_open()) {
+    const std::string_view bytes(reinterpret_cast<const char*>(buffer),
+                                 static_cast<std::size_t>(length));
+    if (!file || !file->Write(position, bytes)) {
         return StreamCode::kError;
     }
-    file.clear();
-    file.write(reinterpret_cast<const char*>(buffer), length);
-    file.flush();
-    return file.fail() ? StreamCode::kError : length;
+    position += bytes.size();
+    if ((mode & FileMode::kAppend) != 0 && !file->Size(position)) {
+        return StreamCode::kError;
+    }
+    return length;
 }
 
-void StdFileStream::Close() { file.close(); }
+void StdFileStream::Close() { file.reset(); }
 
 std::int64_t StdFileStream::Size() {
-    if (!file.is_open()) {
-        return StreamCode::kError;
-    }
-    const std::streampos position = file.tellg();
-    file.seekg(0, std::ios::end);
-    const std::streamoff size = file.tellg();
-    file.seekg(position);
-    return file.fail() ? StreamCode::kError : static_cast<std::int64_t>(size);
+    std::uint64_t size = 0;
+    return file && file->Size(size) ? static_cast<std::int64_t>(size) : StreamCode::kError;
 }
 
 }  // namespace vantry

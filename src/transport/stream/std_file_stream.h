@@ -1,9 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
+#include <memory>
+#include <string_view>
 
+#include "platform/file_system.h"
 #include "transport/stream/stream.h"
 #include "transport/stream/stream_buffer.h"
 
@@ -20,26 +21,30 @@ struct FileMode {
 
 /// A plain file as a stream. For one thread at a time.
 ///
-/// The constructor never fails; test IsOpen once behind it. What Write takes has left the process
-/// when it returns, and a failed Write leaves nothing behind that a later one would try again.
+/// The constructor never fails; the owner tests IsOpen once after it. What Write takes has left the
+/// process when it returns, and a failed Write leaves nothing behind that a later one would try
+/// again.
 class StdFileStream final : public Stream {
 public:
-    /// Opens the file at `path`, a path of the machine, with the bits of FileMode.
-    StdFileStream(const std::filesystem::path& path, std::uint32_t fileMode);
+    /// Opens the file with the bits of FileMode, which are combined as those of a file stream of
+    /// the standard library are: writing alone empties the file, reading and writing needs one that
+    /// exists.
+    StdFileStream(FileSystem& files, std::u16string_view name, std::uint32_t fileMode);
 
-    bool IsOpen() const { return file.is_open(); }
+    bool IsOpen() const { return file != nullptr; }
 
-    /// A file that ends before `length` gives what is left, 0 at its very end.
+    /// A file that ends before `length` gives what is left, and 0 at its very end.
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
     void Close() override;
 
-    /// The length of the file in bytes, or a StreamCode; the position stays.
+    /// Returns the length of the file in bytes, or a StreamCode. The position stays.
     std::int64_t Size();
 
 private:
     const std::uint32_t mode;
-    std::fstream file;
+    std::uint64_t position = 0;
+    std::unique_ptr<File> file;
 };
 
 }  // namespace vantry

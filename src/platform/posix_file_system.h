@@ -1,0 +1,32 @@
+#pragma once
+
+#include <filesystem>
+
+#include "platform/file_system.h"
+
+namespace vantry {
+
+/// The printer's file system in one directory of the machine. No name leads out of that directory,
+/// whatever it holds.
+class PosixFileSystem final : public FileSystem {
+public:
+    explicit PosixFileSystem(std::filesystem::path rootDirectory)
+        : root(std::move(rootDirectory)) {}
+
+    /// Where the file of that name stands on the machine.
+    std::filesystem::path PathOf(std::u16string_view name) const;
+
+    FileResult Open(std::u16string_view name, std::uint32_t use,
+                    std::unique_ptr<File>& opened) override;
+    FileResult Exists(std::u16string_view name) override;
+    FileResult Delete(std::u16string_view name) override;
+    FileResult Rename(std::u16string_view from, std::u16string_view to) override;
+    FileResult SyncDirectory(std::u16string_view name) override;
+    FileResult CanWrite(std::u16string_view name) override;
+    std::string ShownDirectory(std::u16string_view name) const override;
+
+private:
+    const std::filesystem::path root;
+};
+
+}  // namespace vantry
