@@ -11,9 +11,25 @@
 namespace vantry::bench {
 namespace {
 
-/// 0 stands for the small request, else a number of records.
+/// Stands for a text with many escapes.
+constexpr int kEscapes = -1;
+
+/// An array of texts with an escape every few bytes.
+std::string ManyEscapes() {
+    std::string text = "[";
+    for (int count = 0; count < 1000; ++count) {
+        text += R"("C:\\jobs\\new\t\"label \u00e9\u20ac\"\r\n","plain text without any",)";
+    }
+    text.back() = ']';
+    return text;
+}
+
+/// 0 stands for the small request, a positive number for that many records.
 std::string Sample(const benchmark::State& state) {
     const int records = static_cast<int>(state.range(0));
+    if (records == kEscapes) {
+        return ManyEscapes();
+    }
     return records == 0 ? SmallRequest() : Answer(records);
 }
 
@@ -66,8 +82,8 @@ void RapidWrite(benchmark::State& state) {
     CountBytes(state, bytes);
 }
 
-BENCHMARK(Read)->Arg(0)->Arg(400)->Arg(900);
-BENCHMARK(RapidRead)->Arg(0)->Arg(400)->Arg(900);
+BENCHMARK(Read)->Arg(kEscapes)->Arg(0)->Arg(400)->Arg(900);
+BENCHMARK(RapidRead)->Arg(kEscapes)->Arg(0)->Arg(400)->Arg(900);
 BENCHMARK(Write)->Arg(0)->Arg(400)->Arg(900);
 BENCHMARK(RapidWrite)->Arg(0)->Arg(400)->Arg(900);
 

@@ -26,10 +26,9 @@ JsonArray MakeRequestEntries(const std::deque<PropertyRequest>& requests) {
     return entries;
 }
 
-const std::string& Text(const JsonValue& entry, std::string_view field) {
-    static const std::string kNothing;
+std::string_view Text(const JsonValue& entry, std::string_view field) {
     const JsonValue* const value = FindKey(entry.object, field);
-    return value != nullptr ? value->string : kNothing;
+    return value != nullptr ? std::string_view(value->string) : std::string_view();
 }
 
 /// Calls `use` with each entry of the section; a section that is no array has none.
@@ -45,7 +44,7 @@ void ForEachEntry(const JsonObject& object, std::string_view section, const Use&
 void DecodeRequests(const JsonObject& object, std::string_view section,
                     std::deque<PropertyRequest>& requests) {
     ForEachEntry(object, section, [&](const JsonValue& entry, SplitGuid split) {
-        requests.push_back({.component = Text(entry, Field::kComponent),
+        requests.push_back({.component = std::string(Text(entry, Field::kComponent)),
                             .groupGuid = std::string(split.groupGuid),
                             .guid = std::string(split.guid)});
     });
@@ -122,21 +121,21 @@ void PropertyMessage::DecodeSetRequests(std::deque<PropertySetRequest>& requests
     ForEachEntry(object, Section::kSetRequests, [&](const JsonValue& entry, SplitGuid split) {
         requests.push_back({.guid = std::string(split.guid),
                             .groupGuid = std::string(split.groupGuid),
-                            .component = Text(entry, Field::kComponent),
-                            .value = Text(entry, Field::kValue)});
+                            .component = std::string(Text(entry, Field::kComponent)),
+                            .value = std::string(Text(entry, Field::kValue))});
     });
 }
 
 void PropertyMessage::DecodeGetResponses(std::deque<PropertyResponse>& responses) const {
     ForEachEntry(object, Section::kGetResponses, [&](const JsonValue& entry, SplitGuid split) {
         responses.push_back({.groupGuid = std::string(split.groupGuid),
-                             .groupString = Text(entry, Field::kGroupString),
+                             .groupString = std::string(Text(entry, Field::kGroupString)),
                              .guid = std::string(split.guid),
-                             .nameString = Text(entry, Field::kNameString),
-                             .value = Text(entry, Field::kValue),
-                             .status = Text(entry, Field::kStatus),
-                             .component = Text(entry, Field::kComponent),
-                             .componentString = Text(entry, Field::kComponentString)});
+                             .nameString = std::string(Text(entry, Field::kNameString)),
+                             .value = std::string(Text(entry, Field::kValue)),
+                             .status = std::string(Text(entry, Field::kStatus)),
+                             .component = std::string(Text(entry, Field::kComponent)),
+                             .componentString = std::string(Text(entry, Field::kComponentString))});
     });
 }
 

@@ -27,9 +27,13 @@ void* operator new(std::size_t size) {
     return block;
 }
 
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return operator new(size); }
+
 void operator delete(void* block) noexcept {
     vantry::allocations.bytes -= malloc_usable_size(block);
     std::free(block);
 }
 
 void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
+
+void operator delete(void* block, const std::nothrow_t&) noexcept { operator delete(block); }

@@ -12,7 +12,7 @@ namespace vantry {
 namespace {
 
 constexpr std::size_t kLongestText = 4U << 20U;
-constexpr std::size_t kMostMemory = 352U << 20U;
+constexpr std::size_t kMostMemory = 256U << 20U;
 
 /// As often as it fits into the longest text, each piece with a comma behind it but the last.
 std::string Filled(const std::string& opening, const std::string& piece,

@@ -1,7 +1,15 @@
 #include "wire/json/json_escapes.h"
 
 #include <algorithm>
-#include <charconv>
+#include <array>
+#include <bit>
+
+#include "wire/json/byte_block.h"
+
+// What an escape stands for is never longer than the escape, so memory of the text's size is enough
+// for the text without escapes. Bytes between two escapes are copied a block at a time; a block may
+// be written whole although only its begin counts, because as many bytes are left of the memory as
+// of the text.
 
 namespace vantry {
 namespace {
@@ -42,21 +50,41 @@ bool IsHexDigit(char c) {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
-/// The byte that a two-character escape stands for. \u is not among them.
-char Unescaped(char letter) {
-    switch (letter) {
-        case 'b':
-            return '\b';
-        case 'f':
-            return '\f';
-        case 'n':
-            return '\n';
-        case 'r':
-            return '\r';
-        case 't':
-            return '\t';
-        default:
-            return letter;
+std::uint32_t HexValue(char digit) {
+    return static_cast<std::uint32_t>(digit <= '9' ? digit - '0' : (digit | 0x20) - 'a' + 10);
+}
+
+/// By letter, the byte that its two-character escape stands for, or 0. \u is not among them.
+constexpr auto kUnescaped = [] {
+    std::array<char, 256> bytes{};
+    for (const char same : {'"', '\\', '/'}) {
+        bytes[static_cast<unsigned char>(same)] = same;
+    }
+    bytes['b'] = '\b';
+    bytes['f'] = '\f';
+    bytes['n'] = '\n';
+    bytes['r'] = '\r';
+    bytes['t'] = '\t';
+    return bytes;
+}();
+
+char Unescaped(char letter) { return kUnescaped[static_cast<unsigned char>(letter)]; }
+
+/// Copies bytes up to the first backslash; both places move on.
+void CopyPlainBytes(const char*& from, const char* end, char*& to) {
+    while (end - from >= ByteBlock::kBytes) {
+        const ByteBlock block(from);
+        block.CopyTo(to);
+        const std::uint32_t found = block.Find('\\');
+        const std::ptrdiff_t plain = found != 0 ? std::countr_zero(found) : ByteBlock::kBytes;
+        from += plain;
+        to += plain;
+        if (found != 0) {
+            return;
+        }
+    }
+    while (from != end && *from != '\\') {
+        *to++ = *from++;
     }
 }
 
@@ -95,8 +123,7 @@ std::size_t EscapeLength(const char* from, const char* end) {
         return 0;
     }
     if (from[1] != 'u') {
-        constexpr std::string_view kLetters = "\"\\/bfnrt";
-        return kLetters.find(from[1]) != std::string_view::npos ? 2 : 0;
+        return Unescaped(from[1]) != 0 ? 2 : 0;
     }
     const bool whole = end - from >= static_cast<std::ptrdiff_t>(kUnicodeEscape) &&
                        std::all_of(from + 2, from + kUnicodeEscape, IsHexDigit);
@@ -104,31 +131,38 @@ std::size_t EscapeLength(const char* from, const char* end) {
 }
 
 std::string UnescapeJsonString(std::string_view text) {
-    std::string plain;
-    plain.reserve(text.size());
-    while (!text.empty()) {
-        const std::size_t escape = std::min(text.find('\\'), text.size());
-        plain.append(text, 0, escape);
-        text.remove_prefix(escape);
-        if (text.size() < 2) {
-            break;
-        }
-        if (text[1] == 'u') {
-            std::uint32_t unit = 0;
-            std::from_chars(text.data() + 2, text.data() + kUnicodeEscape, unit, 16);
-            AppendUtf8CodePoint(plain, unit);
-            text.remove_prefix(kUnicodeEscape);
-        } else {
-            plain.push_back(Unescaped(text[1]));
-            text.remove_prefix(2);
-        }
-    }
-    plain.resize(std::min(plain.find('\0'), plain.size()));
+    std::string plain(text.size(), '\0');
+    plain.resize(UnescapeTo(plain.data(), text));
     return plain;
 }
 
-void AppendUtf8CodePoint(std::string& text, std::uint32_t unit) {
-    const auto append = [&text](std::uint32_t byte) { text.push_back(static_cast<char>(byte)); };
+std::size_t UnescapeTo(char* memory, std::string_view text) {
+    const char* from = text.data();
+    const char* const end = from + text.size();
+    char* to = memory;
+    for (;;) {
+        CopyPlainBytes(from, end, to);
+        if (from == end) {
+            break;
+        }
+        if (from[1] != 'u') {
+            *to++ = Unescaped(from[1]);
+            from += 2;
+            continue;
+        }
+        const std::uint32_t unit = HexValue(from[2]) << 12U | HexValue(from[3]) << 8U |
+                                   HexValue(from[4]) << 4U | HexValue(from[5]);
+        if (unit == 0) {
+            break;
+        }
+        to = AppendUtf8CodePoint(to, unit);
+        from += kUnicodeEscape;
+    }
+    return static_cast<std::size_t>(to - memory);
+}
+
+char* AppendUtf8CodePoint(char* to, std::uint32_t unit) {
+    const auto append = [&to](std::uint32_t byte) { *to++ = static_cast<char>(byte); };
     if (unit < 0x80) {
         append(unit);
     } else if (unit < 0x800) {
@@ -139,6 +173,7 @@ void AppendUtf8CodePoint(std::string& text, std::uint32_t unit) {
         append(0x80 | ((unit >> 6) & 0x3F));
         append(0x80 | (unit & 0x3F));
     }
+    return to;
 }
 
 }  // namespace vantry

@@ -3,23 +3,31 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "wire/json/json_scanner.h"
+#include "wire/json/json_tree_builder.h"
+
+// A state machine of the grammar that takes one token at a time. For each open container it knows
+// what may come next, so that neither depth nor length of a text costs machine stack.
+//
+// The depth of a text is bounded by counting symbols, as a parser with a stack of 10,000 of them
+// would: a symbol is a bracket, comma, colon, key or value that waits to be put together with what
+// follows. An open array with something in it holds its bracket, the list of what it has so far and
+// the comma; when an element is complete, list, comma and element become the list. So only nesting
+// adds up, and each kind of nesting has a depth of its own at which it is refused.
 
 namespace vantry {
 namespace {
 
 using Token = JsonScanner::Token;
 
-/// Builds the tree while it takes tokens. Containers that are still open stand in the tree
-/// already, each the last of its parent, so nothing moves while something inside it grows.
+/// Checks the order of the tokens and counts symbols; the builder gets the values.
 class JsonParser {
 public:
     explicit JsonParser(std::string_view text) : scanner(text) { open.reserve(16); }
 
-    /// The message of the failure, or null.
+    /// Returns the message of the failure, or null.
     const char* Parse() {
         for (;;) {
             const Token token = scanner.Next();
@@ -36,7 +44,8 @@ public:
         }
     }
 
-    JsonValue root;
+    /// Returns the tree of a text that Parse has taken.
+    JsonValue TakeTree() { return builder.TakeRoot(); }
 
 private:
     /// How many symbols of the grammar may wait to be put together: each bracket, comma, colon and
@@ -48,8 +57,9 @@ private:
     enum class Expect { FirstEntry, Entry, Colon, Value, CommaOrClose };
 
     struct Container {
-        JsonValue* value;
+        JsonTreeBuilder::Mark mark;
         std::uint32_t symbolsBefore;
+        bool isArray;
         Expect expect;
     };
 
@@ -57,10 +67,9 @@ private:
 
     bool Take(Token token) {
         if (open.empty()) {
-            return !rootDone && TakeValue(token, root);
+            return !rootDone && TakeValue(token);
         }
-        return open.back().value->type == JsonType::Array ? TakeInArray(token)
-                                                          : TakeInObject(token);
+        return open.back().isArray ? TakeInArray(token) : TakeInObject(token);
     }
 
     bool TakeInArray(Token token) {
@@ -75,7 +84,7 @@ private:
             return false;
         }
         array.expect = Expect::CommaOrClose;
-        return TakeValue(token, array.value->array.emplace_back());
+        return TakeValue(token);
     }
 
     bool TakeInObject(Token token) {
@@ -92,12 +101,12 @@ private:
         }
         if (object.expect == Expect::Value) {
             object.expect = Expect::CommaOrClose;
-            return TakeValue(token, object.value->object.Append(key));
+            return TakeValue(token);
         }
         const bool isKey = token == Token::String &&
                            (object.expect == Expect::FirstEntry || object.expect == Expect::Entry);
         if (isKey) {
-            key = scanner.Text(unescapedKey);
+            builder.AddKey(scanner.string);
             object.expect = Expect::Colon;
             ++symbols;
             if (scanner.TakeIf(':')) {
@@ -114,7 +123,7 @@ private:
             return false;
         }
         ++symbols;
-        container.expect = container.value->type == JsonType::Array ? Expect::Value : Expect::Entry;
+        container.expect = container.isArray ? Expect::Value : Expect::Entry;
         return true;
     }
 
@@ -135,34 +144,38 @@ private:
         if (symbols > kMaximumSymbols) {
             return true;
         }
-        container.value->object.SortAppended();
+        if (container.isArray) {
+            builder.CloseArray(container.mark);
+        } else {
+            builder.CloseObject(container.mark);
+        }
         open.pop_back();
         FinishValue();
         return true;
     }
 
-    bool TakeValue(Token token, JsonValue& target) {
+    bool TakeValue(Token token) {
         switch (token) {
             case Token::OpenArray:
-                Open(target, JsonType::Array);
-                return true;
             case Token::OpenObject:
-                Open(target, JsonType::Object);
+                open.push_back(
+                    {builder.Open(), symbols, token == Token::OpenArray, Expect::FirstEntry});
+                ++symbols;
                 return true;
             case Token::String:
-                target.type = JsonType::String;
-                target.string = scanner.Text(unescaped);
+                builder.Add(scanner.string);
                 break;
             case Token::Integer:
-                target = scanner.integer;
+                builder.Add(scanner.integer);
                 break;
             case Token::Float:
-                target = scanner.real;
+                builder.Add(scanner.real);
                 break;
             case Token::Bool:
-                target = scanner.boolean;
+                builder.Add(scanner.boolean);
                 break;
             case Token::Null:
+                builder.AddNull();
                 break;
             default:
                 return false;
@@ -171,12 +184,6 @@ private:
             FinishValue();
         }
         return true;
-    }
-
-    void Open(JsonValue& target, JsonType type) {
-        target.type = type;
-        open.push_back({&target, symbols, Expect::FirstEntry});
-        ++symbols;
     }
 
     void FinishValue() {
@@ -191,10 +198,8 @@ private:
     }
 
     JsonScanner scanner;
+    JsonTreeBuilder builder;
     std::vector<Container> open;
-    std::string_view key;
-    std::string unescapedKey;
-    std::string unescaped;
     std::uint32_t symbols = 0;
     bool rootDone = false;
 };
@@ -206,7 +211,7 @@ std::string_view ParseJson(std::string_view text, JsonValue& value) {
     if (const char* const failure = parser.Parse()) {
         return failure;
     }
-    value = std::move(parser.root);
+    value = parser.TakeTree();
     return {};
 }
 

@@ -1,36 +1,35 @@
 #include "wire/json/json_scanner.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <limits>
 
+#include "wire/json/byte_block.h"
 #include "wire/json/json_escapes.h"
+
+// The rules are simple enough for one look at the first byte of a token. Two of them need care.
+//
+// Longest match: a rule that fails half way must leave the scanner where the longest shorter match
+// ends. Only strings, words and exponents can fail like that. A string or a word that fails has no
+// shorter match, so its first byte is skipped and scanning goes on behind it; an exponent that
+// fails isn't part of its number.
+//
+// Linear time: a string that turns out to be broken gives its whole content back, and each quote in
+// it could start the next attempt. But every quote that such an attempt passed is an escaped one,
+// and an attempt from there would pass the same bytes and end at the same place. The scanner
+// remembers that place and begins no string before it.
 
 namespace vantry {
 namespace {
 
-/// Sixteen bytes that the compiler compares at once, on whatever processor.
-using Block = unsigned char __attribute__((vector_size(16)));
-
-/// The first double quote or backslash, a block at a time.
+/// Returns the first double quote or backslash, or `end`.
 const char* FindQuoteOrBackslash(const char* from, const char* end) {
-    constexpr std::ptrdiff_t kBlockBytes = sizeof(Block);
-    if constexpr (std::endian::native == std::endian::little) {
-        for (; end - from >= kBlockBytes; from += kBlockBytes) {
-            Block block;
-            std::memcpy(&block, from, sizeof block);
-            const auto found = std::bit_cast<std::array<std::uint64_t, 2>>(
-                static_cast<Block>((block == '"') | (block == '\\')));
-            if (found[0] != 0) {
-                return from + std::countr_zero(found[0]) / 8;
-            }
-            if (found[1] != 0) {
-                return from + 8 + std::countr_zero(found[1]) / 8;
-            }
+    for (; end - from >= ByteBlock::kBytes; from += ByteBlock::kBytes) {
+        const ByteBlock block(from);
+        if (const std::uint32_t found = block.Find('"') | block.Find('\\')) {
+            return from + std::countr_zero(found);
         }
     }
     return std::find_if(from, end, [](char c) { return c == '"' || c == '\\'; });
@@ -44,7 +43,7 @@ const char* SkipDigits(const char* from, const char* end) {
 
 bool IsSign(const char* at, const char* end) { return at != end && (*at == '+' || *at == '-'); }
 
-/// Behind the exponent that stands at `from`, or `from` if none does.
+/// Returns what is behind the exponent that stands at `from`, or `from` if none does.
 const char* SkipExponent(const char* from, const char* end) {
     if (from == end || (*from != 'e' && *from != 'E')) {
         return from;
@@ -54,7 +53,8 @@ const char* SkipExponent(const char* from, const char* end) {
     return behind == digits ? from : behind;
 }
 
-/// As atoi on a 64-bit machine: what doesn't fit is cut to its low 32 bits behind saturation.
+/// Returns what atoi does on a 64-bit machine: a number that 64 bits don't hold becomes the largest
+/// or smallest one that they do, and of that the low 32 bits count, with their sign.
 std::int64_t ToInteger(const char* from, const char* end) {
     const bool negative = *from == '-';
     std::int64_t number = 0;
@@ -65,14 +65,15 @@ std::int64_t ToInteger(const char* from, const char* end) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(number));
 }
 
-/// The power of ten of the first digit that isn't 0, as in 1.5 * 10^power. An exponent that no
-/// 64-bit integer holds counts as the largest one of its sign.
-std::int64_t PowerOfTen(std::string_view number) {
+/// Returns how far the first digit that isn't 0 stands in front of the point, or if negative behind
+/// it, once the exponent has moved the point. An exponent that no 64-bit integer holds counts as a
+/// very large one.
+std::int64_t DigitsInFront(std::string_view number) {
     const std::size_t behindDigits = std::min(number.find_first_of("eE"), number.size());
     const std::string_view digits = number.substr(0, behindDigits);
     const std::size_t point = std::min(digits.find('.'), digits.size());
     const std::size_t first = std::min(digits.find_first_of("123456789"), digits.size());
-    const auto power = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(first);
+    const auto inFront = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(first);
 
     std::string_view exponent = number.substr(std::min(behindDigits + 1, number.size()));
     const bool negative = exponent.starts_with('-');
@@ -82,17 +83,18 @@ std::int64_t PowerOfTen(std::string_view number) {
         std::errc::result_out_of_range) {
         shift = std::numeric_limits<std::int32_t>::max() * std::int64_t{1024};
     }
-    return power + (negative ? -shift : shift);
+    return inFront + (negative ? -shift : shift);
 }
 
-/// As atof, whatever the locale; 0 for the short forms that hold no number.
+/// Returns what atof does in the plain locale: infinity for a number that is too large, and 0 for
+/// one that is too small and for the short forms that hold no digit.
 double ToReal(const char* from, const char* end) {
     double number = 0;
     const auto result = std::from_chars(*from == '+' ? from + 1 : from, end, number);
     if (result.ec != std::errc::result_out_of_range) {
         return number;
     }
-    const bool small = PowerOfTen({from, static_cast<std::size_t>(end - from)}) < 0;
+    const bool small = DigitsInFront({from, static_cast<std::size_t>(end - from)}) < 0;
     return std::copysign(small ? 0.0 : HUGE_VAL, *from == '-' ? -1.0 : 1.0);
 }
 
@@ -170,7 +172,7 @@ bool JsonScanner::ScanDoubleQuoted() {
     if (at < noStringBefore) {
         return false;
     }
-    hasEscapes = false;
+    bool hasEscapes = false;
     const char* place = FindQuoteOrBackslash(at + 1, end);
     while (place != end && *place == '\\') {
         const std::size_t length = EscapeLength(place, end);
@@ -181,12 +183,10 @@ bool JsonScanner::ScanDoubleQuoted() {
         place = FindQuoteOrBackslash(place + length, end);
     }
     if (place == end || *place != '"') {
-        // Every quote up to here is an escaped one, and an attempt from there would meet the same
-        // bytes and fail at the same place.
         noStringBefore = place;
         return false;
     }
-    raw = {at + 1, place};
+    string = {{at + 1, place}, hasEscapes};
     at = place + 1;
     return true;
 }
@@ -196,8 +196,7 @@ bool JsonScanner::ScanSingleQuoted() {
     if (closing == end) {
         return false;
     }
-    hasEscapes = false;
-    raw = {at + 1, closing};
+    string = {{at + 1, closing}, false};
     at = closing + 1;
     return true;
 }
@@ -232,14 +231,6 @@ bool JsonScanner::ScanWord(std::string_view word) {
     }
     at += word.size();
     return true;
-}
-
-std::string_view JsonScanner::Text(std::string& unescaped) const {
-    if (!hasEscapes) {
-        return raw;
-    }
-    unescaped = UnescapeJsonString(raw);
-    return unescaped;
 }
 
 }  // namespace vantry

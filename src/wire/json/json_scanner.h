@@ -1,10 +1,16 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 namespace vantry {
+
+/// A string as it stands between its quotes in the text.
+struct JsonRawText {
+    std::string_view raw;
+    /// Only good ones, which UnescapeJsonString undoes.
+    bool hasEscapes = false;
+};
 
 /// Cuts text into the tokens of the hub's own language, which is wider and narrower than JSON.
 ///
@@ -44,10 +50,8 @@ public:
         return true;
     }
 
-    /// Of the last token, if it was a string: its bytes. They stand in the text itself, or in
-    /// `unescaped` if escapes had to be undone.
-    std::string_view Text(std::string& unescaped) const;
-    /// Of the last token, if it was of such a type.
+    /// The value of the last token, in the field for its type.
+    JsonRawText string;
     std::int64_t integer = 0;
     double real = 0;
     bool boolean = false;
@@ -67,8 +71,6 @@ private:
     const char* const end;
     /// A double quote before this place begins no string: an attempt that came by has failed.
     const char* noStringBefore;
-    std::string_view raw;
-    bool hasEscapes = false;
 };
 
 }  // namespace vantry

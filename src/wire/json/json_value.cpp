@@ -2,57 +2,51 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
+
+// A tree is made of blocks: each array or object that isn't empty has one, which holds its elements
+// and, if the reader made it, the bytes of their keys and strings. An element refers to the block
+// below it and to nothing above, so any part of a tree can be moved out or destroyed by itself.
+//
+// A text from outside may nest ten thousand deep, so nothing here recurses. Copying keeps a list of
+// the values that still lack their children. Destroying needs no memory at all: a block that is
+// being destroyed no longer needs its capacity, and remembers in its place the block that led to
+// it, while its size counts the elements that are left.
 
 namespace vantry {
 
 JsonValue& JsonObject::operator[](std::string_view key) {
-    const auto place = Place(key);
-    if (place == members.end()) {
-        return members.emplace_back(key).value;
-    }
-    return place->key == key ? place->value : members.emplace(place, key)->value;
+    JsonMember* const place = Place(key);
+    return place != end() && place->key == key ? place->value : InsertAt(place, key, {}).value;
 }
 
-void JsonObject::insert(std::string key, JsonValue value) {
-    const auto place = Place(key);
-    if (place == members.end()) {
-        members.emplace_back(std::move(key), std::move(value));
-    } else if (place->key != key) {
-        members.emplace(place, std::move(key), std::move(value));
+void JsonObject::insert(std::string_view key, JsonValue value) {
+    JsonMember* const place = Place(key);
+    if (place == end() || !(place->key == key)) {
+        InsertAt(place, key, std::move(value));
     }
 }
 
 void JsonObject::clear() { members.clear(); }
 
-JsonValue& JsonObject::Append(std::string_view key) { return members.emplace_back(key).value; }
-
-void JsonObject::SortAppended() {
-    const auto outOfOrder = [](const JsonMember& one, const JsonMember& next) {
-        return one.key >= next.key;
-    };
-    if (std::adjacent_find(members.begin(), members.end(), outOfOrder) == members.end()) {
-        return;
-    }
-    std::stable_sort(
-        members.begin(), members.end(),
-        [](const JsonMember& one, const JsonMember& other) { return one.key < other.key; });
-    members.erase(std::unique(members.begin(), members.end(),
-                              [](const JsonMember& first, const JsonMember& next) {
-                                  return first.key == next.key;
-                              }),
-                  members.end());
-}
-
 void JsonObject::reserve(std::size_t count) { members.reserve(count); }
 
-std::vector<JsonMember>::iterator JsonObject::Place(std::string_view key) {
+JsonMember* JsonObject::Place(std::string_view key) {
+    const auto isLess = [](const JsonMember& member, std::string_view wanted) {
+        return std::string_view(member.key) < wanted;
+    };
     // Keys mostly come in order.
-    if (members.empty() || members.back().key < key) {
-        return members.end();
+    if (empty() || isLess(members.back(), key)) {
+        return end();
     }
-    return std::lower_bound(
-        members.begin(), members.end(), key,
-        [](const JsonMember& member, std::string_view wanted) { return member.key < wanted; });
+    return std::lower_bound(begin(), end(), key, isLess);
+}
+
+JsonMember& JsonObject::InsertAt(JsonMember* place, std::string_view key, JsonValue value) {
+    const std::ptrdiff_t before = place - begin();
+    members.emplace_back(key, std::move(value));
+    std::rotate(begin() + before, end() - 1, end());
+    return begin()[before];
 }
 
 const JsonValue* FindKey(const JsonObject& object, std::string_view key) {
@@ -70,7 +64,8 @@ bool HasKey(const JsonObject& object, std::string_view key, const JsonValue*& no
     return found != nullptr;
 }
 
-JsonValue::JsonValue(JsonValue&& other) noexcept : type(other.type) {
+void JsonValue::Transfer(JsonValue& other) noexcept {
+    type = other.type;
     switch (type) {
         case JsonType::Integer:
             integer = other.integer;
@@ -83,58 +78,33 @@ JsonValue::JsonValue(JsonValue&& other) noexcept : type(other.type) {
             break;
         case JsonType::String:
             string = std::move(other.string);
-            other.string.clear();
             break;
         case JsonType::Object:
-            std::swap(object, other.object);
+            object = std::move(other.object);
             break;
         case JsonType::Array:
-            array.swap(other.array);
+            array = std::move(other.array);
             break;
         case JsonType::Null:
             break;
     }
 }
 
+JsonValue::JsonValue(JsonValue&& other) noexcept { Transfer(other); }
+
 JsonValue& JsonValue::operator=(JsonValue&& other) noexcept {
-    if (this == &other) {
-        return *this;
-    }
-    // Taken out first: the source may lie inside what the target lets go.
+    // The source may lie inside what the target lets go, so it is taken out first.
     JsonValue taken(std::move(other));
-    type = taken.type;
-    switch (type) {
-        case JsonType::Integer:
-            integer = taken.integer;
-            break;
-        case JsonType::Float:
-            real = taken.real;
-            break;
-        case JsonType::Bool:
-            boolean = taken.boolean;
-            break;
-        case JsonType::String:
-            string.swap(taken.string);
-            break;
-        case JsonType::Object:
-            std::swap(object, taken.object);
-            break;
-        case JsonType::Array:
-            array.swap(taken.array);
-            break;
-        case JsonType::Null:
-            break;
-    }
+    Transfer(taken);
     return *this;
 }
 
 JsonValue::JsonValue(const JsonValue& other) { *this = other; }
 
 JsonValue& JsonValue::operator=(const JsonValue& other) {
-    // A copy is made beside the target, level by level from a list of work instead of by
-    // recursion: `from` was copied without its children to the fresh value `to`.
     struct Work {
         const JsonValue* from;
+        /// A value that was made anew.
         JsonValue* to;
     };
     JsonValue copy;
@@ -146,70 +116,52 @@ JsonValue& JsonValue::operator=(const JsonValue& other) {
         if (from->type == JsonType::String) {
             to->string = from->string;
         } else if (from->type == JsonType::Object) {
+            // No element moves any more once there is room for all.
             to->object.reserve(from->object.size());
             for (const JsonMember& member : from->object) {
-                to->object[member.key];
-            }
-            auto target = to->object.begin();
-            for (const JsonMember& member : from->object) {
-                work.push_back({&member.value, &(target++)->value});
+                work.push_back({&member.value, &to->object[member.key]});
             }
         } else if (from->type == JsonType::Array) {
-            to->array.resize(from->array.size());
-            for (std::size_t place = 0; place < from->array.size(); ++place) {
-                work.push_back({&from->array[place], &to->array[place]});
+            to->array.reserve(from->array.size());
+            for (const JsonValue& element : from->array) {
+                work.push_back({&element, &to->array.emplace_back()});
             }
         } else {
             to->integer = from->integer;
-            to->real = from->real;
             to->boolean = from->boolean;
         }
     }
     return *this = std::move(copy);
 }
 
-void JsonValue::DestroyChildren() {
-    // Trees are mostly flat, and letting them go by recursion is fastest; a deep one goes on from a
-    // list of work, so that its depth costs no machine stack.
-    thread_local int depth = 0;
-    constexpr int kDeepest = 32;
-    if (depth == kDeepest) {
-        Flatten();
-    }
-    ++depth;
-    object.clear();
-    array.clear();
-    --depth;
-}
-
-void JsonValue::Flatten() {
-    // Whoever has children hands them to the heap before it goes, so no destructor finds any.
-    JsonArray heap;
-    MoveChildrenTo(heap);
-    while (!heap.empty()) {
-        JsonValue last = std::move(heap.back());
-        heap.pop_back();
-        last.MoveChildrenTo(heap);
-    }
-}
-
-void JsonValue::MoveChildrenTo(JsonArray& heap) {
-    const auto give = [&heap](JsonValue& child) {
-        if (child.HasChildren()) {
-            JsonValue shell;
-            std::swap(shell.object, child.object);
-            std::swap(shell.array, child.array);
-            // Only what the tag selects moves, so each container travels under its own tag.
-            if (!shell.object.empty()) {
-                heap.emplace_back(std::exchange(shell.object, {}));
-            }
-            if (!shell.array.empty()) {
-                heap.emplace_back(std::exchange(shell.array, {}));
-            }
+void JsonBlock::Destroy(JsonBlock* block) noexcept {
+    block->parent = nullptr;
+    while (block != nullptr) {
+        if (block->size == 0) {
+            JsonBlock* const done = std::exchange(block, block->parent);
+            ::operator delete(done);
+            continue;
         }
-    };
-    std::for_each(array.begin(), array.end(), give);
-    std::for_each(object.begin(), object.end(), [&](JsonMember& child) { give(child.value); });
+        const std::uint32_t last = block->size - 1;
+        JsonMember* const member =
+            block->holdsMembers ? block->Elements<JsonMember>() + last : nullptr;
+        JsonValue* const value =
+            member != nullptr ? &member->value : block->Elements<JsonValue>() + last;
+        JsonBlock* below = std::exchange(value->object.members.block, nullptr);
+        if (below == nullptr) {
+            below = std::exchange(value->array.block, nullptr);
+        }
+        if (below != nullptr) {
+            below->parent = std::exchange(block, below);
+            continue;
+        }
+        if (member != nullptr) {
+            member->~JsonMember();
+        } else {
+            value->~JsonValue();
+        }
+        block->size = last;
+    }
 }
 
 }  // namespace vantry

@@ -5,7 +5,9 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
+
+#include "wire/json/json_list.h"
+#include "wire/json/json_text.h"
 
 namespace vantry {
 
@@ -15,38 +17,38 @@ class JsonValue;
 struct JsonMember;
 
 /// An array of values in the order of insertion.
-using JsonArray = std::vector<JsonValue>;
+using JsonArray = JsonList<JsonValue>;
 
 /// Values by key. Keys are unique and ordered by their bytes as unsigned numbers, a prefix before
 /// the longer key; that is the order of iteration and output, whatever the order of insertion.
-/// Kept as one block, because messages are small and built in key order.
+/// Inserting in the order of the keys is cheap; out of order, each insertion moves all greater
+/// members.
 class JsonObject {
 public:
-    /// The value under the key; a missing key is inserted with a Null value first.
+    /// Returns the value under the key; a missing key is inserted with a Null value first.
     JsonValue& operator[](std::string_view key);
     /// Inserts if the key is absent. If it is present, its value stays and `value` is dropped.
-    void insert(std::string key, JsonValue value);
+    void insert(std::string_view key, JsonValue value);
     void clear();
     void reserve(std::size_t count);
 
-    /// Adds a Null value behind all others without looking at the order or for an equal key.
-    /// Whoever appends calls SortAppended before anybody else looks at the object.
-    JsonValue& Append(std::string_view key);
-    /// Puts appended members into the order of their keys and drops all but the first of equal
-    /// keys, in n log n steps, or in n if they came in order.
-    void SortAppended();
-
     std::size_t size() const;
     bool empty() const;
-    std::vector<JsonMember>::iterator begin();
-    std::vector<JsonMember>::iterator end();
-    std::vector<JsonMember>::const_iterator begin() const;
-    std::vector<JsonMember>::const_iterator end() const;
+    JsonMember* begin();
+    JsonMember* end();
+    const JsonMember* begin() const;
+    const JsonMember* end() const;
 
 private:
-    std::vector<JsonMember>::iterator Place(std::string_view key);
+    friend struct JsonBlock;
+    friend class JsonTreeBuilder;
 
-    std::vector<JsonMember> members;
+    /// The first member whose key isn't less than `key`.
+    JsonMember* Place(std::string_view key);
+    /// Adds a member in front of `place`.
+    JsonMember& InsertAt(JsonMember* place, std::string_view key, JsonValue value);
+
+    JsonList<JsonMember> members;
 };
 
 /// One JSON value of any type: a record with a member for each, of which the tag selects one.
@@ -58,76 +60,64 @@ private:
 /// value keeps its tag. However deep a tree is, copying and destroying it takes no machine stack.
 class JsonValue {
 public:
-    JsonValue();
-    JsonValue(std::int64_t number);
-    JsonValue(double number);
-    JsonValue(bool truth);
-    JsonValue(std::string text);
-    /// Without this one a literal would be a truth.
-    JsonValue(const char* text);
-    JsonValue(JsonObject members);
-    JsonValue(JsonArray elements);
+    JsonValue() = default;
+    JsonValue(std::int64_t number) : integer(number), type(JsonType::Integer) {}
+    JsonValue(double number) : real(number), type(JsonType::Float) {}
+    JsonValue(bool truth) : boolean(truth), type(JsonType::Bool) {}
+    JsonValue(JsonText text) : string(std::move(text)), type(JsonType::String) {}
+    JsonValue(std::string_view text) : string(text), type(JsonType::String) {}
+    // Without the next two, a std::string wouldn't convert, and a literal would be a truth.
+    JsonValue(const std::string& text) : JsonValue(std::string_view(text)) {}
+    JsonValue(const char* text) : JsonValue(std::string_view(text)) {}
+    JsonValue(JsonObject members) : object(std::move(members)), type(JsonType::Object) {}
+    JsonValue(JsonArray elements) : array(std::move(elements)), type(JsonType::Array) {}
 
     JsonValue(const JsonValue& other);
     JsonValue(JsonValue&& other) noexcept;
     JsonValue& operator=(const JsonValue& other);
     JsonValue& operator=(JsonValue&& other) noexcept;
-    ~JsonValue();
+    ~JsonValue() = default;
 
-    // The small ones last: a message has thousands of these.
-    double real = 0;
-    std::int64_t integer = 0;
-    std::string string;
+    // A large message has millions of values, so the numbers share their place.
+    union {
+        double real;
+        std::int64_t integer = 0;
+    };
+    JsonText string;
     JsonObject object;
     JsonArray array;
     bool boolean = false;
     JsonType type = JsonType::Null;
 
 private:
-    bool HasChildren() const;
-    void DestroyChildren();
-    void Flatten();
-    void MoveChildrenTo(JsonArray& heap);
+    void Transfer(JsonValue& other) noexcept;
 };
 
 struct JsonMember {
     explicit JsonMember(std::string_view name) : key(name) {}
-    JsonMember(std::string name, JsonValue content)
-        : key(std::move(name)), value(std::move(content)) {}
+    JsonMember(std::string_view name, JsonValue content) : key(name), value(std::move(content)) {}
 
-    std::string key;
+    JsonText key;
     JsonValue value;
+
+private:
+    friend class JsonTreeBuilder;
+    JsonMember() = default;
 };
 
-/// The value under `key`, or nothing. Never inserts, so it is the test for a key.
+/// Returns the value under `key`, or null if there is none. Never inserts, so it is the test for a
+/// key.
 const JsonValue* FindKey(const JsonObject& object, std::string_view key);
 /// True, and `node` points to the value, if the object has the key; else `node` stays.
 bool HasKey(const JsonObject& object, std::string_view key, const JsonValue*& node);
 
-// What needs to know how long a member is.
+// Inline definitions that need JsonMember to be complete.
 
 inline std::size_t JsonObject::size() const { return members.size(); }
 inline bool JsonObject::empty() const { return members.empty(); }
-inline std::vector<JsonMember>::iterator JsonObject::begin() { return members.begin(); }
-inline std::vector<JsonMember>::iterator JsonObject::end() { return members.end(); }
-inline std::vector<JsonMember>::const_iterator JsonObject::begin() const { return members.begin(); }
-inline std::vector<JsonMember>::const_iterator JsonObject::end() const { return members.end(); }
-
-inline JsonValue::JsonValue() = default;
-inline JsonValue::JsonValue(std::int64_t number) : integer(number), type(JsonType::Integer) {}
-inline JsonValue::JsonValue(double number) : real(number), type(JsonType::Float) {}
-inline JsonValue::JsonValue(bool truth) : boolean(truth), type(JsonType::Bool) {}
-inline JsonValue::JsonValue(std::string text) : string(std::move(text)), type(JsonType::String) {}
-inline JsonValue::JsonValue(const char* text) : JsonValue(std::string(text)) {}
-inline JsonValue::JsonValue(JsonObject members)
-    : object(std::move(members)), type(JsonType::Object) {}
-inline JsonValue::JsonValue(JsonArray elements)
-    : array(std::move(elements)), type(JsonType::Array) {}
-inline JsonValue::~JsonValue() {
-    if (HasChildren()) {
-        DestroyChildren();
-    }
-}
-inline bool JsonValue::HasChildren() const { return !object.empty() || !array.empty(); }
+inline JsonMember* JsonObject::begin() { return members.begin(); }
+inline JsonMember* JsonObject::end() { return members.end(); }
+inline const JsonMember* JsonObject::begin() const { return members.begin(); }
+inline const JsonMember* JsonObject::end() const { return members.end(); }
 
 }  // namespace vantry

@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <limits>
+#include <string_view>
 #include <vector>
 
 namespace vantry {
@@ -21,7 +22,7 @@ void AppendNumber(std::string& text, Number number, Format... format) {
     text.append(digits.data(), result.ptr);
 }
 
-void AppendQuoted(std::string& text, const std::string& content) {
+void AppendQuoted(std::string& text, std::string_view content) {
     text += '"';
     text += content;
     text += '"';
@@ -73,8 +74,7 @@ private:
                 Begin((*container.array)[place]);
                 continue;
             }
-            const JsonMember& member =
-                container.object->begin()[static_cast<std::ptrdiff_t>(place)];
+            const JsonMember& member = container.object->begin()[place];
             AppendQuoted(text, member.key);
             text += ": ";
             Begin(member.value);

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace vantry {
+
+/// Sixteen bytes that are compared at once where the processor can.
+class ByteBlock {
+public:
+    static constexpr std::ptrdiff_t kBytes = 16;
+
+    explicit ByteBlock(const char* from) { std::memcpy(&bytes, from, sizeof bytes); }
+
+    void CopyTo(char* to) const { std::memcpy(to, &bytes, sizeof bytes); }
+    /// Returns a mask whose bit n says whether byte n is `wanted`.
+    std::uint32_t Find(char wanted) const {
+#ifdef __SSE2__
+        const __m128i equal = _mm_cmpeq_epi8(bytes, _mm_set1_epi8(wanted));
+        return static_cast<std::uint32_t>(_mm_movemask_epi8(equal));
+#else
+        std::uint32_t mask = 0;
+        for (std::uint32_t place = 0; place < kBytes; ++place) {
+            mask |= static_cast<std::uint32_t>(bytes[place] == wanted) << place;
+        }
+        return mask;
+#endif
+    }
+
+private:
+#ifdef __SSE2__
+    __m128i bytes;
+#else
+    char bytes[kBytes];
+#endif
+};
+
+}  // namespace vantry

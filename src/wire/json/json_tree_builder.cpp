@@ -1,0 +1,203 @@
+#include "wire/json/json_tree_builder.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "wire/json/json_escapes.h"
+
+// Values wait in one stack, small and without memory of their own, until their container is closed.
+// Only then is it known how many they are and how long their texts, so that the container gets one
+// block of exactly the size that it needs: one allocation for the elements, their keys and their
+// strings. The texts of a container mostly stand close together, with little but quotes and commas
+// between them; then the stretch of text from the first to the last is copied as one, and each text
+// refers to its part of the copy. If too much stands between them, as it does when a child has long
+// texts, each is copied by itself, or else the innermost texts of a deep tree would be copied once
+// for each level.
+
+namespace vantry {
+
+/// Hands out the bytes behind the elements of a block to texts.
+class JsonTreeBuilder::TextPlace {
+public:
+    TextPlace() = default;
+    /// Looks at the texts of all entries, and at their keys if they will be members. `together`
+    /// says that all of them are parts of one text.
+    TextPlace(const Entry* from, const Entry* end, bool areMembers, bool together) {
+        const char* first = nullptr;
+        const char* last = nullptr;
+        const auto add = [&](std::string_view text) {
+            if (!text.empty()) {
+                const char* const behind = text.data() + text.size();
+                first = size == 0 ? text.data() : std::min(first, text.data());
+                last = size == 0 ? behind : std::max(last, behind);
+                size += text.size();
+            }
+        };
+        for (; from != end; ++from) {
+            if (areMembers) {
+                add(from->key);
+            }
+            add(from->Text());
+        }
+        // Twice is plenty for the texts of a protocol, and keeps memory in proportion.
+        if (together && static_cast<std::size_t>(last - first) <= 2 * size) {
+            source = first;
+            size = static_cast<std::size_t>(last - first);
+        }
+    }
+
+    std::size_t Size() const { return size; }
+    void SetTarget(char* memory) {
+        target = memory;
+        if (source != nullptr) {
+            std::memcpy(target, source, size);
+        }
+    }
+    /// Returns where the bytes of the text stand now.
+    char* Place(std::string_view text) {
+        if (text.empty()) {
+            return target;
+        }
+        if (source != nullptr) {
+            return target + (text.data() - source);
+        }
+        char* const place = target;
+        target = std::copy(text.begin(), text.end(), place);
+        return place;
+    }
+
+private:
+    std::size_t size = 0;
+    /// The begin of the stretch of text that was copied as one, or null.
+    const char* source = nullptr;
+    char* target = nullptr;
+};
+
+JsonTreeBuilder::~JsonTreeBuilder() {
+    std::for_each(entries.begin(), entries.end(), DestroyChildren);
+}
+
+void JsonTreeBuilder::AddKey(const JsonRawText& text) {
+    key = text.hasEscapes ? unescapedKeys.emplace_front(UnescapeJsonString(text.raw)) : text.raw;
+}
+
+JsonTreeBuilder::Entry& JsonTreeBuilder::Append(JsonType type) {
+    Entry& entry = entries.emplace_back();
+    entry.key = key;
+    entry.type = type;
+    return entry;
+}
+
+void JsonTreeBuilder::Add(const JsonRawText& text) {
+    Entry& entry = Append(JsonType::String);
+    entry.text = text.raw.data();
+    entry.textLength = text.raw.size();
+    entry.hasEscapes = text.hasEscapes;
+}
+
+void JsonTreeBuilder::CloseArray(const Mark& mark) { Close<JsonValue>(mark, JsonType::Array); }
+
+void JsonTreeBuilder::CloseObject(const Mark& mark) {
+    SortMembers(mark.firstChild);
+    Close<JsonMember>(mark, JsonType::Object);
+}
+
+void JsonTreeBuilder::SortMembers(std::size_t firstChild) {
+    const auto first = entries.begin() + static_cast<std::ptrdiff_t>(firstChild);
+    const auto isOutOfOrder = [](const Entry& one, const Entry& next) {
+        return one.key >= next.key;
+    };
+    if (std::adjacent_find(first, entries.end(), isOutOfOrder) == entries.end()) {
+        return;
+    }
+    std::stable_sort(first, entries.end(),
+                     [](const Entry& one, const Entry& other) { return one.key < other.key; });
+    auto kept = first;
+    for (auto next = first + 1; next != entries.end(); ++next) {
+        if (next->key == kept->key) {
+            DestroyChildren(*next);
+        } else {
+            *++kept = *next;
+        }
+    }
+    entries.erase(kept + 1, entries.end());
+}
+
+template <typename Element>
+void JsonTreeBuilder::Close(const Mark& mark, JsonType type) {
+    JsonBlock* block = nullptr;
+    if (const std::size_t count = entries.size() - mark.firstChild; count != 0) {
+        const Entry* const first = entries.data() + mark.firstChild;
+        constexpr bool kAreMembers = std::is_same_v<Element, JsonMember>;
+        TextPlace place(first, first + count, kAreMembers, unescapedKeys.empty());
+        block = JsonBlock::Make<Element>(count, place.Size());
+        auto* element = block->template Elements<Element>();
+        place.SetTarget(reinterpret_cast<char*>(element + count));
+        for (const Entry* entry = first; entry != first + count; ++entry, ++element) {
+            if constexpr (kAreMembers) {
+                auto* const member = new (element) JsonMember;
+                member->key.Borrow(place.Place(entry->key), entry->key.size());
+                Fill(member->value, *entry, place);
+            } else {
+                Fill(*new (element) JsonValue, *entry, place);
+            }
+        }
+        block->size = static_cast<std::uint32_t>(count);
+        entries.resize(mark.firstChild);
+    }
+    key = mark.key;
+    Append(type).block = block;
+}
+
+void JsonTreeBuilder::DestroyChildren(const Entry& entry) {
+    const bool isContainer = entry.type == JsonType::Object || entry.type == JsonType::Array;
+    if (isContainer && entry.block != nullptr) {
+        JsonBlock::Destroy(entry.block);
+    }
+}
+
+JsonValue JsonTreeBuilder::TakeRoot() {
+    const Entry root = entries.back();
+    entries.clear();
+    JsonValue value;
+    if (root.type != JsonType::String) {
+        TextPlace none;
+        Fill(value, root, none);
+    } else {
+        value =
+            root.hasEscapes ? JsonValue(UnescapeJsonString(root.Text())) : JsonValue(root.Text());
+    }
+    return value;
+}
+
+void JsonTreeBuilder::Fill(JsonValue& value, const Entry& entry, TextPlace& place) {
+    value.type = entry.type;
+    switch (entry.type) {
+        case JsonType::String: {
+            char* const text = place.Place(entry.Text());
+            const std::size_t length =
+                entry.hasEscapes ? UnescapeTo(text, entry.Text()) : entry.textLength;
+            value.string.Borrow(text, length);
+            break;
+        }
+        case JsonType::Object:
+            value.object.members.block = entry.block;
+            break;
+        case JsonType::Array:
+            value.array.block = entry.block;
+            break;
+        case JsonType::Float:
+            value.real = entry.real;
+            break;
+        case JsonType::Bool:
+            value.boolean = entry.boolean;
+            break;
+        case JsonType::Integer:
+        case JsonType::Null:
+            value.integer = entry.integer;
+            break;
+    }
+}
+
+}  // namespace vantry
