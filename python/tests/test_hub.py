@@ -245,8 +245,8 @@ class Asyncio(HubTestCase):
                 speed = fan.number("Speed", 0, turn)
                 await owner.announce(fan)
                 async with other.changes(group=speed.group) as changes:
+                    values = [(await changes.next()).property.number]
                     await other.write("Fans/Speed", 5)
-                    values = []
                     async for change in changes:
                         values.append(change.property.number)
                         if change.property.number == 6:
