@@ -16,7 +16,7 @@ class RawSocket {
 public:
     static client::Result<std::unique_ptr<RawSocket>> Connect(const client::Endpoint& endpoint,
                                                               std::uint32_t milliseconds) {
-        auto connected = client::FrameSocket::Connect(endpoint, milliseconds);
+        auto connected = client::FrameSocket::Connect(endpoint, client::Deadline::In(milliseconds));
         if (!connected) {
             return connected.error();
         }
@@ -38,10 +38,10 @@ public:
     };
     /// The next message; none if nothing begins to come within the time.
     Received Receive(std::uint32_t milliseconds) {
-        if (!socket->WaitToReceive(milliseconds)) {
+        if (!socket->WaitToReceive(client::Deadline::In(milliseconds))) {
             return {std::nullopt, false};
         }
-        auto text = socket->ReceiveText(client::FrameSocket::kForever);
+        auto text = socket->ReceiveText(client::Deadline::Never());
         return text ? Received{std::move(*text), false} : Received{std::nullopt, true};
     }
 

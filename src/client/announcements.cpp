@@ -1,42 +1,42 @@
+// What this program owns, and what of it the hub is to be told.
+//
+// A change is first entered here and then told: whoever finds the connection up takes all that is
+// to be told and sends it. So a change that is made while there is no connection, or while one is
+// being restored, is kept until somebody can tell it, and of several changes of one property the
+// latest goes out last.
+
 #include "client/announcements.h"
 
-#include <chrono>
-#include <deque>
-#include <memory>
-#include <thread>
+#include <algorithm>
+#include <set>
 #include <utility>
 
-#include "client/records.h"
+#include "client/travel.h"
+#include "runtime/clock.h"
 
 namespace vantry::client {
 namespace {
-
-/// Two ticks of the hub's publishing: a withdrawal and a return in one tick would reach subscribers
-/// in the wrong order.
-constexpr std::chrono::milliseconds kBetweenWithdrawalAndReturn(550);
 
 Error Unknown(const PropertyId& id) {
     return {ErrorCode::NotFound, id.group + ":" + id.property + " was not announced"};
 }
 
-Error Misfit(const Announcement& property, const std::string& value) {
-    return {ErrorCode::Refused, "'" + value + "' is no value of \"" + property.name + "\""};
-}
-
 }  // namespace
 
 Outcome Announcements::Add(const std::vector<Announcement>& properties) {
+    std::set<PropertyId> ids;
     ScopedLock guard(lock);
     for (const Announcement& property : properties) {
-        if (announced.contains(property.id)) {
-            return Error{ErrorCode::Refused, "\"" + property.name + "\" is announced already"};
+        if (Outcome good = CheckAnnouncement(property); !good) {
+            return good;
         }
-        if (!Fits(property.type, property.value)) {
-            return Misfit(property, property.value);
+        if (announced.contains(property.id) || !ids.insert(property.id).second) {
+            return Error{ErrorCode::Refused, "\"" + property.name + "\" is announced already"};
         }
     }
     for (const Announcement& property : properties) {
-        announced.emplace(property.id, property);
+        announced.emplace(property.id, Entry{property});
+        leaving.erase(property.id);
     }
     return Done{};
 }
@@ -46,17 +46,32 @@ void Announcements::Remove(const PropertyId& id) {
     announced.erase(id);
 }
 
-Result<Announcement> Announcements::SetValue(const PropertyId& id, const std::string& value) {
+Outcome Announcements::Withdraw(const PropertyId& id) {
     ScopedLock guard(lock);
     const auto found = announced.find(id);
     if (found == announced.end()) {
         return Unknown(id);
     }
-    if (!Fits(found->second.type, value)) {
-        return Misfit(found->second, value);
+    leaving.insert_or_assign(id, std::move(found->second.property));
+    announced.erase(found);
+    withdrawnAt[id] = NowNanoseconds();
+    return Done{};
+}
+
+Outcome Announcements::SetValue(const PropertyId& id, const std::string& value) {
+    ScopedLock guard(lock);
+    const auto found = announced.find(id);
+    if (found == announced.end()) {
+        return Unknown(id);
     }
-    found->second.value = value;
-    return found->second;
+    Announcement changed = found->second.property;
+    changed.value = value;
+    if (Outcome good = CheckAnnouncement(changed); !good) {
+        return good;
+    }
+    found->second.property.value = value;
+    found->second.isChanged = true;
+    return Done{};
 }
 
 Result<Announcement> Announcements::Find(const PropertyId& id) const {
@@ -65,86 +80,87 @@ Result<Announcement> Announcements::Find(const PropertyId& id) const {
     if (found == announced.end()) {
         return Unknown(id);
     }
-    return found->second;
+    return found->second.property;
 }
 
-std::vector<Announcement> Announcements::All() const {
-    std::vector<Announcement> all;
+Announcements::News Announcements::TakeNews() {
+    News news;
     ScopedLock guard(lock);
-    for (const auto& [id, property] : announced) {
-        all.push_back(property);
+    for (auto& [id, entry] : announced) {
+        if (entry.isChanged && !entry.isNew) {
+            entry.isChanged = false;
+            news.changed.push_back(entry.property);
+        }
+    }
+    for (auto& [id, property] : std::exchange(leaving, {})) {
+        news.withdrawn.push_back(std::move(property));
+    }
+    return news;
+}
+
+void Announcements::PutBack(const News& news) {
+    ScopedLock guard(lock);
+    for (const Announcement& property : news.changed) {
+        if (const auto found = announced.find(property.id); found != announced.end()) {
+            found->second.isChanged = true;
+        }
+    }
+    for (const Announcement& property : news.withdrawn) {
+        if (!announced.contains(property.id)) {
+            leaving.emplace(property.id, property);
+        }
+    }
+}
+
+std::vector<Announcement> Announcements::TakeNew() {
+    std::vector<Announcement> fresh;
+    ScopedLock guard(lock);
+    for (auto& [id, entry] : announced) {
+        if (entry.isNew) {
+            entry.isChanged = false;
+            fresh.push_back(entry.property);
+        }
+    }
+    return fresh;
+}
+
+Announcements::News Announcements::TakeAll() {
+    News all;
+    ScopedLock guard(lock);
+    for (auto& [id, entry] : announced) {
+        entry.isChanged = false;
+        all.changed.push_back(entry.property);
+    }
+    for (auto& [id, property] : std::exchange(leaving, {})) {
+        all.withdrawn.push_back(std::move(property));
     }
     return all;
 }
 
-std::vector<Announcement> Announcements::TakeWrites(const PropertyMessage& message) {
-    std::deque<PropertySetRequest> writes;
-    message.DecodeSetRequests(writes);
-    std::vector<Announcement> changed;
-    for (const PropertySetRequest& write : writes) {
-        if (std::optional<Announcement> property = TakeWrite(write)) {
-            changed.push_back(std::move(*property));
+void Announcements::MarkKnown(const std::vector<Announcement>& properties) {
+    ScopedLock guard(lock);
+    for (const Announcement& property : properties) {
+        if (const auto found = announced.find(property.id); found != announced.end()) {
+            found->second.isNew = false;
         }
     }
-    return changed;
 }
 
-std::optional<Announcement> Announcements::TakeWrite(const PropertySetRequest& write) {
-    const PropertyId id{write.component, write.groupGuid, write.guid};
-    const Result<Announcement> property = Find(id);
-    const bool isCommand = property && property->type == ValueType::Command;
-    if (!property || !property->onWrite || (!isCommand && !Fits(property->type, write.value)) ||
-        (isCommand && MeanTheSame(write.value, "False"))) {
-        return std::nullopt;
-    }
-    const std::optional<std::string> value = property->onWrite(write.value);
-    if (!value) {
-        return std::nullopt;
-    }
-    const Result<Announcement> changed = SetValue(id, *value);
-    return changed ? std::optional(*changed) : std::nullopt;
-}
-
-Outcome Report(const std::vector<Announcement>& properties, std::string_view status,
-               const SendFunction& send) {
-    std::deque<PropertyResponse> records;
+std::uint32_t Announcements::PauseBefore(const std::vector<Announcement>& properties) {
+    constexpr std::uint64_t kPause = kBetweenWithdrawalAndReturn * kNanosecondsPerMillisecond;
+    const std::uint64_t now = NowNanoseconds();
+    std::uint64_t latest = 0;
+    ScopedLock guard(lock);
+    std::erase_if(withdrawnAt, [&](const auto& entry) { return entry.second + kPause <= now; });
     for (const Announcement& property : properties) {
-        records.push_back(ReportOf(property, status));
-    }
-    PropertyMessage message;
-    message.EncodeGetResponses(std::move(records));
-    return send(message);
-}
-
-Outcome TakePossession(const std::vector<Announcement>& properties, const AskFunction& ask,
-                       const SendFunction& send) {
-    std::deque<PropertyRequest> requests;
-    for (const Announcement& property : properties) {
-        requests.push_back(RequestFor(property.id));
-    }
-    PropertyMessage question;
-    question.EncodeGetRequests(requests);
-    const auto answer = ask(question);
-    if (!answer) {
-        return answer.error();
-    }
-    std::deque<PropertyResponse> left;
-    (*answer)->DecodeGetResponses(left);
-    std::erase_if(left, [](const auto& record) { return record.status == Status::kNotFound; });
-    if (!left.empty()) {
-        const Outcome withdrawn = Report(properties, Status::kNoLongerAvailable, send);
-        if (!withdrawn) {
-            return withdrawn;
+        if (const auto found = withdrawnAt.find(property.id); found != withdrawnAt.end()) {
+            latest = std::max(latest, found->second);
         }
-        std::this_thread::sleep_for(kBetweenWithdrawalAndReturn);
     }
-    const Outcome reported = Report(properties, Status::kSuccessful, send);
-    if (!reported) {
-        return reported;
-    }
-    // A report has no answer; that of a question behind it says that the hub knows them now.
-    const auto known = ask(question);
-    return known ? Outcome(Done{}) : Outcome(known.error());
+    return latest == 0
+               ? 0
+               : static_cast<std::uint32_t>((latest + kPause - now) / kNanosecondsPerMillisecond) +
+                     1;
 }
 
 }  // namespace vantry::client

@@ -1,18 +1,28 @@
+// A connection that comes back.
+//
+// One thread does everything that takes long: it connects, restores, receives, and pauses before
+// the next attempt. The pause doubles as long as no message arrives, so a hub that accepts and
+// closes at once isn't asked ten times a second. Messages go out from whatever thread sends them.
+
 #include "client/channel.h"
 
 #include <algorithm>
 #include <utility>
 
+#include "wire/section_keys.h"
+
 namespace vantry::client {
+namespace {
+
+/// How long the hub may take to close a connection after the goodbye.
+constexpr std::uint32_t kGoodbyeMilliseconds = 300;
+
+}  // namespace
 
 Channel::Channel(Endpoint hubEndpoint, ChannelTiming waits, Callbacks reactions)
     : endpoint(std::move(hubEndpoint)), timing(waits), callbacks(std::move(reactions)) {}
 
-Channel::~Channel() {
-    stopping = true;
-    Restart();
-    thread.Join();
-}
+Channel::~Channel() { Stop(); }
 
 bool Channel::Start(std::shared_ptr<FrameSocket> connected) {
     return thread.Start([this, first = std::move(connected)] { Run(first); });
@@ -22,17 +32,22 @@ void Channel::Run(std::shared_ptr<FrameSocket> first) {
     std::uint32_t pause = timing.firstPauseMilliseconds;
     while (!stopping) {
         std::shared_ptr<FrameSocket> socket = std::exchange(first, nullptr);
+        Outcome end = Done{};
         if (!socket) {
-            const auto connected = FrameSocket::Connect(endpoint, timing.deadlineMilliseconds);
+            const auto connected = FrameSocket::Connect(
+                endpoint, Deadline::In(timing.deadlineMilliseconds), timing.longestText);
+            end = connected ? Outcome(Done{}) : Outcome(connected.error());
             socket = connected ? *connected : nullptr;
         }
         if (socket) {
-            SetCurrent(socket);
-            if (!stopping && callbacks.restore(*socket)) {
-                pause = timing.firstPauseMilliseconds;
-                Serve(socket);
-            }
-            SetCurrent(nullptr);
+            end = ServeOnce(socket);
+        }
+        if (!end && !stopping) {
+            Settle(end);
+            callbacks.onFailure(end.error());
+        }
+        if (socket && socket->HasReceived()) {
+            pause = timing.firstPauseMilliseconds;
         }
         if (!stopping && !hurry.Wait(pause)) {
             pause = std::min(pause * 2, timing.longestPauseMilliseconds);
@@ -40,30 +55,74 @@ void Channel::Run(std::shared_ptr<FrameSocket> first) {
     }
 }
 
-void Channel::Serve(const std::shared_ptr<FrameSocket>& socket) {
+Outcome Channel::ServeOnce(const std::shared_ptr<FrameSocket>& socket) {
+    SetCurrent(socket);
+    Outcome end = stopping ? Outcome(Done{}) : callbacks.restore(*socket);
+    if (end && !stopping) {
+        end = Serve(*socket);
+    }
+    socket->Abort();
+    SetCurrent(nullptr);
+    return end;
+}
+
+Outcome Channel::Serve(FrameSocket& socket) {
     up = true;
     callbacks.onState(true);
-    for (;;) {
-        const auto message = socket->Receive(FrameSocket::kForever);
-        if (!message || stopping) {
-            break;
+    Settle(Done{});
+    Outcome end = Done{};
+    while (end) {
+        auto message = socket.Receive(Deadline::Never());
+        if (!message) {
+            end = message.error();
+        } else if (!stopping) {
+            callbacks.onMessage(std::move(*message));
         }
-        callbacks.onMessage(**message);
+    }
+    {
+        ScopedLock guard(currentLock);
+        lastFailure = end.error();
     }
     up = false;
     // An end that was asked for is no news.
     if (!stopping) {
         callbacks.onState(false);
     }
+    return socket.HasReceived() ? Outcome(Done{}) : end;
 }
 
-Outcome Channel::Send(PropertyMessage& message) {
+void Channel::Settle(const Outcome& outcome) {
+    {
+        ScopedLock guard(currentLock);
+        lastFailure = outcome ? std::nullopt : std::optional(outcome.error());
+    }
+    settled.Set();
+}
+
+Outcome Channel::WaitUntilSettled(const Deadline& deadline) {
+    if (!settled.Wait(deadline.Left())) {
+        return Error{ErrorCode::TimedOut,
+                     "the hub at " + endpoint.Name() + " did not answer in time"};
+    }
+    return up ? Outcome(Done{}) : Outcome(WhyDown());
+}
+
+Error Channel::WhyDown() const {
+    ScopedLock guard(currentLock);
+    return lastFailure.value_or(
+        Error{ErrorCode::NoConnection, "there is no connection to the hub at the moment"});
+}
+
+Outcome Channel::Send(const PropertyMessage& message, const Deadline& deadline) {
+    const ScopedTurn turn(sending, deadline);
+    if (!turn) {
+        return Error{ErrorCode::TimedOut, "the hub did not take the messages before in time"};
+    }
     const std::shared_ptr<FrameSocket> socket = Current();
     if (!socket || !up) {
-        return Error{ErrorCode::NoConnection, "there is no connection to the hub at the moment"};
+        return Error{ErrorCode::NoConnection, WhyDown().text};
     }
-    ScopedLock guard(sendLock);
-    return socket->Send(message, timing.deadlineMilliseconds);
+    return socket->Send(message, deadline);
 }
 
 void Channel::Restart() {
@@ -71,6 +130,17 @@ void Channel::Restart() {
         socket->Abort();
     }
     hurry.Set();
+}
+
+void Channel::Stop() {
+    stopping = true;
+    PropertyMessage goodbye;
+    goodbye.EncodeDisconnect();
+    if (up && Send(goodbye, Deadline::In(kGoodbyeMilliseconds))) {
+        static_cast<void>(thread.WaitForEnd(kGoodbyeMilliseconds));
+    }
+    Restart();
+    thread.Join();
 }
 
 std::shared_ptr<FrameSocket> Channel::Current() const {

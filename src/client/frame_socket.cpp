@@ -1,143 +1,56 @@
+// Messages over a socket.
+//
+// The frame reader of the hub reads here too: it compares the magic, bounds the length, and takes
+// memory only for what has arrived. It needs the whole head before it can tell, and a foreign
+// server may greet with less, so the first bytes of a connection are looked at before: what doesn't
+// begin as a frame does is known at once to come from something that isn't a hub.
+
 #include "client/frame_socket.h"
 
-#include <fcntl.h>
-#include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
-#include <limits>
+#include <utility>
 
+#include "client/connector.h"
 #include "client/recovery.h"
-#include "runtime/clock.h"
 #include "transport/frame/frame.h"
+#include "transport/frame/frame_reader.h"
 #include "wire/json/json_reader.h"
 
 namespace vantry::client {
-namespace {
-
-constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
-
-std::uint64_t DeadlineIn(std::uint32_t milliseconds) {
-    return milliseconds == FrameSocket::kForever
-               ? kNever
-               : NowNanoseconds() + milliseconds * kNanosecondsPerMillisecond;
-}
-
-/// What poll takes for the time that is left, rounded up.
-int Remaining(std::uint64_t deadline) {
-    if (deadline == kNever) {
-        return -1;
-    }
-    const std::uint64_t now = NowNanoseconds();
-    const std::uint64_t left = deadline > now ? deadline - now : 0;
-    return static_cast<int>(std::min<std::uint64_t>(
-        (left + kNanosecondsPerMillisecond - 1) / kNanosecondsPerMillisecond,
-        std::numeric_limits<int>::max()));
-}
-
-bool Poll(int descriptor, short events, std::uint64_t deadline) {
-    for (;;) {
-        pollfd wait{descriptor, events, 0};
-        const int ready = poll(&wait, 1, Remaining(deadline));
-        if (ready >= 0 || errno != EINTR) {
-            return ready > 0;
-        }
-    }
-}
-
-Error Unreachable(const Endpoint& endpoint, const std::string& why) {
-    return {ErrorCode::NoConnection, "can't reach the hub at " + endpoint.Name() + ": " + why};
-}
-
-/// A connected, non-blocking socket; -1 with errno set.
-int ConnectTo(int family, const sockaddr* address, socklen_t size, std::uint64_t deadline) {
-    const int descriptor = socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (descriptor < 0 || connect(descriptor, address, size) == 0) {
-        return descriptor;
-    }
-    int error = errno;
-    if (error == EINPROGRESS) {
-        socklen_t length = sizeof error;
-        error = ETIMEDOUT;
-        if (Poll(descriptor, POLLOUT, deadline)) {
-            getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &length);
-        }
-    }
-    if (error == 0) {
-        return descriptor;
-    }
-    close(descriptor);
-    errno = error;
-    return -1;
-}
-
-Result<int> ConnectDevice(const Endpoint& endpoint, std::uint64_t deadline) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (endpoint.path.size() >= sizeof address.sun_path) {
-        return Unreachable(endpoint, "the path is too long");
-    }
-    std::memcpy(address.sun_path, endpoint.path.data(), endpoint.path.size());
-    const int descriptor =
-        ConnectTo(AF_UNIX, reinterpret_cast<const sockaddr*>(&address), sizeof address, deadline);
-    if (descriptor < 0) {
-        return Unreachable(endpoint, std::strerror(errno));
-    }
-    return descriptor;
-}
-
-Result<int> ConnectTcp(const Endpoint& endpoint, std::uint64_t deadline) {
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* list = nullptr;
-    const int error =
-        getaddrinfo(endpoint.host.c_str(), std::to_string(endpoint.port).c_str(), &hints, &list);
-    if (error != 0) {
-        return Unreachable(endpoint, gai_strerror(error));
-    }
-    int descriptor = -1;
-    for (const addrinfo* entry = list; entry != nullptr && descriptor < 0; entry = entry->ai_next) {
-        descriptor = ConnectTo(entry->ai_family, entry->ai_addr, entry->ai_addrlen, deadline);
-    }
-    const int failure = errno;
-    freeaddrinfo(list);
-    if (descriptor < 0) {
-        return Unreachable(endpoint, std::strerror(failure));
-    }
-    return descriptor;
-}
-
-}  // namespace
 
 Result<std::shared_ptr<FrameSocket>> FrameSocket::Connect(const Endpoint& endpoint,
-                                                          std::uint32_t deadlineMilliseconds) {
-    const std::uint64_t deadline = DeadlineIn(deadlineMilliseconds);
-    const Result<int> connected =
-        endpoint.path.empty() ? ConnectTcp(endpoint, deadline) : ConnectDevice(endpoint, deadline);
+                                                          const Deadline& deadline,
+                                                          std::uint32_t longestText) {
+    const Result<int> connected = ConnectTo(endpoint, deadline);
     if (!connected) {
         return connected.error();
     }
-    return std::make_shared<FrameSocket>(*connected);
+    return std::make_shared<FrameSocket>(*connected, endpoint.Name(), longestText);
 }
+
+FrameSocket::FrameSocket(int connected, std::string name, std::uint32_t longestText)
+    : Stream(1),
+      descriptor(connected),
+      endpointName(std::move(name)),
+      longest(longestText),
+      process(getpid()) {}
 
 FrameSocket::~FrameSocket() { close(descriptor); }
 
-void FrameSocket::Abort() { shutdown(descriptor, SHUT_RDWR); }
-
-bool FrameSocket::WaitToReceive(std::uint32_t milliseconds) {
-    receiveDeadline = kNoDeadline;
-    return WaitFor(POLLIN, DeadlineIn(milliseconds));
+void FrameSocket::Abort() {
+    if (getpid() == process) {
+        shutdown(descriptor, SHUT_RDWR);
+    }
 }
 
-bool FrameSocket::WaitFor(short events, std::uint64_t deadline) const {
-    return Poll(descriptor, events, deadline);
+bool FrameSocket::WaitToReceive(const Deadline& deadline) const {
+    return WaitFor(descriptor, POLLIN, deadline);
 }
 
 std::int32_t FrameSocket::Read(std::uint8_t* buffer, std::int32_t length) {
@@ -149,7 +62,7 @@ std::int32_t FrameSocket::Read(std::uint8_t* buffer, std::int32_t length) {
         if (errno != EAGAIN && errno != EINTR) {
             return StreamCode::kError;
         }
-        if (!WaitFor(POLLIN, receiveDeadline)) {
+        if (!WaitFor(descriptor, POLLIN, receiveDeadline)) {
             return StreamCode::kLinkLost;
         }
     }
@@ -164,79 +77,92 @@ std::int32_t FrameSocket::Write(const std::uint8_t* buffer, std::int32_t length)
             sent += static_cast<std::int32_t>(count);
         } else if (errno != EAGAIN && errno != EINTR) {
             return StreamCode::kError;
-        } else if (!WaitFor(POLLOUT, sendDeadline)) {
+        } else if (!WaitFor(descriptor, POLLOUT, sendDeadline)) {
             return sent;
         }
     }
     return sent;
 }
 
-Result<std::unique_ptr<PropertyMessage>> FrameSocket::Receive(std::uint32_t milliseconds) {
-    const Result<std::string> text = ReceiveText(milliseconds);
+bool FrameSocket::BeginsAsAFrame() const {
+    std::array<std::uint8_t, Frame::kMagicBytes> begin;
+    const ssize_t count = recv(descriptor, begin.data(), begin.size(), MSG_PEEK);
+    return count <= 0 ||
+           std::equal(begin.begin(), begin.begin() + count, MessageFrameMagic.begin());
+}
+
+Error FrameSocket::NotAHub() const {
+    return {ErrorCode::NoConnection, "what answers at " + endpointName + " isn't a property hub"};
+}
+
+Result<std::string> FrameSocket::ReceiveText(const Deadline& deadline) {
+    receiveDeadline = deadline;
+    if (!hasReceived && WaitToReceive(deadline) && !BeginsAsAFrame()) {
+        return NotAHub();
+    }
+    std::string text;
+    switch (ReadFrame(*this, text, longest)) {
+        case FrameEnd::Whole:
+            hasReceived = true;
+            return text;
+        case FrameEnd::NotAFrame:
+            return NotAHub();
+        case FrameEnd::WrongLength:
+            return Error{ErrorCode::NoConnection,
+                         "the hub at " + endpointName + " sends a message without text or with " +
+                             "more than " + std::to_string(longest) + " bytes"};
+        default:
+            break;
+    }
+    if (deadline.HasPassed()) {
+        return Error{ErrorCode::TimedOut, "the hub at " + endpointName + " did not answer in time"};
+    }
+    return Error{ErrorCode::NoConnection,
+                 "the hub at " + endpointName + " has ended the connection"};
+}
+
+Result<std::unique_ptr<ReceivedMessage>> FrameSocket::Receive(const Deadline& deadline) {
+    const Result<std::string> text = ReceiveText(deadline);
     if (!text) {
         return text.error();
     }
-    auto message = std::make_unique<PropertyMessage>();
+    auto received = std::make_unique<ReceivedMessage>();
     JsonValue root;
     if (ParseJson(*text, root).empty() && root.type == JsonType::Object) {
-        message->Adopt(std::move(root.object));
+        received->message.Adopt(std::move(root.object));
     } else {
-        message->EncodeGetResponses(RecoverResponses(*text));
+        received->isRecovered = true;
+        Recover(*text, received->message);
     }
-    return message;
+    return received;
 }
 
-bool FrameSocket::ReadWhole(void* buffer, std::size_t count) {
-    auto* next = static_cast<std::uint8_t*>(buffer);
-    while (count > 0) {
-        const std::int32_t got = Read(next, static_cast<std::int32_t>(count));
-        if (got <= 0) {
-            return false;
-        }
-        next += got;
-        count -= static_cast<std::size_t>(got);
+Outcome FrameSocket::Send(const PropertyMessage& message, const Deadline& deadline) {
+    MessageFrame frame = message.ToFrame();
+    if (frame.Buffer().size() > Frame::kHeadBytes + std::size_t{Frame::kMaximumText}) {
+        return Error{ErrorCode::Refused, "the hub takes no message of more than " +
+                                             std::to_string(Frame::kMaximumText) + " bytes"};
     }
-    return true;
-}
-
-Result<std::string> FrameSocket::ReceiveText(std::uint32_t milliseconds) {
-    receiveDeadline = DeadlineIn(milliseconds);
-    std::array<std::uint8_t, Frame::kHeadBytes> head{};
-    if (ReadWhole(head.data(), head.size())) {
-        std::uint32_t length = 0;
-        for (std::size_t place = head.size(); place-- > Frame::kMagicBytes;) {
-            length = length << 8 | head[place];
-        }
-        std::string text(length, '\0');
-        if (ReadWhole(text.data(), length)) {
-            return text;
-        }
-    }
-    if (receiveDeadline != kNever && NowNanoseconds() >= receiveDeadline) {
-        return Error{ErrorCode::TimedOut, "the hub did not answer in time"};
-    }
-    return Error{ErrorCode::NoConnection, "the hub has ended the connection"};
-}
-
-Outcome FrameSocket::Send(PropertyMessage& message, std::uint32_t milliseconds) {
-    sendDeadline = DeadlineIn(milliseconds);
-    if (message.WriteTo(*this)) {
+    sendDeadline = deadline;
+    if (frame.WriteTo(*this)) {
         return Done{};
     }
     Abort();
-    if (NowNanoseconds() >= sendDeadline) {
-        return Error{ErrorCode::TimedOut, "the hub did not take the message in time"};
+    if (deadline.HasPassed()) {
+        return Error{ErrorCode::TimedOut,
+                     "the hub at " + endpointName + " did not take the message in time"};
     }
-    return Error{ErrorCode::NoConnection, "the connection to the hub is lost"};
+    return Error{ErrorCode::NoConnection,
+                 "the connection to the hub at " + endpointName + " is lost"};
 }
 
-Result<std::unique_ptr<PropertyMessage>> FrameSocket::Ask(PropertyMessage& message,
-                                                          std::uint32_t milliseconds) {
-    const Outcome sent = Send(message, milliseconds);
+Result<std::unique_ptr<ReceivedMessage>> FrameSocket::Ask(const PropertyMessage& message,
+                                                          const Deadline& deadline) {
+    const Outcome sent = Send(message, deadline);
     if (!sent) {
         return sent.error();
     }
-    return Receive(milliseconds);
+    return Receive(deadline);
 }
 
 }  // namespace vantry::client

@@ -1,14 +1,24 @@
+// A Hub has two connections. One is for questions and for what this program owns: on it the hub
+// sends answers, in order, and forwarded writes. The other is for subscriptions. Each has a thread
+// that receives, and a worker that runs what belongs to the program, so that answers are taken
+// whatever a handler does.
+
 #include "client/hub.h"
 
+#include <cassert>
+#include <chrono>
 #include <deque>
+#include <exception>
 #include <utility>
 
-#include "client/announcements.h"
 #include "client/channel.h"
+#include "client/event_queue.h"
+#include "client/owner.h"
 #include "client/records.h"
+#include "client/requester.h"
 #include "client/subscriptions.h"
-#include "runtime/clock.h"
-#include "runtime/event.h"
+#include "client/travel.h"
+#include "client/worker.h"
 #include "wire/json/json_escapes.h"
 #include "wire/section_keys.h"
 #include "wire/vocabulary/components.h"
@@ -16,8 +26,17 @@
 namespace vantry::client {
 namespace {
 
+/// So many messages with writes wait for slow handlers; then no more is received.
+constexpr std::size_t kMostWrites = 100'000;
+
 Error NotFound(const PropertyId& id) {
     return {ErrorCode::NotFound, "the hub has no property " + id.group + ":" + id.property};
+}
+
+Error NotTaken(ErrorCode code, const Property& now) {
+    return {code, "\"" + now.name + "\" did not take the value" +
+                      (code == ErrorCode::TimedOut ? " in time" : "") + "; it is \"" + now.value +
+                      "\""};
 }
 
 }  // namespace
@@ -40,169 +59,157 @@ Subscription& Subscription::operator=(Subscription&& other) noexcept {
     return *this;
 }
 
-/// One connection for questions and for what this program owns, on which the hub sends answers, in
-/// order, and forwarded writes; and one for subscriptions.
 class Hub::Core {
 public:
-    Core(Endpoint endpoint, Options given)
+    Core(Endpoint hubEndpoint, Options given)
         : options(std::move(given)),
+          endpoint(std::move(hubEndpoint)),
           timing{options.deadlineMilliseconds, options.firstPauseMilliseconds,
-                 options.longestPauseMilliseconds},
+                 options.longestPauseMilliseconds, options.longestMessageBytes},
           requests(endpoint, timing,
                    {.restore = [this](FrameSocket& socket) { return Restore(socket); },
-                    .onMessage = [this](const PropertyMessage& message) { OnMessage(message); },
-                    .onState = [this](bool connected) { OnState(connected); }}),
-          subscriptions(endpoint, timing) {}
+                    .onMessage = [this](auto message) { OnMessage(std::move(message)); },
+                    .onState = [this](bool connected) { OnState(connected); },
+                    .onFailure = [this](const Error& error) { TellError(error); }}),
+          requester(requests),
+          owner(requests, requester, [this](const Error& error) { TellError(error); }),
+          subscriptions(std::make_shared<Subscriptions>(
+              endpoint, timing,
+              Subscriptions::Surroundings{
+                  .requester = requester,
+                  .reconcileMilliseconds = options.reconcileMilliseconds,
+                  .onError = [this](const Error& error) { TellError(error); },
+                  .onState = [this] { TellState(); }})) {}
 
-    /// Asks and waits for the answer. One at a time: answers carry no mark of their question.
-    Result<std::vector<Property>> Ask(PropertyMessage& question) {
-        const auto answer = AskWhole(question);
-        if (!answer) {
-            return answer.error();
-        }
-        return FoundIn(**answer);
+    ~Core() {
+        assert(!handlers.IsMine() && !subscriptions->RunsHere() &&
+               "a callback must not destroy its Hub");
+        owner.Stop();
+        subscriptions->Stop();
+        handlers.Stop();
+        requests.Stop();
     }
 
-    Result<std::unique_ptr<PropertyMessage>> AskWhole(PropertyMessage& question) {
-        ScopedLock guard(askLock);
-        {
-            ScopedLock answerGuard(answerLock);
-            answer.reset();
-            answered.Reset();
+    Deadline In() const { return Deadline::In(options.deadlineMilliseconds); }
+
+    Outcome Start(std::shared_ptr<FrameSocket> socket, const Deadline& deadline) {
+        if (!handlers.Start() || !requests.Start(std::move(socket))) {
+            return Error{ErrorCode::NoConnection, "the system has no thread to give"};
         }
-        const Outcome sent = requests.Send(question);
-        if (!sent) {
-            return sent.error();
-        }
-        const bool came = answered.Wait(options.deadlineMilliseconds);
-        std::unique_ptr<PropertyMessage> received;
-        {
-            ScopedLock answerGuard(answerLock);
-            received = std::move(answer);
-        }
-        if (received) {
-            return received;
-        }
-        if (came) {
-            return Error{ErrorCode::NoConnection, "the connection broke before the hub answered"};
-        }
-        // Its answer may still come, and would be taken for that of another question.
-        requests.Restart();
-        return Error{ErrorCode::TimedOut, "the hub did not answer in time"};
+        return requests.WaitUntilSettled(deadline);
     }
 
-    Outcome Send(PropertyMessage& message) { return requests.Send(message); }
+    bool IsConnected() const { return requests.IsUp() && !subscriptions->IsLost(); }
 
-    Outcome TakePossessionOf(const std::vector<Announcement>& properties) {
-        return TakePossession(
-            properties, [this](PropertyMessage& message) { return AskWhole(message); },
-            [this](PropertyMessage& message) { return Send(message); });
+    Result<Property> Read(const PropertyId& id, const Deadline& deadline) {
+        if (Outcome good = CheckId(id); !good) {
+            return good.error();
+        }
+        auto records = requester.Ask(Question::List({RequestFor(id)}), deadline);
+        if (!records) {
+            return records.error();
+        }
+        std::vector<Property> found = FoundIn(std::move(*records));
+        return found.empty() ? Result<Property>(NotFound(id)) : std::move(found.front());
     }
+
+    Result<std::vector<Property>> ReadMany(const Question& question) {
+        auto records = requester.Ask(question, In());
+        if (!records) {
+            return records.error();
+        }
+        return FoundIn(std::move(*records));
+    }
+
+    Outcome Write(const PropertyId& id, const std::string& value, const Deadline& deadline);
+    Result<Property> AwaitValue(const Property& before, const std::string& value,
+                                const Deadline& deadline);
 
     const Options options;
-    const ChannelTiming timing;
-    Announcements announcements;
 
 private:
-    bool Restore(FrameSocket& socket) {
-        const std::vector<Announcement> all = announcements.All();
-        if (all.empty()) {
-            return true;
-        }
-        const std::uint32_t deadline = options.deadlineMilliseconds;
-        return static_cast<bool>(TakePossession(
-            all, [&](PropertyMessage& message) { return socket.Ask(message, deadline); },
-            [&](PropertyMessage& message) { return socket.Send(message, deadline); }));
+    Outcome Restore(FrameSocket& socket) {
+        return owner.Restore(socket, options.deadlineMilliseconds,
+                             [this](auto message) { TakeWrites(message->message); });
     }
 
-    void OnMessage(const PropertyMessage& message) {
-        const std::vector<Announcement> changed = announcements.TakeWrites(message);
-        if (!changed.empty()) {
-            static_cast<void>(Report(changed, Status::kSuccessful, [this](PropertyMessage& report) {
-                return requests.Send(report);
-            }));
+    void OnMessage(std::unique_ptr<ReceivedMessage> message) {
+        TakeWrites(message->message);
+        if (message->message.HasSection(Section::kGetResponses)) {
+            requester.TakeAnswer(std::move(message));
         }
-        if (message.HasSection(Section::kGetResponses)) {
-            std::deque<PropertyResponse> records;
-            message.DecodeGetResponses(records);
-            auto copy = std::make_unique<PropertyMessage>();
-            copy->EncodeGetResponses(std::move(records));
-            ScopedLock guard(answerLock);
-            answer = std::move(copy);
-            answered.Set();
+    }
+
+    void TakeWrites(const PropertyMessage& message) {
+        std::deque<PropertySetRequest> writes;
+        message.DecodeSetRequests(writes);
+        if (!writes.empty()) {
+            handlers.PostWithin(kMostWrites, [this, taken = std::move(writes)] {
+                owner.TakeWrites(taken, options.deadlineMilliseconds);
+            });
         }
     }
 
     void OnState(bool connected) {
-        if (!connected) {
-            answered.Set();
+        if (connected) {
+            static_cast<void>(owner.TellNews(In()));
+            handlers.Post([this] { owner.AnnounceLeftOvers(In()); });
+        } else {
+            requester.GiveUp();
         }
-        if (options.onConnection) {
-            options.onConnection(connected);
+        TellState();
+    }
+
+    void TellState() {
+        ScopedLock guard(stateLock);
+        const bool now = IsConnected();
+        if (now != told) {
+            told = now;
+            Run(options.onConnection, now);
         }
     }
 
-    Lock askLock;
-    Lock answerLock;
-    std::unique_ptr<PropertyMessage> answer GUARDED_BY(answerLock);
-    Event answered{true};
+    void TellError(const Error& error) { Run(options.onError, error); }
+
+    template <typename Callback, typename Argument>
+    void Run(const Callback& callback, const Argument& argument) {
+        if (!callback) {
+            return;
+        }
+        handlers.Post([callback, argument] {
+            try {
+                callback(argument);
+            } catch (const std::exception&) {
+                // There is nobody left to tell.
+            }
+        });
+    }
+
+    const Endpoint endpoint;
+    const ChannelTiming timing;
+    Lock stateLock;
+    bool told GUARDED_BY(stateLock) = false;
 
 public:
     Channel requests;
-    Subscriptions subscriptions;
+    Requester requester;
+    Owner owner;
+    const std::shared_ptr<Subscriptions> subscriptions;
+
+private:
+    Worker handlers;
 };
 
-Hub::Hub(std::unique_ptr<Core> implementation) : core(std::move(implementation)) {}
-
-Hub::~Hub() = default;
-
-Result<std::unique_ptr<Hub>> Hub::Connect(Endpoint endpoint, Options options) {
-    const auto socket = FrameSocket::Connect(endpoint, options.deadlineMilliseconds);
-    if (!socket) {
-        return socket.error();
+Outcome Hub::Core::Write(const PropertyId& id, const std::string& value, const Deadline& deadline) {
+    if (Outcome good = CheckId(id); !good) {
+        return good;
     }
-    auto core = std::make_unique<Core>(std::move(endpoint), std::move(options));
-    if (!core->requests.Start(*socket)) {
-        return Error{ErrorCode::NoConnection, "the system has no thread to give"};
+    if (endpoint.path.empty()) {
+        return Error{ErrorCode::Refused, "the hub takes no writes over TCP"};
     }
-    std::unique_ptr<Hub> hub(new Hub(std::move(core)));
-    const std::uint64_t deadline =
-        NowNanoseconds() + hub->core->options.deadlineMilliseconds * kNanosecondsPerMillisecond;
-    Event never(false);
-    while (!hub->IsConnected() && NowNanoseconds() < deadline) {
-        static_cast<void>(never.Wait(1));
+    if (value.find('\0') != std::string::npos) {
+        return Error{ErrorCode::Refused, "a value can't hold a NUL"};
     }
-    return hub;
-}
-
-bool Hub::IsConnected() const { return core->requests.IsUp(); }
-
-Result<Property> Hub::Read(const PropertyId& id) {
-    PropertyMessage question;
-    question.EncodeGetRequests({RequestFor(id)});
-    auto found = core->Ask(question);
-    if (!found) {
-        return found.error();
-    }
-    if (found->empty()) {
-        return NotFound(id);
-    }
-    return std::move(found->front());
-}
-
-Result<std::vector<Property>> Hub::ReadGroup(const std::string& groupGuid) {
-    PropertyMessage question;
-    question.EncodeGetRequests({{"", groupGuid, ""}});
-    return core->Ask(question);
-}
-
-Result<std::vector<Property>> Hub::ReadAll() {
-    PropertyMessage question;
-    question.EncodeGetAll();
-    return core->Ask(question);
-}
-
-Outcome Hub::Write(const PropertyId& id, const std::string& value) {
     // The hub hands a write on to its owner as it has read it, without putting escapes back, so
     // what goes to another component is escaped for both readings.
     std::string text = EscapeJsonText(value);
@@ -211,73 +218,109 @@ Outcome Hub::Write(const PropertyId& id, const std::string& value) {
     }
     PropertyMessage message;
     message.EncodeSetRequests({{id.property, id.group, id.component, std::move(text)}});
-    return core->Send(message);
+    return requests.Send(message, deadline);
+}
+
+/// Waits for the value that was written. The property may have had it before.
+Result<Property> Hub::Core::AwaitValue(const Property& before, const std::string& value,
+                                       const Deadline& deadline) {
+    const bool hadIt = MeanTheSame(before.value, value);
+    EventQueue changes;
+    const std::uint64_t number =
+        subscriptions->Add(Interest::List({before.id}), changes.Callback());
+    const Subscription whileWaiting([&] { subscriptions->Remove(number); });
+    while (const auto change = changes.Take(std::chrono::milliseconds(deadline.Left()))) {
+        const bool hasIt = MeanTheSame(change->value, value);
+        if (!change->available) {
+            return NotFound(before.id);
+        }
+        if (hasIt && (!hadIt || change->origin == Origin::Change)) {
+            return *change;
+        }
+        if (!hasIt && hadIt) {
+            return NotTaken(ErrorCode::Refused, *change);
+        }
+    }
+    const Result<Property> now = Read(before.id, In());
+    return !now || MeanTheSame(now->value, value) ? now : NotTaken(ErrorCode::TimedOut, *now);
+}
+
+Hub::Hub(std::unique_ptr<Core> implementation) : core(std::move(implementation)) {}
+
+Hub::~Hub() = default;
+
+Result<std::unique_ptr<Hub>> Hub::Connect(Endpoint endpoint, Options options) {
+    const Deadline deadline = Deadline::In(options.deadlineMilliseconds);
+    const auto socket = FrameSocket::Connect(endpoint, deadline, options.longestMessageBytes);
+    if (!socket) {
+        return socket.error();
+    }
+    auto core = std::make_unique<Core>(std::move(endpoint), std::move(options));
+    if (Outcome started = core->Start(*socket, deadline); !started) {
+        return started.error();
+    }
+    return std::unique_ptr<Hub>(new Hub(std::move(core)));
+}
+
+bool Hub::IsConnected() const { return core->IsConnected(); }
+
+Result<Property> Hub::Read(const PropertyId& id) { return core->Read(id, core->In()); }
+
+Result<std::vector<Property>> Hub::ReadGroup(const std::string& groupGuid) {
+    if (Outcome good = CheckGroup(groupGuid); !good) {
+        return good.error();
+    }
+    return core->ReadMany(Question::Group(groupGuid));
+}
+
+Result<std::vector<Property>> Hub::ReadAll() { return core->ReadMany(Question::Everything()); }
+
+Outcome Hub::Write(const PropertyId& id, const std::string& value) {
+    return core->Write(id, value, core->In());
 }
 
 Result<Property> Hub::WriteAndWait(const PropertyId& id, const std::string& value) {
-    Result<Property> now = Read(id);
+    const Deadline deadline = core->In();
+    const Result<Property> before = core->Read(id, deadline);
+    if (!before) {
+        return before;
+    }
+    if (const Outcome written = core->Write(id, value, deadline); !written) {
+        return written.error();
+    }
+    Result<Property> now = core->Read(id, deadline);
     if (!now) {
         return now;
     }
-    const Outcome written = Write(id, value);
-    if (!written) {
-        return written.error();
+    const bool hasIt = MeanTheSame(now->value, value);
+    if (id.component == OwnComponent()) {
+        return hasIt ? now : NotTaken(ErrorCode::Refused, *now);
     }
-    const std::uint64_t deadline =
-        NowNanoseconds() + core->options.deadlineMilliseconds * kNanosecondsPerMillisecond;
-    constexpr std::uint32_t kBetweenLooks = 20;
-    Event never(false);
-    for (now = Read(id); now && !MeanTheSame(now->value, value); now = Read(id)) {
-        if (NowNanoseconds() >= deadline) {
-            return Error{ErrorCode::TimedOut, "\"" + now->name +
-                                                  "\" did not take the value in time; it is \"" +
-                                                  now->value + "\""};
-        }
-        static_cast<void>(never.Wait(kBetweenLooks));
-    }
-    return now;
+    const bool mayBeCommand =
+        MeanTheSame(before->value, value) && Fits(ValueType::Truth, before->value);
+    return hasIt && !mayBeCommand ? now : core->AwaitValue(*before, value, deadline);
 }
 
 Subscription Hub::Subscribe(Interest interest, ChangeCallback callback) {
-    const std::uint64_t number = core->subscriptions.Add(std::move(interest), std::move(callback));
-    return Subscription([this, number] { core->subscriptions.Remove(number); });
+    const std::uint64_t number = core->subscriptions->Add(std::move(interest), std::move(callback));
+    return Subscription([list = std::weak_ptr(core->subscriptions), number] {
+        if (const auto alive = list.lock()) {
+            alive->Remove(number);
+        }
+    });
 }
 
 Outcome Hub::Announce(std::vector<Announcement> properties) {
-    const Outcome added = core->announcements.Add(properties);
-    if (!added) {
-        return added;
-    }
-    const Outcome known = core->TakePossessionOf(properties);
-    if (!known && known.error().code == ErrorCode::TimedOut) {
-        for (const Announcement& property : properties) {
-            core->announcements.Remove(property.id);
-        }
-        return known;
-    }
-    // Without a connection they are announced when there is one again.
-    return Done{};
+    return core->owner.Announce(properties,
+                                Deadline::In(core->options.deadlineMilliseconds +
+                                             Announcements::kBetweenWithdrawalAndReturn));
 }
 
 Outcome Hub::Change(const PropertyId& id, const std::string& value) {
-    const Result<Announcement> changed = core->announcements.SetValue(id, value);
-    if (!changed) {
-        return changed.error();
-    }
-    static_cast<void>(Report({*changed}, Status::kSuccessful,
-                             [this](PropertyMessage& message) { return core->Send(message); }));
-    return Done{};
+    return core->owner.Change(id, value, core->In());
 }
 
-Outcome Hub::Withdraw(const PropertyId& id) {
-    const Result<Announcement> gone = core->announcements.Find(id);
-    if (!gone) {
-        return gone.error();
-    }
-    core->announcements.Remove(id);
-    return Report({*gone}, Status::kNoLongerAvailable,
-                  [this](PropertyMessage& message) { return core->Send(message); });
-}
+Outcome Hub::Withdraw(const PropertyId& id) { return core->owner.Withdraw(id, core->In()); }
 
 const std::string& Hub::OwnComponent() {
     static const std::string guid(Components::kVantry.guid);

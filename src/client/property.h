@@ -17,6 +17,17 @@ struct PropertyId {
     auto operator<=>(const PropertyId&) const = default;
 };
 
+/// How a record came to the program.
+enum class Origin {
+    /// It is the present value, which was asked for, or which a fresh subscription begins with.
+    Present,
+    /// The hub has published it.
+    Change,
+    /// Reading again has shown that it differs from what was told before: its publication was lost,
+    /// or came during an interruption.
+    Reconciled
+};
+
 /// A property as the hub tells of it.
 struct Property {
     PropertyId id;
@@ -26,6 +37,7 @@ struct Property {
     std::string value;
     /// False for the last word on a property that its component has withdrawn.
     bool available = true;
+    Origin origin = Origin::Present;
 };
 
 enum class ValueType {
@@ -39,7 +51,8 @@ enum class ValueType {
     Command
 };
 
-/// A property of this program's own.
+/// A property of this program's own. Its GUIDs are not empty and hold no quote, backslash or
+/// control character, and that of the group no colon; its component isn't that of the hub.
 struct Announcement {
     PropertyId id;
     std::string componentName;
@@ -49,11 +62,15 @@ struct Announcement {
     std::string value;
     /// Called with what somebody has written, once it fits the type. Returns the value in force
     /// now, which is published, or nothing to leave it as it is. Without one the property can't be
-    /// written. Runs on a thread of the Hub: it must not wait for that Hub.
+    /// written. Handlers run one after another on a thread of the Hub that does nothing else, so
+    /// they may call every operation of the Hub; writes wait meanwhile. An exception goes to
+    /// Hub::Options::onError, and the value stays as it is.
     std::function<std::optional<std::string>(const std::string& written)> onWrite;
 };
 
-/// Called with each change. Runs on a thread of the Hub: it must not wait for that Hub.
+/// Called with each change. Callbacks run one after another on a thread of the Hub that does
+/// nothing else, so they may call every operation of the Hub. A callback that takes long delays the
+/// changes behind it. An exception goes to Hub::Options::onError.
 using ChangeCallback = std::function<void(const Property&)>;
 
 /// What a subscription is for.

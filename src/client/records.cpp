@@ -50,9 +50,7 @@ Property FromRecord(PropertyResponse record) {
         .available = record.status == Status::kSuccessful};
 }
 
-std::vector<Property> FoundIn(const PropertyMessage& message) {
-    std::deque<PropertyResponse> records;
-    message.DecodeGetResponses(records);
+std::vector<Property> FoundIn(std::deque<PropertyResponse> records) {
     std::vector<Property> found;
     found.reserve(records.size());
     for (PropertyResponse& record : records) {

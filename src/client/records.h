@@ -1,6 +1,8 @@
 #pragma once
 
+#include <deque>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "client/property.h"
@@ -11,9 +13,10 @@ namespace vantry::client {
 // Between what a program handles and what travels.
 
 PropertyRequest RequestFor(const PropertyId& id);
+/// The property that a record tells of. One that wasn't found is not available.
 Property FromRecord(PropertyResponse record);
-/// The records of a message, in order; whatever wasn't found is left out.
-std::vector<Property> FoundIn(const PropertyMessage& message);
+/// The properties of an answer, in order; whatever wasn't found is left out.
+std::vector<Property> FoundIn(std::deque<PropertyResponse> records);
 /// What a component reports of its property; texts are escaped.
 PropertyResponse ReportOf(const Announcement& announcement, std::string_view status);
 

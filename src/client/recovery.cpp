@@ -1,8 +1,15 @@
+// What can be saved of a text that isn't JSON.
+//
+// Fields are found by what stands between them, so a value may hold anything but that. A field
+// whose escapes are good was escaped by a careful sender; any other stands for itself.
+
 #include "client/recovery.h"
 
-#include <array>
+#include <deque>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "wire/json/json_escapes.h"
 #include "wire/section_keys.h"
@@ -38,27 +45,35 @@ std::optional<std::string_view> TakeUpTo(std::string_view& rest, std::string_vie
     return taken;
 }
 
-std::optional<PropertyResponse> TakeRecord(std::string_view& rest) {
-    PropertyResponse record;
-    std::string composite;
-    const std::array<std::pair<std::string_view, std::string*>, 7> fields = {
-        {{Field::kComponent, &record.component},
-         {Field::kComponentString, &record.componentString},
-         {Field::kGuid, &composite},
-         {Field::kGroupString, &record.groupString},
-         {Field::kNameString, &record.nameString},
-         {Field::kStatus, &record.status},
-         {Field::kValue, &record.value}}};
+using FieldTexts = std::vector<std::pair<std::string_view, std::string*>>;
+
+/// Takes the next entry with these fields off the rest; false if there is none.
+bool TakeEntry(std::string_view& rest, const FieldTexts& fields) {
     if (!TakeUpTo(rest, Opening(fields[0].first, true))) {
-        return std::nullopt;
+        return false;
     }
     for (std::size_t place = 0; place < fields.size(); ++place) {
         const bool isLast = place + 1 == fields.size();
         const auto raw = TakeUpTo(rest, isLast ? "\"}" : Opening(fields[place + 1].first, false));
         if (!raw) {
-            return std::nullopt;
+            return false;
         }
         *fields[place].second = Meant(*raw);
+    }
+    return true;
+}
+
+std::optional<PropertyResponse> TakeRecord(std::string_view& rest) {
+    PropertyResponse record;
+    std::string composite;
+    if (!TakeEntry(rest, {{Field::kComponent, &record.component},
+                          {Field::kComponentString, &record.componentString},
+                          {Field::kGuid, &composite},
+                          {Field::kGroupString, &record.groupString},
+                          {Field::kNameString, &record.nameString},
+                          {Field::kStatus, &record.status},
+                          {Field::kValue, &record.value}})) {
+        return std::nullopt;
     }
     const SplitGuid split = SplitCompositeGuid(composite);
     record.groupGuid = split.groupGuid;
@@ -66,14 +81,48 @@ std::optional<PropertyResponse> TakeRecord(std::string_view& rest) {
     return record;
 }
 
+std::optional<PropertySetRequest> TakeWrite(std::string_view& rest) {
+    PropertySetRequest write;
+    std::string composite;
+    if (!TakeEntry(rest, {{Field::kComponent, &write.component},
+                          {Field::kGuid, &composite},
+                          {Field::kValue, &write.value}})) {
+        return std::nullopt;
+    }
+    const SplitGuid split = SplitCompositeGuid(composite);
+    write.groupGuid = split.groupGuid;
+    write.guid = split.guid;
+    return write;
+}
+
+/// How a text begins whose first section is this one.
+std::string Beginning(std::string_view section, std::string_view value) {
+    return "{\"" + std::string(section) + "\": " + std::string(value);
+}
+
 }  // namespace
 
-std::deque<PropertyResponse> RecoverResponses(std::string_view text) {
+void Recover(std::string_view text, PropertyMessage& message) {
+    if (text.starts_with(Beginning(Section::kSetRequests, "["))) {
+        std::deque<PropertySetRequest> writes;
+        while (std::optional<PropertySetRequest> write = TakeWrite(text)) {
+            writes.push_back(std::move(*write));
+        }
+        message.EncodeSetRequests(std::move(writes));
+        return;
+    }
+    const bool isWhole = text.starts_with(Beginning(Section::kGetAllResponse, "true,"));
+    if (!isWhole && !text.starts_with(Beginning(Section::kGetResponses, "["))) {
+        return;
+    }
+    if (isWhole) {
+        message.EncodeGetAllResponse();
+    }
     std::deque<PropertyResponse> records;
     while (std::optional<PropertyResponse> record = TakeRecord(text)) {
         records.push_back(std::move(*record));
     }
-    return records;
+    message.EncodeGetResponses(std::move(records));
 }
 
 }  // namespace vantry::client

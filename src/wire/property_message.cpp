@@ -108,6 +108,8 @@ void PropertyMessage::EncodeGetAllResponse() { object[Section::kGetAllResponse] 
 
 void PropertyMessage::EncodeSubscribeAll() { object[Section::kSubscribeAll] = true; }
 
+void PropertyMessage::EncodeDisconnect() { object[Section::kDisconnect] = true; }
+
 void PropertyMessage::DecodeSubscribeRequests(std::deque<PropertyRequest>& requests) const {
     DecodeRequests(object, Section::kSubscribeRequests, requests);
 }

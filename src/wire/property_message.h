@@ -27,6 +27,7 @@ public:
     void EncodeGetAll();
     void EncodeGetAllResponse();
     void EncodeSubscribeAll();
+    void EncodeDisconnect();
 
     /// Each appends the entries of its section, in order.
     void DecodeSubscribeRequests(std::deque<PropertyRequest>& requests) const;

@@ -13,6 +13,8 @@ class FrameClient {
 public:
     static FrameClient ToUnixSocket(const std::filesystem::path& path);
     static FrameClient ToTcp(std::uint16_t port);
+    /// Takes over a socket that is connected already.
+    static FrameClient On(int connected) { return FrameClient(connected); }
     ~FrameClient() { Close(); }
     FrameClient(FrameClient&& other) noexcept;
     FrameClient& operator=(FrameClient&&) = delete;

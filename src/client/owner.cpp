@@ -1,0 +1,235 @@
+// The owner's side of a connection.
+//
+// The hub forwards writes to the connection that reported a property first. A property that an
+// earlier connection has left there is therefore withdrawn and announced anew, with two ticks of
+// the hub in between. A report has no answer, so a question behind it says that the hub has it.
+
+#include "client/owner.h"
+
+#include <exception>
+#include <utility>
+
+#include "client/records.h"
+#include "client/travel.h"
+#include "wire/section_keys.h"
+#include "wire/vocabulary/components.h"
+#include "wire/vocabulary/groups.h"
+#include "wire/vocabulary/hub_properties.h"
+
+namespace vantry::client {
+namespace {
+
+/// From so many failures on, the program is told that the hub doesn't want what it announces.
+constexpr int kSuspicious = 3;
+
+/// A question whose answer is short, for the answer's sake alone.
+Question Probe() {
+    return Question::List(
+        {{std::string(Components::kVantry.guid), std::string(Groups::kGeneral.guid),
+          std::string(HubProperties::kPublishingPeriod.guid)}});
+}
+
+}  // namespace
+
+Owner::Owner(Channel& itsChannel, Requester& itsRequester, ErrorCallback tellError)
+    : channel(itsChannel), requester(itsRequester), onError(std::move(tellError)) {}
+
+Outcome Owner::Report(const std::vector<Announcement>& properties, std::string_view status,
+                      const SendFunction& send) {
+    std::deque<PropertyResponse> records;
+    for (const Announcement& property : properties) {
+        records.push_back(ReportOf(property, status));
+    }
+    for (std::deque<PropertyResponse>& part : InParts(std::move(records))) {
+        PropertyMessage message;
+        message.EncodeGetResponses(std::move(part));
+        if (Outcome sent = send(message); !sent) {
+            return sent;
+        }
+    }
+    return Done{};
+}
+
+Owner::Way Owner::OverChannel(const Deadline& deadline) {
+    return {
+        [this, deadline](const Question& question) { return requester.Ask(question, deadline); },
+        [this, deadline](const PropertyMessage& message) {
+            return channel.Send(message, deadline);
+        }};
+}
+
+Outcome Owner::TakePossession(const std::vector<Announcement>& properties, const Way& way) {
+    std::deque<PropertyRequest> requests;
+    for (const Announcement& property : properties) {
+        requests.push_back(RequestFor(property.id));
+    }
+    bool anyLeft = false;
+    for (const std::deque<PropertyRequest>& part : InParts(std::move(requests))) {
+        const auto records = way.ask(Question::List(part));
+        if (!records) {
+            return records.error();
+        }
+        for (const PropertyResponse& record : *records) {
+            anyLeft = anyLeft || record.status != Status::kNotFound;
+        }
+    }
+    std::uint32_t pause = announcements.PauseBefore(properties);
+    if (anyLeft) {
+        if (Outcome told = Report(properties, Status::kNoLongerAvailable, way.send); !told) {
+            return told;
+        }
+        pause = Announcements::kBetweenWithdrawalAndReturn;
+    }
+    if (pause != 0 && ending.Wait(pause)) {
+        return Error{ErrorCode::NoConnection, "the program ends its connection"};
+    }
+    if (Outcome told = Report(properties, Status::kSuccessful, way.send); !told) {
+        return told;
+    }
+    const auto answer = way.ask(Probe());
+    return answer ? Outcome(Done{}) : Outcome(answer.error());
+}
+
+Outcome Owner::Announce(const std::vector<Announcement>& properties, const Deadline& deadline) {
+    const ScopedTurn turn(announcing, deadline);
+    if (!turn) {
+        return Error{ErrorCode::TimedOut, "the announcement before took too long"};
+    }
+    Outcome known = announcements.Add(properties);
+    if (!known || properties.empty()) {
+        return known;
+    }
+    known = TakePossession(properties, OverChannel(deadline));
+    if (known) {
+        announcements.MarkKnown(properties);
+        static_cast<void>(TellNews(deadline));
+        return known;
+    }
+    if (known.error().code == ErrorCode::NoConnection) {
+        return Done{};
+    }
+    for (const Announcement& property : properties) {
+        static_cast<void>(announcements.Withdraw(property.id));
+    }
+    return known;
+}
+
+Outcome Owner::Change(const PropertyId& id, const std::string& value, const Deadline& deadline) {
+    if (Outcome changed = announcements.SetValue(id, value); !changed) {
+        return changed;
+    }
+    static_cast<void>(TellNews(deadline));
+    if (failedRestorations >= kSuspicious) {
+        return Error{ErrorCode::NoConnection,
+                     "the hub keeps ending the connection on which the properties are announced"};
+    }
+    return Done{};
+}
+
+Outcome Owner::Withdraw(const PropertyId& id, const Deadline& deadline) {
+    if (Outcome withdrawn = announcements.Withdraw(id); !withdrawn) {
+        return withdrawn;
+    }
+    static_cast<void>(TellNews(deadline));
+    return Done{};
+}
+
+Outcome Owner::TellNews(const Deadline& deadline) {
+    const ScopedTurn turn(telling, deadline);
+    if (!turn) {
+        return Error{ErrorCode::TimedOut, "the hub did not take the changes before in time"};
+    }
+    const Announcements::News news = announcements.TakeNews();
+    const Way way = OverChannel(deadline);
+    Outcome told = Report(news.changed, Status::kSuccessful, way.send);
+    if (told) {
+        told = Report(news.withdrawn, Status::kNoLongerAvailable, way.send);
+    }
+    if (!told) {
+        announcements.PutBack(news);
+    }
+    return told;
+}
+
+void Owner::RunHandler(const PropertySetRequest& write) {
+    const PropertyId id{write.component, write.groupGuid, write.guid};
+    const Result<Announcement> property = announcements.Find(id);
+    const bool isCommand = property && property->type == ValueType::Command;
+    if (!property || !property->onWrite || (!isCommand && !Fits(property->type, write.value)) ||
+        (isCommand && MeanTheSame(write.value, "False"))) {
+        return;
+    }
+    try {
+        const std::optional<std::string> value = property->onWrite(write.value);
+        if (value) {
+            if (Outcome changed = announcements.SetValue(id, *value); !changed) {
+                onError(changed.error());
+            }
+        }
+    } catch (const std::exception& problem) {
+        onError({ErrorCode::Refused,
+                 "the handler of \"" + property->name + "\" failed: " + problem.what()});
+    }
+}
+
+void Owner::TakeWrites(const std::deque<PropertySetRequest>& writes, std::uint32_t milliseconds) {
+    for (const PropertySetRequest& write : writes) {
+        RunHandler(write);
+    }
+    static_cast<void>(TellNews(Deadline::In(milliseconds)));
+}
+
+Outcome Owner::Restore(FrameSocket& socket, std::uint32_t milliseconds,
+                       const std::function<void(std::unique_ptr<ReceivedMessage>)>& other) {
+    const auto send = [&](const PropertyMessage& message) {
+        return socket.Send(message, Deadline::In(milliseconds));
+    };
+    const auto ask = [&](const Question& question) -> Result<std::deque<PropertyResponse>> {
+        const Deadline deadline = Deadline::In(milliseconds);
+        auto answer = socket.Ask(question.Message(), deadline);
+        while (answer && !(*answer)->message.HasSection(Section::kGetResponses)) {
+            other(std::move(*answer));
+            answer = socket.Receive(deadline);
+        }
+        if (!answer) {
+            return answer.error();
+        }
+        std::deque<PropertyResponse> records;
+        (*answer)->message.DecodeGetResponses(records);
+        return records;
+    };
+    const Announcements::News all = announcements.TakeAll();
+    Outcome restored = Report(all.withdrawn, Status::kNoLongerAvailable, send);
+    if (restored && !all.changed.empty()) {
+        restored = TakePossession(all.changed, {ask, send});
+    } else if (restored) {
+        const auto answer = ask(Probe());
+        restored = answer ? Outcome(Done{}) : Outcome(answer.error());
+    }
+    if (restored) {
+        failedRestorations = 0;
+        announcements.MarkKnown(all.changed);
+    } else {
+        announcements.PutBack(all);
+        failedRestorations += all.changed.empty() ? 0 : 1;
+    }
+    return restored;
+}
+
+void Owner::AnnounceLeftOvers(const Deadline& deadline) {
+    const ScopedTurn turn(announcing, deadline);
+    const std::vector<Announcement> left =
+        turn ? announcements.TakeNew() : std::vector<Announcement>();
+    if (left.empty()) {
+        return;
+    }
+    if (const Outcome known = TakePossession(left, OverChannel(deadline)); known) {
+        announcements.MarkKnown(left);
+        static_cast<void>(TellNews(deadline));
+    } else if (known.error().code != ErrorCode::NoConnection) {
+        onError(known.error());
+        channel.Restart();
+    }
+}
+
+}  // namespace vantry::client

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "client/deadline.h"
+#include "runtime/event.h"
+#include "runtime/thread_annotations.h"
+
+namespace vantry::client {
+
+/// A lock over an activity that may last, such as a question and its answer, so it is waited for
+/// until a deadline only. Not re-entrant.
+class CAPABILITY("mutex") Turn {
+public:
+    Turn() { free.Set(); }
+
+    /// Returns false if another thread had the turn until the deadline.
+    [[nodiscard]] bool Enter(const Deadline& deadline) TRY_ACQUIRE(true) {
+        return free.Wait(deadline.Left());
+    }
+    void Leave() RELEASE() { free.Set(); }
+
+private:
+    Event free{true};
+};
+
+/// Holds a turn for the length of a scope, if it came in time.
+class ScopedTurn {
+public:
+    ScopedTurn(Turn& wanted, const Deadline& deadline)
+        : turn(wanted), held(Entered(wanted, deadline)) {}
+    ~ScopedTurn() {
+        if (held) {
+            Release(turn);
+        }
+    }
+    ScopedTurn(const ScopedTurn&) = delete;
+    ScopedTurn& operator=(const ScopedTurn&) = delete;
+
+    explicit operator bool() const { return held; }
+
+private:
+    static bool Entered(Turn& turn, const Deadline& deadline) NO_THREAD_SAFETY_ANALYSIS {
+        return turn.Enter(deadline);
+    }
+    static void Release(Turn& turn) NO_THREAD_SAFETY_ANALYSIS { turn.Leave(); }
+
+    Turn& turn;
+    const bool held;
+};
+
+}  // namespace vantry::client
