@@ -45,7 +45,8 @@ DriverRoot::DriverRoot(const std::u16string& propertyFile, const std::u16string&
                                           errorLogFile, HubProperties::kErrorLogFileName);
     StartEngine(component);
     StartLinks();
-    localSessions = std::make_shared<LocalSessionTable>();
+    localSessions =
+        std::make_shared<LocalSessionTable>(platform.accounting->Bounds(), platform.notices);
     StartLoopback(osVersion, osBuildNumber);
     RegisterDebugZones(
         [this](const std::shared_ptr<Property>& zone) { store->RegisterProperty(zone); });
@@ -107,7 +108,7 @@ void DriverRoot::AddQtCommonInfo(const std::string& version, const std::string& 
 std::uint32_t DriverRoot::OpenLocalSession() {
     const std::uint32_t handle = localSessions->Open();
     if (const std::shared_ptr<LocalSession> session = localSessions->Find(handle)) {
-        dataHandlers->AddSession(std::make_shared<PeekStream>(session->PeerEnd()));
+        dataHandlers->AddSession(std::make_shared<PeekStream>(session->MakePeerEnd()));
     }
     return handle;
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "driver/driver_root.h"
+#include "driver/local_handles.h"
 #include "driver/quoted_ini.h"
 #include "platform/platform.h"
 #include "runtime/event.h"
@@ -67,17 +68,18 @@ void WriteMarker() {
     marker.Write(kContent.data(), kContent.size());
 }
 
-std::shared_ptr<LocalSession> FindSession(std::uint32_t handle) {
-    const std::shared_ptr<DriverRoot> hub = Root();
-    return hub ? hub->LocalSessions().Find(handle) : nullptr;
-}
-
 std::int32_t ToLength(std::uint32_t count) {
     return static_cast<std::int32_t>(
         std::min<std::uint32_t>(count, std::numeric_limits<std::int32_t>::max()));
 }
 
 }  // namespace
+
+std::shared_ptr<LocalSession> LocalSessionOf(std::uint32_t handle) {
+    const std::shared_ptr<DriverRoot> hub = Root();
+    return hub ? hub->LocalSessions().Find(handle) : nullptr;
+}
+
 }  // namespace vantry
 
 std::uint32_t PRN_Init() {
@@ -119,7 +121,7 @@ std::uint32_t PRN_Close(std::uint32_t handle) {
 }
 
 std::int32_t PRN_Read(std::uint32_t handle, void* buffer, std::uint32_t count) {
-    const std::shared_ptr<vantry::LocalSession> session = vantry::FindSession(handle);
+    const std::shared_ptr<vantry::LocalSession> session = vantry::LocalSessionOf(handle);
     const std::int32_t length = vantry::ToLength(count);
     const std::int32_t got =
         session ? session->Read(static_cast<std::uint8_t*>(buffer), length) : vantry::kFailed;
@@ -127,7 +129,7 @@ std::int32_t PRN_Read(std::uint32_t handle, void* buffer, std::uint32_t count) {
 }
 
 std::int32_t PRN_Write(std::uint32_t handle, const void* buffer, std::uint32_t count) {
-    const std::shared_ptr<vantry::LocalSession> session = vantry::FindSession(handle);
+    const std::shared_ptr<vantry::LocalSession> session = vantry::LocalSessionOf(handle);
     const std::int32_t length = vantry::ToLength(count);
     const std::int32_t taken =
         session ? session->Write(static_cast<const std::uint8_t*>(buffer), length)

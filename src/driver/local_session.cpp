@@ -1,10 +1,33 @@
 #include "driver/local_session.h"
 
 namespace vantry {
+namespace {
 
-std::shared_ptr<Stream> LocalSession::PeerEnd() const {
-    const std::shared_ptr<PipeEnd> end = pipe.peerEnd;
-    return {end.get(), [end](Stream* stream) { stream->Close(); }};
+/// The hub's end of a link.
+class PeerEnd final : public Stream {
+public:
+    explicit PeerEnd(std::shared_ptr<LocalLink> toClient) : link(std::move(toClient)) {}
+    ~PeerEnd() override { PeerEnd::Close(); }
+
+    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
+        return link->ReadInput(buffer, length);
+    }
+    std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
+        return link->WriteOutput(buffer, length);
+    }
+    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override {
+        return link->WriteSharedOutput(frame);
+    }
+    void Close() override { link->LeaveFromHub(); }
+
+private:
+    const std::shared_ptr<LocalLink> link;
+};
+
+}  // namespace
+
+std::shared_ptr<Stream> LocalSession::MakePeerEnd() const {
+    return std::make_shared<PeerEnd>(link);
 }
 
 }  // namespace vantry

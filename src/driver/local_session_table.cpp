@@ -1,11 +1,20 @@
 #include "driver/local_session_table.h"
 
+#include "runtime/clock.h"
+#include "runtime/event.h"
+
 namespace vantry {
+namespace {
+
+constexpr std::uint64_t kBacklogNanoseconds = 2000 * kNanosecondsPerMillisecond;
+constexpr std::uint32_t kLookMilliseconds = 2;
+
+}  // namespace
 
 std::uint32_t LocalSessionTable::Open() {
     ScopedLock guard(lock);
     ++lastHandle;
-    sessions.emplace(lastHandle, std::make_shared<LocalSession>());
+    sessions.emplace(lastHandle, std::make_shared<LocalSession>(limits, notices));
     return lastHandle;
 }
 
@@ -27,11 +36,22 @@ bool LocalSessionTable::Close(std::uint32_t handle) {
 }
 
 void LocalSessionTable::CloseAll() {
-    ScopedLock guard(lock);
-    for (const auto& [handle, session] : sessions) {
-        session->Close();
+    std::unordered_map<std::uint32_t, std::shared_ptr<LocalSession>> closing;
+    {
+        ScopedLock guard(lock);
+        closing.swap(sessions);
     }
-    sessions.clear();
+    for (const auto& [handle, session] : closing) {
+        session->EndInput();
+    }
+    const std::uint64_t deadline = NowNanoseconds() + kBacklogNanoseconds;
+    for (const auto& [handle, session] : closing) {
+        while (!session->IsIdle() && NowNanoseconds() < deadline) {
+            Event nobodySetsIt(false);
+            static_cast<void>(nobodySetsIt.Wait(kLookMilliseconds));
+        }
+        session->Abandon();
+    }
 }
 
 }  // namespace vantry

@@ -99,7 +99,7 @@ void HubHost::Start() {
     usbDriver->Start();
     PRN_Init();
     running = true;
-    localServer.emplace(*localSocket, flusher);
+    localServer.emplace(*localSocket);
     const std::uint16_t port = platform.tcp.PortInPlaceOf(kHubPort);
     if (platform.tcp.boundPort == 0 && port != TcpListening::kNoPort) {
         platform.notices.Tell("TCP port " + std::to_string(port) +

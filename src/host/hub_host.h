@@ -27,7 +27,8 @@ public:
     [[nodiscard]] bool Prepare(std::string& error);
     /// Starts the hub and serves its devices.
     void Start();
-    /// Ends the sessions, the hub and the devices. Takes 3 seconds.
+    /// Ends the sessions, the hub and the devices. Takes 3 seconds, and up to 2 more while clients
+    /// of the local device have something left.
     void Stop();
 
     Platform& ThePlatform() { return platform; }

@@ -7,46 +7,52 @@
 #include <memory>
 
 #include "host/device_socket.h"
-#include "host/socket_connection.h"
 #include "platform/wake_up.h"
 #include "runtime/lock.h"
 #include "runtime/native_thread.h"
-#include "transport/socket/output_flusher.h"
 
 namespace vantry {
 
 /// Serves the device "PRN1:" to other processes: a connection is one open handle.
 ///
-/// One thread takes what all clients send, and one thread for each client takes what the hub has
-/// for it. A client that leaves too much untaken is closed. A client that has ended its sending
-/// side still receives until it closes.
+/// A client whose input the hub can't take fast enough is made to wait in its own send; one that
+/// has ended its sending side still receives until it closes; one that leaves too much unread is
+/// closed. What a client has sent before it closes is acted on.
 class LocalDeviceServer {
 public:
     /// `listening` must outlive the server. The hub must be up until Stop.
-    LocalDeviceServer(const DeviceSocket& listening, std::shared_ptr<OutputFlusher> outputFlusher);
+    explicit LocalDeviceServer(const DeviceSocket& listening);
     ~LocalDeviceServer();
     LocalDeviceServer(const LocalDeviceServer&) = delete;
     LocalDeviceServer& operator=(const LocalDeviceServer&) = delete;
 
-    /// Closes all handles and ends all threads.
+    /// Has what clients have sent acted on and what they read sent, for 2 seconds at most; then
+    /// closes all handles and ends all threads. Blocks meanwhile.
     void Stop();
 
 private:
     struct Client;
+    enum class Input : std::uint8_t { Taken, NothingThere, Ended };
 
     void Run();
+    /// Waits for events, `milliseconds` at most or for ever if -1, and deals with them. Returns
+    /// false if there were none.
+    bool ServeOnce(int milliseconds);
+    void FinishAll();
     void AcceptClients();
     void AddClient(int descriptor);
-    void Serve(std::uint64_t id, std::uint32_t events);
-    /// False if there was nothing to take.
-    bool TakeInput(Client& client);
+    void Serve(Client& client, bool closed);
+    static Input TakeInput(Client& client);
+    void Watch(Client& client);
+    void Unwatch(Client& client);
+    void ServeNews();
     void Drop(std::uint64_t id);
-    void DropFinished();
     /// The thread of a client.
     void SendOutput(Client& client);
+    enum class News : std::uint8_t { Changed, Finished };
+    void Tell(News news, std::uint64_t id);
 
     const DeviceSocket& socket;
-    const std::shared_ptr<OutputFlusher> flusher;
     const int poller;
     WakeUp wake;
     std::atomic<bool> stopping{false};
@@ -55,8 +61,10 @@ private:
     std::uint64_t lastClient;
     /// Accepting pauses while the machine has no descriptors left.
     bool pausing = false;
-    Lock finishedLock;
-    std::deque<std::uint64_t> finished GUARDED_BY(finishedLock);
+    Lock newsLock;
+    /// Clients whose session has changed, and clients whose thread is ending.
+    std::deque<std::uint64_t> changed GUARDED_BY(newsLock);
+    std::deque<std::uint64_t> finished GUARDED_BY(newsLock);
     NativeThread thread;
 };
 

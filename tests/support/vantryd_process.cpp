@@ -122,12 +122,16 @@ int BackgroundProgram::Interrupt() {
 
 VantrydProcess::VantrydProcess(const std::filesystem::path& base,
                                const std::vector<std::string>& more)
-    : root(base / "root"), devices(base / "devices") {
+    : root(base / "root"), devices(base / "devices"), errors(base / "errors") {
     std::vector<std::string> arguments{"--root", root.string(), "--devices", devices.string(),
                                        "--bind", "127.0.0.1",   "--port",    "0"};
     arguments.insert(arguments.end(), more.begin(), more.end());
+    std::filesystem::create_directories(base);
+    const int errorFile =
+        open(errors.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, S_IRUSR | S_IWUSR);
     Pipe output;
-    id = Spawn(VANTRYD_PATH, arguments, -1, output.ends[1], -1);
+    id = Spawn(VANTRYD_PATH, arguments, -1, output.ends[1], errorFile);
+    close(errorFile);
     output.CloseWriting();
     readyLine = output.ReadLine();
     const std::string prefix = "ready port=";

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/frame_client.h"
+#include "support/temporary_directory.h"
 
 namespace vantry::test {
 
@@ -56,6 +57,8 @@ public:
     const std::string& ReadyLine() const { return readyLine; }
     std::uint16_t Port() const { return port; }
     pid_t Id() const { return id; }
+    /// Returns what it has written to standard error until now.
+    std::string Errors() const { return ReadFile(errors); }
     void Signal(int number) const;
     /// Waits for the end; the exit status, or -1 if a signal ended it.
     int Wait();
@@ -67,6 +70,7 @@ public:
     const std::filesystem::path devices;
 
 private:
+    const std::filesystem::path errors;
     pid_t id = -1;
     std::string readyLine;
     std::uint16_t port = 0;

@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "transport/stream/queue_stream.h"
 #include "transport/stream/stream.h"
 
 namespace vantry {
@@ -20,6 +21,9 @@ public:
     }
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
         return writeSide->Write(buffer, length);
+    }
+    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override {
+        return writeSide->WriteShared(frame);
     }
     void Close() override {
         writeSide->Close();
@@ -42,6 +46,9 @@ struct PipePair {
         peerEnd->Close();
     }
 
+    /// The two directions, for whoever has to bound them.
+    std::shared_ptr<QueueStream> fromClient;
+    std::shared_ptr<QueueStream> toClient;
     std::shared_ptr<PipeEnd> clientEnd;
     std::shared_ptr<PipeEnd> peerEnd;
 };

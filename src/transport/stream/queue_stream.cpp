@@ -1,55 +1,151 @@
+// A queue of what was written.
+//
+// Small writes share a block, so that a peer that writes byte by byte can't make the queue hold
+// many times what it wrote; a block is given back as soon as it was read. A shared frame is a piece
+// of its own and costs a reference. The counters are atomics beside the lock, since whoever bounds
+// a queue looks at them after every write; only a thread inside AwaitReader makes reading signal.
+
 #include "transport/stream/queue_stream.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace vantry {
+namespace {
+
+constexpr std::uint32_t kSmallestBlock = 4096;
+
+}  // namespace
+
+std::uint32_t QueueStream::SharedFrame::Take(std::uint8_t* out, std::uint32_t count) {
+    const std::uint32_t copied = std::min(count, Untaken());
+    std::memcpy(out, frame->data() + read, copied);
+    read += copied;
+    return copied;
+}
 
 std::int32_t QueueStream::Read(std::uint8_t* buffer, std::int32_t length) {
     if (length <= 0) {
         return 0;
     }
     for (;;) {
-        const std::uint32_t seen = signal.WaitAny(kData | kClosed);
-        ScopedLock guard(lock);
-        if (!blocks.empty()) {
-            return TakeBlocks(buffer, static_cast<std::uint32_t>(length));
+        {
+            ScopedLock guard(lock);
+            if (!pieces.empty()) {
+                return TakePieces(buffer, static_cast<std::uint32_t>(length));
+            }
+            readerWaits = true;
+            if (closed) {
+                return StreamCode::kEndOfData;
+            }
         }
-        if ((seen & kClosed) != 0) {
-            return StreamCode::kEndOfData;
-        }
-        // Another reader was faster.
+        signal.WaitAny(kData | kClosed);
     }
 }
 
-std::int32_t QueueStream::TakeBlocks(std::uint8_t* buffer, std::uint32_t length) {
+std::int32_t QueueStream::TakePieces(std::uint8_t* buffer, std::uint32_t length) {
     std::uint32_t copied = 0;
-    while (copied < length && !blocks.empty()) {
-        copied += blocks.front().Take(buffer + copied, length - copied);
-        if (blocks.front().Untaken() == 0) {
-            blocks.pop_front();
+    while (copied < length && !pieces.empty()) {
+        const bool isEmpty = std::visit(
+            [&](auto& piece) {
+                copied += piece.Take(buffer + copied, length - copied);
+                return piece.Untaken() == 0;
+            },
+            pieces.front());
+        if (isEmpty) {
+            pieces.pop_front();
         }
     }
-    if (blocks.empty()) {
-        signal.Clear(kData);
-    }
+    CountTaken(copied);
     return static_cast<std::int32_t>(copied);
 }
 
+void QueueStream::CountTaken(std::uint64_t count) {
+    readerWaits = false;
+    waiting -= count;
+    taken += count;
+    if (pieces.empty()) {
+        signal.Clear(kData);
+    }
+    if (readingIsAwaited) {
+        signal.Set(kRead);
+    }
+}
+
+void QueueStream::CountWritten(std::uint32_t count) {
+    waiting += count;
+    signal.Set(kData);
+}
+
 std::int32_t QueueStream::Write(const std::uint8_t* buffer, std::int32_t length) {
-    if (signal.WaitAny(kClosed, 0) != 0) {
+    ScopedLock guard(lock);
+    if (closed) {
         return StreamCode::kEndOfData;
     }
     if (length <= 0) {
         return 0;
     }
-    ScopedLock guard(lock);
     const auto count = static_cast<std::uint32_t>(length);
-    std::uint32_t stored = blocks.empty() ? 0 : blocks.back().Put(buffer, count);
+    auto* const last = pieces.empty() ? nullptr : std::get_if<StreamBuffer>(&pieces.back());
+    const std::uint32_t stored = last == nullptr ? 0 : last->Put(buffer, count);
     if (stored < count) {
-        stored += blocks.emplace_back(count - stored).Put(buffer + stored, count - stored);
+        const std::uint32_t rest = count - stored;
+        StreamBuffer block(std::max(rest, kSmallestBlock));
+        block.Put(buffer + stored, rest);
+        pieces.emplace_back(std::move(block));
     }
-    signal.Set(kData);
-    return static_cast<std::int32_t>(stored);
+    CountWritten(count);
+    return length;
 }
 
-void QueueStream::Close() { signal.Set(kClosed); }
+std::int32_t QueueStream::WriteShared(const std::shared_ptr<const std::string>& frame) {
+    ScopedLock guard(lock);
+    if (closed) {
+        return StreamCode::kEndOfData;
+    }
+    if (!frame->empty()) {
+        pieces.emplace_back(SharedFrame{frame});
+        CountWritten(static_cast<std::uint32_t>(frame->size()));
+    }
+    return static_cast<std::int32_t>(frame->size());
+}
+
+void QueueStream::Close() {
+    ScopedLock guard(lock);
+    closed = true;
+    signal.Set(kClosed);
+}
+
+void QueueStream::Discard() {
+    std::deque<Piece> dropped;
+    ScopedLock guard(lock);
+    closed = true;
+    dropped.swap(pieces);
+    CountTaken(waiting);
+    signal.Set(kClosed);
+}
+
+bool QueueStream::IsDrained() const {
+    ScopedLock guard(lock);
+    return readerWaits && pieces.empty();
+}
+
+bool QueueStream::AwaitReader(std::uint64_t bytes, std::uint32_t stallMilliseconds) {
+    bool isReading = true;
+    readingIsAwaited = true;
+    while (isReading && waiting > bytes) {
+        signal.Clear(kRead);
+        if (waiting <= bytes) {
+            break;
+        }
+        const std::uint32_t seen = signal.WaitAny(kRead | kClosed, stallMilliseconds);
+        isReading = seen != 0;
+        if ((seen & kClosed) != 0) {
+            break;
+        }
+    }
+    readingIsAwaited = false;
+    return isReading;
+}
 
 }  // namespace vantry

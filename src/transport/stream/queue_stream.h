@@ -1,7 +1,11 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
+#include <memory>
+#include <string>
+#include <variant>
 
 #include "runtime/event_flags.h"
 #include "runtime/lock.h"
@@ -13,21 +17,59 @@ namespace vantry {
 /// A first-in-first-out byte pipe between threads, without a bound: a writer never waits, a reader
 /// waits until there is data or the queue is closed. What is in it at Close can still be read;
 /// behind that comes kEndOfData. Safe for any number of threads.
+///
+/// Whoever has to bound it asks how much waits, and writes less, or waits itself for the reader.
 class QueueStream final : public Stream {
 public:
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
+    /// Keeps a reference to the frame until it has been read.
+    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override;
     void Close() override;
+    /// Closes the queue, and drops what hasn't been read.
+    void Discard();
+
+    /// Returns how many bytes were written and neither read nor dropped. Never blocks.
+    std::uint64_t Waiting() const { return waiting; }
+    /// Returns how many bytes were read or dropped since the queue was made. Never blocks.
+    std::uint64_t Taken() const { return taken; }
+    /// Returns whether everything was read and the last reader is waiting for more, or has been
+    /// told that no more comes.
+    bool IsDrained() const;
+    /// Blocks until at most `bytes` wait or the queue is closed, and returns true. Returns false if
+    /// nothing was read for `stallMilliseconds` meanwhile. For one thread at a time.
+    bool AwaitReader(std::uint64_t bytes, std::uint32_t stallMilliseconds);
 
 private:
     static constexpr std::uint32_t kData = 1;
     static constexpr std::uint32_t kClosed = 2;
+    static constexpr std::uint32_t kRead = 4;
 
-    std::int32_t TakeBlocks(std::uint8_t* buffer, std::uint32_t length) REQUIRES(lock);
+    /// A frame that others hold too, and how much of it was read here.
+    struct SharedFrame {
+        std::uint32_t Take(std::uint8_t* out, std::uint32_t count);
+        std::uint32_t Untaken() const { return static_cast<std::uint32_t>(frame->size()) - read; }
 
-    Lock lock;
-    std::deque<StreamBuffer> blocks GUARDED_BY(lock);
-    /// Changed under `lock`, so that kData always tells whether there are blocks.
+        std::shared_ptr<const std::string> frame;
+        std::uint32_t read = 0;
+    };
+    using Piece = std::variant<StreamBuffer, SharedFrame>;
+
+    std::int32_t TakePieces(std::uint8_t* buffer, std::uint32_t length) REQUIRES(lock);
+    void CountWritten(std::uint32_t count) REQUIRES(lock);
+    void CountTaken(std::uint64_t count) REQUIRES(lock);
+
+    mutable Lock lock;
+    std::deque<Piece> pieces GUARDED_BY(lock);
+    bool closed GUARDED_BY(lock) = false;
+    /// Set by a reader that found nothing, until one finds something.
+    bool readerWaits GUARDED_BY(lock) = false;
+    /// Written under `lock`.
+    std::atomic<std::uint64_t> waiting{0};
+    std::atomic<std::uint64_t> taken{0};
+    /// Somebody is inside AwaitReader and wants kRead to be set.
+    std::atomic<bool> readingIsAwaited{false};
+    /// Changed under `lock`, so that kData always tells whether there are pieces.
     EventFlags signal{false};
 };
 

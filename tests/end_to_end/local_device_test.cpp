@@ -1,0 +1,171 @@
+// What clients of the local device may rely on, and what one of them can't make the hub hold.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "support/eventually.h"
+#include "support/messages.h"
+#include "support/temporary_directory.h"
+#include "support/vantryd_process.h"
+
+namespace vantry {
+namespace {
+
+using namespace test;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
+class LocalDevice : public testing::Test {
+protected:
+    std::string LimitsFile(const std::string& text) const {
+        WriteFile(directory.Path() / "limits", text);
+        return (directory.Path() / "limits").string();
+    }
+
+    TemporaryDirectory directory;
+};
+
+/// A request whose answer has about 187 bytes for each entry.
+std::string AskForUnknown(int entries) {
+    return Section(
+        "PropertyGetRequests",
+        std::vector<std::string>(static_cast<std::size_t>(entries), R"({"GUID":"a:b"})"));
+}
+
+std::string SetPeriod(int value) { return FrameOf(Set(PublishingPeriod(), std::to_string(value))); }
+
+bool PeriodIs(FrameClient& client, int value) {
+    return client.Ask(Get(PublishingPeriod()))->find("\"" + std::to_string(value) + "\"") !=
+           std::string::npos;
+}
+
+std::string ProcessFile(const VantrydProcess& hub, const std::string& name) {
+    return ReadFile("/proc/" + std::to_string(hub.Id()) + "/" + name);
+}
+
+/// The most memory that the process has had, in KiB.
+long PeakMemory(const VantrydProcess& hub) {
+    const std::string status = ProcessFile(hub, "status");
+    return std::stol(status.substr(status.find("VmHWM:") + 6));
+}
+
+/// The processor time that the process has used, in hundredths of a second.
+long ProcessorTime(const VantrydProcess& hub) {
+    std::istringstream fields(ProcessFile(hub, "stat"));
+    std::string ignored;
+    for (int field = 1; field < 14; ++field) {
+        fields >> ignored;
+    }
+    long user = 0;
+    long system = 0;
+    fields >> user >> system;
+    return user + system;
+}
+
+TEST_F(LocalDevice, AReaderGetsAnAnswerOfAnySizeWhole) {
+    VantrydProcess hub(directory.Path());
+    FrameClient client = hub.Device("PRN1");
+    constexpr int kEntries = 200'000;
+    const std::optional<std::string> answer = client.Ask(AskForUnknown(kEntries));
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(Count(*answer, "Property Not Found"), std::size_t{kEntries});
+    // The second one is made while the first still waits.
+    client.Send(AskForUnknown(1000));
+    EXPECT_TRUE(client.Ask(kGetAll));
+    EXPECT_TRUE(client.Receive());
+}
+
+TEST_F(LocalDevice, AClientThatSendsFasterThanTheHubReadsHasToWait) {
+    VantrydProcess hub(directory.Path(), {"--limits", LimitsFile("local-input = 100000")});
+    const long before = PeakMemory(hub);
+    FrameClient client = hub.Device("PRN1");
+    const std::string junk(1U << 20U, 'x');
+    for (int count = 0; count < 48; ++count) {
+        client.SendBytes(junk);
+    }
+    EXPECT_TRUE(client.Ask(kGetAll));
+    if (!kSanitized) {
+        EXPECT_LT(PeakMemory(hub) - before, 24 << 10);
+    }
+}
+
+TEST_F(LocalDevice, OneThatReadsNothingIsClosedAndTold) {
+    VantrydProcess hub(directory.Path(), {"--limits", LimitsFile("local-output = 1000000")});
+    FrameClient component = hub.Device("PRN1");
+    FrameClient client = hub.Device("PRN1");
+    for (int count = 0; count < 400; ++count) {
+        client.Send(kGetAll);
+    }
+    EXPECT_TRUE(Eventually([&] {
+        return hub.Errors().find("vantryd: closed a client of PRN1: the limit 'local-output'") !=
+               std::string::npos;
+    }));
+    EXPECT_TRUE(client.SeesEnd());
+    EXPECT_TRUE(component.Ask(kGetAll));
+}
+
+TEST_F(LocalDevice, AWriteBehindAReadCountsThoughItsClientCloses) {
+    VantrydProcess hub(directory.Path());
+    FrameClient witness = hub.Device("PRN1");
+    for (int value = 1000; value < 1020; ++value) {
+        hub.Device("PRN1").SendBytes(FrameOf(kGetAll) + FrameOf(kGetAll) + SetPeriod(value));
+        ASSERT_TRUE(Eventually([&] { return PeriodIs(witness, value); })) << value;
+    }
+}
+
+TEST_F(LocalDevice, ADroppedClientWithOutputLeftCostsNothing) {
+    VantrydProcess hub(directory.Path());
+    FrameClient idle = hub.Device("PRN1");
+    ASSERT_TRUE(idle.Ask(kGetAll));
+    std::vector<FrameClient> clients;
+    for (int count = 0; count < 5; ++count) {
+        clients.push_back(hub.Device("PRN1"));
+        clients.back().Send(AskForUnknown(10'000));
+        clients.back().Send(R"({"Disconnect": true})");
+        clients.back().SendBytes(std::string(100'000, 'x'));
+    }
+    // The answers have been made when another one has been answered behind them.
+    ASSERT_TRUE(idle.Ask(AskForUnknown(20'000)));
+    EXPECT_FALSE(idle.HearsWithin(500));
+    const long before = ProcessorTime(hub);
+    EXPECT_FALSE(idle.HearsWithin(1000));
+    EXPECT_LT(ProcessorTime(hub) - before, 30);
+}
+
+TEST_F(LocalDevice, AStopActsOnWhatWasSentAndOnNoEndlessBacklog) {
+    {
+        VantrydProcess hub(directory.Path());
+        FrameClient client = hub.Device("PRN1");
+        FrameClient endless = hub.Device("PRN1");
+        std::thread flood([&] {
+            // Ends when the hub does.
+            for (int count = 0; count < 1'000'000; ++count) {
+                endless.Send(kGetAll);
+            }
+        });
+        std::string frames;
+        for (int count = 0; count < 2000; ++count) {
+            frames += FrameOf(Get(PublishingPeriod()));
+        }
+        client.SendBytes(frames + SetPeriod(3000));
+        hub.Signal(SIGTERM);
+        EXPECT_EQ(hub.Wait(), 0);
+        EXPECT_TRUE(client.SeesEnd());
+        endless.ShutDownSending();
+        flood.join();
+    }
+    VantrydProcess hub(directory.Path());
+    FrameClient client = hub.Device("PRN1");
+    EXPECT_TRUE(PeriodIs(client, 3000));
+}
+
+}  // namespace
+}  // namespace vantry
