@@ -1,6 +1,7 @@
 #include "host/socket_connection.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -36,7 +37,20 @@ std::int32_t SocketConnection::Read(std::uint8_t* buffer, std::int32_t length,
 }
 
 std::int32_t SocketConnection::Write(const std::uint8_t* buffer, std::int32_t length) {
+    if (HasGoneUnread()) {
+        return length;
+    }
     return output->Write(buffer, static_cast<std::size_t>(length)) == 0 ? length : -1;
+}
+
+bool SocketConnection::HasGoneUnread() {
+    const SocketDescriptor::Use use(*socket);
+    if (!use) {
+        return false;
+    }
+    pollfd state{use.Number(), 0, 0};
+    int unread = 0;
+    return poll(&state, 1, 0) > 0 && ioctl(use.Number(), FIONREAD, &unread) == 0 && unread > 0;
 }
 
 }  // namespace vantry

@@ -22,7 +22,9 @@ public:
     /// Waits up to `milliseconds`, -1 for ever. The count; 0 if the client sends no more or the
     /// time is over; -1 if the connection has failed.
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length, std::int32_t milliseconds);
-    /// Takes the whole frame: `length`, or -1 if the connection has failed.
+    /// Takes the whole frame: `length`, or -1 if the connection has failed. A frame for a client
+    /// that has gone counts as taken, and is dropped, while something that it sent is unread: the
+    /// session is to act on that first.
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length);
     /// Ends reading at once, and the connection when what was written has been sent.
     void Close() { output->Close(); }
@@ -31,6 +33,8 @@ public:
     SocketDescriptor& Socket() { return *socket; }
 
 private:
+    bool HasGoneUnread();
+
     const std::shared_ptr<SocketDescriptor> socket;
     const std::shared_ptr<SocketOutput> output;
 };

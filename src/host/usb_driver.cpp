@@ -14,6 +14,10 @@ namespace vantry {
 namespace {
 
 constexpr int kExhaustedMilliseconds = 50;
+/// The unit of this driver's write time-outs.
+constexpr std::uint32_t kTimeoutUnitMilliseconds = 100;
+/// How long a host that has gone may wait for the hub to open its cable.
+constexpr int kUnclaimedMilliseconds = 2000;
 
 std::int32_t SignedValue(std::span<const std::uint8_t> input) {
     std::int32_t value = 0;
@@ -30,7 +34,16 @@ public:
     ~UsbHandle() override { UsbHandle::Close(); }
 
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
-        return claimed ? cable->connection.Read(buffer, length, readTimeout) : kFailed;
+        if (!claimed) {
+            return kFailed;
+        }
+        const std::int32_t milliseconds = readTimeout;
+        const std::int32_t count = cable->connection.Read(buffer, length, milliseconds);
+        // With a time-out, 0 may say that the time is over.
+        if (count < 0 || (count == 0 && milliseconds < 0)) {
+            cable->EndReading();
+        }
+        return count;
     }
 
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
@@ -47,11 +60,13 @@ public:
                 if (!Claim()) {
                     return false;
                 }
-                cable->connection.SetWriteStall(static_cast<std::uint32_t>(SignedValue(input)));
+                cable->connection.SetWriteStall(static_cast<std::uint32_t>(SignedValue(input)) *
+                                                kTimeoutUnitMilliseconds);
                 return true;
             case ControlCode::kIsHostAttached:
                 if (!output.empty()) {
-                    output[0] = driver.Plugged() != nullptr ? 1 : 0;
+                    const std::shared_ptr<UsbCable> plugged = driver.Plugged();
+                    output[0] = plugged && !plugged->HasEnded() ? 1 : 0;
                 }
                 return true;
             case ControlCode::kTakeAttachedHost:
@@ -65,6 +80,7 @@ public:
     void Close() override {
         if (claimed) {
             cable->connection.Close();
+            cable->EndReading();
         }
     }
 
@@ -149,6 +165,17 @@ void UsbDriver::AwaitDetach(UsbCable& cable) {
     std::array<pollfd, 2> waits{{{wake.Number(), POLLIN, 0}, {use.Number(), 0, 0}}};
     while (!stopping && waits[1].revents == 0) {
         poll(waits.data(), waits.size(), -1);
+    }
+    AwaitEndOfReading(cable);
+}
+
+void UsbDriver::AwaitEndOfReading(const UsbCable& cable) {
+    std::array<pollfd, 2> waits{{{wake.Number(), POLLIN, 0}, {cable.EndNumber(), POLLIN, 0}}};
+    while (!stopping && !cable.HasEnded()) {
+        const int count = poll(waits.data(), waits.size(), kUnclaimedMilliseconds);
+        if (count == 0 && !cable.IsClaimed()) {
+            return;
+        }
     }
 }
 

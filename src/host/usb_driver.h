@@ -21,17 +21,29 @@ public:
     UsbCable(int descriptor, std::shared_ptr<OutputFlusher> flusher)
         : connection(descriptor, std::move(flusher), {}) {}
 
-    /// Whether the caller is the first to ask.
+    /// Returns whether the caller is the first to ask.
     bool Claim() { return !claimed.exchange(true); }
+    bool IsClaimed() const { return claimed; }
+
+    /// Says that whoever claimed the cable has read all that came over it, or reads no more.
+    void EndReading() {
+        ended = true;
+        readingEnded.Ring();
+    }
+    bool HasEnded() const { return ended; }
+    /// Returns a descriptor that is readable from EndReading on.
+    int EndNumber() const { return readingEnded.Number(); }
 
     SocketConnection connection;
 
 private:
     std::atomic<bool> claimed{false};
+    std::atomic<bool> ended{false};
+    WakeUp readingEnded;
 };
 
 /// The driver behind "UMF1:": a client of its socket is a USB host. Connecting attaches it, closing
-/// detaches it; a second one waits until the first has gone.
+/// detaches it once what it sent has been read; a second one waits until the first has gone.
 class UsbDriver final : public DeviceDriver {
 public:
     /// Makes the two named events. `listening` must outlive the driver's Start and Stop.
@@ -53,7 +65,9 @@ private:
     void Run();
     /// Waits for the next host; empty when the driver is to stop.
     std::shared_ptr<UsbCable> AwaitHost();
+    /// Waits until the host has gone and what it sent has been read.
     void AwaitDetach(UsbCable& cable);
+    void AwaitEndOfReading(const UsbCable& cable);
     void SetPlugged(std::shared_ptr<UsbCable> cable);
 
     const DeviceSocket& socket;

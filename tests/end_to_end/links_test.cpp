@@ -117,6 +117,32 @@ TEST_F(Links, WhatALocalClientSendsBeforeItClosesCounts) {
         [&] { return reader.Ask(Get(kSpeed))->find("\"Value\": \"1999\"") != std::string::npos; }));
 }
 
+TEST_F(Links, WhatAnExternalPeerSendsRightBeforeItClosesCounts) {
+    FrameClient reader = hub.Device("PRN1");
+    for (const std::string link : {"UMF1", "BTD0"}) {
+        for (int value = 0; value < 20; ++value) {
+            const Address sent{"COMPONENT", link, std::to_string(value)};
+            Connect(link).SendBytes(FrameOf(Report(sent, "here")));
+            ASSERT_TRUE(Eventually([&] {
+                return reader.Ask(Get(sent))->find("\"here\"") != std::string::npos;
+            })) << link
+                << value;
+        }
+    }
+}
+
+TEST_F(Links, AReaderThatPausesGetsItsWholeAnswer) {
+    FrameClient idle = hub.Device("PRN1");
+    for (const std::string& link : kAllLinks) {
+        FrameClient client = Connect(link);
+        client.Send(
+            Section("PropertyGetRequests", std::vector<std::string>(8000, R"({"GUID":"a:b"})")));
+        EXPECT_FALSE(idle.HearsWithin(500));
+        const std::optional<std::string> answer = client.Receive();
+        EXPECT_TRUE(answer && Count(*answer, "Property Not Found") == 8000U) << link;
+    }
+}
+
 TEST_F(Links, OnlyLocalClientsMayWrite) {
     FrameClient reader = hub.Device("PRN1");
     for (const std::string link : {"TCP", "UMF1", "BTD0", "PRN1"}) {
