@@ -1,6 +1,7 @@
 """What a program hears, owns and is told, against a real hub."""
 
 import asyncio
+import glob
 import socket
 import threading
 import time
@@ -48,6 +49,24 @@ class Reading(HubTestCase):
             for thread in threads:
                 thread.join()
             self.assertEqual(wrong, [])
+
+
+    def test_an_orderly_end_leaves_no_line_in_the_log(self):
+        def log():
+            (file,) = glob.glob(self.hub.folder.name + "/root/**/*Log*", recursive=True)
+            with open(file) as lines:
+                return lines.read()
+
+        # The hub's own first line is there.
+        before = self.eventually(log)
+        for address in (self.hub.device, self.hub.tcp):
+            with Hub(address) as hub, hub.changes() as changes:
+                changes.next()
+        with socket.socket(socket.AF_UNIX) as link:
+            link.connect(self.hub.device)
+            link.sendall(b"no frame, which the hub logs behind all that came before it")
+        lines = self.eventually(lambda: log()[len(before):])
+        self.assertEqual(lines.count("\n"), 1, lines)
 
 
 class Owning(HubTestCase):

@@ -66,7 +66,7 @@ class Connection:
         try:
             await connection.ask([PUBLISHING_PERIOD], probe)
         except TimedOut:
-            await connection.close()
+            connection.abort()  # It wouldn't take a goodbye in time either.
             raise NotAHub(f"{endpoint} took the connection, but did not answer as a hub in {probe:g} s") from None
         except BaseException:
             await connection.close()
@@ -109,7 +109,7 @@ class Connection:
         try:
             await within(deadline, self._writer.drain())
         except asyncio.TimeoutError:
-            self._writer.transport.abort()
+            self.abort()
             raise TimedOut(f"the hub at {self.endpoint} did not take a message in {deadline:g} s") from None
         except OSError:
             raise NoConnection(f"the connection to {self.endpoint} is lost") from None
@@ -136,6 +136,11 @@ class Connection:
             if self._writer.transport.get_write_buffer_size() > 0:
                 self._writer.transport.abort()
             self._writer.close()
+
+    def abort(self) -> None:
+        """Ends the connection at once, without a word to the hub."""
+        self._receiving.cancel()
+        self._writer.transport.abort()
 
     async def _receive(self) -> None:
         try:
