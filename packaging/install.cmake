@@ -28,6 +28,7 @@ install(FILES ${PROJECT_BINARY_DIR}/vantry-client.pc
 set(VANTRY_SYSTEM_LIBDIR lib)
 install(FILES packaging/systemd/vantryd.service
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/systemd/system)
+install(FILES packaging/limits DESTINATION /etc/vantry)
 install(FILES packaging/systemd/vantry.sysusers
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/sysusers.d RENAME vantry.conf)
 install(FILES packaging/systemd/vantry.tmpfiles
@@ -56,6 +57,7 @@ set(CPACK_DEBIAN_PACKAGE_SECTION misc)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS systemd)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
+  ${PROJECT_SOURCE_DIR}/packaging/debian/conffiles
   ${PROJECT_SOURCE_DIR}/packaging/debian/postinst
   ${PROJECT_SOURCE_DIR}/packaging/debian/prerm
   ${PROJECT_SOURCE_DIR}/packaging/debian/postrm)

@@ -28,6 +28,23 @@ for file in usr/bin/vantryd usr/bin/vantry usr/share/man/man1/vantry.1.gz lib/sy
   [ -e "$root/$file" ] || [ -e "$root/usr/$file" ] || [ -e "$root/${file%.gz}" ] || fail "$file is missing"
 done
 
+# The unit's bounds stand above the sum that the page on security adds up.
+unit=$(find "$root" -name vantryd.service)
+page=$(find "$root" -name 'SECURITY.md*')
+memory=$(sed -n 's/^MemoryMax=\([0-9]*\)M$/\1/p' "$unit")
+tasks=$(sed -n 's/^TasksMax=//p' "$unit")
+rows=$(zcat -f "$page" | sed -n '/^| held/,/^| sum/s/^|.*| \([0-9]*\) |$/\1/p')
+sum=$(($(sed '$d' <<<"$rows" | paste -sd+)))
+[ "$sum" = "$(tail -1 <<<"$rows")" ] && grep -q " $sum MiB" "$unit" || fail "the sum of the bounds is $sum MiB"
+[ "$memory" -gt "$sum" ] || fail "MemoryMax=$memory is not above $sum"
+zcat -f "$page" | grep -q "MemoryMax\` is $memory MiB. \`TasksMax\` is $tasks:" || fail "unit and page differ"
+limits=$("$root/usr/bin/vantryd" --limits "$root/etc/vantry/limits" --print-limits)
+value() { sed -n "s/^$1 = //p" <<<"$limits"; }
+[ "$(value log-bytes)" = 16777216 ] || fail "the service's log has no bound"
+[ "$tasks" -gt $((512 * 3 / 2)) ] || fail "TasksMax=$tasks leaves the local device no threads"
+[ "$(value text-received)" = $((64 << 20)) ] && [ "$(value answers)" = $((128 << 20)) ] &&
+  [ "$(value outputs)" = $((64 << 20)) ] && [ "$(value large-texts)" = 2 ] || fail "the page sums up other limits"
+
 devices=$work/devices
 "$root/usr/bin/vantryd" --root "$root/var/lib/vantry" --devices "$devices" --port 0 --bind 127.0.0.1 \
   >"$work/ready" &
