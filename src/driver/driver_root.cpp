@@ -34,8 +34,8 @@ DriverRoot::DriverRoot(const std::u16string& propertyFile, const std::u16string&
                        const std::string& osBuildNumber) {
     Platform& platform = Platform::Current();
     threadReaper = std::make_shared<ThreadReaper>(kReaperPriority);
-    socketLayer = std::make_shared<SocketLayer>(platform.tcp);
-    bluetoothLayer = std::make_shared<BluetoothLayer>(platform.devices);
+    socketLayer = std::make_shared<SocketLayer>(platform);
+    bluetoothLayer = std::make_shared<BluetoothLayer>(platform);
     store = std::make_shared<PropertyHubStore>(
         platform, *threadReaper,
         PropertyStoreSettings{propertyFile, overrideFile, kRemovalPriority, kFileWriterPriority});

@@ -221,6 +221,10 @@ TEST_F(Links, SubscribersThatLeaveWithoutAWordDoNotPileUp) {
     for (std::size_t count = 0; count < kSubscribers; ++count) {
         // Nothing is ever published of this one, so no failed write tells of the client's end.
         ASSERT_TRUE(hub.Tcp().Ask(Subscribe({"NO", "SUCH", "ONE"})));
+        ASSERT_TRUE(hub.Device("BTD0").Ask(Subscribe({"NO", "SUCH", "ONE"})));
+        FrameClient resetting = hub.Tcp();
+        ASSERT_TRUE(resetting.Ask(Subscribe({"NO", "SUCH", "ONE"})));
+        resetting.Reset();
     }
     EXPECT_TRUE(Eventually([&] { return hub.Count("fd") < descriptors + kKept; }));
 }

@@ -51,6 +51,12 @@ void FrameClient::Close() {
     }
 }
 
+void FrameClient::Reset() {
+    const linger hard{.l_onoff = 1, .l_linger = 0};
+    setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+    Close();
+}
+
 void FrameClient::ShutDownSending() { shutdown(descriptor, SHUT_WR); }
 
 void FrameClient::Send(std::string_view text) { SendBytes(FrameOf(text)); }

@@ -34,6 +34,8 @@ public:
 
     void ShutDownSending();
     void Close();
+    /// Closes so that the other side sees a reset.
+    void Reset();
 
 private:
     explicit FrameClient(int connected) : descriptor(connected) {}

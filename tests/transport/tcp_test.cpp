@@ -1,9 +1,15 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 
+#include <filesystem>
+#include <iterator>
+#include <optional>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "support/frame_client.h"
+#include "support/test_platform.h"
 #include "transport/tcp/socket_layer.h"
 
 namespace vantry {
@@ -13,8 +19,26 @@ class Tcp : public testing::Test {
 protected:
     Tcp() { listening.Replace(INADDR_LOOPBACK, std::nullopt); }
 
-    TcpListening listening;
-    SocketLayer layer{listening};
+    /// A stream whose peer is `client`.
+    std::shared_ptr<Stream> Connect() {
+        if (!opened) {
+            opened = layer.MakeListener(0, 10);
+            opened->Open();
+        }
+        client.emplace(test::FrameClient::ToTcp(listening.boundPort));
+        return opened->Accept();
+    }
+    static std::size_t Descriptors() {
+        const std::filesystem::directory_iterator entries("/proc/self/fd");
+        return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+    }
+
+    test::TestPlatform machine;
+    TcpListening& listening = machine.platform.tcp;
+    SocketLayer layer{machine.platform};
+    std::shared_ptr<Listener> opened;
+    std::optional<test::FrameClient> client;
+    std::vector<test::FrameClient> clients;
 };
 
 TEST_F(Tcp, BytesGoBothWaysAndThePeersEndIsSeen) {
@@ -49,6 +73,50 @@ TEST_F(Tcp, CloseEndsABlockedReadAndAPeerSeesIt) {
     EXPECT_TRUE(client.SeesEnd());
     const std::uint8_t byte = 0;
     EXPECT_EQ(stream->Write(&byte, 1), StreamCode::kError);
+}
+
+TEST_F(Tcp, AResetPeerCostsNoDescriptorAlthoughItsStreamIsHeld) {
+    Connect();
+    client->Close();
+    const std::size_t before = Descriptors();
+    std::shared_ptr<Stream> stream = Connect();
+    client->Reset();
+    std::uint8_t byte = 0;
+    EXPECT_EQ(stream->Read(&byte, 1), StreamCode::kError);
+    EXPECT_EQ(Descriptors(), before);
+    EXPECT_EQ(stream->IsAlive(), 0U);
+}
+
+TEST_F(Tcp, OfThePeersThatEndedTheirSideTheOldestIsDroppedAndNoneThatTheHubClosed) {
+    Limits limits;
+    limits.Set(Bound::EndedPeers, 2);
+    machine.platform.SetLimits(limits);
+    SocketLayer bounded(machine.platform);
+    opened = bounded.MakeListener(0, 10);
+    opened->Open();
+    std::vector<std::shared_ptr<Stream>> ended;
+    std::uint8_t byte = 0;
+    const auto end = [&] {
+        ended.push_back(Connect());
+        client->ShutDownSending();
+        EXPECT_LT(ended.back()->Read(&byte, 1), 1);
+        clients.push_back(std::move(*client));
+    };
+    end();
+    end();
+    for (int count = 0; count < 2; ++count) {
+        // Its output waits, so the end of its reading is all that a reader sees.
+        const std::shared_ptr<Stream> closed = Connect();
+        const std::string much(64U << 20U, 'x');
+        closed->Write(reinterpret_cast<const std::uint8_t*>(much.data()),
+                      static_cast<std::int32_t>(much.size()));
+        closed->Close();
+        EXPECT_LT(closed->Read(&byte, 1), 1);
+    }
+    EXPECT_EQ(ended.front()->IsAlive(), 1U);
+    end();
+    EXPECT_EQ(ended.front()->IsAlive(), 0U);
+    EXPECT_EQ(ended.back()->IsAlive(), 1U);
 }
 
 TEST_F(Tcp, ATakenPortGivesNoStreamAndPort65534WaitsForClose) {

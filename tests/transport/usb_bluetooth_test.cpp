@@ -9,6 +9,7 @@
 #include "runtime/event.h"
 #include "support/test_platform.h"
 #include "transport/bluetooth/bluetooth_layer.h"
+#include "transport/bluetooth/bluetooth_stream.h"
 #include "transport/device/device_control_codes.h"
 #include "transport/usb/usb_layer.h"
 #include "transport/usb/usb_listener.h"
@@ -24,6 +25,7 @@ struct DriverScript {
     std::atomic<std::int32_t> readResult{DeviceHandle::kFailed};
     std::atomic<std::int32_t> writeResult{1};
     Event peerArrives{true};
+    std::atomic<int> handles{0};
 
     void Note(std::uint32_t code, std::span<const std::uint8_t> input) {
         const std::lock_guard guard(mutex);
@@ -49,7 +51,10 @@ private:
 
 class ScriptedHandle final : public DeviceHandle {
 public:
-    explicit ScriptedHandle(std::shared_ptr<DriverScript> given) : script(std::move(given)) {}
+    explicit ScriptedHandle(std::shared_ptr<DriverScript> given) : script(std::move(given)) {
+        ++script->handles;
+    }
+    ~ScriptedHandle() override { --script->handles; }
     std::int32_t Read(std::uint8_t*, std::int32_t) override { return script->readResult; }
     std::int32_t Write(const std::uint8_t*, std::int32_t) override { return script->writeResult; }
     bool Control(std::uint32_t code, std::span<const std::uint8_t> input,
@@ -133,7 +138,7 @@ TEST_F(DeviceLinks, AHostThatWasThereBeforeTheHubGivesExactlyOneStream) {
 
 TEST_F(DeviceLinks, WithoutDriversNoListenerGivesAnything) {
     EXPECT_FALSE(UsbListenerOpened()->Accept());
-    BluetoothLayer layer(platform.platform.devices);
+    BluetoothLayer layer(platform.platform);
     EXPECT_FALSE(layer.MakeListener(2)->Accept());
     // With a driver but without its events it is the same.
     platform.platform.devices.Register(u"UMF1:", std::make_shared<ScriptedDriver>(script));
@@ -172,7 +177,7 @@ TEST_F(DeviceLinks, AUsbStreamTellsADeadLinkFromASilentOne) {
 
 TEST_F(DeviceLinks, ABluetoothListenerWaitsForItsPeerAndLetsGoOnClose) {
     platform.platform.devices.Register(u"BTD0:", std::make_shared<ScriptedDriver>(script));
-    BluetoothLayer layer(platform.platform.devices);
+    BluetoothLayer layer(platform.platform);
     const std::shared_ptr<Listener> listener = layer.MakeListener(0x10002);
     script->peerArrives.Set();
     const std::shared_ptr<Stream> stream = listener->Accept();
@@ -182,6 +187,20 @@ TEST_F(DeviceLinks, ABluetoothListenerWaitsForItsPeerAndLetsGoOnClose) {
     std::thread blocked([&] { EXPECT_FALSE(listener->Accept()); });
     listener->Close();
     blocked.join();
+}
+
+TEST_F(DeviceLinks, AReadThatEndsGivesTheHandleBackAlthoughTheStreamIsHeld) {
+    AddUsbDriver();
+    for (const std::int32_t result : {0, -1}) {
+        UsbStream usb(platform.platform.devices, u"UMF1:", 100, -1);
+        BluetoothStream bluetooth(platform.platform.devices, u"UMF1:");
+        script->readResult = result;
+        std::uint8_t byte = 0;
+        EXPECT_LT(usb.Read(&byte, 1), 1);
+        EXPECT_LT(bluetooth.Read(&byte, 1), 1);
+        EXPECT_EQ(script->handles, 0) << result;
+        EXPECT_EQ(bluetooth.IsAlive(), 0U);
+    }
 }
 
 TEST_F(DeviceLinks, AnUnknownDeviceFailsQuietly) {

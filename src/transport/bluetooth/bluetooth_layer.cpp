@@ -5,7 +5,7 @@
 namespace vantry {
 
 std::shared_ptr<Listener> BluetoothLayer::MakeListener(std::uint32_t channel) {
-    return std::make_shared<BluetoothListener>(devices, channel);
+    return std::make_shared<BluetoothListener>(platform, channel);
 }
 
 }  // namespace vantry

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/device.h"
+#include "platform/platform.h"
 #include "transport/session/listener.h"
 
 namespace vantry {
@@ -11,12 +11,13 @@ namespace vantry {
 /// Makes the listener of the Bluetooth link.
 class BluetoothLayer {
 public:
-    explicit BluetoothLayer(DeviceRegistry& machineDevices) : devices(machineDevices) {}
+    /// The platform must outlive the layer and all that it makes.
+    explicit BluetoothLayer(Platform& machine) : platform(machine) {}
 
     std::shared_ptr<Listener> MakeListener(std::uint32_t channel);
 
 private:
-    DeviceRegistry& devices;
+    Platform& platform;
 };
 
 }  // namespace vantry

@@ -7,8 +7,8 @@
 
 namespace vantry {
 
-BluetoothListener::BluetoothListener(DeviceRegistry& machineDevices, std::uint32_t peerChannel)
-    : devices(machineDevices), channel(peerChannel), device(devices.Open(kDeviceName)) {}
+BluetoothListener::BluetoothListener(Platform& machine, std::uint32_t peerChannel)
+    : platform(machine), channel(peerChannel), device(machine.devices.Open(kDeviceName)) {}
 
 BluetoothListener::~BluetoothListener() {
     BluetoothListener::Close();
@@ -21,7 +21,7 @@ std::shared_ptr<Stream> BluetoothListener::Accept() {
     if (!device) {
         return nullptr;
     }
-    auto stream = std::make_shared<BluetoothStream>(devices, kDeviceName);
+    auto stream = std::make_shared<BluetoothStream>(platform.devices, kDeviceName);
     if (!Await(stream)) {
         return nullptr;
     }

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/device.h"
+#include "platform/platform.h"
 #include "runtime/lock.h"
 #include "transport/bluetooth/bluetooth_stream.h"
 #include "transport/session/listener.h"
@@ -17,7 +17,7 @@ public:
     static constexpr char16_t kDeviceName[] = u"BTD0:";
 
     /// The low 16 bits of `peerChannel` go to the driver.
-    BluetoothListener(DeviceRegistry& machineDevices, std::uint32_t peerChannel);
+    BluetoothListener(Platform& machine, std::uint32_t peerChannel);
     ~BluetoothListener() override;
 
     std::shared_ptr<Stream> Accept() override;
@@ -29,7 +29,7 @@ private:
     /// False after Close.
     bool Await(const std::shared_ptr<BluetoothStream>& stream);
 
-    DeviceRegistry& devices;
+    Platform& platform;
     const std::uint32_t channel;
     /// Tells that the driver is present.
     const std::shared_ptr<DeviceHandle> device;

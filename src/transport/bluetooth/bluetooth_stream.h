@@ -4,11 +4,22 @@
 
 namespace vantry {
 
-/// The connection to one Bluetooth peer. External.
+/// The connection to one Bluetooth peer. External. The link has no way to end one direction alone,
+/// so a read that ends means that the peer has gone: the stream counts as dead then, and gives the
+/// device's handle back.
 class BluetoothStream final : public DeviceStream {
 public:
     BluetoothStream(DeviceRegistry& devices, std::u16string_view name)
         : DeviceStream(devices, name, 1) {}
+
+    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
+        const std::int32_t count = DeviceStream::Read(buffer, length);
+        if (count <= 0) {
+            MarkDead();
+            Close();
+        }
+        return count;
+    }
 };
 
 }  // namespace vantry

@@ -41,7 +41,7 @@ void OutputFlusher::Stop() {
     static_cast<void>(!write(wake, &one, sizeof one));
     thread.Join();
     for (const std::shared_ptr<SocketOutput>& output : Watched()) {
-        output->Abandon();
+        output->CloseNow();
     }
 }
 

@@ -151,11 +151,9 @@ void SocketOutput::Close() {
     }
 }
 
-void SocketOutput::Abandon() {
+void SocketOutput::CloseNow() {
     ScopedLock guard(lock);
-    if (watched) {
-        Fail(EPIPE);
-    }
+    Fail(EPIPE);
 }
 
 void SocketOutput::SetStallMilliseconds(std::uint32_t milliseconds) {

@@ -38,6 +38,8 @@ public:
     [[nodiscard]] int Write(const std::uint8_t* frame, std::size_t length);
     /// Closes the socket, once what waits has been sent; a blocked reader returns at once.
     void Close();
+    /// Drops what waits and closes the socket at once; a blocked reader returns.
+    void CloseNow();
     void SetStallMilliseconds(std::uint32_t milliseconds);
 
 private:
@@ -49,8 +51,6 @@ private:
     /// Sends what the socket takes, ends the connection of a peer that has stalled, and leaves the
     /// flusher when nothing waits any more. For the flusher's thread.
     void Advance();
-    /// Drops what waits and closes. For a flusher that ends.
-    void Abandon();
 
     std::size_t Waiting() const REQUIRES(lock) { return waiting.size() - sent; }
     /// How many bytes of these the socket took, or nothing if it failed.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <memory>
 
@@ -16,10 +16,12 @@ class TcpStream;
 /// Any thread may call it.
 class HalfClosedStreams {
 public:
+    explicit HalfClosedStreams(std::uint64_t bound) : most(bound) {}
+
     void Add(std::weak_ptr<TcpStream> stream);
 
 private:
-    static constexpr std::size_t kMost = 128;
+    const std::uint64_t most;
 
     Lock lock;
     std::deque<std::weak_ptr<TcpStream>> streams GUARDED_BY(lock);

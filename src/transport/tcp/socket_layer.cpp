@@ -5,19 +5,20 @@
 
 namespace vantry {
 
-SocketLayer::SocketLayer(TcpListening& tcpListening)
-    : listening(tcpListening),
+SocketLayer::SocketLayer(Platform& machine)
+    : platform(machine),
       flusher(std::make_shared<OutputFlusher>()),
-      halfClosed(std::make_shared<HalfClosedStreams>()) {}
+      halfClosed(
+          std::make_shared<HalfClosedStreams>(machine.accounting->Bounds()[Bound::EndedPeers])) {}
 
 SocketLayer::~SocketLayer() { flusher->Stop(); }
 
 std::shared_ptr<Listener> SocketLayer::MakeListener(std::uint16_t port, std::int32_t backlog) {
-    const std::uint16_t real = listening.PortInPlaceOf(port);
+    const std::uint16_t real = platform.tcp.PortInPlaceOf(port);
     if (real == TcpListening::kNoPort) {
         return std::make_shared<NullListener>();
     }
-    return std::make_shared<TcpListener>(listening, real, backlog, flusher, halfClosed);
+    return std::make_shared<TcpListener>(platform, real, backlog, flusher, halfClosed);
 }
 
 }  // namespace vantry

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/tcp_listening.h"
+#include "platform/platform.h"
 #include "transport/session/listener.h"
 #include "transport/socket/output_flusher.h"
 #include "transport/tcp/half_closed_streams.h"
@@ -13,8 +13,9 @@ namespace vantry {
 /// Makes the listeners of TCP, and owns the thread that serves slow peers of all their streams.
 class SocketLayer {
 public:
-    /// `tcpListening` may replace what MakeListener is asked for, and learns what was bound.
-    explicit SocketLayer(TcpListening& tcpListening);
+    /// The platform may replace what MakeListener is asked for, and learns what was bound. It must
+    /// outlive the layer and all that it makes.
+    explicit SocketLayer(Platform& machine);
     /// What still waits for slow peers is dropped.
     ~SocketLayer();
     SocketLayer(const SocketLayer&) = delete;
@@ -24,7 +25,7 @@ public:
     std::shared_ptr<Listener> MakeListener(std::uint16_t port, std::int32_t backlog);
 
 private:
-    TcpListening& listening;
+    Platform& platform;
     const std::shared_ptr<OutputFlusher> flusher;
     const std::shared_ptr<HalfClosedStreams> halfClosed;
 };

@@ -41,10 +41,10 @@ bool IsPassing(int error) {
 
 }  // namespace
 
-TcpListener::TcpListener(TcpListening& tcpListening, std::uint16_t tcpPort,
-                         std::int32_t queueLength, std::shared_ptr<OutputFlusher> sharedFlusher,
+TcpListener::TcpListener(Platform& machine, std::uint16_t tcpPort, std::int32_t queueLength,
+                         std::shared_ptr<OutputFlusher> sharedFlusher,
                          std::shared_ptr<HalfClosedStreams> halfClosedStreams)
-    : listening(tcpListening),
+    : platform(machine),
       socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP)),
       port(tcpPort),
       backlog(queueLength),
@@ -54,7 +54,7 @@ TcpListener::TcpListener(TcpListening& tcpListening, std::uint16_t tcpPort,
 void TcpListener::Open() {
     const SocketDescriptor::Use use(socket);
     if (!use) {
-        listening.bindError = EMFILE;
+        platform.tcp.bindError = EMFILE;
         return;
     }
     // Old connections of an earlier hub may linger on the port; another listener still blocks it.
@@ -62,16 +62,16 @@ void TcpListener::Open() {
     setsockopt(use.Number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(listening.Address());
+    address.sin_addr.s_addr = htonl(platform.tcp.Address());
     address.sin_port = htons(port);
     socklen_t size = sizeof address;
     auto* const generic = reinterpret_cast<sockaddr*>(&address);
     if (bind(use.Number(), generic, size) != 0 || listen(use.Number(), backlog) != 0 ||
         getsockname(use.Number(), generic, &size) != 0) {
-        listening.bindError = errno;
+        platform.tcp.bindError = errno;
         return;
     }
-    listening.boundPort = ntohs(address.sin_port);
+    platform.tcp.boundPort = ntohs(address.sin_port);
 }
 
 std::shared_ptr<Stream> TcpListener::Accept() {

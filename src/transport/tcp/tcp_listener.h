@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/platform.h"
 #include "platform/socket_descriptor.h"
-#include "platform/tcp_listening.h"
 #include "runtime/event.h"
 #include "transport/session/listener.h"
 #include "transport/socket/output_flusher.h"
@@ -16,7 +16,7 @@ namespace vantry {
 /// has already gone, and waits when the machine has no descriptor or memory for one more.
 class TcpListener final : public Listener {
 public:
-    TcpListener(TcpListening& tcpListening, std::uint16_t tcpPort, std::int32_t queueLength,
+    TcpListener(Platform& machine, std::uint16_t tcpPort, std::int32_t queueLength,
                 std::shared_ptr<OutputFlusher> sharedFlusher,
                 std::shared_ptr<HalfClosedStreams> halfClosedStreams);
     ~TcpListener() override { TcpListener::Close(); }
@@ -26,7 +26,7 @@ public:
     void Close() override;
 
 private:
-    TcpListening& listening;
+    Platform& platform;
     SocketDescriptor socket;
     const std::uint16_t port;
     const std::int32_t backlog;

@@ -36,7 +36,9 @@ std::int32_t TcpStream::Read(std::uint8_t* buffer, std::int32_t length) {
         return static_cast<std::int32_t>(count);
     }
     const int error = count < 0 ? errno : 0;
-    if (count == 0 && !socket->IsClosed()) {
+    if (count < 0) {
+        GiveUp();
+    } else if (!IsClosed()) {
         halfClosed->Add(weak_from_this());
     }
     return IsLostPeer(error) ? StreamCode::kLinkLost : StreamCode::kError;
@@ -50,11 +52,15 @@ std::int32_t TcpStream::Write(const std::uint8_t* buffer, std::int32_t length) {
     return IsLostPeer(error) || error == ENOBUFS ? StreamCode::kLinkLost : StreamCode::kError;
 }
 
-void TcpStream::Close() { output->Close(); }
+void TcpStream::Close() {
+    closed = true;
+    output->Close();
+}
 
 void TcpStream::GiveUp() {
     MarkDead();
-    Close();
+    closed = true;
+    output->CloseNow();
 }
 
 }  // namespace vantry

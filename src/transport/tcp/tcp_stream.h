@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -13,7 +14,9 @@ namespace vantry {
 
 /// One TCP connection. Read waits in the socket. Write never waits for the peer: what the socket
 /// doesn't take at once is kept and sent as it drains, within the limits of SocketOutput. Close
-/// ends a blocked Read and still sends what is kept.
+/// ends a blocked Read and still sends what is kept. A Read that fails closes the connection and
+/// gives its descriptor back, however long the object lives; a peer that has only ended its sending
+/// side is still written to.
 class TcpStream final : public SocketStream, public std::enable_shared_from_this<TcpStream> {
 public:
     /// Takes over the accepted socket. Address and port as accept gave them.
@@ -25,13 +28,17 @@ public:
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
     void Close() override;
-    /// Closes, and counts as dead from now on.
+    /// Closes at once, drops what waits for the peer, and counts as dead from now on.
     void GiveUp();
+    /// Whether nothing is written to the peer any more.
+    bool IsClosed() const { return closed || socket->IsClosed(); }
 
 private:
     const std::shared_ptr<SocketDescriptor> socket;
     const std::shared_ptr<SocketOutput> output;
     const std::shared_ptr<HalfClosedStreams> halfClosed;
+    /// Set before the socket is shut down, so that a reader knows who ended it.
+    std::atomic<bool> closed{false};
 };
 
 }  // namespace vantry

@@ -41,7 +41,9 @@ std::int32_t UsbStream::Read(std::uint8_t* buffer, std::int32_t length) {
         return count;
     }
     MarkDead();
-    if (!IsHostAttached()) {
+    const bool attached = IsHostAttached();
+    Close();
+    if (!attached) {
         return StreamCode::kError;
     }
     return count == 0 ? StreamCode::kLinkLost : count;

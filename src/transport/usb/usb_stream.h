@@ -8,7 +8,8 @@
 namespace vantry {
 
 /// The connection to an attached USB host. External. Once a read or a write has failed the stream
-/// counts as dead, so that a subscriber that is only written to is noticed too.
+/// counts as dead, so that a subscriber that is only written to is noticed too, and a failed read
+/// gives the device's handle back.
 class UsbStream final : public DeviceStream {
 public:
     UsbStream(DeviceRegistry& devices, std::u16string_view name, std::int32_t writeTimeout,
