@@ -10,6 +10,7 @@
 #include "engine/change_queue.h"
 #include "engine/fan_out.h"
 #include "engine/property_engine.h"
+#include "engine/record_texts.h"
 #include "platform/platform.h"
 #include "property/property_factories.h"
 #include "sample_messages.h"
@@ -95,24 +96,33 @@ BENCHMARK(PushAndPop);
 
 /// 100 records to this many subscribers of everything and as many of one property.
 void FanOutTurn(benchmark::State& state) {
-    const ExternalRights rights;
-    std::deque<PropertyResponse> changes;
+    std::deque<PendingRecord> changes;
+    std::deque<RemoteProperty> properties;
     for (int number = 0; number < 100; ++number) {
-        changes.push_back(SampleResponse(number));
+        const PropertyResponse sample = SampleResponse(number);
+        properties.emplace_back(
+            RecordView{sample.component, sample.componentString, sample.groupGuid, sample.guid,
+                       sample.groupString, sample.nameString, sample.status, sample.value},
+            std::make_shared<LoopStream>());
+        const RemoteProperty& property = properties.back();
+        changes.push_back(
+            {RecordTextOf(property, OwnerOf(property)), property.Key(), true, false, nullptr});
     }
-    std::vector<Subscriber> subscribers;
+    std::vector<std::shared_ptr<Subscriber>> subscribers;
     for (int count = 0; count < state.range(0); ++count) {
-        subscribers.emplace_back(std::make_shared<LoopStream>(), std::deque<PropertyRequest>{});
-        const PropertyResponse& one = changes[static_cast<std::size_t>(count) % changes.size()];
-        subscribers.emplace_back(
-            std::make_shared<LoopStream>(),
-            std::deque<PropertyRequest>{{one.component, one.groupGuid, one.guid}});
+        subscribers.push_back(std::make_shared<Subscriber>(std::make_shared<LoopStream>()));
+        subscribers.push_back(std::make_shared<Subscriber>(std::make_shared<LoopStream>()));
+        const RemoteProperty& one = properties[static_cast<std::size_t>(count) % changes.size()];
+        benchmark::DoNotOptimize(
+            subscribers.back()->Add({one.component, one.GroupGuid(), one.Guid()}, true));
     }
+    const std::atomic<bool> stopping{false};
     for (auto _ : state) {
-        FanOut turn(changes, rights);
-        for (Subscriber& subscriber : subscribers) {
-            benchmark::DoNotOptimize(turn.SendTo(subscriber));
+        FanOut turn(changes);
+        for (const std::shared_ptr<Subscriber>& subscriber : subscribers) {
+            turn.Choose(subscriber);
         }
+        benchmark::DoNotOptimize(turn.Send(stopping));
     }
 }
 BENCHMARK(FanOutTurn)->Arg(1)->Arg(10)->Arg(100);

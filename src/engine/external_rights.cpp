@@ -1,8 +1,5 @@
 #include "engine/external_rights.h"
 
-#include <iterator>
-#include <utility>
-
 #include "wire/vocabulary/groups.h"
 
 namespace vantry {
@@ -13,27 +10,9 @@ ExternalRights::ExternalRights() {
     }
 }
 
-bool ExternalRights::Pass(const PropertyResponse& record) const {
+bool ExternalRights::MaySee(std::string_view groupGuid) const {
     constexpr std::string_view kJobGroup = "Job ";
-    return record.status != Status::kSuccessful || groups.contains(record.groupGuid) ||
-           record.groupGuid.find(kJobGroup) != std::string::npos;
-}
-
-void ExternalRights::Filter(std::deque<PropertyResponse>& records, bool reportRefused) const {
-    std::deque<PropertyResponse> passed;
-    std::deque<PropertyResponse> refused;
-    for (PropertyResponse& record : records) {
-        if (Pass(record)) {
-            passed.push_back(std::move(record));
-        } else if (reportRefused) {
-            refused.push_back(MakeFailureResponse(
-                {std::move(record.component), std::move(record.groupGuid), std::move(record.guid)},
-                Status::kNotFound));
-        }
-    }
-    passed.insert(passed.end(), std::make_move_iterator(refused.begin()),
-                  std::make_move_iterator(refused.end()));
-    records = std::move(passed);
+    return groups.contains(groupGuid) || groupGuid.find(kJobGroup) != std::string_view::npos;
 }
 
 }  // namespace vantry

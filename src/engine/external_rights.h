@@ -1,11 +1,9 @@
 #pragma once
 
-#include <deque>
 #include <string_view>
 #include <unordered_set>
 
 #include "transport/stream/stream.h"
-#include "wire/property_records.h"
 
 namespace vantry {
 
@@ -18,12 +16,9 @@ class ExternalRights {
 public:
     ExternalRights();
 
-    /// A record of an external group or of a group of jobs passes, and so does every record that
-    /// carries no value in force.
-    bool Pass(const PropertyResponse& record) const;
-    /// Takes the records out that don't pass. With `reportRefused` each is answered by a failure
-    /// record behind all others.
-    void Filter(std::deque<PropertyResponse>& records, bool reportRefused) const;
+    /// Returns whether the values of this group may be seen: it is one of the external groups, or a
+    /// group of jobs. Records that carry no value in force may always be seen.
+    bool MaySee(std::string_view groupGuid) const;
 
 private:
     std::unordered_set<std::string_view> groups;

@@ -1,76 +1,100 @@
+// A fan-out has two steps. Under the lock of the lists it only chooses: it finds out which records
+// each subscriber gets, and gathers subscribers with the same choice. Then it makes the frame of
+// each choice, writes it to everybody who is to get it, under the send lock of one stream at a
+// time, and lets the frame go before it makes the next one.
+
 #include "engine/fan_out.h"
 
 #include <utility>
 
-#include "wire/json/json_writer.h"
-#include "wire/property_message.h"
+#include "engine/external_rights.h"
+#include "wire/message_frame.h"
 #include "wire/section_keys.h"
 
 namespace vantry {
 
-FanOut::FanOut(std::deque<PropertyResponse> pending, const ExternalRights& sharedRights) {
-    records.reserve(pending.size());
-    for (PropertyResponse& response : pending) {
-        std::string key = FullKey(response.component, response.groupGuid, response.guid);
-        const bool passes = sharedRights.Pass(response);
-        const bool isWithdrawal = response.status == Status::kNoLongerAvailable;
-        records.push_back({std::move(response), std::move(key), passes, isWithdrawal, {}});
+void FanOut::Choose(const std::shared_ptr<Subscriber>& subscriber) {
+    const bool external = IsExternalStream(subscriber->Peer());
+    if (subscriber->WantsEverything()) {
+        (external ? everybodyOutside : everybodyInside).push_back(subscriber);
+        return;
     }
-}
-
-bool FanOut::SendTo(Subscriber& subscriber) {
-    Selection selection = Select(subscriber);
-    if (selection.empty()) {
-        return true;
-    }
-    MessageFrame& frame = FrameOf(std::move(selection));
-    ScopedLock guard(subscriber.SendLock());
-    return frame.WriteTo(subscriber.Peer());
-}
-
-FanOut::Selection FanOut::Select(Subscriber& subscriber) const {
     Selection selection;
-    const bool external = IsExternalStream(subscriber.Peer());
-    const bool everything = subscriber.WantsEverything();
     for (std::uint32_t place = 0; place < records.size(); ++place) {
-        const Record& record = records[place];
-        if (!everything) {
-            if (!subscriber.Lists(record.key)) {
-                continue;
-            }
-            if (record.isWithdrawal) {
-                subscriber.Forget(record.key);
-            }
+        const PendingRecord& record = records[place];
+        // A list that a withdrawal empties wants everything from the next fan-out on, not from
+        // here.
+        if (!subscriber->Lists(record.key)) {
+            continue;
+        }
+        if (record.isWithdrawal) {
+            subscriber->Forget(record.key);
         }
         if (!external || record.passesOutside) {
+            selection.push_back(place);
+        }
+    }
+    if (!selection.empty()) {
+        groups[std::move(selection)].push_back(subscriber);
+    }
+}
+
+std::vector<std::shared_ptr<Subscriber>> FanOut::Send(const std::atomic<bool>& stopping) const {
+    Group failed;
+    if (!everybodyInside.empty()) {
+        SendTo(everybodyInside, AllOf(false), stopping, failed);
+    }
+    if (!everybodyOutside.empty()) {
+        SendTo(everybodyOutside, AllOf(true), stopping, failed);
+    }
+    for (const auto& [selection, group] : groups) {
+        SendTo(group, selection, stopping, failed);
+    }
+    return failed;
+}
+
+FanOut::Selection FanOut::AllOf(bool external) const {
+    Selection selection;
+    for (std::uint32_t place = 0; place < records.size(); ++place) {
+        if (!external || records[place].passesOutside) {
             selection.push_back(place);
         }
     }
     return selection;
 }
 
-MessageFrame& FanOut::FrameOf(Selection selection) {
-    const auto [entry, isNew] = frames.try_emplace(std::move(selection));
-    MessageFrame& frame = entry->second;
-    if (isNew) {
-        std::string& text = frame.Buffer();
-        text.append("{\"").append(Section::kGetResponses).append("\": [");
-        for (const std::uint32_t place : entry->first) {
-            text.append(TextOf(records[place])).push_back(',');
-        }
-        text.back() = ']';
-        text.push_back('}');
+void FanOut::SendTo(const Group& group, const Selection& selection,
+                    const std::atomic<bool>& stopping, Group& failed) const {
+    if (selection.empty()) {
+        return;
     }
-    return frame;
+    const std::shared_ptr<const std::string> frame = FrameOf(selection);
+    for (const std::shared_ptr<Subscriber>& subscriber : group) {
+        if (stopping) {
+            return;
+        }
+        if (!subscriber->Send(frame)) {
+            failed.push_back(subscriber);
+        }
+    }
 }
 
-std::string_view FanOut::TextOf(Record& record) {
-    if (record.text.empty()) {
-        const JsonObject entry = MakeResponseEntry(std::move(record.response));
-        ScopedLock guard(JsonDocumentLock);
-        WriteJsonObject(record.text, entry);
+std::shared_ptr<const std::string> FanOut::FrameOf(const Selection& selection) const {
+    std::size_t size = 0;
+    for (const std::uint32_t place : selection) {
+        size += records[place].text->size() + 1;
     }
-    return record.text;
+    MessageFrame frame;
+    std::string& text = frame.Buffer();
+    constexpr std::size_t kAround = 64;
+    text.reserve(size + kAround);
+    text.append("{\"").append(Section::kGetResponses).append("\": [");
+    for (const std::uint32_t place : selection) {
+        text.append(*records[place].text).push_back(',');
+    }
+    text.back() = ']';
+    text.push_back('}');
+    return frame.Share();
 }
 
 }  // namespace vantry

@@ -1,51 +1,46 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <map>
-#include <string>
-#include <string_view>
+#include <memory>
 #include <vector>
 
-#include "engine/external_rights.h"
+#include "engine/pending_records.h"
 #include "engine/subscriber.h"
-#include "wire/message_frame.h"
-#include "wire/property_records.h"
 
 namespace vantry {
 
-/// The records of one publishing period on their way to the subscribers.
-///
-/// A record becomes text once, whoever gets it, and subscribers who get the same records share one
-/// frame. Belongs to the publishing thread, which holds the subscribers' lock meanwhile.
+/// The records of one publishing period on their way to the subscribers. Subscribers who get the
+/// same records share one frame, and only one frame exists at a time, beside those that streams
+/// keep for their peers. Belongs to the publishing thread.
 class FanOut {
 public:
-    /// `sharedRights` must outlive it.
-    FanOut(std::deque<PropertyResponse> pending, const ExternalRights& sharedRights);
+    explicit FanOut(std::deque<PendingRecord> pending) : records(std::move(pending)) {}
 
-    /// Writes to the subscriber what concerns it, in one message, and forgets of its list what is
-    /// gone. False if the message could not be written whole; true if there was none.
-    [[nodiscard]] bool SendTo(Subscriber& subscriber);
+    /// Chooses what concerns the subscriber, and forgets of its list what is gone. The caller holds
+    /// the lock of the lists.
+    void Choose(const std::shared_ptr<Subscriber>& subscriber);
+    /// Writes to each subscriber what was chosen for it, in one message. Returns those whose stream
+    /// couldn't take it. Ends early when `stopping` becomes true.
+    std::vector<std::shared_ptr<Subscriber>> Send(const std::atomic<bool>& stopping) const;
 
 private:
     /// Places of records, in order.
     using Selection = std::vector<std::uint32_t>;
+    using Group = std::vector<std::shared_ptr<Subscriber>>;
 
-    struct Record {
-        PropertyResponse response;
-        std::string key;
-        bool passesOutside;
-        bool isWithdrawal;
-        /// Made when the first subscriber wants it.
-        std::string text;
-    };
+    std::shared_ptr<const std::string> FrameOf(const Selection& selection) const;
+    void SendTo(const Group& group, const Selection& selection, const std::atomic<bool>& stopping,
+                Group& failed) const;
+    Selection AllOf(bool external) const;
 
-    Selection Select(Subscriber& subscriber) const;
-    MessageFrame& FrameOf(Selection selection);
-    std::string_view TextOf(Record& record);
-
-    std::vector<Record> records;
-    std::map<Selection, MessageFrame> frames;
+    const std::deque<PendingRecord> records;
+    /// Who wants everything, inside and outside the printer.
+    Group everybodyInside;
+    Group everybodyOutside;
+    std::map<Selection, Group> groups;
 };
 
 }  // namespace vantry

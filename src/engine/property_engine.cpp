@@ -1,14 +1,27 @@
+// The way of a message through the engine. It is read whole, parsed without any lock, and its
+// sections are acted on in a fixed order, entry by entry where they stand in the parsed tree. The
+// reply is put together from the kept texts of the records and written under the send lock of its
+// stream.
+//
+// A text of more than kLargeText that comes over an external stream waits for a turn, because its
+// tree and its answer may take much memory; while it waits and is worked on, it is counted as
+// received text. Messages of others never wait for it.
+
 #include "engine/property_engine.h"
 
 #include <algorithm>
+#include <string>
 #include <utility>
 
+#include "transport/frame/frame.h"
+#include "transport/frame/frame_reader.h"
 #include "wire/section_keys.h"
 
 namespace vantry {
 namespace {
 
 constexpr std::size_t kUsualSubscribers = 20;
+constexpr std::size_t kLargeText = 64U << 10U;
 
 bool WantsEverything(const PropertyMessage& request) {
     return request.HasSection(Section::kGetAll) || request.HasSection(Section::kSubscribeAll);
@@ -24,12 +37,19 @@ bool Reads(const PropertyMessage& request) {
            request.HasSection(Section::kGetRequests);
 }
 
+bool WasCut(const Stream& stream) {
+    const std::shared_ptr<ConnectionAccount>& account = stream.Account();
+    return account && account->WasCut();
+}
+
 }  // namespace
 
 PropertyEngine::PropertyEngine(std::shared_ptr<PropertyStore> propertyStore, ThreadReaper& reaper,
                                std::uint32_t priority, std::shared_ptr<Property> component,
                                Platform& machine)
     : PropertyEngineBase(std::move(propertyStore), reaper, priority, std::move(component)),
+      platform(machine),
+      accounting(machine.accounting),
       reportRights(machine.settings, OwnComponent().Guid()) {
     subscribers.reserve(kUsualSubscribers);
     StartPublishing();
@@ -42,108 +62,132 @@ PropertyEngine::~PropertyEngine() {
 }
 
 std::uint32_t PropertyEngine::ProcessMessage(std::shared_ptr<Stream> stream) {
-    auto request = std::make_unique<PropertyMessage>();
-    if (!request->ReadFrom(*stream)) {
+    std::string text;
+    if (ReadFrame(*stream, text, Frame::kMaximumText) != FrameEnd::Whole) {
         return 0;
     }
-    return HandleMessage(std::move(stream), std::move(request),
-                         std::make_unique<PropertyMessage>());
+    const bool isLarge = stream->Account() && text.size() > kLargeText;
+    return isLarge ? ProcessLargeText(stream, text) : ProcessText(stream, text);
 }
 
-std::uint32_t PropertyEngine::HandleMessage(std::shared_ptr<Stream> stream,
-                                            std::unique_ptr<PropertyMessage> request,
-                                            std::unique_ptr<PropertyMessage> reply) {
+std::uint32_t PropertyEngine::ProcessLargeText(const StreamReference& stream,
+                                               std::string_view text) {
+    const std::shared_ptr<ConnectionAccount> account = stream->Account();
+    ScopedCharge charge(account, Resource::ReceivedText);
+    if (charge.Add(text.size())) {
+        account->Owner().Relieve(Resource::ReceivedText);
+    }
+    if (account->WasCut()) {
+        return 0;
+    }
+    const ScopedTurn turn(&account->Owner().LargeTexts());
+    account->NoteArrival();
+    return account->WasCut() ? 0 : ProcessText(stream, text);
+}
+
+std::uint32_t PropertyEngine::ProcessText(const StreamReference& stream, std::string_view text) {
+    PropertyMessage request;
+    return request.ReadText(text) ? HandleMessage(stream, request) : 0;
+}
+
+std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
+                                            const PropertyMessage& request) {
     const bool external = IsExternalStream(*stream);
     // The order of the sections is fixed: each step acts on what those before it have left.
-    if (!external && request->HasSection(Section::kSetRequests)) {
-        std::deque<PropertySetRequest> writes;
-        request->DecodeSetRequests(writes);
-        ApplySetRequests(writes);
+    if (!external && request.HasSection(Section::kSetRequests)) {
+        ApplySetRequests(request);
     }
     // Entered before its values are read: a change between the two would be told to nobody.
-    if (Subscribes(*request)) {
-        EnterSubscription(stream, *request);
+    if (Subscribes(request)) {
+        EnterSubscription(stream, request);
     }
-    const bool replyReady = Reads(*request);
-    if (replyReady) {
-        Answer(*request, external, *reply);
+    std::optional<Reply> reply;
+    if (Reads(request)) {
+        reply.emplace(stream->Account(), WantsEverything(request));
+        if (!Answer(request, external, *reply)) {
+            return 0;
+        }
     }
-    if (request->HasSection(Section::kGetResponses)) {
-        TakeReports(stream, *request);
+    if (request.HasSection(Section::kGetResponses)) {
+        TakeReports(stream, request);
     }
-    if (request->HasSection(Section::kDisconnect)) {
+    if (request.HasSection(Section::kDisconnect)) {
         DropSubscriber(*stream);
         return 0;
     }
-    return !replyReady || Send(*stream, *reply) ? 1 : 0;
+    if (WasCut(*stream)) {
+        return 0;
+    }
+    if (!reply) {
+        return 1;
+    }
+    MessageFrame frame = reply->Finish();
+    ScopedLock guard(stream->SendLock());
+    return frame.WriteTo(*stream) ? 1 : 0;
 }
 
-void PropertyEngine::Answer(const PropertyMessage& request, bool external, PropertyMessage& reply) {
-    std::deque<PropertyResponse> responses;
-    const bool everything = WantsEverything(request);
-    if (everything) {
-        reply.EncodeGetAllResponse();
-        GetEveryProperty(responses);
-    } else {
-        std::deque<PropertyRequest> reads;
-        request.DecodeGetRequests(reads);
-        GetProperties(reads, responses);
+bool PropertyEngine::Answer(const PropertyMessage& request, bool external, Reply& reply) {
+    if (WantsEverything(request)) {
+        return AnswerEverything(external, reply);
     }
-    if (external) {
-        // Who asks for a property by name learns that it is refused; who asks for all sees less.
-        rights.Filter(responses, !everything);
+    bool goesOn = true;
+    // A subscription also gets the current values, behind those of the reads.
+    for (const std::string_view section : {Section::kGetRequests, Section::kSubscribeRequests}) {
+        request.ForEachEntry(section, [&](const EntryView& entry) {
+            goesOn = goesOn && AnswerEntry(entry, external, reply);
+            return goesOn;
+        });
     }
-    reply.EncodeGetResponses(std::move(responses));
+    return goesOn;
 }
 
-void PropertyEngine::EnterSubscription(const std::shared_ptr<Stream>& stream,
+void PropertyEngine::EnterSubscription(const StreamReference& stream,
                                        const PropertyMessage& request) {
-    std::deque<PropertyRequest> wanted;
-    request.DecodeSubscribeRequests(wanted);
-    ScopedLock guard(subscribersLock);
-    const auto subscriber = FindSubscriber(stream->Id());
-    if (subscriber == subscribers.end()) {
-        subscribers.emplace_back(stream, std::move(wanted));
-    } else {
-        subscriber->Add(std::move(wanted));
+    std::optional<Bound> exceeded;
+    {
+        ScopedLock guard(subscribersLock);
+        auto place = std::find_if(
+            subscribers.begin(), subscribers.end(),
+            [&](const std::shared_ptr<Subscriber>& known) { return known->Id() == stream->Id(); });
+        const bool isNew = place == subscribers.end();
+        if (isNew) {
+            place = subscribers.insert(place, std::make_shared<Subscriber>(stream));
+        }
+        Subscriber& subscriber = **place;
+        request.ForEachEntry(Section::kSubscribeRequests, [&](const EntryView& entry) {
+            const std::optional<Bound> bound =
+                subscriber.Add({.component = std::string(entry.Component()),
+                                .groupGuid = std::string(entry.GroupGuid()),
+                                .guid = std::string(entry.Guid())},
+                               isNew);
+            exceeded = bound ? bound : exceeded;
+            return bound != Bound::Subscriptions;
+        });
     }
-}
-
-void PropertyEngine::TakeReports(const std::shared_ptr<Stream>& stream,
-                                 const PropertyMessage& request) {
-    std::deque<PropertyResponse> reports;
-    request.DecodeGetResponses(reports);
-    for (const PropertyResponse& report : reports) {
-        TakeReport(report, stream);
+    if (exceeded == Bound::Subscriptions) {
+        stream->Account()->Cut(*exceeded);
+    } else if (exceeded) {
+        stream->Account()->Owner().Relieve(Resource::Subscriptions);
+    }
+    if (exceeded) {
+        DropGoneSubscribers();
     }
 }
 
 void PropertyEngine::DropSubscriber(const Stream& stream) {
-    ScopedLock guard(subscribersLock);
-    const auto subscriber = FindSubscriber(stream.Id());
-    if (subscriber == subscribers.end()) {
-        return;
+    std::shared_ptr<Subscriber> dropped;
+    {
+        ScopedLock guard(subscribersLock);
+        const auto place = std::find_if(
+            subscribers.begin(), subscribers.end(),
+            [&](const std::shared_ptr<Subscriber>& known) { return known->Id() == stream.Id(); });
+        if (place == subscribers.end()) {
+            return;
+        }
+        dropped = std::move(*place);
+        subscribers.erase(place);
     }
-    const Lock sendLock = subscriber->SendLock();
-    ScopedLock sendGuard(sendLock);
-    subscriber->Peer().Close();
-    subscribers.erase(subscriber);
-}
-
-bool PropertyEngine::Send(Stream& stream, const PropertyMessage& message) {
-    MessageFrame frame = message.ToFrame();
-    ScopedLock guard(subscribersLock);
-    const auto subscriber = FindSubscriber(stream.Id());
-    if (subscriber == subscribers.end()) {
-        return frame.WriteTo(stream);
-    }
-    ScopedLock sendGuard(subscriber->SendLock());
-    return frame.WriteTo(stream);
-}
-
-std::vector<Subscriber>::iterator PropertyEngine::FindSubscriber(std::uint32_t streamId) {
-    return std::find_if(subscribers.begin(), subscribers.end(),
-                        [&](const Subscriber& subscriber) { return subscriber.Id() == streamId; });
+    dropped->End();
 }
 
 }  // namespace vantry

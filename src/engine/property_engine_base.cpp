@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "engine/publish_tick.h"
-#include "engine/record_builder.h"
 #include "property/property_factories.h"
+#include "wire/key/property_key.h"
 #include "wire/vocabulary/groups.h"
 #include "wire/vocabulary/hub_properties.h"
 
@@ -81,14 +81,18 @@ void PropertyEngineBase::RetireProperty(std::shared_ptr<Property> property) {
     retiredProperties.push_back(std::move(property));
 }
 
-PropertyResponse PropertyEngineBase::LocalRecord(const Property& property,
-                                                 std::string_view status) const {
-    return MakeLocalRecord(property, *ownComponent, status);
+PendingRecord PropertyEngineBase::LocalRecord(std::shared_ptr<Property> property,
+                                              KeptText::Shared text, bool isWithdrawal) const {
+    return {.text = std::move(text),
+            .key = FullKey(ownComponent->Guid(), property->GroupGuid(), property->Guid()),
+            .passesOutside = isWithdrawal || rights.MaySee(property->GroupGuid()),
+            .isWithdrawal = isWithdrawal,
+            .property = std::move(property)};
 }
 
-void PropertyEngineBase::AppendLocalChanges(std::deque<PropertyResponse>& records) {
+void PropertyEngineBase::AppendLocalChanges(PendingRecords& pending) {
     while (const std::shared_ptr<Property> changed = localChanges.Pop()) {
-        records.push_back(LocalRecord(*changed, Status::kSuccessful));
+        pending.Add(LocalRecord(changed, RecordTextOf(*changed, LocalOwner()), false));
     }
 }
 
@@ -97,48 +101,10 @@ std::vector<std::shared_ptr<Property>> PropertyEngineBase::TakeRetired() {
     return std::exchange(retiredProperties, {});
 }
 
-void PropertyEngineBase::AppendPeriodicProperties(std::deque<PropertyResponse>& records) {
+void PropertyEngineBase::AppendPeriodicProperties(PendingRecords& pending) {
     ScopedLock guard(periodicLock);
     for (const std::shared_ptr<Property>& property : periodicProperties) {
-        records.push_back(LocalRecord(*property, Status::kSuccessful));
-    }
-}
-
-bool PropertyEngineBase::AppendLocalGroup(const std::string& groupGuid,
-                                          std::deque<PropertyResponse>& records) {
-    std::deque<std::shared_ptr<Property>> members;
-    store->ListGroup(members, groupGuid);
-    for (const std::shared_ptr<Property>& member : members) {
-        records.push_back(LocalRecord(*member, Status::kSuccessful));
-    }
-    return !members.empty();
-}
-
-bool PropertyEngineBase::AppendLocalProperty(const PropertyRequest& request,
-                                             std::deque<PropertyResponse>& records) {
-    const std::shared_ptr<Property> found = store->FindProperty(request.guid, request.groupGuid);
-    if (found) {
-        records.push_back(LocalRecord(*found, Status::kSuccessful));
-    }
-    return found != nullptr;
-}
-
-void PropertyEngineBase::GetProperties(const std::deque<PropertyRequest>& requests,
-                                       std::deque<PropertyResponse>& responses) {
-    for (const PropertyRequest& request : requests) {
-        const bool found = request.guid.empty() ? AppendLocalGroup(request.groupGuid, responses)
-                                                : AppendLocalProperty(request, responses);
-        if (!found) {
-            responses.push_back(MakeFailureResponse(request, Status::kNotFound));
-        }
-    }
-}
-
-void PropertyEngineBase::GetEveryProperty(std::deque<PropertyResponse>& responses) {
-    std::deque<std::shared_ptr<Property>> properties;
-    store->ListProperties(properties);
-    for (const std::shared_ptr<Property>& property : properties) {
-        responses.push_back(LocalRecord(*property, Status::kSuccessful));
+        pending.Add(LocalRecord(property, RecordTextOf(*property, LocalOwner()), false));
     }
 }
 

@@ -2,19 +2,20 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "engine/change_queue.h"
+#include "engine/external_rights.h"
+#include "engine/pending_records.h"
+#include "engine/record_texts.h"
 #include "property/uint32_property.h"
 #include "runtime/thread_reaper.h"
 #include "store/local_property_sink.h"
 #include "store/property_store.h"
 #include "transport/session/message_visitor.h"
-#include "wire/property_message.h"
 
 namespace vantry {
 
@@ -39,15 +40,6 @@ public:
     /// Tells subscribers at the next tick that the property is gone.
     void RetireProperty(std::shared_ptr<Property> property) override;
 
-    /// Appends what the requests find, in their order.
-    virtual void GetProperties(const std::deque<PropertyRequest>& requests,
-                               std::deque<PropertyResponse>& responses);
-    virtual void GetEveryProperty(std::deque<PropertyResponse>& responses);
-    /// Does what the request says, and writes at most one reply. 0 ends the session.
-    virtual std::uint32_t HandleMessage(std::shared_ptr<Stream> stream,
-                                        std::unique_ptr<PropertyMessage> request,
-                                        std::unique_ptr<PropertyMessage> reply) = 0;
-
 protected:
     PropertyEngineBase(std::shared_ptr<PropertyStore> propertyStore, ThreadReaper& reaper,
                        std::uint32_t priority, std::shared_ptr<Property> component);
@@ -67,19 +59,15 @@ protected:
     std::weak_ptr<PropertyEngineBase> Self() const { return self; }
     std::uint32_t TicksInPeriod() const;
 
-    PropertyResponse LocalRecord(const Property& property, std::string_view status) const;
+    RecordOwner LocalOwner() const { return {ownComponent->Guid(), ownComponent->Name()}; }
     /// Append what is to be told of local properties at a tick, and at the end of a period.
-    void AppendLocalChanges(std::deque<PropertyResponse>& records);
+    void AppendLocalChanges(PendingRecords& pending);
     /// Takes out what has gone since the last time.
     std::vector<std::shared_ptr<Property>> TakeRetired();
-    void AppendPeriodicProperties(std::deque<PropertyResponse>& records);
-    /// Appends the properties of a group; false if there are none.
-    bool AppendLocalGroup(const std::string& groupGuid, std::deque<PropertyResponse>& records);
-    /// Appends the property that the request names; false if there is none.
-    bool AppendLocalProperty(const PropertyRequest& request, std::deque<PropertyResponse>& records);
-
-    /// Held across a whole fan-out too.
-    Lock retiredLock;
+    void AppendPeriodicProperties(PendingRecords& pending);
+    PendingRecord LocalRecord(std::shared_ptr<Property> property, KeptText::Shared text,
+                              bool isWithdrawal) const;
+    const ExternalRights& Rights() const { return rights; }
 
 private:
     std::weak_ptr<PropertyEngineBase> self;
@@ -88,12 +76,14 @@ private:
     std::vector<PropertyName> periodicNames GUARDED_BY(namesLock);
     Lock periodicLock;
     std::vector<std::shared_ptr<Property>> periodicProperties GUARDED_BY(periodicLock);
+    Lock retiredLock;
     std::vector<std::shared_ptr<Property>> retiredProperties GUARDED_BY(retiredLock);
     const std::unique_ptr<Thread> publishThread;
     Event publishLoopEnded{false};
     const std::shared_ptr<UInt32Property> publishPeriod;
     ChangeQueue localChanges;
     const std::shared_ptr<Property> ownComponent;
+    const ExternalRights rights;
 };
 
 }  // namespace vantry

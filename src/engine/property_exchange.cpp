@@ -1,99 +1,158 @@
 // Reads, writes and reports. A read never leaves the hub: what a component last reported answers
 // it. A write of a component's property always does: it goes to the component, and the hub's copy
 // stays until the component reports back. No write has a reply.
+//
+// What external connections report is counted in their accounts. Whoever exceeds a bound of its
+// own is closed, and what it has reported is withdrawn at once. Beyond a bound of all, what
+// connections have left behind goes first, the oldest before the others, and then the connection
+// that holds most. A property counts until its withdrawal has been published, so that reporting and
+// withdrawing in turns is bounded too: all together, with those that are on their way out, may be
+// twice the bound.
 
+#include <deque>
 #include <map>
 #include <utility>
 
 #include "engine/property_engine.h"
-#include "engine/record_builder.h"
+#include "engine/record_texts.h"
+#include "wire/record_text.h"
+#include "wire/section_keys.h"
 
 namespace vantry {
+namespace {
 
-void PropertyEngine::GetProperties(const std::deque<PropertyRequest>& requests,
-                                   std::deque<PropertyResponse>& responses) {
-    for (const PropertyRequest& request : requests) {
-        bool found = false;
-        if (request.guid.empty()) {
-            found = AppendLocalGroup(request.groupGuid, responses);
-            found = AppendRemoteGroup(request.groupGuid, responses) || found;
-        } else if (request.component == OwnComponent().Guid()) {
-            found = AppendLocalProperty(request, responses);
-        } else {
-            found = AppendRemoteProperty(request, responses);
+ChangeOrigin OriginOf(const Stream& stream) {
+    return IsExternalStream(stream) ? ChangeOrigin::External : ChangeOrigin::Internal;
+}
+
+RecordView ReportIn(const EntryView& entry) {
+    return {.component = entry.Component(),
+            .componentString = entry.Text(Field::kComponentString),
+            .groupGuid = entry.GroupGuid(),
+            .guid = entry.Guid(),
+            .groupString = entry.Text(Field::kGroupString),
+            .nameString = entry.Text(Field::kNameString),
+            .status = entry.Text(Field::kStatus),
+            .value = entry.Text(Field::kValue)};
+}
+
+}  // namespace
+
+bool PropertyEngine::AnswerEntry(const EntryView& entry, bool external, Reply& reply) {
+    bool found = false;
+    if (entry.Guid().empty()) {
+        std::deque<std::shared_ptr<Property>> members;
+        Catalog().ListGroup(members, entry.GroupGuid());
+        RemotePropertyTable::List remotes;
+        remoteTable.ListGroup(remotes, entry.GroupGuid());
+        for (const std::shared_ptr<Property>& member : members) {
+            if (!AddRecord(*member, LocalOwner(), external, reply)) {
+                return false;
+            }
         }
-        if (!found) {
-            responses.push_back(MakeFailureResponse(request, Status::kNotFound));
+        for (const std::shared_ptr<RemoteProperty>& member : remotes) {
+            if (!AddRecord(*member, OwnerOf(*member), external, reply)) {
+                return false;
+            }
+        }
+        found = !members.empty() || !remotes.empty();
+    } else if (entry.Component() == OwnComponent().Guid()) {
+        if (const auto property = Catalog().FindProperty(entry.Guid(), entry.GroupGuid())) {
+            return AddRecord(*property, LocalOwner(), external, reply);
+        }
+    } else if (const auto property =
+                   remoteTable.Find(entry.Guid(), entry.GroupGuid(), entry.Component())) {
+        return AddRecord(*property, OwnerOf(*property), external, reply);
+    }
+    return found || reply.AddFailure(entry.Component(), entry.GroupGuid(), entry.Guid());
+}
+
+bool PropertyEngine::AddRecord(const Property& property, const RecordOwner& owner, bool external,
+                               Reply& reply) {
+    if (external && !Rights().MaySee(property.GroupGuid())) {
+        return reply.AddRefusal(owner.component, property.GroupGuid(), property.Guid());
+    }
+    return reply.Add(*RecordTextOf(property, owner));
+}
+
+bool PropertyEngine::AnswerEverything(bool external, Reply& reply) {
+    // Who asks for a property by name learns that it is refused; who asks for all sees less.
+    const auto mayBeSeen = [&](const Property& property) {
+        return !external || Rights().MaySee(property.GroupGuid());
+    };
+    std::deque<std::shared_ptr<Property>> properties;
+    Catalog().ListProperties(properties);
+    for (const std::shared_ptr<Property>& property : properties) {
+        if (mayBeSeen(*property) && !reply.Add(*RecordTextOf(*property, LocalOwner()))) {
+            return false;
         }
     }
-}
-
-bool PropertyEngine::AppendRemoteGroup(const std::string& groupGuid,
-                                       std::deque<PropertyResponse>& records) {
-    std::deque<std::shared_ptr<RemoteProperty>> members;
-    remoteTable.ListGroup(members, groupGuid);
-    for (const std::shared_ptr<RemoteProperty>& member : members) {
-        records.push_back(MakeRemoteRecord(*member, Status::kSuccessful));
+    RemotePropertyTable::List remotes;
+    remoteTable.ListProperties(remotes);
+    for (const std::shared_ptr<RemoteProperty>& property : remotes) {
+        if (mayBeSeen(*property) && !reply.Add(*RecordTextOf(*property, OwnerOf(*property)))) {
+            return false;
+        }
     }
-    return !members.empty();
+    return true;
 }
 
-bool PropertyEngine::AppendRemoteProperty(const PropertyRequest& request,
-                                          std::deque<PropertyResponse>& records) {
-    const std::shared_ptr<RemoteProperty> found =
-        remoteTable.Find(request.guid, request.groupGuid, request.component);
-    if (found) {
-        records.push_back(MakeRemoteRecord(*found, Status::kSuccessful));
-    }
-    return found != nullptr;
-}
-
-void PropertyEngine::GetEveryProperty(std::deque<PropertyResponse>& responses) {
-    PropertyEngineBase::GetEveryProperty(responses);
-    std::deque<std::shared_ptr<RemoteProperty>> properties;
-    remoteTable.ListProperties(properties);
-    for (const std::shared_ptr<RemoteProperty>& property : properties) {
-        responses.push_back(MakeRemoteRecord(*property, Status::kSuccessful));
-    }
-}
-
-void PropertyEngine::ApplySetRequests(const std::deque<PropertySetRequest>& requests) {
+void PropertyEngine::ApplySetRequests(const PropertyMessage& request) {
     struct Forward {
         std::shared_ptr<Stream> owner;
-        std::deque<PropertySetRequest> writes;
+        MessageFrame frame;
     };
     // By connection: each message of one comes through an object of its own.
     std::map<std::uint32_t, Forward> forwards;
-    for (const PropertySetRequest& request : requests) {
-        if (request.component == OwnComponent().Guid()) {
-            if (const auto property = Catalog().FindProperty(request.guid, request.groupGuid)) {
+    request.ForEachEntry(Section::kSetRequests, [&](const EntryView& write) {
+        const std::string_view value = write.Text(Field::kValue);
+        if (write.Component() == OwnComponent().Guid()) {
+            if (const auto property = Catalog().FindProperty(write.Guid(), write.GroupGuid())) {
                 // A value that the property can't take leaves it as it was; a write has no reply.
-                static_cast<void>(property->SetText(request.value));
+                static_cast<void>(property->SetText(value));
             }
         } else if (const auto property =
-                       remoteTable.Find(request.guid, request.groupGuid, request.component)) {
+                       remoteTable.Find(write.Guid(), write.GroupGuid(), write.Component())) {
             Forward& forward = forwards[property->owner->Id()];
-            forward.owner = property->owner;
-            forward.writes.push_back(request);
+            std::string& text = forward.frame.Buffer();
+            if (!forward.owner) {
+                forward.owner = property->owner;
+                text.append("{\"").append(Section::kSetRequests).append("\": [");
+            }
+            AppendWrite(text, write.Component(), write.GroupGuid(), write.Guid(), value);
+            text.push_back(',');
         }
-    }
+        return true;
+    });
     for (auto& [connection, forward] : forwards) {
-        PropertyMessage message;
-        message.EncodeSetRequests(std::move(forward.writes));
+        std::string& text = forward.frame.Buffer();
+        text.back() = ']';
+        text.push_back('}');
+        ScopedLock guard(forward.owner->SendLock());
         // An owner that is gone doesn't get it, and nobody waits for an answer.
-        static_cast<void>(Send(*forward.owner, message));
+        static_cast<void>(forward.frame.WriteTo(*forward.owner));
     }
 }
 
-void PropertyEngine::TakeReport(const PropertyResponse& report,
-                                const std::shared_ptr<Stream>& stream) {
+void PropertyEngine::TakeReports(const StreamReference& stream, const PropertyMessage& request) {
+    const std::shared_ptr<ConnectionAccount> account = stream->Account();
+    request.ForEachEntry(Section::kGetResponses, [&](const EntryView& entry) {
+        if (const std::optional<Bound> exceeded = TakeReport(ReportIn(entry), stream)) {
+            Relieve(account, *exceeded);
+        }
+        return !account || !account->WasCut();
+    });
+}
+
+std::optional<Bound> PropertyEngine::TakeReport(const RecordView& report,
+                                                const StreamReference& stream) {
     if (report.status == Status::kNotFound) {
-        return;
+        return std::nullopt;
     }
     const bool external = IsExternalStream(*stream);
     ScopedLock guard(reportsLock);
     if (external && !reportRights.Admits(report)) {
-        return;
+        return std::nullopt;
     }
     if (!external) {
         reportRights.Claim(report);
@@ -103,28 +162,42 @@ void PropertyEngine::TakeReport(const PropertyResponse& report,
     if (known && !external && IsExternalStream(*known->owner) && reportRights.InternalTakesOver()) {
         // The names that an outsider gave it go with it.
         remoteTable.Erase(known->Key());
-        AnnounceRemoteProperty(report, stream);
+        externalOwners.Leave(*known);
+        static_cast<void>(Announce(report, stream));
         known = remoteTable.Find(report.guid, report.groupGuid, report.component);
     }
-    if (known) {
-        if (known->TakeReported(report.value)) {
-            remoteChanges.Push(known, external ? ChangeOrigin::External : ChangeOrigin::Internal);
-        }
-        if (report.status == Status::kNoLongerAvailable) {
-            Withdraw(known);
-        }
-    } else if (report.status == Status::kSuccessful) {
-        AnnounceRemoteProperty(report, stream);
+    if (!known) {
+        return report.status == Status::kSuccessful ? Announce(report, stream) : std::nullopt;
     }
+    const std::optional<Bound> exceeded = Revalue(known, report.value, *stream);
+    if (report.status == Status::kNoLongerAvailable) {
+        Withdraw(known);
+    }
+    return exceeded;
 }
 
-void PropertyEngine::AnnounceRemoteProperty(const PropertyResponse& report,
-                                            const std::shared_ptr<Stream>& stream) {
+std::optional<Bound> PropertyEngine::Announce(const RecordView& report,
+                                              const StreamReference& stream) {
     const auto announced = std::make_shared<RemoteProperty>(report, stream);
-    remoteTable.Insert(announced);
+    if (!remoteTable.Insert(announced)) {
+        return std::nullopt;
+    }
+    const std::optional<Bound> exceeded = announced->Charge();
+    externalOwners.Enter(*announced);
     // The first report counts as a change.
-    remoteChanges.Push(announced,
-                       IsExternalStream(*stream) ? ChangeOrigin::External : ChangeOrigin::Internal);
+    remoteChanges.Push(announced, OriginOf(*stream));
+    return exceeded;
+}
+
+std::optional<Bound> PropertyEngine::Revalue(const std::shared_ptr<RemoteProperty>& known,
+                                             std::string_view value, const Stream& reporter) {
+    const std::uint64_t before = known->ExternalText();
+    const RemoteProperty::Taken taken = known->TakeReported(value, reporter);
+    externalOwners.Revalue(before, known->ExternalText());
+    if (taken.isChange) {
+        remoteChanges.Push(known, OriginOf(reporter));
+    }
+    return taken.exceeded;
 }
 
 void PropertyEngine::Withdraw(const std::shared_ptr<RemoteProperty>& property) {
@@ -133,6 +206,47 @@ void PropertyEngine::Withdraw(const std::shared_ptr<RemoteProperty>& property) {
         remoteRetired.push_back(property);
     }
     remoteTable.Erase(property->Key());
+    externalOwners.Leave(*property);
+}
+
+void PropertyEngine::WithdrawAllOf(const ConnectionAccount& account) {
+    ScopedLock guard(reportsLock);
+    RemotePropertyTable::List properties;
+    remoteTable.ListOwnedBy(properties, account);
+    for (const std::shared_ptr<RemoteProperty>& property : properties) {
+        Withdraw(property);
+    }
+}
+
+void PropertyEngine::Relieve(const std::shared_ptr<ConnectionAccount>& reporter, Bound exceeded) {
+    const Accounting& books = reporter->Owner();
+    const bool ofOne = exceeded == Bound::Properties || exceeded == Bound::PropertyText;
+    const bool ofNumber = exceeded == Bound::Properties || exceeded == Bound::AllProperties;
+    const Resource resource = ofNumber ? Resource::Properties : Resource::PropertyText;
+    if (ofOne || books.Total(resource) > 2 * books.Bounds()[exceeded]) {
+        reporter->Cut(exceeded);
+        WithdrawAllOf(*reporter);
+        return;
+    }
+    for (;;) {
+        std::shared_ptr<ConnectionAccount> next;
+        {
+            ScopedLock guard(reportsLock);
+            if (!externalOwners.IsOver(exceeded, books.Bounds())) {
+                return;
+            }
+            next = externalOwners.NextToGo(resource);
+        }
+        if (!next) {
+            // What is too much is text of outsiders in properties of others.
+            reporter->Cut(exceeded);
+            return;
+        }
+        if (next->LeftAt() == 0) {
+            next->Cut(exceeded);
+        }
+        WithdrawAllOf(*next);
+    }
 }
 
 }  // namespace vantry

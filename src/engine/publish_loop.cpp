@@ -1,17 +1,21 @@
-// The publishing thread: four times a second it drops the subscribers whose stream has died and
-// turns everything that has changed into records, and at the end of each period it gives the
-// records to the subscribers, in one message for each.
+// The publishing thread: four times a second it drops the subscribers whose stream has died,
+// withdraws what closed connections have reported, and turns everything that has changed into
+// records. At the end of each period it gives the records to the subscribers, in one message for
+// each. No lock is held while it writes but the send lock of the stream that it writes to.
+
+#include <algorithm>
 
 #include "engine/fan_out.h"
 #include "engine/property_engine.h"
 #include "engine/publish_tick.h"
-#include "engine/record_builder.h"
+#include "engine/record_texts.h"
 
 namespace vantry {
 namespace {
 
-/// So many records end a period early: nothing else bounds what waits for a long one.
-constexpr std::size_t kMostPending = 20'000;
+/// So many bytes of waiting records end a period early, as too many records do: nothing else
+/// bounds what waits for a long one.
+constexpr std::uint64_t kMostPendingBytes = 32U << 20U;
 /// A new value of the period takes effect at the end of the running one, unless that is longer than
 /// this minute.
 constexpr std::uint32_t kLongPeriodTicks = 60'000 / kPublishTickMilliseconds;
@@ -19,43 +23,61 @@ constexpr std::uint32_t kLongPeriodTicks = 60'000 / kPublishTickMilliseconds;
 }  // namespace
 
 void PropertyEngine::PublishLoop() {
+    const Limits& limits = accounting->Bounds();
     std::uint32_t period = TicksInPeriod();
     std::uint32_t elapsed = 0;
-    std::deque<PropertyResponse> pending;
+    PendingRecords pending;
     while (!stopEvent.Wait(kPublishTickMilliseconds)) {
-        DropDeadSubscribers();
+        DropGoneSubscribers();
+        WithdrawOfCutOwners();
         CollectChanges(pending);
         ++elapsed;
         if (period > kLongPeriodTicks) {
             // So that a mistaken value can be corrected without waiting for its end.
             period = TicksInPeriod();
         }
-        if (elapsed >= period || pending.size() >= kMostPending) {
+        if (elapsed >= period || pending.Count() >= limits[Bound::WaitingRecords] ||
+            pending.TextBytes() >= kMostPendingBytes) {
             AppendPeriodicProperties(pending);
-            if (!pending.empty()) {
+            if (!pending.Empty()) {
                 Publish(pending);
             }
             period = TicksInPeriod();
             elapsed = 0;
         }
+        ShowStatus();
     }
 }
 
-void PropertyEngine::DropDeadSubscribers() {
-    ScopedLock guard(subscribersLock);
-    for (auto subscriber = subscribers.begin(); subscriber != subscribers.end();) {
-        if (subscriber->Peer().IsAlive() != 0) {
-            ++subscriber;
-            continue;
-        }
-        const Lock sendLock = subscriber->SendLock();
-        ScopedLock sendGuard(sendLock);
-        subscriber->Peer().Close();
-        subscriber = subscribers.erase(subscriber);
+void PropertyEngine::DropGoneSubscribers() {
+    std::vector<std::shared_ptr<Subscriber>> gone;
+    {
+        ScopedLock guard(subscribersLock);
+        const auto isHere = [](const std::shared_ptr<Subscriber>& subscriber) {
+            return !subscriber->IsGone();
+        };
+        const auto firstGone =
+            std::stable_partition(subscribers.begin(), subscribers.end(), isHere);
+        gone.assign(firstGone, subscribers.end());
+        subscribers.erase(firstGone, subscribers.end());
+    }
+    for (const std::shared_ptr<Subscriber>& subscriber : gone) {
+        subscriber->End();
     }
 }
 
-void PropertyEngine::CollectChanges(std::deque<PropertyResponse>& pending) {
+void PropertyEngine::WithdrawOfCutOwners() {
+    std::vector<ExternalOwners::Account> cut;
+    {
+        ScopedLock guard(reportsLock);
+        cut = externalOwners.CutOwners();
+    }
+    for (const ExternalOwners::Account& account : cut) {
+        WithdrawAllOf(*account);
+    }
+}
+
+void PropertyEngine::CollectChanges(PendingRecords& pending) {
     // Taken before the changes, so that no change is popped behind the withdrawal that followed it.
     const std::vector<std::shared_ptr<Property>> localRetired = TakeRetired();
     std::vector<std::shared_ptr<RemoteProperty>> remotesGone;
@@ -66,28 +88,51 @@ void PropertyEngine::CollectChanges(std::deque<PropertyResponse>& pending) {
     AppendLocalChanges(pending);
     AppendRemoteChanges(pending);
     for (const std::shared_ptr<Property>& retired : localRetired) {
-        pending.push_back(LocalRecord(*retired, Status::kNoLongerAvailable));
+        pending.Add(LocalRecord(retired, WithdrawalTextOf(*retired, LocalOwner()), true));
     }
     for (const std::shared_ptr<RemoteProperty>& retired : remotesGone) {
-        pending.push_back(MakeRemoteRecord(*retired, Status::kNoLongerAvailable));
+        pending.Add({.text = WithdrawalTextOf(*retired, OwnerOf(*retired)),
+                     .key = retired->Key(),
+                     .passesOutside = true,
+                     .isWithdrawal = true,
+                     .property = retired});
     }
 }
 
-void PropertyEngine::AppendRemoteChanges(std::deque<PropertyResponse>& records) {
+void PropertyEngine::AppendRemoteChanges(PendingRecords& pending) {
     while (const std::shared_ptr<Property> changed = remoteChanges.Pop()) {
-        records.push_back(
-            MakeRemoteRecord(static_cast<const RemoteProperty&>(*changed), Status::kSuccessful));
+        const auto& property = static_cast<const RemoteProperty&>(*changed);
+        pending.Add({.text = RecordTextOf(property, OwnerOf(property)),
+                     .key = property.Key(),
+                     .passesOutside = Rights().MaySee(property.GroupGuid()),
+                     .isWithdrawal = false,
+                     .property = changed});
     }
 }
 
-void PropertyEngine::Publish(std::deque<PropertyResponse>& pending) {
-    ScopedLock guard(subscribersLock);
-    ScopedLock retiredGuard(retiredLock);
-    FanOut fanOut(std::exchange(pending, {}), rights);
-    for (auto subscriber = subscribers.begin(); subscriber != subscribers.end() && !stopping;) {
-        // A stream that can't take the message loses its subscription, and nothing else.
-        subscriber = fanOut.SendTo(*subscriber) ? subscriber + 1 : subscribers.erase(subscriber);
+void PropertyEngine::Publish(PendingRecords& pending) {
+    FanOut fanOut(pending.TakeAll());
+    {
+        ScopedLock guard(subscribersLock);
+        for (const std::shared_ptr<Subscriber>& subscriber : subscribers) {
+            fanOut.Choose(subscriber);
+        }
     }
+    const std::vector<std::shared_ptr<Subscriber>> failed = fanOut.Send(stopping);
+    if (failed.empty()) {
+        return;
+    }
+    // A stream that can't take the message loses its subscription, and nothing else.
+    ScopedLock guard(subscribersLock);
+    std::erase_if(subscribers, [&](const std::shared_ptr<Subscriber>& subscriber) {
+        return std::find(failed.begin(), failed.end(), subscriber) != failed.end();
+    });
+}
+
+void PropertyEngine::ShowStatus() {
+    platform.status.properties = static_cast<std::uint32_t>(Catalog().Size() + remoteTable.Size());
+    ++platform.status.publishingTurns;
+    platform.notices.TellLeftOut();
 }
 
 }  // namespace vantry

@@ -4,21 +4,42 @@
 
 namespace vantry {
 
-RemoteProperty::RemoteProperty(const PropertyResponse& report, std::shared_ptr<Stream> reporter)
-    : StringProperty(report.value,
-                     {report.guid, report.nameString, report.groupGuid, report.groupString}),
+RemoteProperty::RemoteProperty(const RecordView& report, std::shared_ptr<Stream> reporter)
+    : StringProperty(std::string(report.value),
+                     {std::string(report.guid), std::string(report.nameString),
+                      std::string(report.groupGuid), std::string(report.groupString)}),
       component(report.component),
       componentName(report.componentString),
-      owner(std::move(reporter)) {}
+      owner(std::move(reporter)),
+      place(owner->Account(), Resource::Properties),
+      names(owner->Account(), Resource::PropertyText) {}
 
-bool RemoteProperty::TakeReported(std::string_view text) {
+std::optional<Bound> RemoteProperty::Charge() {
+    std::string held;
+    GetValue(held);
+    const std::optional<Bound> tooMany = place.Add(1);
+    const std::optional<Bound> tooLong =
+        names.Add(component.size() + componentName.size() + GroupGuid().size() + Guid().size() +
+                  Group().size() + Name().size());
+    const std::optional<Bound> valueTooLong = ChargeValue(held.size(), *owner);
+    return tooMany ? tooMany : tooLong ? tooLong : valueTooLong;
+}
+
+RemoteProperty::Taken RemoteProperty::TakeReported(std::string_view text, const Stream& reporter) {
     std::string held;
     GetValue(held);
     if (held == text) {
-        return false;
+        return {};
     }
+    const std::optional<Bound> exceeded = ChargeValue(text.size(), reporter);
     static_cast<void>(SetTextQuietly(text));
-    return true;
+    return {.isChange = true, .exceeded = exceeded};
+}
+
+std::optional<Bound> RemoteProperty::ChargeValue(std::size_t bytes, const Stream& reporter) {
+    // The old one goes first, so that a value can be replaced by one of the same length.
+    value.reset();
+    return value.emplace(reporter.Account(), Resource::PropertyText).Add(bytes);
 }
 
 }  // namespace vantry

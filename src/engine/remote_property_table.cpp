@@ -4,11 +4,6 @@
 #include <iterator>
 
 namespace vantry {
-namespace {
-
-std::string GroupKey(std::string_view groupGuid) { return FullKey("", groupGuid, ""); }
-
-}  // namespace
 
 std::shared_ptr<RemoteProperty> RemotePropertyTable::Find(std::string_view guid,
                                                           std::string_view groupGuid,
@@ -20,15 +15,12 @@ std::shared_ptr<RemoteProperty> RemotePropertyTable::Find(std::string_view guid,
 }
 
 bool RemotePropertyTable::Insert(const std::shared_ptr<RemoteProperty>& property) {
-    std::string key = property->Key();
-    std::string groupKey = GroupKey(property->GroupGuid());
     ScopedLock guard(lock);
-    if (entries.contains(key)) {
-        return false;
+    const bool isNew = entries.emplace(property->Key(), property).second;
+    if (isNew) {
+        groups.emplace(property->GroupGuid(), property);
     }
-    entries.emplace(std::move(key), property);
-    entries.emplace(std::move(groupKey), property);
-    return true;
+    return isNew;
 }
 
 void RemotePropertyTable::Erase(const std::string& fullKey) {
@@ -37,29 +29,37 @@ void RemotePropertyTable::Erase(const std::string& fullKey) {
     if (entry == entries.end()) {
         return;
     }
-    const std::shared_ptr<RemoteProperty> property = entry->second;
+    const auto [first, last] = groups.equal_range(entry->second->GroupGuid());
+    groups.erase(std::find_if(
+        first, last, [&](const auto& candidate) { return candidate.second == entry->second; }));
     entries.erase(entry);
-    const auto [first, last] = entries.equal_range(GroupKey(property->GroupGuid()));
-    const auto member = std::find_if(
-        first, last, [&](const auto& candidate) { return candidate.second == property; });
-    if (member != last) {
-        entries.erase(member);
-    }
 }
 
-void RemotePropertyTable::ListGroup(std::deque<std::shared_ptr<RemoteProperty>>& list,
-                                    std::string_view groupGuid) const {
-    const std::string key = GroupKey(groupGuid);
+std::size_t RemotePropertyTable::Size() const {
     ScopedLock guard(lock);
-    const auto [first, last] = entries.equal_range(key);
+    return entries.size();
+}
+
+void RemotePropertyTable::ListGroup(List& list, std::string_view groupGuid) const {
+    ScopedLock guard(lock);
+    const auto [first, last] = groups.equal_range(groupGuid);
     std::transform(first, last, std::back_inserter(list),
                    [](const auto& entry) { return entry.second; });
 }
 
-void RemotePropertyTable::ListProperties(std::deque<std::shared_ptr<RemoteProperty>>& list) const {
+void RemotePropertyTable::ListProperties(List& list) const {
     ScopedLock guard(lock);
     for (const auto& [key, property] : entries) {
         if (!key.ends_with(':')) {
+            list.push_back(property);
+        }
+    }
+}
+
+void RemotePropertyTable::ListOwnedBy(List& list, const ConnectionAccount& account) const {
+    ScopedLock guard(lock);
+    for (const auto& [key, property] : entries) {
+        if (property->owner->Account().get() == &account) {
             list.push_back(property);
         }
     }

@@ -3,22 +3,23 @@
 #include <utility>
 
 #include "wire/json/json_escapes.h"
+#include "wire/key/property_key.h"
 
 namespace vantry {
 
 ReportRights::ReportRights(const HubSettings& hubSettings, std::string hubComponent)
     : settings(hubSettings), ownComponent(std::move(hubComponent)) {}
 
-bool ReportRights::Admits(const PropertyResponse& report) const {
+bool ReportRights::Admits(const RecordView& report) const {
     if (settings.externalReports == ExternalReports::None) {
         return false;
     }
     // All of these go out unescaped, so one that closes its string could add a section to messages
     // that internal components receive.
-    for (const std::string* const text :
-         {&report.component, &report.componentString, &report.guid, &report.groupGuid,
-          &report.groupString, &report.nameString, &report.status}) {
-        if (!IsSafeBetweenQuotes(*text)) {
+    for (const std::string_view text :
+         {report.component, report.componentString, report.guid, report.groupGuid,
+          report.groupString, report.nameString, report.status}) {
+        if (!IsSafeBetweenQuotes(text)) {
             return false;
         }
     }
@@ -27,7 +28,7 @@ bool ReportRights::Admits(const PropertyResponse& report) const {
             !claimed.contains(FullKey(report.component, report.groupGuid, report.guid)));
 }
 
-void ReportRights::Claim(const PropertyResponse& report) {
+void ReportRights::Claim(const RecordView& report) {
     if (settings.externalReports == ExternalReports::Own) {
         claimed.insert(FullKey(report.component, report.groupGuid, report.guid));
     }

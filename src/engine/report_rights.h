@@ -5,7 +5,7 @@
 #include <unordered_set>
 
 #include "platform/hub_settings.h"
-#include "wire/property_records.h"
+#include "wire/record_text.h"
 
 namespace vantry {
 
@@ -18,10 +18,10 @@ public:
     ReportRights(const HubSettings& hubSettings, std::string hubComponent);
 
     /// Returns whether a report that came over an external stream may be taken.
-    bool Admits(const PropertyResponse& report) const;
+    bool Admits(const RecordView& report) const;
     /// Notes that an internal stream has reported this property, which from now on keeps external
     /// streams from it where the setting says so.
-    void Claim(const PropertyResponse& report);
+    void Claim(const RecordView& report);
     /// Returns whether an internal report makes the property its own that an external one owns.
     bool InternalTakesOver() const { return settings.externalReports == ExternalReports::Own; }
 

@@ -4,36 +4,32 @@
 #include <utility>
 
 namespace vantry {
-namespace {
 
-std::string KeyOf(const PropertyRequest& request) {
-    return FullKey(request.component, request.groupGuid, request.guid);
+Subscriber::Subscriber(std::shared_ptr<Stream> peer)
+    : stream(std::move(peer)), charge(stream->Account(), Resource::Subscriptions) {}
+
+bool Subscriber::IsGone() const {
+    const std::shared_ptr<ConnectionAccount>& account = stream->Account();
+    return stream->IsAlive() == 0 || (account && account->WasCut());
 }
 
-}  // namespace
-
-Subscriber::Subscriber(std::shared_ptr<Stream> peer, std::deque<PropertyRequest> wanted)
-    : stream(std::move(peer)), id(stream->Id()) {
-    for (PropertyRequest& request : wanted) {
-        Append(std::move(request));
+std::optional<Bound> Subscriber::Add(PropertyRequest wanted, bool evenIfListed) {
+    std::vector<PropertyRequest>& row =
+        entries[FullKey(wanted.component, wanted.groupGuid, wanted.guid)];
+    if (!evenIfListed && std::find(row.begin(), row.end(), wanted) != row.end()) {
+        return std::nullopt;
     }
-}
-
-void Subscriber::Add(std::deque<PropertyRequest> wanted) {
-    for (PropertyRequest& request : wanted) {
-        const auto row = entries.find(KeyOf(request));
-        const bool isThere =
-            row != entries.end() &&
-            std::find(row->second.begin(), row->second.end(), request) != row->second.end();
-        if (!isThere) {
-            Append(std::move(request));
-        }
-    }
-}
-
-void Subscriber::Append(PropertyRequest request) {
-    entries[KeyOf(request)].push_back(std::move(request));
+    const std::optional<Bound> exceeded = charge.Add(WeightOf(wanted));
+    row.push_back(std::move(wanted));
     ++listed;
+    return exceeded;
+}
+
+std::uint64_t Subscriber::WeightOf(const PropertyRequest& request) {
+    // So that entries with very long names are bounded too.
+    constexpr std::size_t kUsualBytes = 256;
+    return 1 + (request.component.size() + request.groupGuid.size() + request.guid.size()) /
+                   kUsualBytes;
 }
 
 void Subscriber::Forget(const std::string& fullKey) {
@@ -46,6 +42,17 @@ void Subscriber::Forget(const std::string& fullKey) {
         entries.erase(row);
     }
     --listed;
+}
+
+bool Subscriber::Send(const std::shared_ptr<const std::string>& frame) const {
+    ScopedLock guard(stream->SendLock());
+    return ended || MessageFrame::WriteShared(*stream, frame);
+}
+
+void Subscriber::End() {
+    ScopedLock guard(stream->SendLock());
+    ended = true;
+    stream->Close();
 }
 
 }  // namespace vantry

@@ -29,7 +29,11 @@ Refusal BoolProperty::SetTextQuietly(std::string_view text) {
 }
 
 Refusal BoolProperty::SetValue(bool on) {
-    return value.exchange(on, std::memory_order_relaxed) == on ? kTaken : NotifyChanged();
+    if (value.exchange(on, std::memory_order_relaxed) == on) {
+        return kTaken;
+    }
+    ValueStored();
+    return NotifyChanged();
 }
 
 }  // namespace vantry

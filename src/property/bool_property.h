@@ -16,7 +16,10 @@ public:
     Refusal SetTextQuietly(std::string_view text) override;
 
     virtual Refusal SetValue(bool on);
-    virtual void SetValueQuietly(bool on) { value.store(on, std::memory_order_relaxed); }
+    virtual void SetValueQuietly(bool on) {
+        value.store(on, std::memory_order_relaxed);
+        ValueStored();
+    }
     virtual bool GetValue() const { return value.load(std::memory_order_relaxed); }
 
 private:

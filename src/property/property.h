@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "property/kept_text.h"
 #include "property/refusal.h"
 
 namespace vantry {
@@ -51,15 +52,23 @@ public:
     /// For the factories: the owner from which callbacks get their reference.
     void SetSelf(const std::shared_ptr<Property>& owner) { self = owner; }
 
+    /// The text of the property as it travels, with its value in force.
+    const KeptText& RecordText() const { return recordText; }
+
     const std::string& Guid() const { return identity.guid; }
     const std::string& Name() const { return identity.name; }
     const std::string& GroupGuid() const { return identity.groupGuid; }
     const std::string& Group() const { return identity.group; }
 
+protected:
+    /// Called behind each store of another value, before anybody is told.
+    void ValueStored() { recordText.Outdate(); }
+
 private:
     std::weak_ptr<Property> self;
     const PropertyIdentity identity;
     std::vector<PropertyChangedCallback> callbacks;
+    KeptText recordText;
 };
 
 }  // namespace vantry

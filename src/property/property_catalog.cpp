@@ -63,6 +63,12 @@ void PropertyCatalog::ListGroup(std::deque<std::shared_ptr<Property>>& list,
                    [](const auto& entry) { return entry.second; });
 }
 
+std::size_t PropertyCatalog::Size() const {
+    ScopedLock guard(entriesLock);
+    // Each stands under its own key and under that of its group.
+    return entries.size() / 2;
+}
+
 bool PropertyCatalog::HasGroup(std::string_view groupGuid) const {
     ScopedLock guard(groupsLock);
     return groups.contains(groupGuid);

@@ -37,6 +37,8 @@ public:
     /// Takes out one property, by its catalog key, or a whole group, by the key of the group. Only
     /// the latter forgets the group.
     void RemoveByKey(const std::string& key);
+    /// How many properties there are.
+    std::size_t Size() const;
     bool HasGroup(std::string_view groupGuid) const;
 
     static std::string KeyOf(const Property& property);

@@ -8,8 +8,11 @@ StringProperty::StringProperty(std::string initial, PropertyIdentity name)
     : Property(std::move(name)), value(std::move(initial)) {}
 
 Refusal StringProperty::SetTextQuietly(std::string_view text) {
-    ScopedLock guard(lock);
-    value = text;
+    {
+        ScopedLock guard(lock);
+        value = text;
+    }
+    ValueStored();
     return kTaken;
 }
 
@@ -21,6 +24,7 @@ Refusal StringProperty::SetValue(std::string_view text) {
         }
         value = text;
     }
+    ValueStored();
     return NotifyChanged();
 }
 

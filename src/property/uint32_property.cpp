@@ -44,12 +44,17 @@ Refusal UInt32Property::SetTextQuietly(std::string_view text) {
     const Refusal refusal = ParseNumber(text, number);
     if (refusal.empty()) {
         value.store(number, std::memory_order_relaxed);
+        ValueStored();
     }
     return refusal;
 }
 
 Refusal UInt32Property::SetValue(std::uint32_t number) {
-    return value.exchange(number, std::memory_order_relaxed) == number ? kTaken : NotifyChanged();
+    if (value.exchange(number, std::memory_order_relaxed) == number) {
+        return kTaken;
+    }
+    ValueStored();
+    return NotifyChanged();
 }
 
 }  // namespace vantry

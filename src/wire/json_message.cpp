@@ -9,11 +9,9 @@
 #include "wire/json/json_writer.h"
 
 namespace vantry {
-const Lock JsonDocumentLock;
 
 MessageFrame JsonMessage::ToFrame() const {
     MessageFrame frame;
-    ScopedLock guard(JsonDocumentLock);
     WriteJsonObject(frame.Buffer(), object);
     return frame;
 }
@@ -22,14 +20,11 @@ bool JsonMessage::WriteTo(Stream& stream) { return ToFrame().WriteTo(stream); }
 
 bool JsonMessage::ReadFrom(Stream& stream) {
     std::string text;
-    if (ReadFrame(stream, text, Frame::kMaximumText) != FrameEnd::Whole) {
-        return false;
-    }
-    JsonValue root;
-    {
-        ScopedLock guard(JsonDocumentLock);
-        root = ParseJsonString(text);
-    }
+    return ReadFrame(stream, text, Frame::kMaximumText) == FrameEnd::Whole && ReadText(text);
+}
+
+bool JsonMessage::ReadText(std::string_view text) {
+    JsonValue root = ParseJsonString(text);
     if (root.type != JsonType::Object) {
         return false;
     }

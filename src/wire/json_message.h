@@ -1,16 +1,13 @@
 #pragma once
 
+#include <string_view>
 #include <utility>
 
-#include "runtime/lock.h"
 #include "transport/stream/stream.h"
 #include "wire/json/json_value.h"
 #include "wire/message_frame.h"
 
 namespace vantry {
-
-/// Held while text is parsed or a message serialised, never across stream input or output.
-extern const Lock JsonDocumentLock;
 
 /// One JSON object that travels as one frame. Belongs to one thread at a time.
 class JsonMessage {
@@ -28,6 +25,9 @@ public:
     /// recognised before. False, with the object kept, if the frame is cut short, its length is 0
     /// or too large, or its text is not of an object.
     [[nodiscard]] virtual bool ReadFrom(Stream& stream);
+    /// Replaces the object by that of a frame's text. False, with the object kept, if the text is
+    /// not of an object.
+    [[nodiscard]] bool ReadText(std::string_view text);
     virtual void Clear() { object.clear(); }
     /// Replaces the object by one that was read elsewhere.
     void Adopt(JsonObject other) { object = std::move(other); }

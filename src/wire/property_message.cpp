@@ -26,32 +26,21 @@ JsonArray MakeRequestEntries(const std::deque<PropertyRequest>& requests) {
     return entries;
 }
 
-std::string_view Text(const JsonValue& entry, std::string_view field) {
-    const JsonValue* const value = FindKey(entry.object, field);
-    return value != nullptr ? std::string_view(value->string) : std::string_view();
+std::string Text(const EntryView& entry, std::string_view field) {
+    return std::string(entry.Text(field));
 }
 
-/// Calls `use` with each entry of the section; a section that is no array has none.
-template <typename Use>
-void ForEachEntry(const JsonObject& object, std::string_view section, const Use& use) {
-    if (const JsonValue* const value = FindKey(object, section)) {
-        for (const JsonValue& entry : value->array) {
-            use(entry, SplitCompositeGuid(Text(entry, Field::kGuid)));
-        }
-    }
-}
-
-void DecodeRequests(const JsonObject& object, std::string_view section,
+void DecodeRequests(const PropertyMessage& message, std::string_view section,
                     std::deque<PropertyRequest>& requests) {
-    ForEachEntry(object, section, [&](const JsonValue& entry, SplitGuid split) {
-        requests.push_back({.component = std::string(Text(entry, Field::kComponent)),
-                            .groupGuid = std::string(split.groupGuid),
-                            .guid = std::string(split.guid)});
+    message.ForEachEntry(section, [&](const EntryView& entry) {
+        requests.push_back({.component = std::string(entry.Component()),
+                            .groupGuid = std::string(entry.GroupGuid()),
+                            .guid = std::string(entry.Guid())});
+        return true;
     });
 }
 
-}  // namespace
-
+/// The entry of a record as it stands in a response section.
 JsonObject MakeResponseEntry(PropertyResponse response) {
     JsonObject entry;
     entry.reserve(kResponseFields);
@@ -65,6 +54,18 @@ JsonObject MakeResponseEntry(PropertyResponse response) {
     entry.insert(std::string(Field::kValue), std::move(response.value));
     return entry;
 }
+
+}  // namespace
+
+EntryView::EntryView(const JsonValue& element)
+    : fields(element.object), guids(SplitCompositeGuid(Text(Field::kGuid))) {}
+
+std::string_view EntryView::Text(std::string_view field) const {
+    const JsonValue* const value = FindKey(fields, field);
+    return value != nullptr ? std::string_view(value->string) : std::string_view();
+}
+
+std::string_view EntryView::Component() const { return Text(Field::kComponent); }
 
 void PropertyMessage::AddSubscribeRequest(const PropertyRequest& request) {
     JsonValue& section = object[Section::kSubscribeRequests];
@@ -111,33 +112,35 @@ void PropertyMessage::EncodeSubscribeAll() { object[Section::kSubscribeAll] = tr
 void PropertyMessage::EncodeDisconnect() { object[Section::kDisconnect] = true; }
 
 void PropertyMessage::DecodeSubscribeRequests(std::deque<PropertyRequest>& requests) const {
-    DecodeRequests(object, Section::kSubscribeRequests, requests);
+    DecodeRequests(*this, Section::kSubscribeRequests, requests);
 }
 
 void PropertyMessage::DecodeGetRequests(std::deque<PropertyRequest>& requests) const {
-    DecodeRequests(object, Section::kGetRequests, requests);
-    DecodeRequests(object, Section::kSubscribeRequests, requests);
+    DecodeRequests(*this, Section::kGetRequests, requests);
+    DecodeRequests(*this, Section::kSubscribeRequests, requests);
 }
 
 void PropertyMessage::DecodeSetRequests(std::deque<PropertySetRequest>& requests) const {
-    ForEachEntry(object, Section::kSetRequests, [&](const JsonValue& entry, SplitGuid split) {
-        requests.push_back({.guid = std::string(split.guid),
-                            .groupGuid = std::string(split.groupGuid),
-                            .component = std::string(Text(entry, Field::kComponent)),
-                            .value = std::string(Text(entry, Field::kValue))});
+    ForEachEntry(Section::kSetRequests, [&](const EntryView& entry) {
+        requests.push_back({.guid = std::string(entry.Guid()),
+                            .groupGuid = std::string(entry.GroupGuid()),
+                            .component = std::string(entry.Component()),
+                            .value = Text(entry, Field::kValue)});
+        return true;
     });
 }
 
 void PropertyMessage::DecodeGetResponses(std::deque<PropertyResponse>& responses) const {
-    ForEachEntry(object, Section::kGetResponses, [&](const JsonValue& entry, SplitGuid split) {
-        responses.push_back({.groupGuid = std::string(split.groupGuid),
-                             .groupString = std::string(Text(entry, Field::kGroupString)),
-                             .guid = std::string(split.guid),
-                             .nameString = std::string(Text(entry, Field::kNameString)),
-                             .value = std::string(Text(entry, Field::kValue)),
-                             .status = std::string(Text(entry, Field::kStatus)),
-                             .component = std::string(Text(entry, Field::kComponent)),
-                             .componentString = std::string(Text(entry, Field::kComponentString))});
+    ForEachEntry(Section::kGetResponses, [&](const EntryView& entry) {
+        responses.push_back({.groupGuid = std::string(entry.GroupGuid()),
+                             .groupString = Text(entry, Field::kGroupString),
+                             .guid = std::string(entry.Guid()),
+                             .nameString = Text(entry, Field::kNameString),
+                             .value = Text(entry, Field::kValue),
+                             .status = Text(entry, Field::kStatus),
+                             .component = std::string(entry.Component()),
+                             .componentString = Text(entry, Field::kComponentString)});
+        return true;
     });
 }
 

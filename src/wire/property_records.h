@@ -44,8 +44,4 @@ struct PropertyResponse {
     std::string componentString;
 };
 
-/// The answer to a request that found nothing: it echoes what was asked and fills the rest with
-/// fixed words.
-PropertyResponse MakeFailureResponse(PropertyRequest request, std::string_view status);
-
 }  // namespace vantry

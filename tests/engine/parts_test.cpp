@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "engine/change_queue.h"
-#include "engine/external_rights.h"
 #include "engine/remote_property_table.h"
 #include "engine/subscriber.h"
 #include "property/property_factories.h"
@@ -50,11 +49,11 @@ TEST(ChangeQueue, AnInternalChangeTakesThePlaceOfTheNewestExternalOne) {
 
 std::shared_ptr<RemoteProperty> Remote(const std::string& component, const std::string& group,
                                        const std::string& guid) {
-    PropertyResponse report;
+    RecordView report{};
     report.component = component;
     report.groupGuid = group;
     report.guid = guid;
-    return std::make_shared<RemoteProperty>(report, nullptr);
+    return std::make_shared<RemoteProperty>(report, std::make_shared<QueueStream>());
 }
 
 TEST(RemotePropertyTable, KnowsAPropertyByItsComponentToo) {
@@ -82,37 +81,13 @@ TEST(RemotePropertyTable, KnowsAPropertyByItsComponentToo) {
     EXPECT_EQ(list, (std::deque{first}));
 }
 
-TEST(ExternalRights, RefusedRecordsAreAnsweredBehindAllOthers) {
-    const ExternalRights rights;
-    const auto record = [](const std::string& group, std::string_view status) {
-        PropertyResponse made;
-        made.groupGuid = group;
-        made.status = status;
-        return made;
-    };
-    const std::string battery = "FDA4C5D4-8C46-45E5-80E4-48504451C7B5";
-    const std::deque<PropertyResponse> all{
-        record("General", Status::kSuccessful), record(battery, Status::kSuccessful),
-        record("x Job y", Status::kSuccessful), record("a Job", Status::kSuccessful),
-        record("General", Status::kNoLongerAvailable)};
-    std::deque<PropertyResponse> reported = all;
-    rights.Filter(reported, true);
-    std::string groups;
-    for (const PropertyResponse& passed : reported) {
-        groups += passed.groupGuid + "/" + passed.status + " ";
-    }
-    EXPECT_EQ(groups, battery + "/Successful x Job y/Successful " +
-                          "General/Property No Longer Available General/Property Not Found " +
-                          "a Job/Property Not Found ");
-    std::deque<PropertyResponse> silent = all;
-    rights.Filter(silent, false);
-    EXPECT_EQ(silent.size(), 3U);
-}
-
 TEST(Subscriber, AListForgetsOneEntryAtATime) {
     const PropertyRequest wanted{"C", "G", "P"};
-    Subscriber subscriber(std::make_shared<QueueStream>(), {wanted, wanted});
-    subscriber.Add({wanted, {"C", "G", "Q"}});
+    Subscriber subscriber(std::make_shared<QueueStream>());
+    for (const bool evenIfListed : {true, true, false}) {
+        EXPECT_FALSE(subscriber.Add(wanted, evenIfListed));
+    }
+    EXPECT_FALSE(subscriber.Add({"C", "G", "Q"}, false));
     EXPECT_TRUE(subscriber.Lists("C:G:P"));
     EXPECT_FALSE(subscriber.Lists("C:G:"));
     subscriber.Forget("C:G:P");

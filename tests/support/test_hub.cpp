@@ -111,7 +111,8 @@ void TestPeer::Close() {
     }
 }
 
-TestHub::TestHub() {
+TestHub::TestHub(const Limits& limits) {
+    platform.platform.SetLimits(limits);
     reaper = std::make_shared<ThreadReaper>(253);
     store = std::make_shared<PropertyHubStore>(
         platform.platform, *reaper,
@@ -142,8 +143,8 @@ std::unique_ptr<TestPeer> TestHub::Connect(bool external) {
     const PipePair pipe = PipePair::Make();
     std::shared_ptr<Stream> hubEnd = pipe.peerEnd;
     if (external) {
-        hubEnd = std::make_shared<ExternalEnd>(
-            pipe.peerEnd, platform.platform.accounting->Admit(Link::Tcp, "192.0.2.1:5"));
+        admitted = platform.platform.accounting->Admit(Link::Tcp, "192.0.2.1:5");
+        hubEnd = std::make_shared<ExternalEnd>(pipe.peerEnd, admitted);
     }
     sessions->AddSession(std::make_shared<PeekStream>(hubEnd));
     return std::make_unique<TestPeer>(pipe.clientEnd);

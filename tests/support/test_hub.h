@@ -52,7 +52,7 @@ private:
 /// It publishes as often as it can.
 class TestHub {
 public:
-    TestHub();
+    explicit TestHub(const Limits& limits = Limits());
     ~TestHub();
     TestHub(const TestHub&) = delete;
     TestHub& operator=(const TestHub&) = delete;
@@ -65,6 +65,8 @@ public:
     std::shared_ptr<ErrorLog> log;
     std::shared_ptr<PropertyEngine> engine;
     std::shared_ptr<DataHandlerManager> sessions;
+    /// The account of the external peer that connected last.
+    std::shared_ptr<ConnectionAccount> admitted;
 };
 
 }  // namespace vantry::test

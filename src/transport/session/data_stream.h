@@ -21,7 +21,8 @@ public:
 class DataStream : public Stream, public DataObject {
 public:
     explicit DataStream(std::shared_ptr<Stream> wrapped)
-        : Stream(wrapped->Id(), wrapped->IsExternal()), inner(std::move(wrapped)) {}
+        : Stream(wrapped->Id(), wrapped->IsExternal(), wrapped->SendLock()),
+          inner(std::move(wrapped)) {}
 
     /// Set once by whoever made the object, before Accept.
     void SetSelf(const std::shared_ptr<DataStream>& owner) { self = owner; }

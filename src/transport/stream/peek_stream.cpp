@@ -5,7 +5,8 @@
 namespace vantry {
 
 PeekStream::PeekStream(std::shared_ptr<Stream> wrapped)
-    : Stream(wrapped->Id(), wrapped->IsExternal()), inner(std::move(wrapped)) {}
+    : Stream(wrapped->Id(), wrapped->IsExternal(), wrapped->SendLock()),
+      inner(std::move(wrapped)) {}
 
 std::int32_t PeekStream::Read(std::uint8_t* buffer, std::int32_t length) {
     std::int32_t got = 0;

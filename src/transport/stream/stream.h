@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/accounting.h"
+#include "runtime/lock.h"
 #include "transport/stream/stream_codes.h"
 
 namespace vantry {
@@ -15,8 +16,8 @@ namespace vantry {
 /// A byte stream: everything that moves bytes in the hub moves them through this.
 ///
 /// Streams are held by shared owners and usable from their constructor until Close. One thread
-/// reads a stream. Writers may be several, and whoever writes whole frames keeps them apart. Close
-/// may come from any thread: it wakes a blocked Read or makes it fail.
+/// reads a stream. Writers may be several; whoever writes a whole frame holds SendLock meanwhile.
+/// Close may come from any thread: it wakes a blocked Read or makes it fail.
 class Stream {
 public:
     virtual ~Stream() = default;
@@ -45,6 +46,9 @@ public:
     /// What the connection makes the hub hold. Empty for an internal stream: nothing of it is
     /// counted.
     virtual const std::shared_ptr<ConnectionAccount>& Account() const { return account; }
+    /// Keeps the frames of several writers apart. All decorators of one connection share it.
+    /// Holders take no other lock while they write.
+    const Lock& SendLock() const RETURN_CAPABILITY(sendLock) { return sendLock; }
     /// The identity of the connection. All decorators of one connection share it, so a connection
     /// is told from another by this, never by the object.
     virtual std::uint32_t Id() const { return id; }
@@ -57,13 +61,14 @@ protected:
     /// An internal stream with an identity of its own.
     Stream() : Stream(0) {}
     /// A stream with an identity of its own.
-    explicit Stream(std::uint32_t isExternal) : Stream(nextId.fetch_add(1), isExternal) {}
+    explicit Stream(std::uint32_t isExternal) : Stream(nextId.fetch_add(1), isExternal, Lock()) {}
     /// A stream that leads out of the printer, with an identity of its own.
     explicit Stream(std::shared_ptr<ConnectionAccount> ownAccount) : Stream(1) {
         account = std::move(ownAccount);
     }
     /// A stream that decorates another one, to which it forwards Id and Account.
-    Stream(std::uint32_t sharedId, std::uint32_t isExternal) : id(sharedId), external(isExternal) {}
+    Stream(std::uint32_t sharedId, std::uint32_t isExternal, Lock sharedLock)
+        : id(sharedId), external(isExternal), sendLock(std::move(sharedLock)) {}
 
     void MarkDead() { alive = 0; }
 
@@ -72,6 +77,7 @@ private:
 
     const std::uint32_t id;
     const std::uint32_t external;
+    const Lock sendLock;
     std::shared_ptr<ConnectionAccount> account;
     std::atomic<std::uint32_t> alive{1};
 };

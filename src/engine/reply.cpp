@@ -1,0 +1,75 @@
+#include "engine/reply.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "wire/record_text.h"
+#include "wire/section_keys.h"
+
+namespace vantry {
+namespace {
+
+/// An answer up to here isn't counted; beyond it, so much is counted ahead at a time.
+constexpr std::size_t kUncounted = 64U << 10U;
+constexpr std::size_t kStep = 256U << 10U;
+
+}  // namespace
+
+Reply::Reply(std::shared_ptr<ConnectionAccount> account, bool everything)
+    : owner(account), charge(std::move(account), Resource::Answer) {
+    // Enough for a single record of usual length.
+    constexpr std::size_t kUsual = 512;
+    std::string& text = frame.Buffer();
+    text.reserve(kUsual);
+    text.append("{\"");
+    if (everything) {
+        text.append(Section::kGetAllResponse).append("\": true,\"");
+    }
+    text.append(Section::kGetResponses).append("\": [");
+}
+
+bool Reply::Add(std::string_view record) {
+    frame.Buffer().append(record).push_back(',');
+    return Charge();
+}
+
+bool Reply::AddFailure(std::string_view component, std::string_view groupGuid,
+                       std::string_view guid) {
+    AppendFailureRecord(frame.Buffer(), component, groupGuid, guid);
+    frame.Buffer().push_back(',');
+    return Charge();
+}
+
+bool Reply::AddRefusal(std::string_view component, std::string_view groupGuid,
+                       std::string_view guid) {
+    AppendFailureRecord(refusals, component, groupGuid, guid);
+    refusals.push_back(',');
+    return Charge();
+}
+
+bool Reply::Charge() {
+    const std::size_t held = frame.Buffer().size() + refusals.size();
+    if (!owner || held <= kUncounted + charge.Amount()) {
+        return true;
+    }
+    const std::optional<Bound> exceeded =
+        charge.Add(std::max<std::uint64_t>(kStep, held - charge.Amount()));
+    if (exceeded) {
+        owner->Cut(*exceeded);
+    }
+    return !exceeded;
+}
+
+MessageFrame Reply::Finish() {
+    std::string& text = frame.Buffer();
+    text.append(refusals);
+    if (text.back() == ',') {
+        text.back() = ']';
+    } else {
+        text.push_back(']');
+    }
+    text.push_back('}');
+    return std::move(frame);
+}
+
+}  // namespace vantry

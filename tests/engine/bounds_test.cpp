@@ -1,0 +1,151 @@
+// What the engine lets external connections make it hold, and what one peer may cost the others.
+
+#include <gtest/gtest.h>
+
+#include "runtime/event.h"
+#include "support/eventually.h"
+#include "support/test_hub.h"
+
+namespace vantry {
+namespace {
+
+using namespace test;
+
+Address Numbered(const std::string& component, int number) {
+    return {component, "Job 1", std::to_string(number)};
+}
+
+std::string Reports(const std::string& component, int count, const std::string& value = "1") {
+    std::vector<std::string> entries;
+    for (int number = 0; number < count; ++number) {
+        entries.push_back(ReportEntry(Numbered(component, number), value));
+    }
+    return Section("PropertyGetResponses", entries);
+}
+
+class Bounds : public testing::Test {
+protected:
+    static Limits Small() {
+        Limits limits;
+        limits.Set(Bound::Properties, 8);
+        limits.Set(Bound::AllProperties, 12);
+        limits.Set(Bound::PropertyText, 10'000);
+        limits.Set(Bound::Subscriptions, 8);
+        limits.Set(Bound::AllSubscriptions, 12);
+        limits.Set(Bound::Answer, 1U << 20U);
+        return limits;
+    }
+    std::size_t Known(const std::string& component) {
+        return Count(*inside->Ask(Get({"", "Job 1", ""})),
+                     "{\"Component\": \"" + component + "\",\"ComponentString\": \"Sim\"");
+    }
+
+    TestHub hub{Small()};
+    std::unique_ptr<TestPeer> inside = hub.Connect();
+};
+
+TEST_F(Bounds, WhoeverExceedsABoundOfItsOwnIsClosedAndWithdrawn) {
+    std::string entry = Numbered("X", 0).Entry();
+    std::string subscriptions;
+    std::string reads;
+    for (int number = 0; number < 9; ++number) {
+        subscriptions += (number == 0 ? "" : ",") + Numbered("X", number).Entry();
+    }
+    for (int number = 0; number < 10'000; ++number) {
+        reads += (number == 0 ? "" : ",") + entry;
+    }
+    // The reports are withdrawn again, but count until that has been published.
+    std::string again = "{\"PropertyGetResponses\": [";
+    for (int round = 0; round < 40; ++round) {
+        again += (round == 0 ? "" : ",") + ReportEntry(Numbered("X", 7), "1") + "," +
+                 ReportEntry(Numbered("X", 7), "1", "Property No Longer Available");
+    }
+    const std::string excesses[] = {Reports("X", 9), Reports("X", 2, std::string(6'000, 'x')),
+                                    again + "]}",
+                                    "{\"PropertySubscribeRequests\": [" + subscriptions + "]}",
+                                    "{\"PropertyGetRequests\": [" + reads + "]}"};
+    for (const std::string& excess : excesses) {
+        const auto outside = hub.Connect(true);
+        outside->Ask(Reports("X", 1).insert(1, R"("PropertyGetRequests": [],)"));
+        EXPECT_EQ(Known("X"), 1U);
+        outside->Send(excess);
+        EXPECT_TRUE(outside->SeesEnd()) << excess.substr(0, 100);
+        EXPECT_FALSE(outside->Receive());
+        EXPECT_TRUE(Eventually([&] { return Known("X") == 0; })) << excess.substr(0, 100);
+        EXPECT_TRUE(Eventually(
+            [&] { return hub.platform.platform.accounting->Total(Resource::Properties) == 0; }));
+    }
+    // Components inside have no such bounds.
+    inside->Send(Reports("IN", 20));
+    EXPECT_EQ(Known("IN"), 20U);
+}
+
+TEST_F(Bounds, WhatIsLeftBehindGoesBeforeWhatIsInUse) {
+    const auto report = [&](const std::string& component, int count) {
+        std::unique_ptr<TestPeer> peer = hub.Connect(true);
+        peer->Ask(Reports(component, count).insert(1, R"("PropertyGetRequests": [],)"));
+        return peer;
+    };
+    const auto staying = report("STAYS", 5);
+    const auto leaving = report("LEFT", 6);
+    hub.admitted->Leave();
+    const auto most = report("MOST", 7);
+    EXPECT_EQ(Known("LEFT"), 0U);
+    EXPECT_EQ(Known("STAYS") + Known("MOST"), 12U);
+    EXPECT_TRUE(Eventually(
+        [&] { return hub.platform.platform.accounting->Total(Resource::Properties) == 12; }));
+    const auto last = report("LAST", 1);
+    EXPECT_TRUE(most->SeesEnd());
+    EXPECT_EQ(Known("MOST"), 0U);
+    EXPECT_EQ(Known("STAYS") + Known("LAST"), 6U);
+    EXPECT_TRUE(staying->Ask(Get(Numbered("STAYS", 0))));
+}
+
+/// A stream that gives one frame to read and never ends a write before it is closed.
+class StuckStream final : public Stream {
+public:
+    explicit StuckStream(const std::string& text) : frame(FrameOf(text)) {}
+    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
+        const std::size_t count = std::min(frame.size() - at, static_cast<std::size_t>(length));
+        std::copy_n(frame.data() + at, count, buffer);
+        at += count;
+        return static_cast<std::int32_t>(count);
+    }
+    std::int32_t Write(const std::uint8_t*, std::int32_t length) override {
+        writing.Set();
+        closed.Wait();
+        return length;
+    }
+    void Close() override { closed.Set(); }
+
+    Event writing{false};
+
+private:
+    const std::string frame;
+    std::size_t at = 0;
+    Event closed{false};
+};
+
+TEST_F(Bounds, AWriteThatTakesLongHoldsUpNobodyElse) {
+    const auto stuck = std::make_shared<StuckStream>(kSubscribeAll);
+    hub.sessions->AddSession(std::make_shared<PeekStream>(stuck));
+    stuck->writing.Wait();
+    EXPECT_TRUE(inside->Ask(Subscribe(Numbered("C", 0))));
+    inside->Send(Reports("C", 1));
+    EXPECT_EQ(Known("C"), 1U);
+    const auto other = hub.Connect();
+    other->Send(Set(Numbered("C", 0), "2"));
+    EXPECT_TRUE(inside->ReceiveUntil("PropertySetRequests"));
+    stuck->Close();
+}
+
+TEST_F(Bounds, TheHubShowsThatItPublishesAndHowMuch) {
+    const HubStatus& status = hub.platform.platform.status;
+    const std::uint64_t turns = status.publishingTurns;
+    inside->Send(Reports("IN", 20));
+    EXPECT_TRUE(Eventually([&] { return status.publishingTurns > turns + 1; }));
+    EXPECT_TRUE(Eventually([&] { return status.properties == hub.store->Size() + 20; }));
+}
+
+}  // namespace
+}  // namespace vantry
