@@ -220,8 +220,6 @@ class Bursts(HubTestCase):
                 self.eventually(lambda: drain("1"))
                 print("%d properties at once: right after %.1f s; read again: %s"
                       % (count, time.monotonic() - start, missed))
-                if count == 2000:
-                    self.assertGreater(sum(missed.values()), 0)
 
 
 class NoHub(HubTestCase):

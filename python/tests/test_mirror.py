@@ -41,6 +41,13 @@ class Order(unittest.TestCase):
         outcome = self.mirror.answer([prop(A, "2"), prop(B, "2")], None, missed=True)
         self.assertEqual(told(outcome), (["changed B=2 missed"], {A}))
 
+    def test_what_was_published_and_read_again_was_not_missed(self):
+        _, again = self.mirror.publication([prop(A, "2")])
+        self.mirror.ask()
+        outcome = self.mirror.answer([prop(A, "2"), prop(B, "2")], None, missed=True,
+                                     told=frozenset(again))
+        self.assertEqual(told(outcome), (["changed A=2", "changed B=2 missed"], set()))
+
     def test_a_withdrawal_beside_a_change_is_checked(self):
         self.mirror.publication([])
         outcome = self.mirror.publication([prop(A, "2"), prop(A, "1", False), prop(B, "1", False)])

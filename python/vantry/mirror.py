@@ -12,7 +12,7 @@ There is no input or output here, and nothing waits.
 
 from __future__ import annotations
 
-from typing import Callable, Dict, Iterable, List, Optional, Set, Tuple
+from typing import Callable, Dict, FrozenSet, Iterable, List, Optional, Set, Tuple
 
 from .properties import Change, ChangeKind, Property, PropertyId
 
@@ -72,8 +72,10 @@ class Mirror:
         kind: ChangeKind = ChangeKind.CHANGED,
         missed: bool = False,
         at_once: bool = False,
+        told: FrozenSet[PropertyId] = frozenset(),
     ) -> Outcome:
-        """Takes the answer to a question for `asked`, or for all that is covered if that is None.
+        """Takes the answer to a question for `asked`, or for all that is covered if that is None. What
+        differs counts as missed if `missed` says so, but for those that a publication has `told` of.
         `at_once` says that the question followed a publication so quickly that no tick of the hub can
         have come between that publication and the answer."""
         values = {record.id: record for record in found if self._covers(record.id)}
@@ -88,7 +90,7 @@ class Mirror:
                 again.add(one)
                 continue
             self._read.add(one)
-            changes += self._learn(one, record, kind, missed)
+            changes += self._learn(one, record, kind, missed and one not in told)
         if not at_once:
             self._doubtful |= wanted
             self._all_doubtful = self._all_doubtful or asked is None

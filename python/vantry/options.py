@@ -21,7 +21,8 @@ class Options:
     """The pause before the first attempt to connect anew; it doubles up to the longest."""
     longest_pause: float = 5.0
     interval: float = 10.0
-    """How often a subscription reads its properties again; 0 for never."""
+    """How often a subscription reads its properties again; 0 for only after long messages and
+    interruptions."""
     on_connection: Optional[Callable[[bool], object]] = None
     """Called with True when the connection for questions is there, and with False when it is gone. An
     AsyncHub calls it on its event loop, a Hub on the thread of its handlers."""

@@ -171,6 +171,7 @@ class AsyncSubscription:
     async def _read(self, connection: Connection, subscribe: bool) -> None:
         """Reads all that the subscription is for, and delivers what is new."""
         self._read_all = False
+        told = frozenset(self._to_check)
         self._to_check.clear()
         self._mirror.ask()
         interest = self._interest
@@ -182,7 +183,7 @@ class AsyncSubscription:
             found = await connection.ask_all(self._deadline, subscribe)
         kind = ChangeKind.CHANGED if self._told else ChangeKind.PRESENT
         asked = set(interest.ids) or None
-        self._apply(*self._mirror.answer(found, asked, kind, missed=self._told))
+        self._apply(*self._mirror.answer(found, asked, kind, missed=self._told, told=told))
         self._told = True
         self._read_at = _now()
 
