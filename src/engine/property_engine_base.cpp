@@ -27,7 +27,7 @@ PropertyEngineBase::PropertyEngineBase(std::shared_ptr<PropertyStore> propertySt
               base.publishLoopEnded.Set();
               return 0;
           },
-          priority)),
+          priority, "publishing")),
       publishPeriod(
           MakeUInt32Property(kDefaultPeriodMilliseconds,
                              IdentityOf(HubProperties::kPublishingPeriod, Groups::kGeneral))),

@@ -113,7 +113,7 @@ LocalDeviceServer::LocalDeviceServer(const DeviceSocket& listening)
     : socket(listening), poller(epoll_create1(EPOLL_CLOEXEC)), lastClient(kFirstClient) {
     Control(poller, EPOLL_CTL_ADD, socket.Number(), kListening, EPOLLIN);
     Control(poller, EPOLL_CTL_ADD, wake.Number(), kWoken, EPOLLIN);
-    stopping = !thread.Start([this] { Run(); });
+    stopping = !thread.Start([this] { Run(); }, "local-device");
 }
 
 LocalDeviceServer::~LocalDeviceServer() {
@@ -195,7 +195,7 @@ void LocalDeviceServer::AddClient(int descriptor) {
     clients.emplace(id, std::move(client));
     added.session->OnChange([this, id] { Tell(News::Changed, id); });
     Watch(added);
-    if (!added.thread.Start([this, &added] { SendOutput(added); })) {
+    if (!added.thread.Start([this, &added] { SendOutput(added); }, "local-client")) {
         Drop(id);
     }
 }

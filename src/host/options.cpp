@@ -7,31 +7,17 @@
 
 #include "host/options.h"
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
-#include "platform/platform.h"
 #include "platform/setting_texts.h"
+#include "runtime/default_paths.h"
 
 namespace vantry {
 namespace {
 
 constexpr int kExitUsage = 2;
-
-std::filesystem::path DefaultDevices(const std::filesystem::path& root) {
-    if (geteuid() == 0) {
-        return "/run/vantry";
-    }
-    const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
-    if (runtime != nullptr && *runtime != '\0') {
-        return std::filesystem::path(runtime) / "vantry";
-    }
-    return root / "devices";
-}
 
 /// Adds an option whose text `read` turns into a value, which goes to `target`.
 template <typename Target, typename Read>
@@ -123,7 +109,7 @@ std::optional<Options> ParseOptions(int argc, char** argv, int& exitStatus) {
         return std::nullopt;
     }
     if (options.root.empty()) {
-        options.root = Platform::DefaultRoot();
+        options.root = DefaultRoot();
     }
     if (options.devices.empty()) {
         options.devices = DefaultDevices(options.root);

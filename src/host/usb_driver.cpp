@@ -108,7 +108,7 @@ UsbDriver::UsbDriver(const DeviceSocket& listening, SystemEventRegistry& events,
       removedEvent(events.Create(UsbListener::kRemovedName)) {}
 
 void UsbDriver::Start() {
-    stopping = !thread.Start([this] { Run(); });
+    stopping = !thread.Start([this] { Run(); }, "usb-driver");
 }
 
 void UsbDriver::Stop() {

@@ -1,21 +1,14 @@
 #include "platform/platform.h"
 
-#include <unistd.h>
-
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "platform/setting_texts.h"
+#include "runtime/default_paths.h"
 
 namespace vantry {
 namespace {
-
-std::string Environment(const char* name) {
-    const char* value = std::getenv(name);
-    return value == nullptr ? "" : value;
-}
 
 /// Reads a setting of the environment. Returns nothing if it isn't set, or if its text can't be
 /// read, which is told together with what the hub does instead.
@@ -60,8 +53,8 @@ void TakeSettingsFromEnvironment(Platform& platform) {
 
 std::unique_ptr<Platform> PlatformFromEnvironment() {
     const std::string root = Environment("VANTRY_ROOT");
-    auto platform = std::make_unique<Platform>(root.empty() ? Platform::DefaultRoot()
-                                                            : std::filesystem::path(root));
+    auto platform =
+        std::make_unique<Platform>(root.empty() ? DefaultRoot() : std::filesystem::path(root));
     TakeListeningFromEnvironment(*platform);
     TakeSettingsFromEnvironment(*platform);
     return platform;
@@ -75,16 +68,6 @@ Platform& Platform::Current() {
     }
     static const std::unique_ptr<Platform> alone = PlatformFromEnvironment();
     return *alone;
-}
-
-std::filesystem::path Platform::DefaultRoot() {
-    if (geteuid() == 0) {
-        return "/var/lib/vantry";
-    }
-    if (const std::string state = Environment("XDG_STATE_HOME"); !state.empty()) {
-        return std::filesystem::path(state) / "vantry";
-    }
-    return std::filesystem::path(Environment("HOME")) / ".local/state/vantry";
 }
 
 }  // namespace vantry

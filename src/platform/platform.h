@@ -31,8 +31,6 @@ struct Platform {
 
     /// The platform of this process.
     static Platform& Current();
-    /// The root directory of a hub that was given none.
-    static std::filesystem::path DefaultRoot();
 
     /// May be replaced before the hub starts. Shared with the threads that write files, which may
     /// hang in the disk longer than the hub lives.

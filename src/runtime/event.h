@@ -6,18 +6,24 @@
 
 namespace vantry {
 
-/// A one-bit face on an EventFlags: set, reset, wait. Safe for any number of threads.
+/// An event that is either set or not, built on one bit of an EventFlags. All operations are
+/// thread-safe.
 class Event {
 public:
+    /// The event starts not set. With `autoClear`, a wait that succeeds clears it, so each Set lets
+    /// one waiter continue; without it, the event stays set until Reset.
     explicit Event(bool autoClear) : flags(autoClear) {}
 
     void Set() { flags.Set(kBit); }
     void Reset() { flags.Clear(kBit); }
+    /// Blocks until the event is set.
     void Wait() { flags.WaitAny(kBit); }
-    /// True if the event was set within the time.
+    /// Blocks until the event is set or the time has passed. Returns whether it was set.
     [[nodiscard]] bool Wait(std::uint32_t milliseconds) {
         return flags.WaitAny(kBit, milliseconds) != 0;
     }
+    /// See EventFlags::WaitUntil. Nothing in the hub calls it; it keeps an Event as capable as its
+    /// EventFlags.
     void WaitUntil(const EventFlags::Predicate& predicate) { flags.WaitUntil(predicate); }
 
 private:

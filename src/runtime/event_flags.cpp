@@ -1,6 +1,12 @@
-#include "runtime/event_flags.h"
+// Flags with waits.
+//
+// One lock guards the bits and one condition is woken by every Set; each waiter then tests the bits
+// for itself. That wakes waiters whose bits weren't set, which costs little because an EventFlags
+// has one or two waiters. All waits share one loop, which differs only in its test, in the bits
+// that it clears and in its deadline. A thread is interruptible only while it blocks, so a forced
+// end leaves the bits as they are and the lock free.
 
-#include <ctime>
+#include "runtime/event_flags.h"
 
 #include "runtime/clock.h"
 #include "runtime/interruptible.h"
@@ -11,37 +17,13 @@ namespace {
 
 constexpr std::uint32_t kAllBits = 0xFFFFFFFF;
 
-timespec ToTimespec(std::uint64_t nanoseconds) {
-    return {static_cast<time_t>(nanoseconds / 1'000'000'000),
-            static_cast<long>(nanoseconds % 1'000'000'000)};
-}
-
 }  // namespace
 
 EventFlags::EventFlags(bool clearsItself) : autoClear(clearsItself) {
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    pthread_cond_init(&condition, &attributes);
-    pthread_condattr_destroy(&attributes);
     ++LiveObjectCounters::eventFlags;
 }
 
-EventFlags::~EventFlags() {
-    pthread_cond_destroy(&condition);
-    --LiveObjectCounters::eventFlags;
-}
-
-void EventFlags::Sleep() {
-    Interruptible here;
-    pthread_cond_wait(&condition, lock.Section());
-}
-
-void EventFlags::SleepUntil(std::uint64_t deadline) {
-    const timespec until = ToTimespec(deadline);
-    Interruptible here;
-    pthread_cond_timedwait(&condition, lock.Section(), &until);
-}
+EventFlags::~EventFlags() { --LiveObjectCounters::eventFlags; }
 
 template <typename Test>
 EventFlags::Outcome EventFlags::Wait(const Test& test, std::uint32_t clearedBits,
@@ -50,12 +32,14 @@ EventFlags::Outcome EventFlags::Wait(const Test& test, std::uint32_t clearedBits
         milliseconds == nullptr ? 0 : NowNanoseconds() + *milliseconds * kNanosecondsPerMillisecond;
     ScopedLock guard(lock);
     while (!test(flags)) {
-        if (milliseconds == nullptr) {
-            Sleep();
-        } else if (NowNanoseconds() < deadline) {
-            SleepUntil(deadline);
-        } else {
+        if (milliseconds != nullptr && NowNanoseconds() >= deadline) {
             return {false, 0};
+        }
+        Interruptible here;
+        if (milliseconds == nullptr) {
+            changed.Wait(lock);
+        } else {
+            changed.WaitUntil(lock, deadline);
         }
     }
     const std::uint32_t seen = flags;
@@ -94,8 +78,8 @@ std::uint32_t EventFlags::WaitAll(std::uint32_t mask) {
 void EventFlags::Set(std::uint32_t mask) {
     ScopedLock guard(lock);
     flags |= mask;
-    // Woken under the lock: a waiter may destroy this object as soon as it has seen the bit.
-    pthread_cond_broadcast(&condition);
+    // The lock must be held here: a waiter may destroy this object as soon as it has seen the bit.
+    changed.WakeAll();
 }
 
 void EventFlags::Clear(std::uint32_t mask) {

@@ -1,20 +1,21 @@
 #pragma once
 
-#include <pthread.h>
-
 #include <cstdint>
 #include <functional>
 
+#include "runtime/condition.h"
 #include "runtime/lock.h"
 
 namespace vantry {
 
-/// 32 flag bits that threads set and wait for.
+/// 32 flag bits, all clear at first, that threads set and wait for. All operations are thread-safe;
+/// only the waits block. LiveObjectCounters counts the objects.
 ///
-/// With `autoClear`, a wait that ends with success takes the bits that it waited for (WaitUntil:
-/// all bits); without it, bits stay until Clear. Setting a set bit again changes nothing, so any
-/// number of Set calls before a wait count as one. All operations may be called by any thread.
-/// Time-outs are in milliseconds; 0 tests once and returns.
+/// With `autoClear`, a wait that succeeds clears the bits that it waited for (WaitUntil: all bits);
+/// without it, bits stay set until Clear. Setting a bit that is set changes nothing, so any number
+/// of Set calls before a wait count as one. Time-outs are in milliseconds; 0 tests once and
+/// returns. The caller keeps the object alive until every wait has returned; the thread that waited
+/// for the last Set may destroy it at once.
 class EventFlags {
 public:
     using Predicate = std::function<bool(std::uint32_t flags)>;
@@ -24,14 +25,17 @@ public:
     EventFlags(const EventFlags&) = delete;
     EventFlags& operator=(const EventFlags&) = delete;
 
-    /// Waits for any bit of `mask`. The flags as they were when the wait ended, all of them and
-    /// before any clearing; 0 on time-out.
+    /// Waits for any bit of `mask`. Returns all flags as they were when the wait ended, before any
+    /// were cleared, or 0 on time-out.
     virtual std::uint32_t WaitAny(std::uint32_t mask, std::uint32_t milliseconds);
     virtual std::uint32_t WaitAny(std::uint32_t mask);
-    /// Waits until `predicate`, which is called under the lock, holds for the flags.
+    /// Waits until `predicate` holds for the flags. It is called under the lock, so it must not use
+    /// this object. The first form returns false on time-out, the second the flags as WaitAny does.
+    /// Nothing in the hub calls WaitUntil and WaitAll; they complete the set of waits.
     virtual bool WaitUntil(const Predicate& predicate, std::uint32_t milliseconds);
     virtual std::uint32_t WaitUntil(const Predicate& predicate);
-    /// Waits for all bits of `mask`. False on time-out, which leaves the bits as they are.
+    /// Waits for all bits of `mask`. The first form returns false on time-out, which clears no bit;
+    /// the second returns 1.
     virtual bool WaitAll(std::uint32_t mask, std::uint32_t milliseconds);
     virtual std::uint32_t WaitAll(std::uint32_t mask);
     /// Sets the bits and wakes every waiter; each tests for itself.
@@ -46,13 +50,11 @@ private:
 
     template <typename Test>
     Outcome Wait(const Test& test, std::uint32_t clearedBits, const std::uint32_t* milliseconds);
-    void Sleep() REQUIRES(lock);
-    void SleepUntil(std::uint64_t deadline) REQUIRES(lock);
 
     std::uint32_t flags GUARDED_BY(lock) = 0;
     const bool autoClear;
     Lock lock;
-    pthread_cond_t condition;
+    Condition changed;
 };
 
 }  // namespace vantry

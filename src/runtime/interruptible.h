@@ -4,12 +4,12 @@
 
 namespace vantry {
 
-/// Marks a blocking call in which a thread may be ended by force.
+/// Marks, for the length of a scope, a blocking call in which the calling thread may be cancelled.
 ///
-/// Threads of the hub run with cancellation off, so that a forced end can never strike inside a
-/// destructor or half-way through a change. Around a wait or a blocking system call, and nowhere
-/// else, one of these lets it in; the stack is then unwound from there. The caller must hold
-/// nothing that its destructors don't give back.
+/// Threads of the hub run with cancellation disabled, so that a forced end can't strike inside a
+/// destructor or half-way through a change. An Interruptible enables it around a wait or a blocking
+/// system call and nowhere else; a cancelled thread unwinds its stack from there. The caller must
+/// hold no resource that isn't released by a destructor.
 class Interruptible {
 public:
     Interruptible() { pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &before); }

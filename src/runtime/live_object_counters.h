@@ -5,8 +5,9 @@
 
 namespace vantry {
 
-/// How many objects of the three kinds that a clean unload must leave none of are alive in this
-/// process. Base constructors add one, base destructors take one away; any thread may read.
+/// Counts the live objects of three kinds in this process. The hub has unloaded cleanly if none is
+/// left. The constructors of the base classes increment the counters and their destructors
+/// decrement them. Any thread may read them.
 struct LiveObjectCounters {
     static inline std::atomic<std::uint32_t> threads{0};
     static inline std::atomic<std::uint32_t> eventFlags{0};

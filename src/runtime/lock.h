@@ -8,25 +8,29 @@
 
 namespace vantry {
 
-/// A shared handle to one critical section. Copying a Lock gives a second handle to the same
-/// section, which lives as long as its last handle, so whoever must outlive the owner of a lock
-/// keeps a copy of it. The section is re-entrant for the thread that holds it.
+/// A shared handle of a re-entrant mutex.
 ///
-/// Lock is taken through ScopedLock; the operations here are for the guards.
+/// A copy of a Lock refers to the same mutex, which lives as long as its last handle, so code that
+/// may outlive the owner of a lock keeps a copy. A thread that holds the mutex may enter it again
+/// and must leave it as often. ScopedLock is the usual way to enter; the operations here are for
+/// such guards. They are thread-safe.
 class CAPABILITY("mutex") Lock {
 public:
     Lock();
 
+    /// Blocks while another thread holds the mutex.
     void Enter() const ACQUIRE();
-    /// Takes the lock if that needs no waiting; false if another thread holds it.
+    /// Enters without blocking. Returns false if another thread holds the mutex. Nothing in the hub
+    /// calls it; the tests use it to find out whether a lock is held.
     [[nodiscard]] bool TryEnter() const TRY_ACQUIRE(true);
     void Leave() const RELEASE();
 
-    /// The section itself, for a condition variable that sleeps on it.
-    pthread_mutex_t* Section() const { return section.get(); }
+    /// Returns the mutex for a condition variable that waits on it. It lives as long as the last
+    /// handle.
+    pthread_mutex_t* NativeMutex() const { return mutex.get(); }
 
 private:
-    std::shared_ptr<pthread_mutex_t> section;
+    std::shared_ptr<pthread_mutex_t> mutex;
 };
 
 /// Holds a Lock for the length of a scope. The Lock must outlive the guard.

@@ -1,64 +1,58 @@
+// Threads that their owner can wait for, and end by force.
+//
+// POSIX has no portable wait for a thread's end with a time-out, so each thread opens a latch when
+// its body has ended, whether it returned or was cancelled. A thread starts blocked on another
+// latch, so its owner can store the handle before the body runs. Threads run with cancellation
+// disabled and enable it where they block (Interruptible); one that never blocks there can't be
+// cancelled, so Terminate detaches it after a grace period. Everything that such a thread still
+// uses of this class is in State, which the thread and its owner share.
+
 #include "runtime/native_thread.h"
 
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <ctime>
+#include <string>
 #include <utility>
 
+#include "runtime/clock.h"
+#include "runtime/condition.h"
 #include "runtime/lock.h"
 
 namespace vantry {
 namespace {
 
 constexpr std::uint32_t kCancellationGraceMilliseconds = 200;
+/// What the kernel keeps of the name of a thread.
+constexpr std::size_t kLongestName = 15;
 
 bool ApplyNice(pid_t thread, int niceOffset) {
     const int own = getpriority(PRIO_PROCESS, static_cast<id_t>(getpid()));
     return setpriority(PRIO_PROCESS, static_cast<id_t>(thread), own + niceOffset) == 0;
 }
 
-/// A latch that isn't counted among the hub's live event objects.
+/// A gate that opens once. It isn't an EventFlags because LiveObjectCounters counts those.
 class Latch {
 public:
-    Latch() {
-        pthread_condattr_t attributes;
-        pthread_condattr_init(&attributes);
-        pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-        pthread_cond_init(&condition, &attributes);
-        pthread_condattr_destroy(&attributes);
-    }
-    ~Latch() { pthread_cond_destroy(&condition); }
-    Latch(const Latch&) = delete;
-    Latch& operator=(const Latch&) = delete;
-
     void Open() {
         ScopedLock guard(lock);
         open = true;
-        pthread_cond_broadcast(&condition);
+        opened.WakeAll();
     }
 
     void Wait() {
         ScopedLock guard(lock);
         while (!open) {
-            pthread_cond_wait(&condition, lock.Section());
+            opened.Wait(lock);
         }
     }
 
     [[nodiscard]] bool Wait(std::uint32_t milliseconds) {
-        timespec deadline{};
-        clock_gettime(CLOCK_MONOTONIC, &deadline);
-        deadline.tv_sec += static_cast<time_t>(milliseconds / 1000);
-        deadline.tv_nsec += static_cast<long>(milliseconds % 1000) * 1'000'000;
-        if (deadline.tv_nsec >= 1'000'000'000) {
-            deadline.tv_nsec -= 1'000'000'000;
-            ++deadline.tv_sec;
-        }
+        const std::uint64_t deadline = NowNanoseconds() + milliseconds * kNanosecondsPerMillisecond;
         ScopedLock guard(lock);
-        while (!open &&
-               pthread_cond_timedwait(&condition, lock.Section(), &deadline) != ETIMEDOUT) {
+        while (!open && NowNanoseconds() < deadline) {
+            opened.WaitUntil(lock, deadline);
         }
         return open;
     }
@@ -66,14 +60,16 @@ public:
 private:
     Lock lock;
     bool open GUARDED_BY(lock) = false;
-    pthread_cond_t condition;
+    Condition opened;
 };
 
 }  // namespace
 
-/// Shared by the thread and its owner, so that an abandoned thread keeps what it stands on.
+/// Shared by the thread and its owner: if the thread is abandoned, this state stays alive until it
+/// ends.
 struct NativeThread::State {
     std::function<void()> body;
+    std::string name;
     Latch go;
     Latch end;
     Lock lock;
@@ -83,10 +79,11 @@ struct NativeThread::State {
 
 NativeThread::~NativeThread() { Join(); }
 
-bool NativeThread::StartSuspended(std::function<void()> body, int niceOffset,
+bool NativeThread::StartSuspended(std::function<void()> body, std::string_view name, int niceOffset,
                                   std::size_t stackBytes) {
     state = std::make_shared<State>();
     state->body = std::move(body);
+    state->name = name.substr(0, kLongestName);
     {
         ScopedLock guard(state->lock);
         state->niceOffset = niceOffset;
@@ -103,7 +100,7 @@ bool NativeThread::StartSuspended(std::function<void()> body, int niceOffset,
         state.reset();
         return false;
     }
-    static_cast<void>(argument.release());  // Run owns it from here on.
+    static_cast<void>(argument.release());  // Run now owns it.
     return true;
 }
 
@@ -112,8 +109,8 @@ void NativeThread::Resume() {
     mine->go.Open();
 }
 
-bool NativeThread::Start(std::function<void()> body) {
-    if (!StartSuspended(std::move(body))) {
+bool NativeThread::Start(std::function<void()> body, std::string_view name) {
+    if (!StartSuspended(std::move(body), name)) {
         return false;
     }
     Resume();
@@ -125,6 +122,7 @@ void* NativeThread::Run(void* argument) {
     const std::unique_ptr<std::shared_ptr<State>> owned(
         static_cast<std::shared_ptr<State>*>(argument));
     const std::shared_ptr<State> mine = *owned;
+    pthread_setname_np(pthread_self(), mine->name.c_str());
     mine->go.Wait();
     {
         ScopedLock guard(mine->lock);
@@ -133,7 +131,7 @@ void* NativeThread::Run(void* argument) {
             ApplyNice(mine->thread, mine->niceOffset);
         }
     }
-    // A forced end unwinds through here, so the latch opens in a destructor.
+    // The latch is opened by a destructor because cancellation unwinds the stack through here.
     struct OpenAtEnd {
         Latch& latch;
         ~OpenAtEnd() { latch.Open(); }

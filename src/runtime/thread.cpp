@@ -1,4 +1,13 @@
+// The threads of the hub, as NativeThreads.
+//
+// Priorities become nice values, because ordinary threads of the system have no fixed priorities:
+// those above 249 run with a rising nice value, all others with that of the process. A thread gets
+// 500 ms to end by itself; ending it by force is for a thread that hangs, and never needed in an
+// orderly stop.
+
 #include "runtime/thread.h"
+
+#include <string>
 
 #include "runtime/live_object_counters.h"
 #include "runtime/native_thread.h"
@@ -7,7 +16,7 @@ namespace vantry {
 namespace {
 
 constexpr std::uint32_t kStopMilliseconds = 500;
-/// The priority that runs at the nice value of the process; larger numbers are nicer.
+/// This priority and smaller numbers run at the nice value of the process.
 constexpr std::uint32_t kOrdinaryPriority = 249;
 
 int NiceOffset(std::uint32_t priority) {
@@ -16,8 +25,9 @@ int NiceOffset(std::uint32_t priority) {
 
 class HubThread final : public Thread {
 public:
-    HubThread(ThreadEntry function, std::uint32_t initialPriority, std::uint8_t stack)
-        : entry(function), priority(initialPriority), reserveStack(stack) {}
+    HubThread(ThreadEntry function, std::uint32_t initialPriority, std::uint8_t stack,
+              std::string_view shownName)
+        : entry(function), priority(initialPriority), reserveStack(stack), name(shownName) {}
 
     ~HubThread() override { HubThread::Stop(); }
 
@@ -25,12 +35,12 @@ public:
         if (started) {
             return true;
         }
-        if (!native.StartSuspended([run = entry, argument] { run(argument); }, NiceOffset(priority),
-                                   reserveStack)) {
+        if (!native.StartSuspended([run = entry, argument] { run(argument); }, name,
+                                   NiceOffset(priority), reserveStack)) {
             return false;
         }
         started = true;
-        // The last act: once it runs, the thread may retire this object.
+        // This comes last: once it runs, the thread may pass this object to the ThreadReaper.
         native.Resume();
         return true;
     }
@@ -45,7 +55,7 @@ public:
 
     void Stop() override {
         if (started) {
-            // What counts is what Terminate finds; the wait only gives an orderly end its time.
+            // Terminate looks again whether the thread has ended, so the result isn't needed.
             static_cast<void>(native.WaitForEnd(kStopMilliseconds));
             native.Terminate();
             started = false;
@@ -56,6 +66,7 @@ private:
     const ThreadEntry entry;
     std::uint32_t priority;
     const std::uint8_t reserveStack;
+    const std::string name;
     bool started = false;
     NativeThread native;
 };
@@ -67,8 +78,8 @@ Thread::Thread() { ++LiveObjectCounters::threads; }
 Thread::~Thread() { --LiveObjectCounters::threads; }
 
 std::unique_ptr<Thread> MakeThread(ThreadEntry entry, std::uint32_t priority,
-                                   std::uint8_t reserveStack) {
-    return std::make_unique<HubThread>(entry, priority, reserveStack);
+                                   std::uint8_t reserveStack, std::string_view name) {
+    return std::make_unique<HubThread>(entry, priority, reserveStack, name);
 }
 
 }  // namespace vantry

@@ -1,8 +1,8 @@
 #pragma once
 
-// Names for clang's thread-safety analysis. They say on the declaration what a lock guards and
-// what a function needs held; the `clang` preset turns each violation into an error. Other
-// compilers see nothing.
+// Macros for the thread-safety analysis of clang. A declaration states with them which lock guards
+// a field and which locks the caller of a function holds; a build with the `clang` preset fails on
+// each violation. They expand to nothing for other compilers.
 
 #if defined(__clang__)
 #define VANTRY_ANNOTATION(x) __attribute__((x))
@@ -14,7 +14,6 @@
 #define SCOPED_CAPABILITY VANTRY_ANNOTATION(scoped_lockable)
 #define GUARDED_BY(x) VANTRY_ANNOTATION(guarded_by(x))
 #define REQUIRES(...) VANTRY_ANNOTATION(requires_capability(__VA_ARGS__))
-#define EXCLUDES(...) VANTRY_ANNOTATION(locks_excluded(__VA_ARGS__))
 #define ACQUIRE(...) VANTRY_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define RELEASE(...) VANTRY_ANNOTATION(release_capability(__VA_ARGS__))
 #define RETURN_CAPABILITY(x) VANTRY_ANNOTATION(lock_returned(x))

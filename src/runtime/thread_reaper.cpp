@@ -5,21 +5,22 @@
 namespace vantry {
 
 ThreadReaper::ThreadReaper(std::uint32_t priority)
-    : thread(MakeThread(
+    : thread(vantry::MakeThread(
           [](void* self) -> std::uint32_t {
               static_cast<ThreadReaper*>(self)->Run();
               return 0;
           },
-          priority)) {
-    if (!thread->Start(this)) {
-        stopped.Set();
-    }
+          priority, 0, "thread-reaper")) {
+    ScopedLock guard(lock);
+    started = thread->Start(this);
 }
 
 ThreadReaper::~ThreadReaper() {
     running = false;
     wake.Set();
-    stopped.Wait();
+    if (started) {
+        stopped.Wait();
+    }
     thread.reset();
     DestroyRetired();
 }
@@ -28,6 +29,7 @@ void ThreadReaper::Retire(std::unique_ptr<Thread> finished) {
     {
         ScopedLock guard(lock);
         retired.push_back(std::move(finished));
+        started = started || thread->Start(this);
     }
     wake.Set();
 }

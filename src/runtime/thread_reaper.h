@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <string_view>
 
 #include "runtime/event.h"
 #include "runtime/lock.h"
@@ -13,23 +14,28 @@ namespace vantry {
 
 /// Destroys the Thread objects of threads that nobody waits for.
 ///
-/// A thread can't destroy its own Thread, because that waits for the thread; it retires it here
-/// as one of its last acts and a background thread does the rest. Destroying the reaper destroys
-/// whatever is still retired.
+/// A thread can't destroy its own Thread, because that waits for the thread to end. It retires it
+/// here as one of its last actions, and a background thread destroys it. If the system can't create
+/// that background thread, each Retire tries again; until it runs, retired Threads are kept, and
+/// the destructor destroys those that are left.
 class ThreadReaper {
 public:
-    /// Starts the reaper's own thread.
+    /// Starts the background thread with this priority.
     explicit ThreadReaper(std::uint32_t priority);
+    /// Destroys all retired Threads, and blocks until their threads have ended or were ended by
+    /// force. No thread may call Retire from then on.
     ~ThreadReaper();
     ThreadReaper(const ThreadReaper&) = delete;
     ThreadReaper& operator=(const ThreadReaper&) = delete;
 
-    /// Makes a thread of the hub; see MakeThread. The Thread belongs to the caller.
-    std::unique_ptr<Thread> MakeThread(ThreadEntry entry, std::uint32_t priority) {
-        return vantry::MakeThread(entry, priority, 0);
+    /// Returns a new Thread with the default stack, which the caller owns; see vantry::MakeThread.
+    std::unique_ptr<Thread> MakeThread(ThreadEntry entry, std::uint32_t priority,
+                                       std::string_view name = "vantry") {
+        return vantry::MakeThread(entry, priority, 0, name);
     }
 
-    /// Takes over a Thread whose entry is about to return. Any thread may call it.
+    /// Becomes the owner of a Thread whose entry is about to return. Any thread may call it; it
+    /// doesn't block.
     void Retire(std::unique_ptr<Thread> thread);
 
 private:
@@ -38,7 +44,9 @@ private:
 
     std::atomic<bool> running{true};
     std::unique_ptr<Thread> thread;
+    /// Guards the list of retired Threads and the start of the background thread.
     Lock lock;
+    bool started GUARDED_BY(lock) = false;
     std::deque<std::unique_ptr<Thread>> retired GUARDED_BY(lock);
     Event wake{true};
     Event stopped{true};

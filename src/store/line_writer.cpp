@@ -117,7 +117,7 @@ struct LineWriter::Shared {
 LineWriter::LineWriter(std::shared_ptr<PropertyFile> propertyFile, Saves howToSave,
                        ThreadReaper& reaper, std::uint32_t priority)
     : shared(std::make_shared<Shared>(std::move(propertyFile), howToSave)),
-      thread(reaper.MakeThread(&LineWriter::Run, priority)) {
+      thread(reaper.MakeThread(&LineWriter::Run, priority, "file-writer")) {
     auto argument = std::make_unique<std::shared_ptr<Shared>>(shared);
     threadRuns = thread->Start(argument.get());
     if (threadRuns) {

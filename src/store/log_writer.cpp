@@ -115,7 +115,7 @@ LogWriter::LogWriter(std::shared_ptr<FileSystem> files, std::u16string_view file
     if (!shared->Open()) {
         return;
     }
-    thread = reaper.MakeThread(&LogWriter::Run, priority);
+    thread = reaper.MakeThread(&LogWriter::Run, priority, "log-writer");
     auto argument = std::make_unique<std::shared_ptr<Shared>>(shared);
     if (thread->Start(argument.get())) {
         static_cast<void>(argument.release());

@@ -25,7 +25,7 @@ PropertyStore::PropertyStore(Platform& hubPlatform, ThreadReaper& reaper,
               static_cast<PropertyStore*>(self)->RunRemovals();
               return 0;
           },
-          settings.removalPriority)),
+          settings.removalPriority, "removal")),
       writer(platform, reaper, settings.writerPriority,
              {settings.filePath, settings.overridePath}) {
     MakeOwnProperties();
@@ -120,7 +120,10 @@ void PropertyStore::RemoveProperty(const std::shared_ptr<Property>& property,
     removalSignal.Set(kQueued);
 }
 
-void PropertyStore::StartRemovals() { removalThread->Start(this); }
+void PropertyStore::StartRemovals() {
+    // Without a thread, removed properties only stay in the catalog.
+    static_cast<void>(removalThread->Start(this));
+}
 
 void PropertyStore::RunRemovals() {
     while ((removalSignal.WaitAny(kQueued | kStop) & kStop) == 0) {

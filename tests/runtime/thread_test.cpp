@@ -40,10 +40,10 @@ TEST(Thread, OneThatWaitsForEverIsEndedByForce) {
             return 0;
         },
         249, 0);
-    thread->Start(&never);
+    ASSERT_TRUE(thread->Start(&never));
     thread.reset();
     EXPECT_EQ(LiveObjectCounters::threads, before);
-    never.Set();  // Its lock was given back.
+    never.Set();  // Blocks for ever if the thread still holds the lock.
 }
 
 TEST(Thread, ALessUrgentPriorityIsInForceBeforeTheEntryRuns) {
@@ -54,9 +54,22 @@ TEST(Thread, ALessUrgentPriorityIsInForceBeforeTheEntryRuns) {
             return 0;
         },
         253, 0);
-    thread->Start(&nice);
+    ASSERT_TRUE(thread->Start(&nice));
     thread->Stop();
     EXPECT_EQ(nice, getpriority(PRIO_PROCESS, 0) + 4);
+}
+
+TEST(Thread, ABacktraceShowsItsName) {
+    char name[16] = "";
+    const std::unique_ptr<Thread> thread = MakeThread(
+        [](void* result) -> std::uint32_t {
+            pthread_getname_np(pthread_self(), static_cast<char*>(result), sizeof name);
+            return 0;
+        },
+        249, 0, "a-name-that-is-cut");
+    ASSERT_TRUE(thread->Start(name));
+    thread->Stop();
+    EXPECT_STREQ(name, "a-name-that-is-");
 }
 
 TEST(ThreadReaper, DestroysWhatFinishedThreadsHandIt) {
@@ -66,7 +79,7 @@ TEST(ThreadReaper, DestroysWhatFinishedThreadsHandIt) {
         std::atomic<int> runs{0};
         for (int count = 0; count < 20; ++count) {
             std::unique_ptr<Thread> thread = reaper.MakeThread(CountUp, 249);
-            thread->Start(&runs);
+            ASSERT_TRUE(thread->Start(&runs));
             reaper.Retire(std::move(thread));
         }
         EXPECT_TRUE(test::Eventually([&] { return LiveObjectCounters::threads == before + 1; }));
@@ -80,9 +93,9 @@ TEST(Lock, IsReentrantAndSharedByItsCopies) {
     const Lock copy = lock;
     ScopedLock outer(lock);
     ScopedLock inner(copy);
-    bool taken = true;
-    std::thread([&] { taken = copy.TryEnter(); }).join();
-    EXPECT_FALSE(taken);
+    bool entered = true;
+    std::thread([&] { entered = copy.TryEnter(); }).join();
+    EXPECT_FALSE(entered);
 }
 
 }  // namespace

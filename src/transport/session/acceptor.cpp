@@ -18,7 +18,7 @@ Acceptor::Acceptor(std::shared_ptr<Listener> source, std::shared_ptr<DataHandler
               static_cast<Acceptor*>(self)->Run();
               return 0;
           },
-          kPriority)),
+          kPriority, "acceptor")),
       listener(std::move(source)),
       manager(std::move(sessions)) {
     listener->Open();

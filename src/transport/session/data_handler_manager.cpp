@@ -54,7 +54,7 @@ bool DataHandlerManager::AddSession(std::shared_ptr<PeekStream> stream) {
         ScopedLock guard(sessionsLock);
         sessions.push_back({start->sessionId, stream});
     }
-    start->thread = reaper->MakeThread(&DataHandlerManager::RunSession, sessionPriority);
+    start->thread = reaper->MakeThread(&DataHandlerManager::RunSession, sessionPriority, "session");
     Thread& thread = *start->thread;
     SessionStart* const handedOver = start.release();
     if (thread.Start(handedOver)) {

@@ -20,7 +20,7 @@ OutputFlusher::OutputFlusher()
     : poller(epoll_create1(EPOLL_CLOEXEC)), wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     epoll_event event{.events = EPOLLIN, .data = {.fd = wake}};
     epoll_ctl(poller, EPOLL_CTL_ADD, wake, &event);
-    if (!thread.Start([this] { Run(); })) {
+    if (!thread.Start([this] { Run(); }, "output-flusher")) {
         ScopedLock guard(lock);
         stopping = true;
     }
