@@ -24,7 +24,7 @@ Refusal Property::NotifyChanged() {
         }
         callback(owner);
     }
-    return kTaken;
+    return kAccepted;
 }
 
 }  // namespace vantry

@@ -13,10 +13,10 @@ namespace vantry {
 
 class Property;
 
-/// Called with the property that changed, on the thread that changed it.
+/// A function that is called with the property that has changed, on the thread that changed it.
 using PropertyChangedCallback = std::function<void(const std::shared_ptr<Property>&)>;
 
-/// What a property is called, by machines and by people.
+/// The GUIDs and display names of a property and of its group.
 struct PropertyIdentity {
     std::string guid;
     std::string name;
@@ -24,13 +24,14 @@ struct PropertyIdentity {
     std::string group;
 };
 
-/// One named value, what the hub stores, publishes and persists. Every value crosses the hub as
-/// text; each class keeps it in its own type.
+/// One named value that the hub holds, saves and publishes. Values are text wherever they leave a
+/// property; each subclass stores its value in a type of its own.
 ///
-/// The identity is fixed; the pair of group GUID and GUID, compared as bytes, tells properties
-/// apart. Made by the factories of property_factories.h. Values may be read and set by any thread.
-/// Callbacks are added before another thread can reach the property, and run one after the other
-/// on the thread that made the change, with no lock held, so they may use the property.
+/// The identity never changes; the pair of group GUID and GUID, compared as bytes, is unique. The
+/// factories of property_factories.h create properties. Any thread may read and set values.
+/// Callbacks are added before another thread can reach the property. They run one after the other
+/// on the thread that made the change, with no lock held, so they may use the property; how long a
+/// setter blocks depends on them. LiveObjectCounters counts the objects.
 class Property {
 public:
     explicit Property(PropertyIdentity name);
@@ -38,21 +39,25 @@ public:
     Property(const Property&) = delete;
     Property& operator=(const Property&) = delete;
 
+    /// Replaces `text` by the text of the value.
     virtual void GetText(std::string& text) const = 0;
-    /// Parses and sets; a real change is told. A refused text leaves the value as it was.
+    /// Parses `text`, sets the value, and calls the callbacks if the value has changed. A refused
+    /// text leaves the value as it was.
     [[nodiscard]] virtual Refusal SetText(std::string_view text) = 0;
-    /// Parses and stores, and tells nobody. For values that come back from a file.
+    /// Does the same without calling the callbacks. This is for values that are loaded from a file.
     [[nodiscard]] virtual Refusal SetTextQuietly(std::string_view text) = 0;
-    /// What a message carries.
+    /// Replaces `text` by the text that messages carry for the value.
     virtual void GetPublishedText(std::string& text) const { GetText(text); }
-    /// Calls the callbacks in order of adding.
+    /// Calls the callbacks in the order in which they were added. Returns kNoOwner, without calling
+    /// the rest, if no factory created the property or its last owner is releasing it.
     virtual Refusal NotifyChanged();
 
+    /// Adds a callback, which stays for the life of the property. Not thread-safe, see above.
     void AddChangedCallback(PropertyChangedCallback callback);
-    /// For the factories: the owner from which callbacks get their reference.
+    /// Sets the owner from which callbacks get their reference. Only the factories call it.
     void SetSelf(const std::shared_ptr<Property>& owner) { self = owner; }
 
-    /// The text of the property as it travels, with its value in force.
+    /// Returns the kept text of the record of this property.
     const KeptText& RecordText() const { return recordText; }
 
     const std::string& Guid() const { return identity.guid; }
@@ -61,7 +66,7 @@ public:
     const std::string& Group() const { return identity.group; }
 
 protected:
-    /// Called behind each store of another value, before anybody is told.
+    /// Subclasses call it after they have stored a value and before they call the callbacks.
     void ValueStored() { recordText.Outdate(); }
 
 private:

@@ -1,3 +1,11 @@
+// The catalog as one multimap.
+//
+// Each property has two entries, one under its own key and one under the key of its group. The keys
+// of a group sort directly before those of its members, and equal keys keep the order in which they
+// were added, so listing a group is one range and listing everything skips the group keys. Removing
+// one property searches the entries of its group, which is acceptable because properties of the hub
+// are hardly ever removed. The set of groups has a lock of its own and isn't read by the hub.
+
 #include "property/property_catalog.h"
 
 #include <algorithm>
@@ -65,7 +73,7 @@ void PropertyCatalog::ListGroup(std::deque<std::shared_ptr<Property>>& list,
 
 std::size_t PropertyCatalog::Size() const {
     ScopedLock guard(entriesLock);
-    // Each stands under its own key and under that of its group.
+    // Each property has an entry under its own key and one under that of its group.
     return entries.size() / 2;
 }
 
@@ -105,8 +113,8 @@ void PropertyCatalog::RemoveOne(const std::string& key) {
 void PropertyCatalog::RemoveGroup(const std::string& groupKey) {
     for (auto member = entries.find(groupKey); member != entries.end();
          member = entries.find(groupKey)) {
-        // Looked up only when the first one is gone: a property without a GUID has the key of its
-        // group twice.
+        // The first entry is erased before the other is looked up, because a property without a
+        // GUID has two entries under the key of its group.
         const std::string key = KeyOf(*member->second);
         entries.erase(member);
         if (const auto own = entries.find(key); own != entries.end()) {

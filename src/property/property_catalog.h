@@ -12,10 +12,11 @@
 
 namespace vantry {
 
-/// The properties of this process, found by their GUID pair or listed by group.
+/// The properties of the hub, found by their GUID pair or listed by group.
 ///
-/// Each stands under its catalog key, `groupGuid` ":" `guid`, and under the key of its group,
-/// `groupGuid` ":". Any thread may call any operation; the references that come out stay good.
+/// The catalog key of a property is `groupGuid` ":" `guid`; the key of its group is `groupGuid`
+/// ":". The catalog shares ownership of its properties, so references that it returned stay valid
+/// when a property is removed. All operations are thread-safe and call no callback.
 class PropertyCatalog {
 public:
     PropertyCatalog() = default;
@@ -23,28 +24,33 @@ public:
     PropertyCatalog(const PropertyCatalog&) = delete;
     PropertyCatalog& operator=(const PropertyCatalog&) = delete;
 
-    /// False, with nothing changed, if the identity is taken.
+    /// Adds a property. Returns false, with nothing changed, if there is one with this GUID pair.
     virtual bool AddProperty(std::shared_ptr<Property> property);
 
-    /// Empty if there is none, or if `guid` is empty.
+    /// Returns null if there is no such property, or if `guid` is empty.
     std::shared_ptr<Property> FindProperty(std::string_view guid, std::string_view groupGuid) const;
-    /// The same by catalog key.
+    /// Returns the property with this catalog key, or null. The key of a group finds its first
+    /// member.
     std::shared_ptr<Property> FindByKey(std::string_view key) const;
     /// Appends every property once, in the order of their catalog keys.
     void ListProperties(std::deque<std::shared_ptr<Property>>& list) const;
     /// Appends the properties of one group, in the order in which they were added.
     void ListGroup(std::deque<std::shared_ptr<Property>>& list, std::string_view groupGuid) const;
-    /// Takes out one property, by its catalog key, or a whole group, by the key of the group. Only
-    /// the latter forgets the group.
+    /// Removes one property, by its catalog key, or a whole group, by the key of the group. Only
+    /// the latter makes HasGroup false. Does nothing if there is no such property.
     void RemoveByKey(const std::string& key);
-    /// How many properties there are.
+    /// Returns the number of properties.
     std::size_t Size() const;
+    /// Returns whether a property of the group was ever added and the group not removed since.
+    /// Nothing in the hub calls it; it completes the operations on groups.
     bool HasGroup(std::string_view groupGuid) const;
 
+    /// Returns the catalog key of the property.
     static std::string KeyOf(const Property& property);
 
 protected:
-    /// Held over work that nobody may see half done.
+    /// Returns the lock of the entries, for a subclass whose work other threads must not see half
+    /// done.
     const Lock& EntriesLock() const RETURN_CAPABILITY(entriesLock) { return entriesLock; }
 
 private:

@@ -13,10 +13,11 @@
 
 namespace vantry {
 
-// The factories of properties. Each makes the object in a shared owner, from which its callbacks
-// get their reference; a property that is made otherwise can't tell of its changes. The identity
-// may be given as {guid, name, groupGuid, group}.
+// The factories of properties. Each returns a new property in a shared owner, from which its
+// callbacks get their reference; a property that is created in another way can't call them. The
+// identity may be given as {guid, name, groupGuid, group}. Any thread may call them.
 
+/// Returns the identity of a property of the vocabulary in one of its groups.
 inline PropertyIdentity IdentityOf(const NamedGuid& property, const NamedGuid& group) {
     return {std::string(property.guid), std::string(property.name), std::string(group.guid),
             std::string(group.name)};
@@ -39,6 +40,7 @@ inline std::shared_ptr<StringProperty> MakeStringProperty(std::string initial,
     return MakeProperty<StringProperty>(std::move(initial), std::move(identity));
 }
 
+/// Does the same as MakeStringProperty, for texts that are compiled in.
 inline std::shared_ptr<StringProperty> MakeStringPropertyFromLiteral(const char* initial,
                                                                      PropertyIdentity identity) {
     return MakeStringProperty(initial, std::move(identity));

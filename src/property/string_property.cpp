@@ -13,14 +13,14 @@ Refusal StringProperty::SetTextQuietly(std::string_view text) {
         value = text;
     }
     ValueStored();
-    return kTaken;
+    return kAccepted;
 }
 
 Refusal StringProperty::SetValue(std::string_view text) {
     {
         ScopedLock guard(lock);
         if (value == text) {
-            return kTaken;
+            return kAccepted;
         }
         value = text;
     }

@@ -5,7 +5,7 @@
 
 namespace vantry {
 
-/// A text, byte for byte.
+/// A text. Every byte is kept as it is and no text is refused.
 class StringProperty : public Property {
 public:
     StringProperty(std::string initial, PropertyIdentity name);
@@ -14,7 +14,10 @@ public:
     Refusal SetText(std::string_view text) override { return SetValue(text); }
     Refusal SetTextQuietly(std::string_view text) override;
 
+    /// Sets the value and calls the callbacks if it has changed. Returns what NotifyChanged
+    /// returns.
     virtual Refusal SetValue(std::string_view text);
+    /// Replaces `text` by the value.
     virtual void GetValue(std::string& text) const;
 
 private:

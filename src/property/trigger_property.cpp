@@ -4,7 +4,7 @@ namespace vantry {
 
 Refusal TriggerProperty::SetValue(bool on) {
     if (!on) {
-        return kTaken;
+        return kAccepted;
     }
     failed = false;
     return NotifyChanged();

@@ -9,7 +9,7 @@ namespace {
 
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-/// As strtoul with base 10 where a long has 32 bits.
+/// Parses like strtoul with base 10 where a long has 32 bits. Leaves `number` alone on a refusal.
 Refusal ParseNumber(std::string_view text, std::uint32_t& number) {
     text.remove_prefix(static_cast<std::size_t>(
         std::find_if_not(text.begin(), text.end(), IsSpace) - text.begin()));
@@ -23,7 +23,7 @@ Refusal ParseNumber(std::string_view text, std::uint32_t& number) {
         return error == std::errc::result_out_of_range ? kNumberTooLarge : kNoNumber;
     }
     number = negative ? 0 - magnitude : magnitude;
-    return kTaken;
+    return kAccepted;
 }
 
 }  // namespace
@@ -51,7 +51,7 @@ Refusal UInt32Property::SetTextQuietly(std::string_view text) {
 
 Refusal UInt32Property::SetValue(std::uint32_t number) {
     if (value.exchange(number, std::memory_order_relaxed) == number) {
-        return kTaken;
+        return kAccepted;
     }
     ValueStored();
     return NotifyChanged();

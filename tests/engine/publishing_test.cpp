@@ -159,7 +159,7 @@ TEST_F(Publishing, LocalPropertiesAreToldWhenTheyComeChangeAndGo) {
     const auto property = MakeStringProperty("a", {"LOCAL", "Name", "LOCAL GROUP", "Group"});
     EXPECT_TRUE(hub.store->AddProperty(property));
     EXPECT_EQ(ValueIn(*client->Receive()), "a");
-    EXPECT_EQ(property->SetText("b"), kTaken);
+    EXPECT_EQ(property->SetText("b"), kAccepted);
     EXPECT_EQ(ValueIn(*client->Receive()), "b");
     hub.store->RemoveProperty(property, nullptr);
     EXPECT_NE(client->Receive()->find("Property No Longer Available"), std::string::npos);

@@ -25,10 +25,10 @@ TEST(Property, CallbacksRunOnceForARealChangeInTheOrderOfAdding) {
     property->AddChangedCallback([&](const auto&) { calls += "1"; });
     property->AddChangedCallback(
         [&](const std::shared_ptr<Property>& changed) { calls += "2" + TextOf(*changed); });
-    EXPECT_EQ(property->SetText("old"), kTaken);
-    EXPECT_EQ(property->SetTextQuietly("quiet"), kTaken);
+    EXPECT_EQ(property->SetText("old"), kAccepted);
+    EXPECT_EQ(property->SetTextQuietly("quiet"), kAccepted);
     EXPECT_EQ(calls, "");
-    EXPECT_EQ(property->SetText("new"), kTaken);
+    EXPECT_EQ(property->SetText("new"), kAccepted);
     EXPECT_EQ(calls, "12new");
 }
 
@@ -38,10 +38,10 @@ TEST(Property, ACallbackMayChangeItsPropertyAgain) {
     property->AddChangedCallback([&](const auto&) {
         ++calls;
         if (property->Value() < 3) {
-            EXPECT_EQ(property->SetValue(property->Value() + 1), kTaken);
+            EXPECT_EQ(property->SetValue(property->Value() + 1), kAccepted);
         }
     });
-    EXPECT_EQ(property->SetValue(1), kTaken);
+    EXPECT_EQ(property->SetValue(1), kAccepted);
     EXPECT_EQ(property->Value(), 3U);
     EXPECT_EQ(calls, 3);
 }
@@ -55,7 +55,7 @@ TEST(Property, OneThatNoFactoryMadeCannotTellOfAChange) {
 TEST(StringProperty, KeepsEveryByte) {
     const auto property = MakeStringProperty("", Named("P"));
     const std::string bytes = "a\0b\xFF\xC3\xA9\n"s;
-    EXPECT_EQ(property->SetText(bytes), kTaken);
+    EXPECT_EQ(property->SetText(bytes), kAccepted);
     EXPECT_EQ(TextOf(*property), bytes);
 }
 
@@ -87,12 +87,12 @@ TEST(UInt32Property, ReadsNumbersAsAPrinterDoes) {
 TEST(BoolProperty, OnlyTheWordFalseIsFalse) {
     for (const char* text : {"false", "False", "FALSE", "fAlSe"}) {
         const auto property = MakeBoolProperty(true, Named("P"));
-        EXPECT_EQ(property->SetText(text), kTaken);
+        EXPECT_EQ(property->SetText(text), kAccepted);
         EXPECT_EQ(TextOf(*property), "False") << text;
     }
     for (const char* text : {"", "0", "1", "no", "false ", "False."}) {
         const auto property = MakeBoolProperty(false, Named("P"));
-        EXPECT_EQ(property->SetTextQuietly(text), kTaken);
+        EXPECT_EQ(property->SetTextQuietly(text), kAccepted);
         EXPECT_EQ(TextOf(*property), "True") << text;
     }
 }
@@ -110,20 +110,20 @@ TEST(TriggerProperty, FiresOnEveryTrueAndTellsHowItWent) {
             }
         });
     }
-    EXPECT_EQ(trigger->SetValue(false), kTaken);
+    EXPECT_EQ(trigger->SetValue(false), kAccepted);
     EXPECT_EQ(calls, 0);
-    EXPECT_EQ(trigger->SetText("go"), kTaken);
-    EXPECT_EQ(trigger->SetText("True"), kTaken);
+    EXPECT_EQ(trigger->SetText("go"), kAccepted);
+    EXPECT_EQ(trigger->SetText("True"), kAccepted);
     EXPECT_EQ(calls, 4);
     EXPECT_EQ(TextOf(*trigger), "False");
     reports = {true, true};
-    EXPECT_EQ(trigger->SetValue(true), kTaken);
+    EXPECT_EQ(trigger->SetValue(true), kAccepted);
     EXPECT_EQ(TextOf(*trigger), "True");
     reports = {false, true};
-    EXPECT_EQ(trigger->SetValue(true), kTaken);
+    EXPECT_EQ(trigger->SetValue(true), kAccepted);
     EXPECT_EQ(TextOf(*trigger), "False");
     reports = {true};
-    EXPECT_EQ(trigger->SetValue(true), kTaken);
+    EXPECT_EQ(trigger->SetValue(true), kAccepted);
     EXPECT_EQ(TextOf(*trigger), "True");
 }
 
@@ -172,7 +172,7 @@ TEST(DebugZones, AFlagFollowsItsSwitchAndStartsAsStored) {
     std::deque<std::shared_ptr<Property>> switches;
     RegisterDebugZones([&](const std::shared_ptr<Property>& zone) {
         if (zone->Name() == "DebugZoneUsb") {
-            EXPECT_EQ(zone->SetTextQuietly("True"), kTaken);
+            EXPECT_EQ(zone->SetTextQuietly("True"), kAccepted);
         }
         switches.push_back(zone);
     });
@@ -181,7 +181,7 @@ TEST(DebugZones, AFlagFollowsItsSwitchAndStartsAsStored) {
     EXPECT_EQ(switches[6]->Name(), "Debug Zone ZOLK");
     EXPECT_EQ(TextOf(*switches[6]), "False");
     EXPECT_TRUE(DebugZoneFlags::flags[7]);
-    EXPECT_EQ(switches[7]->SetText("False"), kTaken);
+    EXPECT_EQ(switches[7]->SetText("False"), kAccepted);
     EXPECT_FALSE(DebugZoneFlags::flags[7]);
 }
 

@@ -68,7 +68,7 @@ protected:
 TEST_F(Store, AValueComesBackAfterARestartWithoutACall) {
     Restart();
     EXPECT_TRUE(LoadingFailed());
-    ASSERT_EQ(Register("P", 1)->SetText("42"), kTaken);
+    ASSERT_EQ(Register("P", 1)->SetText("42"), kAccepted);
     ASSERT_TRUE(FileBecomes("G:P|Group:Name=42\n"));
     Restart();
     EXPECT_FALSE(LoadingFailed());
@@ -77,7 +77,7 @@ TEST_F(Store, AValueComesBackAfterARestartWithoutACall) {
     property->AddChangedCallback([&](const auto&) { ++calls; });
     store->RegisterProperty(property);
     EXPECT_EQ(property->Value(), 42U);
-    EXPECT_EQ(property->SetText("42"), kTaken);
+    EXPECT_EQ(property->SetText("42"), kAccepted);
     EXPECT_EQ(calls, 0);
 }
 
@@ -100,9 +100,9 @@ TEST_F(Store, LinesKeepTheirPlacesAndNobodysLineStays) {
     const auto a = Register("A", 0);
     const auto b = Register("B", 0);
     const auto c = Register("C", 0);
-    ASSERT_EQ(c->SetText("5"), kTaken);
-    ASSERT_EQ(b->SetText("6"), kTaken);
-    ASSERT_EQ(a->SetText("7"), kTaken);
+    ASSERT_EQ(c->SetText("5"), kAccepted);
+    ASSERT_EQ(b->SetText("6"), kAccepted);
+    ASSERT_EQ(a->SetText("7"), kAccepted);
     EXPECT_TRUE(
         FileBecomes("G:A|Group:Name=7\nOld:Old|x:y=kept\nG:B|Group:Name=6\nG:C|Group:Name=5\n"));
 }
@@ -110,7 +110,7 @@ TEST_F(Store, LinesKeepTheirPlacesAndNobodysLineStays) {
 TEST_F(Store, ADamagedFileIsReplacedByTheLastGoodOne) {
     PutLines(kFile, "G:P|Group:Name=1\n");
     Restart();
-    ASSERT_EQ(Register("P", 0)->SetText("2"), kTaken);
+    ASSERT_EQ(Register("P", 0)->SetText("2"), kAccepted);
     ASSERT_TRUE(FileBecomes("G:P|Group:Name=2\n"));
     store.reset();
     const std::string whole = disk->Content(kFile);
@@ -133,7 +133,7 @@ TEST_F(Store, WithoutAnyGoodFileItRunsOnDefaultsAndBeginsANewOne) {
     store.reset();
     static_cast<void>(disk->Delete(kFile));
     Restart();
-    ASSERT_EQ(Register("P", 3)->SetText("4"), kTaken);
+    ASSERT_EQ(Register("P", 3)->SetText("4"), kAccepted);
     EXPECT_TRUE(FileBecomes("G:P|Group:Name=4\n"));
 }
 
@@ -163,7 +163,7 @@ TEST_F(Store, TheStoreTriggerSavesEveryRegisteredProperty) {
     Register("P", 5);
     const auto trigger =
         store->FindProperty(HubProperties::kStoreProperties.guid, Groups::kGeneral.guid);
-    ASSERT_EQ(trigger->SetText("True"), kTaken);
+    ASSERT_EQ(trigger->SetText("True"), kAccepted);
     EXPECT_EQ(TextOf(*trigger), "True");
     EXPECT_TRUE(Eventually(
         [&] { return disk->Content(kFile).find("G:P|Group:Name=5\n") != std::string::npos; }));
@@ -177,10 +177,10 @@ TEST_F(Store, AFullDiskCostsNothingButTheFileUntilThereIsRoom) {
     const auto b = Register("B", 0);
     disk->RefuseAll();
     for (int value = 1; value <= 1000; ++value) {
-        ASSERT_EQ(a->SetText(std::to_string(value)), kTaken);
+        ASSERT_EQ(a->SetText(std::to_string(value)), kAccepted);
     }
     disk->Recover();
-    ASSERT_EQ(b->SetText("13"), kTaken);
+    ASSERT_EQ(b->SetText("13"), kAccepted);
     EXPECT_TRUE(FileBecomes("G:A|Group:Name=1000\nG:B|Group:Name=13\n"));
 }
 
@@ -188,7 +188,7 @@ TEST_F(Store, AStopSavesWhatTheDiskRefusedBefore) {
     PutLines(kFile, "G:A|Group:Name=1\n");
     Restart();
     disk->RefuseAll();
-    ASSERT_EQ(Register("A", 0)->SetText("2"), kTaken);
+    ASSERT_EQ(Register("A", 0)->SetText("2"), kAccepted);
     disk->Recover();
     store.reset();
     EXPECT_TRUE(FileBecomes("G:A|Group:Name=2\n"));
@@ -199,7 +199,7 @@ TEST_F(Store, AStopSavesTheLastValueOfABurst) {
     const auto a = Register("A", 0);
     const auto b = Register("B", 0);
     for (int value = 1; value <= 30'000; ++value) {
-        ASSERT_EQ((value % 2 == 0 ? a : b)->SetText(std::to_string(value)), kTaken);
+        ASSERT_EQ((value % 2 == 0 ? a : b)->SetText(std::to_string(value)), kAccepted);
     }
     store.reset();
     EXPECT_TRUE(FileBecomes("G:B|Group:Name=29999\nG:A|Group:Name=30000\n"));
@@ -213,7 +213,7 @@ TEST_F(Store, AFileThatCannotBeReadNowIsLeftAlone) {
     Restart();
     EXPECT_EQ(Register("B", 5)->Value(), 0U);
     EXPECT_EQ(disk->Content(kFile), MakePropertyContent("G:A|Group:Name=1\nG:B|Group:Name=2\n"));
-    ASSERT_EQ(Register("A", 0)->SetText("3"), kTaken);
+    ASSERT_EQ(Register("A", 0)->SetText("3"), kAccepted);
     EXPECT_TRUE(FileBecomes("G:A|Group:Name=3\nG:B|Group:Name=2\n"));
 }
 
@@ -225,7 +225,7 @@ TEST_F(Store, ABackupThatCannotBeCopiedIsReadWhereItStands) {
     Restart();
     EXPECT_EQ(disk->Content(kFile), "rubbish");
     EXPECT_EQ(Register("B", 5)->Value(), 2U);
-    ASSERT_EQ(Register("A", 0)->SetText("3"), kTaken);
+    ASSERT_EQ(Register("A", 0)->SetText("3"), kAccepted);
     EXPECT_TRUE(FileBecomes("G:A|Group:Name=3\nG:B|Group:Name=2\n"));
 }
 
@@ -233,7 +233,7 @@ TEST_F(Store, ATextIsSavedUpToItsFirstLineFeed) {
     Restart();
     const auto text = MakeStringProperty("", {"S", "Name", "G", "Group"});
     store->RegisterProperty(text);
-    ASSERT_EQ(text->SetText("two\nlines"), kTaken);
+    ASSERT_EQ(text->SetText("two\nlines"), kAccepted);
     EXPECT_TRUE(FileBecomes("G:S|Group:Name=two\n"));
 }
 
@@ -278,7 +278,7 @@ TEST_F(Store, NoSingleFaultOfTheDiskLosesASavedValue) {
                     }
                     disk->FailFrom(fault, call);
                     Restart();
-                    ASSERT_EQ(Register("A", 0)->SetText("11"), kTaken);
+                    ASSERT_EQ(Register("A", 0)->SetText("11"), kAccepted);
                     store.reset();
                     hasFailed = disk->HasFailed();
                     disk->Recover();

@@ -11,7 +11,7 @@
 namespace vantry::test {
 namespace {
 
-/// The end of a pipe as an external link shows it.
+/// One end of a pipe as the stream of an external link, with an account.
 class ExternalEnd final : public Stream {
 public:
     ExternalEnd(std::shared_ptr<Stream> end, std::shared_ptr<ConnectionAccount> ownAccount)
@@ -129,7 +129,7 @@ TestHub::TestHub(const Limits& limits) {
     store->StartRemovals();
     EXPECT_EQ(store->FindProperty(HubProperties::kPublishingPeriod.guid, Groups::kGeneral.guid)
                   ->SetTextQuietly("250"),
-              kTaken);
+              kAccepted);
     sessions = std::make_shared<DataHandlerManager>(engine, reaper, log, 249);
     sessions->AddHandler(std::make_unique<FramedJsonHandler>());
 }

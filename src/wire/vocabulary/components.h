@@ -6,8 +6,8 @@
 
 namespace vantry {
 
-/// The components of the printer: who owns properties. The hub looks none of them up; a component
-/// brings its GUID and its name along in its messages.
+/// The components of the printer, which own properties. The hub looks none of them up, because each
+/// message of a component holds its GUID and its name; `vantry announce` does.
 struct Components {
     static constexpr NamedGuid kFirmwareDriver{"Firmware Driver",
                                                "B80EB2EA-4F49-423A-875C-8ACB1ACB9734"};

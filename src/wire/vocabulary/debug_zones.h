@@ -6,13 +6,13 @@
 
 namespace vantry {
 
-/// A debug zone and how its switch stands before anybody has turned it.
+/// A debug zone and the initial value of its flag.
 struct DebugZoneName {
     NamedGuid property;
     bool initiallyOn;
 };
 
-/// The debug zones in their order.
+/// The debug zones that have a property, in the order of their flags.
 inline constexpr std::array<DebugZoneName, 17> kDebugZones = {
     {{{"Enable Error Debug Zone", "7768EEBB-FFC6-400A-986E-9FBE409FCB86"}, true},
      {{"Enable Warning Debug Zone", "22EB0B47-601A-45AB-A506-E379E2C8833F"}, true},
@@ -32,7 +32,8 @@ inline constexpr std::array<DebugZoneName, 17> kDebugZones = {
      {{"DebugZoneZql", "187820B9-D046-4CC0-8E5C-00A0FA5CB411"}, false},
      {{"DebugZoneBT", "70B0AF8B-0344-4EEE-9ECA-29A018FC3ABF"}, false}}};
 
-/// A zone that has a flag like the others, always on, and no property.
+/// The zone that is always on and has no property. Nothing in the hub uses it; it completes the
+/// list of names.
 inline constexpr NamedGuid kUnregisteredDebugZone{"Debug Zone SQA Monitor",
                                                   "6A7D44F9-B3BD-4029-A6DF-1240647D2758"};
 

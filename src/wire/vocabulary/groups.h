@@ -98,7 +98,7 @@ struct Groups {
                                         kProductInfo,
                                         kTrackOperation};
 
-    /// What a peer outside the printer may read, besides the groups of jobs.
+    /// The groups that external peers may read, besides the groups of jobs.
     static constexpr std::array kExternal = {kError,
                                              kUserError,
                                              kPrinterError,

@@ -4,7 +4,7 @@
 
 namespace vantry {
 
-/// The properties that the hub itself owns, besides the debug zones, by their group.
+/// The properties that the hub itself owns, sorted by group, without the debug zones.
 struct HubProperties {
     // General
     static constexpr NamedGuid kPublishingPeriod{"Property Publishing Period in ms",

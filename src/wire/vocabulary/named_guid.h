@@ -4,8 +4,8 @@
 
 namespace vantry {
 
-/// Something with a name for people and a GUID for machines. GUIDs are opaque text, compared byte
-/// for byte; nothing parses them.
+/// The display name and the GUID of a property, a group or a component. GUIDs are opaque text that
+/// is compared byte for byte; nothing parses them.
 struct NamedGuid {
     std::string_view name;
     std::string_view guid;

@@ -5,7 +5,8 @@
 
 namespace vantry {
 
-/// The words of the print-job format. The hub neither reads nor writes them.
+/// The words of the print-job format. The hub neither reads nor writes them; they are here so that
+/// all fixed names of the printer are in one folder.
 inline constexpr std::array<std::string_view, 28> kPrintJobWords = {"Pages",
                                                                     "Layers",
                                                                     "Rasters",

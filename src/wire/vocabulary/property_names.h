@@ -5,9 +5,9 @@
 
 namespace vantry {
 
-/// The display names of the properties of all components, as the components list them. Blanks at
-/// the end of a name belong to it, and three neighbours are equal. Which component and group a
-/// property belongs to, and its GUID, its owner says.
+/// The display names of the properties of all components, in the order of the components. Blanks at
+/// the end of a name are part of it, and three adjacent entries are equal. These are names only:
+/// the owning component defines a property's GUID and group. Nothing in the hub looks a name up.
 inline constexpr std::array<std::string_view, 873> kPropertyNames = {
     "Print Speed",
     "Maximum Print Speed",
