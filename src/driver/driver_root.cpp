@@ -1,3 +1,12 @@
+// How the hub is put together.
+//
+// The order of the constructor is fixed by what each part needs from those before it: properties
+// that are registered with the store get their saved values there, the engine needs the hub's own
+// component, and the links come last, so that no session exists before everything that it uses.
+// Debug zones are registered at the very end. The destructor is the compiler's: releasing the
+// acceptors and the manager ends the sessions, then the engine, the log and the store stop their
+// threads.
+
 #include "driver/driver_root.h"
 
 #include "driver/product_info.h"
@@ -13,7 +22,7 @@
 namespace vantry {
 namespace {
 
-// On the printer's scale, where the smaller number runs first.
+// Priorities of threads, see Thread::SetPriority.
 constexpr std::uint32_t kReaperPriority = 253;
 constexpr std::uint32_t kRemovalPriority = 251;
 constexpr std::uint32_t kFileWriterPriority = 253;
@@ -91,7 +100,7 @@ void DriverRoot::StartLoopback(const std::string& osVersion, const std::string& 
         std::make_shared<DeviceStream>(Platform::Current().devices, kLocalDevice, 0);
     PropertyMessage subscribeAll;
     subscribeAll.EncodeSubscribeAll();
-    // Where the device can't be opened yet, the session ends at its first read, which is logged.
+    // If the device can't be opened yet, the session ends at its first read, which is logged.
     static_cast<void>(subscribeAll.WriteTo(*loopback));
     AddProductInfo(*store, {osVersion, osBuildNumber});
     dataHandlers->AddSession(std::make_shared<PeekStream>(loopback));

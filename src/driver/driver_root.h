@@ -16,11 +16,15 @@
 
 namespace vantry {
 
-/// The hub: everything behind the seven exports, built in a strict order and let go in reverse of
-/// the order of the fields. Runs on the platform of this process.
+/// The hub: owns everything behind the seven exports. The constructor builds the parts in a fixed
+/// order; the destructor releases them in the reverse order of the fields. It uses the platform of
+/// this process.
 ///
-/// The constructor and the destructor run on one thread at a time; the other operations may be
-/// called by any thread.
+/// One thread at a time runs a constructor or a destructor; any thread may call the other
+/// operations. The constructor loads the property file and blocks for that. It always succeeds: a
+/// file that can't be read, a port that can't be opened or a thread that can't be started disables
+/// what needs it. The destructor blocks until the threads of the hub have ended or were ended by
+/// force.
 class DriverRoot {
 public:
     DriverRoot(const std::u16string& propertyFile, const std::u16string& overrideFile,
@@ -29,10 +33,12 @@ public:
     DriverRoot(const DriverRoot&) = delete;
     DriverRoot& operator=(const DriverRoot&) = delete;
 
+    /// Adds the properties of a version that is known only after the hub is built. Called once.
     void AddQtRuntimeInfo(const std::string& version, const std::string& buildNumber);
     void AddQtCommonInfo(const std::string& version, const std::string& buildNumber);
 
-    /// Opens a local session and serves it. Its handle, never 0.
+    /// Opens a local session and serves it on a thread of its own. Returns its handle, never 0. If
+    /// no thread can be started, reads from the session fail at once.
     std::uint32_t OpenLocalSession();
     LocalSessionTable& LocalSessions() const { return *localSessions; }
 

@@ -1,3 +1,12 @@
+// The entry points, and the one hub of the process.
+//
+// Callers may arrive in any order and from any thread, also before PRN_Init and after PRN_Deinit.
+// Each call takes a shared reference to the hub under a lock, finds its session through it, and
+// releases the hub before it blocks in the session. So a call never meets a hub that is half built,
+// and PRN_Deinit isn't held up by a blocked read: it closes the sessions, which ends the reads.
+// PRN_Deinit waits for threads that are ending before it looks at the counters of live objects,
+// because sessions end on their own threads.
+
 #include "driver/exports.h"
 
 #include <algorithm>
@@ -26,11 +35,10 @@ constexpr char16_t kQtLibsFile[] = u"\\boot\\qtlibs_version.ini";
 constexpr char16_t kQtCommonFile[] = u"\\boot\\qtcommon_version.ini";
 constexpr char16_t kMarkerFile[] = u"\\DriverUnloadSuccessful";
 
-constexpr std::uint32_t kSettleMilliseconds = 3000;
+constexpr std::uint32_t kEndingMilliseconds = 3000;
 constexpr std::int32_t kFailed = -1;
 
-/// The hub, while there is one. Callers share it for the moment of finding their session, so that
-/// one who comes late finds no hub instead of half of one.
+/// The hub, or null. A caller shares it while it finds its session.
 Lock rootLock;
 std::shared_ptr<DriverRoot> root GUARDED_BY(rootLock);
 
@@ -39,7 +47,7 @@ std::shared_ptr<DriverRoot> Root() {
     return root;
 }
 
-/// Puts `next` in place of the hub, which is handed over.
+/// Makes `next` the hub. Returns the hub that it replaces, or null.
 std::shared_ptr<DriverRoot> ReplaceRoot(std::shared_ptr<DriverRoot> next) {
     ScopedLock guard(rootLock);
     return std::exchange(root, std::move(next));
@@ -55,10 +63,11 @@ VersionPair ReadVersions(std::u16string_view file, const char* buildKey, const c
     return {ReadQuotedIniValue(files, file, buildKey), ReadQuotedIniValue(files, file, versionKey)};
 }
 
-/// Threads that are just ending get some time to be gone.
-void Settle() {
-    Event nobodySetsIt(false);
-    static_cast<void>(nobodySetsIt.Wait(kSettleMilliseconds));
+/// Waits 3 s for session threads that are still ending, so that the counters of live objects reach
+/// zero.
+void WaitForEndingThreads() {
+    Event neverSet(false);
+    static_cast<void>(neverSet.Wait(kEndingMilliseconds));
 }
 
 void WriteMarker() {
@@ -88,7 +97,7 @@ std::uint32_t PRN_Init() {
     const auto hub =
         std::make_shared<vantry::DriverRoot>(vantry::kPropertyFile, vantry::kOverrideFile,
                                              vantry::kErrorLogFile, os.version, os.buildNumber);
-    // The old one goes now, when the new one stands.
+    // The old hub is destroyed only now, when the new one is complete.
     vantry::ReplaceRoot(hub).reset();
     const vantry::VersionPair libs =
         vantry::ReadVersions(vantry::kQtLibsFile, "QtBuildNumber", "QtVersion");
@@ -103,7 +112,7 @@ std::uint32_t PRN_Deinit(std::uint32_t) {
     if (const std::shared_ptr<vantry::DriverRoot> hub = vantry::ReplaceRoot(nullptr)) {
         hub->LocalSessions().CloseAll();
     }
-    vantry::Settle();
+    vantry::WaitForEndingThreads();
     if (vantry::LiveObjectCounters::AllZero()) {
         vantry::WriteMarker();
     }

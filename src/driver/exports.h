@@ -2,32 +2,35 @@
 
 #include <cstdint>
 
-// The entry points of the hub as a stream driver with the prefix PRN: all that a device manager
-// calls. PRN_Init and PRN_Deinit are called one at a time; the others by any thread at any time.
+// The entry points of the hub as a stream driver with the prefix PRN. A device manager calls these
+// functions and nothing else. It calls PRN_Init and PRN_Deinit one at a time; any thread may call
+// the others at any time.
 
 extern "C" {
 
-/// Builds the hub. A hub that stands already is replaced: the new one is built first. Always 1,
-/// the context for PRN_Deinit.
+/// Builds the hub and returns 1, the context for PRN_Deinit. If there is a hub already, it is
+/// destroyed after the new one is built. Blocks while the files of the hub are read.
 __attribute__((visibility("default"))) std::uint32_t PRN_Init();
-/// Ends the hub: wakes and closes every local session, stops every thread, waits 3 seconds, and
-/// writes the marker file "\DriverUnloadSuccessful" if nothing is left alive. Always 1.
+/// Ends the hub and returns 1. It closes every local session, which ends blocked reads, stops every
+/// thread, waits 3 seconds, and writes the marker file "\DriverUnloadSuccessful" if no object that
+/// LiveObjectCounters counts is left.
 __attribute__((visibility("default"))) std::uint32_t PRN_Deinit(std::uint32_t context);
-/// A new session: its handle, or 0 while there is no hub.
+/// Opens a session and returns its handle, or 0 if there is no hub. The arguments are ignored.
 __attribute__((visibility("default"))) std::uint32_t PRN_Open(std::uint32_t context,
                                                               std::uint32_t access,
                                                               std::uint32_t shareMode);
-/// 1 if a session was closed, 0 if there is none with that handle.
+/// Closes a session, which ends blocked reads from it. Returns 1, or 0 if there is no such handle.
 __attribute__((visibility("default"))) std::uint32_t PRN_Close(std::uint32_t handle);
-/// Waits for what the hub sends, and returns up to `count` bytes of it; -1 for an unknown handle or
-/// a session that has ended.
+/// Blocks until the hub has sent something and copies up to `count` bytes of it to `buffer`.
+/// Returns the number of bytes, or -1 if there is no such handle or the session has ended.
 __attribute__((visibility("default"))) std::int32_t PRN_Read(std::uint32_t handle, void* buffer,
                                                              std::uint32_t count);
-/// Takes `count` bytes for the hub, at once; -1 for an unknown handle or a session that has ended.
+/// Passes `count` bytes to the hub without blocking. Returns the number of bytes, or -1 if there is
+/// no such handle or the session has ended.
 __attribute__((visibility("default"))) std::int32_t PRN_Write(std::uint32_t handle,
                                                               const void* buffer,
                                                               std::uint32_t count);
-/// The hub has no control codes: always 0.
+/// Returns 0: the hub has no control codes.
 __attribute__((visibility("default"))) std::uint32_t PRN_IOControl(
     std::uint32_t handle, std::uint32_t code, const void* input, std::uint32_t inputSize,
     void* output, std::uint32_t outputSize, std::uint32_t* outputUsed);
