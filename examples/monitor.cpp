@@ -1,4 +1,4 @@
-// A monitor: prints what changes, until it is interrupted or has printed enough.
+// A monitor: prints each change of a property until it is interrupted or has printed COUNT changes.
 //
 //     monitor PATH-OF-PRN1 [COUNT]
 
@@ -17,7 +17,7 @@ int main(int argc, char** argv) {
     }
     Hub::Options options;
     options.onConnection = [](bool connected) {
-        std::fprintf(stderr, connected ? "connected\n" : "the hub is gone, trying again\n");
+        std::fprintf(stderr, connected ? "connected\n" : "connection lost, trying again\n");
     };
     const auto hub = Hub::Connect(Endpoint::Device(argv[1]), options);
     if (!hub) {

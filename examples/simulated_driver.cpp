@@ -1,6 +1,8 @@
-// A component: the firmware driver of a printer that isn't there. It owns a print speed that can be
-// set, a head temperature that moves, a substrate that gets less while it prints, and a motor that
-// can be told to move.
+// A component: the firmware driver of a simulated printer. It owns a print speed that can be set, a
+// head temperature that changes by itself, an amount of substrate that falls while it prints, and a
+// command that moves the feed motor. Writes are answered on a thread of the client library; the
+// main thread changes the values ten times a second until the program is interrupted, and then
+// withdraws them.
 //
 //     simulated_driver PATH-OF-PRN1
 
@@ -34,7 +36,8 @@ const PropertyId kSubstrate{kComponent, "41B87577-BD88-48CE-BF21-BF5A6BFC9FE3",
 const PropertyId kMotor{kComponent, "72E4A48E-F7D3-44AE-96D4-271C9A1FE0E1",
                         "5D2C1E0A-3B2F-4E64-9A77-1C0F5A6B7D04"};
 
-/// The machine itself, as far as it is simulated. Written by the hub's thread and by ours.
+/// The simulated machine. All operations are thread-safe, because the client library calls some of
+/// them on a thread of its own.
 class Printer {
 public:
     void SetSpeed(unsigned inchesPerSecond) {
@@ -46,7 +49,7 @@ public:
         const std::lock_guard guard(mutex);
         substrate = 5000;
     }
-    /// A tenth of a second goes by.
+    /// Simulates a tenth of a second.
     void Step() {
         const std::lock_guard guard(mutex);
         time += 0.1;
@@ -100,7 +103,7 @@ int main(int argc, char** argv) {
     speed.onWrite = [&](const std::string& written) -> std::optional<std::string> {
         const unsigned long wanted = std::stoul(written);
         if (wanted < 1 || wanted > 12) {
-            return std::nullopt;  // The printer can't; the speed stays.
+            return std::nullopt;  // The printer can't, so the old speed remains.
         }
         printer.SetSpeed(static_cast<unsigned>(wanted));
         return written;

@@ -1,3 +1,9 @@
+// `vantry announce`: a component whose properties come from a file.
+//
+// The client library answers writes on a thread of its own; the main thread changes the values of
+// ramps ten times a second until the program is interrupted, and then withdraws every property. A
+// ramp's value depends on the time since the start alone, so a late step doesn't slow it down.
+
 #include <fmt/core.h>
 
 #include <chrono>
@@ -28,8 +34,8 @@ client::Result<std::vector<ScriptedProperty>> ReadFile(const std::string& name) 
     return script;
 }
 
-/// Shows on the screen what the component is asked to do.
-void TellOfWrites(client::Announcement& announcement) {
+/// Prints each write that the component gets, together with the value that results.
+void PrintWritesOf(client::Announcement& announcement) {
     if (!announcement.onWrite) {
         return;
     }
@@ -73,7 +79,7 @@ int RunAnnounce(const Context& context, const std::string& fileName) {
     std::vector<client::Announcement> announcements;
     for (const ScriptedProperty& property : *script) {
         announcements.push_back(property.announcement);
-        TellOfWrites(announcements.back());
+        PrintWritesOf(announcements.back());
     }
     const client::Outcome announced = (*hub)->Announce(announcements);
     if (!announced) {

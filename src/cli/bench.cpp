@@ -1,3 +1,11 @@
+// `vantry bench`: load on a running hub.
+//
+// Each connection has a thread that reads one property again and again and keeps the latency of
+// each read, so the memory in use grows with the length of the run. One more connection announces a
+// property, changes it a hundred times a second, and counts what the hub publishes of it. Any lost
+// connection ends the run as a failure, because what was measured until then would look better than
+// it is.
+
 #include <fmt/core.h>
 #include <unistd.h>
 
@@ -14,14 +22,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// A property of the hub that everybody may read.
+/// A property of the hub that external clients may read too.
 const client::PropertyId kAsked = {client::Hub::OwnComponent(),
                                    "222D688A-1554-4C0E-B7A0-0BC377EF4071",
                                    "ACEB1224-1DAF-42A2-BBAA-4678D5D3C8DA"};
 const client::PropertyId kChanged = {"0BE9C4A7-6E0B-4C57-9B8F-2B1F6A3C9D01", "Job bench",
                                      "COUNTER"};
 
-/// What a run has measured so far.
+/// What a run has measured so far. Each thread that reads appends to latencies of its own.
 struct Run {
     std::atomic<bool> stop{false};
     std::atomic<int> failures{0};
@@ -44,7 +52,7 @@ void AskOn(const Context& context, Run& run, std::vector<double>& latencies) {
     run.failures += run.stop ? 0 : 1;
 }
 
-/// Changes a property of its own and counts what the hub publishes of it.
+/// Announces a property, changes it until the run stops, and counts what the hub publishes of it.
 void ChangeAndCount(const Context& context, Run& run) {
     const auto hub = context.Connect();
     if (!hub) {

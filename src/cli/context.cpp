@@ -1,39 +1,23 @@
+// What all commands share: where the hub is, how it is reached, and how errors become exit
+// statuses.
+
 #include "cli/context.h"
 
 #include <fmt/core.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <utility>
 
+#include "runtime/default_paths.h"
+
 namespace vantry::cli {
-namespace {
-
-std::string Environment(const char* name) {
-    const char* const value = std::getenv(name);
-    return value == nullptr ? "" : value;
-}
-
-}  // namespace
-
-std::string DefaultRoot() {
-    if (geteuid() == 0) {
-        return "/var/lib/vantry";
-    }
-    const std::string state = Environment("XDG_STATE_HOME");
-    return (state.empty() ? Environment("HOME") + "/.local/state" : state) + "/vantry";
-}
 
 std::string DefaultDevice() {
     if (const std::string device = Environment("VANTRY_DEVICE"); !device.empty()) {
         return device;
     }
-    if (geteuid() == 0) {
-        return "/run/vantry/PRN1";
-    }
-    const std::string runtime = Environment("XDG_RUNTIME_DIR");
-    return (runtime.empty() ? DefaultRoot() + "/devices" : runtime + "/vantry") + "/PRN1";
+    return DefaultDevices(DefaultRoot()) / "PRN1";
 }
 
 client::Result<client::Endpoint> Context::HubEndpoint() const {

@@ -9,7 +9,7 @@
 
 namespace vantry::cli {
 
-/// How the program ends.
+/// The exit statuses of the program.
 struct Exit {
     static constexpr int kDone = 0;
     static constexpr int kRefused = 1;
@@ -18,13 +18,14 @@ struct Exit {
     static constexpr int kTimedOut = 4;
 };
 
-/// A connection, and everything that can be seen over it.
+/// A connection, and all properties that the hub showed over it when it was made.
 struct Snapshot {
     std::unique_ptr<client::Hub> hub;
     std::vector<client::Property> properties;
 };
 
-/// What the options say that all commands share.
+/// The options that all commands share, and what follows from them. Only the main thread changes
+/// them.
 struct Context {
     std::string tcp;
     std::string device;
@@ -32,20 +33,21 @@ struct Context {
     bool json = false;
     bool noColor = false;
 
+    /// Returns the endpoint of the hub, or an error if the option for it can't be read.
     client::Result<client::Endpoint> HubEndpoint() const;
+    /// Connects to the hub. Blocks up to the time-out.
     client::Result<std::unique_ptr<client::Hub>> Connect() const;
+    /// Connects to the hub and reads all properties. Blocks up to the time-out for each of the two.
     client::Result<Snapshot> ConnectAndReadAll() const;
     std::uint32_t TimeoutMilliseconds() const;
-    /// Whether standard output is a terminal that may get colours and pictures.
+    /// Returns whether standard output is a terminal on which colours and plots are wanted.
     bool Fancy() const;
 };
 
-/// The path of the local device where vantryd makes it unless it is told otherwise.
+/// Returns the socket of the local device: $VANTRY_DEVICE, or where vantryd makes it by default.
 std::string DefaultDevice();
-/// The directory that stands for the printer's file system, likewise.
-std::string DefaultRoot();
 
-/// Tells of the error on standard error; the exit status that goes with it.
+/// Prints the error to standard error. Returns the exit status that belongs to it.
 int Fail(const client::Error& error);
 
 }  // namespace vantry::cli

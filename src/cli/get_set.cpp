@@ -1,3 +1,8 @@
+// `vantry get` and `vantry set`.
+//
+// Both read all properties first, because only the hub knows which property a name refers to. Over
+// TCP `set` is refused without asking the hub, which would ignore the write without a word.
+
 #include <fmt/core.h>
 
 #include "cli/commands.h"

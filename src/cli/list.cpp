@@ -1,3 +1,8 @@
+// `vantry list`: a table of the properties, sorted by group, name and component.
+//
+// Columns are as wide as their longest entry, up to a limit, in columns of the terminal and not in
+// bytes (see text.h). Values come last and aren't cut.
+
 #include <fmt/core.h>
 
 #include <algorithm>

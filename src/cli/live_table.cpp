@@ -1,3 +1,11 @@
+// The table of `vantry watch --live`.
+//
+// Each drawing is the whole screen as one text, which begins at the top left corner and clears each
+// line behind its end. So nothing flickers, and a change of the window's size needs no special
+// case. Rows are kept in a map that is sorted by display name; those that have changed since the
+// start are drawn first. The history behind the plots is bounded, so the memory in use depends on
+// the number of properties.
+
 #include "cli/live_table.h"
 
 #include <fmt/core.h>
@@ -43,8 +51,8 @@ std::string PlotOf(const std::deque<double>& numbers, std::size_t columns) {
     return plot;
 }
 
-void LiveTable::Take(const client::Property& change) {
-    // Sorted by what people see; the GUIDs keep those of one name apart.
+void LiveTable::Record(const client::Property& change) {
+    // The key sorts by display name; the GUIDs make it unique.
     Row& row = rows[change.groupName + '\0' + change.name + '\0' + change.id.component +
                     change.id.group + change.id.property];
     row.changed = !row.property.name.empty() && row.property.value != change.value;
@@ -73,9 +81,9 @@ std::string LiveTable::Draw(const TerminalSize& size, bool connected, const std:
     screen += connected ? style.Heading(Fitted(title, size.columns))
                         : style.Bad(Fitted(title, size.columns));
     constexpr std::size_t kOtherLines = 2;
-    const std::size_t room = size.rows > kOtherLines ? size.rows - kOtherLines : 0;
+    const std::size_t shownRows = size.rows > kOtherLines ? size.rows - kOtherLines : 0;
     const std::vector<Row*> order = InOrder();
-    for (std::size_t line = 0; line < room; ++line) {
+    for (std::size_t line = 0; line < shownRows; ++line) {
         screen += "\r\n";
         if (top + line < order.size()) {
             Row& row = *order[top + line];
@@ -98,7 +106,7 @@ std::vector<LiveTable::Row*> LiveTable::InOrder() {
 }
 
 std::string LiveTable::DrawRow(const Row& row, const TerminalSize& size, const Style& style) const {
-    // The name gets half of the line, the value a quarter, the plot what is left.
+    // Half of the line is for the name, a quarter for the value and the rest for the plot.
     const std::size_t nameColumns = size.columns / 2;
     const std::size_t valueColumns = size.columns / 4;
     const std::size_t plotColumns = size.columns - nameColumns - valueColumns - 2;

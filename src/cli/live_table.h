@@ -11,17 +11,21 @@
 
 namespace vantry::cli {
 
-/// A picture of so many columns of how the numbers went, oldest first: "▁▂▃▄▅▆▇█".
+/// Returns a plot of the last numbers, oldest first, in `columns` characters of "▁▂▃▄▅▆▇█". Its
+/// range is that of the numbers shown; it is padded with blanks on the left.
 std::string PlotOf(const std::deque<double>& numbers, std::size_t columns);
 
-/// The properties that are watched, as a table that is drawn anew with each change: first those
-/// that have moved since it began, then the others. Belongs to one thread.
+/// The watched properties as a table that is drawn again and again: first the properties that have
+/// changed since it began, then the others. Only one thread may use it.
 class LiveTable {
 public:
-    void Take(const client::Property& change);
-    /// The whole screen as text, for a terminal of this size. `connected` and the time stand above.
+    /// Records a change, which the next Draw shows.
+    void Record(const client::Property& change);
+    /// Returns the whole screen as text, with control sequences, for a terminal of this size. Its
+    /// first line shows the time and whether the hub is connected.
     std::string Draw(const TerminalSize& size, bool connected, const std::string& time,
                      const Style& style);
+    /// Moves the first row that is shown, within the table.
     void ScrollBy(int rows);
 
 private:

@@ -1,3 +1,10 @@
+// The command line of vantry.
+//
+// Each command is a subcommand of CLI11 whose options are read into one CommandLine and whose
+// callback runs it. CLI11 calls the callback while it parses, so the status is kept in the
+// CommandLine until main returns it. Wrong options end with the exit status for wrong usage
+// whatever their error.
+
 #include <signal.h>
 
 #include <CLI/CLI.hpp>
@@ -8,7 +15,7 @@ namespace {
 
 using namespace vantry::cli;
 
-/// What the command line asks for, and the options of every command.
+/// The options of all commands, and the exit status of the one that ran.
 struct CommandLine {
     Context context;
     ListOptions list;

@@ -1,3 +1,10 @@
+// How a property is found by what a person types.
+//
+// Every property has five names, from its display name alone to three GUIDs. An exact match decides
+// before one without regard to case; if neither matches exactly one property, the error lists the
+// candidates or, by edit distance, the nearest names. Everything is compared with everything, which
+// is fast enough for the thousands of properties that a hub holds.
+
 #include "cli/property_names.h"
 
 #include <fnmatch.h>
@@ -21,7 +28,7 @@ std::string Lower(std::string text) {
     return text;
 }
 
-/// All that a property may be called, from short to long.
+/// Returns all names of a property, from the shortest to the longest.
 std::vector<std::string> NamesOf(const Property& property) {
     const std::string inGroup = property.groupName + "/" + property.name;
     const std::string guids = property.id.group + ":" + property.id.property;
@@ -41,7 +48,7 @@ std::vector<const Property*> Named(const std::vector<Property>& all, const Equal
     return found;
 }
 
-/// How many letters must be changed, put in or taken out.
+/// Returns how many bytes must be replaced, inserted or deleted to make one text of the other.
 std::size_t EditDistance(const std::string& one, const std::string& other) {
     std::vector<std::size_t> row(other.size() + 1);
     std::iota(row.begin(), row.end(), 0);

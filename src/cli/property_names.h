@@ -9,13 +9,14 @@
 
 namespace vantry::cli {
 
-/// Whether `text` holds `pattern`, or matches it if it has a * or ?; without regard to case.
+/// Returns whether `text` contains `pattern` or, if that has a *, ? or [, matches it as a glob.
+/// Upper and lower case are equal.
 bool MatchesPattern(const std::string& text, const std::string& pattern);
 
-/// The one property that a person means by `name` among `all`: "Name", "Group/Name",
+/// Returns the one property of `all` that has this name: "Name", "Group/Name",
 /// "Component/Group/Name", "GROUP-GUID:GUID" or the same with a component GUID and ":" in front.
-/// Exact matches win over those without regard to case. An error names the candidates, or the
-/// nearest names.
+/// Exact matches have priority over those without regard to case. If not exactly one property
+/// matches, the error (NotFound) lists the candidates or the nearest names.
 client::Result<client::Property> FindByName(const std::vector<client::Property>& all,
                                             const std::string& name);
 

@@ -1,4 +1,10 @@
-// Frames by hand: what is typed goes out as it is, what comes back is shown as it is.
+// `vantry raw`, `record` and `replay`: frames by hand.
+//
+// Each text is sent in a frame as it is, and each text that arrives is printed as it is; nothing
+// checks that it is JSON. One thread receives while the main thread sends, because the hub also
+// sends without being asked. When everything is sent, the program waits until nothing has come for
+// a second, since nobody can know whether a message will be answered. A recording is a file of JSON
+// lines.
 
 #include <fmt/core.h>
 
@@ -21,10 +27,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// How long to wait for what may still come after the last line.
+/// How long answers are awaited after the last line.
 constexpr std::uint32_t kLingerMilliseconds = 1000;
 
-/// Keeps a conversation: a line for each message, with its time in seconds and its direction.
+/// Writes a line for each message, with its time in seconds and its direction, to a file, or does
+/// nothing if it was given no name. Keep is thread-safe.
 class Recorder {
 public:
     explicit Recorder(const std::string& name) {
@@ -47,12 +54,12 @@ public:
 
 private:
     const Clock::time_point start = Clock::now();
-    std::mutex mutex;
+    std::mutex mutex;  // Keeps the lines of the two threads apart.
     std::ofstream file;
 };
 
-/// Prints what arrives until the stream ends or, once nothing more is sent, nothing comes for a
-/// while.
+/// Prints and records what arrives until the connection ends or, once everything is sent, nothing
+/// has arrived for a while.
 void PrintAnswers(RawSocket& socket, Recorder& recorder, const std::atomic<bool>& allSent) {
     for (;;) {
         const RawSocket::Received received = socket.Receive(kLingerMilliseconds);
@@ -72,7 +79,7 @@ struct RecordedMessage {
     std::string text;
 };
 
-/// What was sent in a recorded conversation.
+/// Returns the messages that were sent in a recorded conversation.
 client::Result<std::vector<RecordedMessage>> ReadSent(const std::string& name) {
     std::ifstream file(name);
     if (!file) {
@@ -96,6 +103,7 @@ client::Result<std::vector<RecordedMessage>> ReadSent(const std::string& name) {
     return sent;
 }
 
+/// Connects, calls `sendAll` with a function that sends one text, and prints the answers.
 template <typename SendAll>
 int Converse(const Context& context, Recorder& recorder, const SendAll& sendAll) {
     const auto endpoint = context.HubEndpoint();

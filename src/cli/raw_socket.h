@@ -11,9 +11,11 @@
 
 namespace vantry::cli {
 
-/// A connection that carries texts in frames, whatever they are. One thread sends, one receives.
+/// A connection to the hub that carries any texts in frames. One thread may send while another
+/// receives.
 class RawSocket {
 public:
+    /// Connects within the time. The caller owns the connection.
     static client::Result<std::unique_ptr<RawSocket>> Connect(const client::Endpoint& endpoint,
                                                               std::uint32_t milliseconds) {
         auto connected = client::FrameSocket::Connect(endpoint, client::Deadline::In(milliseconds));
@@ -25,7 +27,7 @@ public:
     explicit RawSocket(std::shared_ptr<client::FrameSocket> connected)
         : socket(std::move(connected)) {}
 
-    /// False if the connection is lost.
+    /// Sends the text as one frame. Returns false if the connection is lost.
     bool Send(const std::string& text) {
         MessageFrame frame;
         frame.Buffer() += text;
@@ -36,7 +38,8 @@ public:
         std::optional<std::string> text;
         bool ended;
     };
-    /// The next message; none if nothing begins to come within the time.
+    /// Returns the next message, or none if none begins to arrive within the time. Blocks until one
+    /// that has begun is complete.
     Received Receive(std::uint32_t milliseconds) {
         if (!socket->WaitToReceive(client::Deadline::In(milliseconds))) {
             return {std::nullopt, false};

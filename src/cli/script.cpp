@@ -1,3 +1,10 @@
+// The reader of the files of `vantry announce`.
+//
+// A line is split into words, and the first word decides how the rest is read. The reader keeps the
+// last component and group, which the properties that follow belong to. GUIDs that a file leaves
+// out are hashes of the names, so that a component has the same ones each time it is played; they
+// have the form of a GUID and none of its version bits, which nothing in the hub looks at.
+
 #include "cli/script.h"
 
 #include <fmt/core.h>
@@ -20,7 +27,7 @@ using client::Error;
 using client::ErrorCode;
 using client::ValueType;
 
-/// A GUID that the same text always gets.
+/// Returns a text in the form of a GUID that depends on `text` alone.
 std::string GuidOf(const std::string& text) {
     std::uint64_t halves[2] = {0xcbf29ce484222325, 0x84222325cbf29ce4};
     for (std::uint64_t& half : halves) {
@@ -50,6 +57,7 @@ std::deque<std::string> WordsOf(const std::string& line) {
 std::optional<ValueType> TypeNamed(const std::string& word) {
     constexpr std::pair<const char*, ValueType> kTypes[] = {{"text", ValueType::Text},
                                                             {"number", ValueType::Number},
+                                                            {"bool", ValueType::Truth},
                                                             {"truth", ValueType::Truth},
                                                             {"command", ValueType::Command}};
     for (const auto& [name, type] : kTypes) {
@@ -72,8 +80,8 @@ NamedGuid KnownOr(const Known& known, const std::string& name) {
 
 class Reader {
 public:
-    /// What is wrong with the line; empty if it is good.
-    std::string Take(std::deque<std::string> line) {
+    /// Reads a line. Returns what is wrong with it, or an empty text.
+    std::string Read(std::deque<std::string> line) {
         words = std::move(line);
         if (words.empty()) {
             return "";
@@ -96,7 +104,7 @@ public:
         }
         return component.first.empty() || group.first.empty()
                    ? "a property needs a component and a group in front of it"
-                   : TakeProperty(name);
+                   : ReadProperty(name);
     }
 
     std::vector<ScriptedProperty> properties;
@@ -124,7 +132,7 @@ private:
         return words.empty() ? "" : "'" + words.front() + "' was not expected here";
     }
 
-    std::string TakeProperty(const std::string& name) {
+    std::string ReadProperty(const std::string& name) {
         ScriptedProperty property;
         client::Announcement& made = property.announcement;
         made.name = name;
@@ -136,16 +144,16 @@ private:
         const std::optional<ValueType> type = TypeNamed(typeWord);
         if (!type || words.empty()) {
             return type ? "a property needs a value"
-                        : "'" + typeWord + "' is none of text, number, truth, command";
+                        : "'" + typeWord + "' is none of text, number, bool, command";
         }
         made.type = *type;
         made.value = Word();
-        const std::string problem = TakeBehaviour(property);
+        const std::string problem = ReadBehaviour(property);
         properties.push_back(std::move(property));
         return problem;
     }
 
-    std::string TakeBehaviour(ScriptedProperty& property) {
+    std::string ReadBehaviour(ScriptedProperty& property) {
         const bool isCommand = property.announcement.type == ValueType::Command;
         property.announcement.onWrite = [isCommand](const std::string& written) {
             return std::optional<std::string>(isCommand ? "True" : written);
@@ -196,7 +204,7 @@ client::Result<std::vector<ScriptedProperty>> ReadScript(std::istream& file) {
     int number = 0;
     for (std::string line; std::getline(file, line);) {
         ++number;
-        if (const std::string problem = reader.Take(WordsOf(line)); !problem.empty()) {
+        if (const std::string problem = reader.Read(WordsOf(line)); !problem.empty()) {
             return Error{ErrorCode::Refused, fmt::format("line {}: {}", number, problem)};
         }
     }

@@ -1,3 +1,9 @@
+// `vantry status`: what a client can see of a hub.
+//
+// The versions and the number of properties come over the connection. The hub has no way to read
+// its log through it, so the last lines are read from the file, which works only on the hub's own
+// machine; a log that can't be read is left out without an error.
+
 #include <fmt/core.h>
 
 #include <deque>
@@ -7,13 +13,14 @@
 #include "cli/commands.h"
 #include "cli/terminal.h"
 #include "cli/text.h"
+#include "runtime/default_paths.h"
 
 namespace vantry::cli {
 namespace {
 
 constexpr std::size_t kLastLines = 5;
 
-/// The last lines of the hub's log; none if it can't be read.
+/// Returns the last lines of the hub's log, or none if it can't be read.
 std::deque<std::string> LastLogLines(const std::string& root) {
     std::ifstream file(root + "/Store/VantryLogFileName.txt");
     std::deque<std::string> lines;
@@ -29,7 +36,7 @@ std::deque<std::string> LastLogLines(const std::string& root) {
     return lines;
 }
 
-/// What a hub is, as far as a client can see.
+/// What the command prints.
 struct Report {
     std::string endpoint;
     std::map<std::string, std::string> versions;
@@ -95,7 +102,7 @@ int RunStatus(const Context& context, const std::string& root) {
             report.versions[property.name] = property.value;
         }
     }
-    report.log = LastLogLines(root.empty() ? DefaultRoot() : root);
+    report.log = LastLogLines(root.empty() ? DefaultRoot().string() : root);
     if (context.json) {
         PrintJson(report);
     } else {

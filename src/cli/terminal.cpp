@@ -58,7 +58,8 @@ void CatchInterrupts() {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         sigaction(number, &action, nullptr);
     }
-    // A window that changes its size ends a wait, so that it is drawn anew at once.
+    // A handler that does nothing: the signal of a changed window size interrupts the wait for a
+    // key, so that the screen is drawn again at once.
     action.sa_handler = [](int) {};
     sigaction(SIGWINCH, &action, nullptr);
 }

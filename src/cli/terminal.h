@@ -7,7 +7,7 @@
 
 namespace vantry::cli {
 
-/// Colours, or none.
+/// Wraps texts in the control sequences of their colours, or leaves them as they are.
 class Style {
 public:
     explicit Style(bool coloured) : fancy(coloured) {}
@@ -25,16 +25,17 @@ private:
     bool fancy;
 };
 
-/// How large the terminal is.
+/// The size of a terminal in characters.
 struct TerminalSize {
     std::size_t columns;
     std::size_t rows;
 
+    /// Returns the size of the terminal behind standard output, or 80 by 24 if it isn't known.
     static TerminalSize Now();
 };
 
-/// The terminal as a screen to draw on, with keys that arrive at once and aren't shown. It is as it
-/// was when the object has gone.
+/// Switches the terminal to an empty screen without a cursor, on which keys are read at once and
+/// aren't shown. The destructor restores the terminal.
 class Screen {
 public:
     Screen();
@@ -42,7 +43,8 @@ public:
     Screen(const Screen&) = delete;
     Screen& operator=(const Screen&) = delete;
 
-    /// Waits for a key for at most so long; 0 if none came.
+    /// Blocks until a key is pressed, the time has passed or a signal arrives. Returns the key, or
+    /// 0.
     static char KeyWithin(int milliseconds);
 
 private:
@@ -50,8 +52,9 @@ private:
     bool hasKeys;
 };
 
-/// Makes Ctrl-C and a closed terminal set a flag instead of ending the program at once.
+/// Makes SIGINT, SIGTERM and SIGHUP set a flag instead of ending the program.
 void CatchInterrupts();
+/// Returns whether one of them has arrived. Any thread may call it.
 bool Interrupted();
 
 }  // namespace vantry::cli

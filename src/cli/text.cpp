@@ -1,3 +1,10 @@
+// Texts for a terminal.
+//
+// Values may hold any bytes. For a table they are measured character by character with the widths
+// of Unicode, whatever locale the user has, and what isn't UTF-8 counts as one column a byte.
+// Control characters are replaced before a text is printed, so that a value can't move the cursor
+// or change the colours. JSON is written by a library, which replaces bytes that aren't UTF-8.
+
 #include "cli/text.h"
 
 #include <fmt/core.h>
@@ -9,13 +16,13 @@
 namespace vantry::cli {
 namespace {
 
-/// One character of a text, as a terminal sees it.
+/// How many bytes a character of a text has, and how many columns it needs on a terminal.
 struct Glyph {
     std::size_t bytes;
     std::size_t columns;
 };
 
-/// Character widths are those of Unicode, whatever locale the user has.
+/// Selects a locale with the character widths of Unicode, once.
 void UseUnicodeWidths() {
     static const char* const done = std::setlocale(LC_CTYPE, "C.UTF-8");
     static_cast<void>(done);

@@ -8,20 +8,21 @@
 
 namespace vantry::cli {
 
-/// How many columns the text takes on a terminal: wide characters take two, combining ones none,
-/// and what isn't UTF-8 is taken byte for byte.
+/// Returns the number of columns that the text needs on a terminal. Wide characters need two,
+/// combining ones none, and each byte that isn't UTF-8 one.
 std::size_t ColumnsOf(std::string_view text);
-/// The text cut or filled up with blanks to exactly so many columns. A cut one ends in "…".
+/// Returns the text, shortened or padded with blanks to exactly `columns` columns. A shortened text
+/// ends in "…".
 std::string Fitted(std::string_view text, std::size_t columns);
-/// The text with everything that would move a terminal's cursor made visible.
+/// Returns the text with its control characters replaced by visible escapes such as "\n".
 std::string Printable(std::string_view text);
 
-/// The property as JSON, valid whatever bytes it holds: what isn't UTF-8 becomes U+FFFD.
+/// Returns the property as a JSON object on one line. Bytes that aren't UTF-8 become U+FFFD.
 std::string ToJson(const client::Property& property);
-/// A JSON string with its quotes.
+/// Returns the text as a JSON string, with quotes and escapes.
 std::string JsonString(const std::string& text);
 
-/// What a person calls a property: "Group/Name", with the component in front if asked for.
+/// Returns "Group/Name" or, with `withComponent`, "Component/Group/Name", fit for printing.
 std::string DisplayName(const client::Property& property, bool withComponent);
 
 }  // namespace vantry::cli

@@ -1,3 +1,10 @@
+// `vantry watch`: changes as lines, or as a table that updates in place.
+//
+// The client library queues the changes on a thread of its own; the main thread takes them from the
+// queue and prints. It waits at most 100 ms at a time, so that it sees an interrupt and, in the
+// table, a key soon. The connection is kept up by the library, which reports its loss and its
+// return.
+
 #include <fmt/chrono.h>
 #include <fmt/core.h>
 
@@ -28,16 +35,16 @@ std::string TimeNow() {
                        fmt::localtime(std::chrono::system_clock::to_time_t(now)), milliseconds);
 }
 
-/// Tells of each loss and return of the connection, on standard error.
-class ConnectionTeller {
+/// Prints each loss and return of the connection to standard error unless it is quiet. Thread-safe.
+class ConnectionReporter {
 public:
-    explicit ConnectionTeller(bool quietly) : quiet(quietly) {}
+    explicit ConnectionReporter(bool quietly) : quiet(quietly) {}
 
-    void Say(bool isConnected) {
+    void Report(bool isConnected) {
         const bool before = connected.exchange(isConnected);
         if (!quiet && before != isConnected) {
             fmt::print(stderr, "vantry: {}\n",
-                       isConnected ? "connected again" : "the hub is gone, trying again");
+                       isConnected ? "connected again" : "connection lost, trying again");
         }
     }
     bool Connected() const { return connected; }
@@ -80,15 +87,17 @@ void PrintChange(const client::Property& change, const Context& context, const S
     std::fflush(stdout);
 }
 
-/// Whether a change says something new. A property that changes several times in a period is told
-/// of as often, with its latest value each time.
-class News {
+/// Drops repeated notifications. The hub sends one record per change, each with the latest value,
+/// so n changes within a period arrive as n identical records.
+class DuplicateFilter {
 public:
-    bool Is(const client::Property& change) {
-        std::string told = (change.available ? "+" : "-") + change.value;
+    /// Returns whether the change differs from the last one of its property, which it then
+    /// replaces.
+    bool IsNew(const client::Property& change) {
+        std::string state = (change.available ? "+" : "-") + change.value;
         std::string& before = last[change.id];
-        const bool isNew = before != told;
-        before = std::move(told);
+        const bool isNew = before != state;
+        before = std::move(state);
         return isNew;
     }
 
@@ -98,9 +107,9 @@ private:
 
 int PrintChanges(client::EventQueue& changes, const Context& context, int count) {
     const Style style(context.Fancy());
-    News news;
+    DuplicateFilter filter;
     for (int printed = 0; !Interrupted() && (count == 0 || printed < count);) {
-        if (const auto change = changes.Take(kLook); change && news.Is(*change)) {
+        if (const auto change = changes.Take(kLook); change && filter.IsNew(*change)) {
             PrintChange(*change, context, style);
             ++printed;
         }
@@ -108,15 +117,15 @@ int PrintChanges(client::EventQueue& changes, const Context& context, int count)
     return Exit::kDone;
 }
 
-int ShowTable(client::EventQueue& changes, const ConnectionTeller& teller) {
+int ShowTable(client::EventQueue& changes, const ConnectionReporter& reporter) {
     const Screen screen;
     const Style style(true);
     LiveTable table;
     while (!Interrupted()) {
         while (const auto change = changes.Take(std::chrono::milliseconds(0))) {
-            table.Take(*change);
+            table.Record(*change);
         }
-        fmt::print("{}", table.Draw(TerminalSize::Now(), teller.Connected(), TimeNow(), style));
+        fmt::print("{}", table.Draw(TerminalSize::Now(), reporter.Connected(), TimeNow(), style));
         std::fflush(stdout);
         const char key = Screen::KeyWithin(static_cast<int>(kLook.count()));
         if (key == 'q') {
@@ -135,11 +144,11 @@ int RunWatch(const Context& context, const WatchOptions& options) {
         return Fail(endpoint.error());
     }
     const bool live = options.live && context.Fancy();
-    ConnectionTeller teller(live);
+    ConnectionReporter reporter(live);
     client::Hub::Options hubOptions;
     hubOptions.deadlineMilliseconds = context.TimeoutMilliseconds();
     hubOptions.longestPauseMilliseconds = 1000;
-    hubOptions.onConnection = [&teller](bool connected) { teller.Say(connected); };
+    hubOptions.onConnection = [&reporter](bool connected) { reporter.Report(connected); };
     const auto hub = client::Hub::Connect(*endpoint, hubOptions);
     if (!hub) {
         return Fail(hub.error());
@@ -151,7 +160,7 @@ int RunWatch(const Context& context, const WatchOptions& options) {
     CatchInterrupts();
     client::EventQueue changes;
     const client::Subscription subscription = (*hub)->Subscribe(*interest, changes.Callback());
-    return live ? ShowTable(changes, teller) : PrintChanges(changes, context, options.count);
+    return live ? ShowTable(changes, reporter) : PrintChanges(changes, context, options.count);
 }
 
 }  // namespace vantry::cli

@@ -81,10 +81,12 @@ group Sensors
 property "Head \"A\"" number 25 readonly ramp 20 60 10   # behind
 group Mine 6D9E0C5B-6B9F-4A56-8B43-6A1B6A4B6F02
 property Go command False fails
+property On bool True
+property Off truth False
 )");
     const auto script = ReadScript(file);
     ASSERT_TRUE(script) << script.error().text;
-    ASSERT_EQ(script->size(), 2U);
+    ASSERT_EQ(script->size(), 4U);
     const ScriptedProperty& head = (*script)[0];
     EXPECT_EQ(head.announcement.id.component, "B80EB2EA-4F49-423A-875C-8ACB1ACB9734");
     EXPECT_EQ(head.announcement.id.group, "694B9450-3986-4D7C-AF84-4812A9423FAA");
@@ -96,6 +98,8 @@ property Go command False fails
     EXPECT_EQ((*script)[1].announcement.id.group, "6D9E0C5B-6B9F-4A56-8B43-6A1B6A4B6F02");
     EXPECT_EQ((*script)[1].announcement.onWrite("True"), "False");
     EXPECT_EQ(head.announcement.id.property.size(), 36U);
+    EXPECT_EQ((*script)[2].announcement.type, client::ValueType::Truth);
+    EXPECT_EQ((*script)[3].announcement.type, client::ValueType::Truth);
 }
 
 TEST(Script, SaysWhatIsWrongAndWhere) {
@@ -123,7 +127,7 @@ TEST(LiveTable, FitsItsTerminalAndPlotsNumbers) {
     EXPECT_EQ(PlotOf({5, 5}, 3), " ▅▅");
     LiveTable table;
     for (int number = 0; number < 50; ++number) {
-        table.Take(Made("C", "Group", "漢字 name " + std::to_string(number), "P"));
+        table.Record(Made("C", "Group", "漢字 name " + std::to_string(number), "P"));
     }
     for (const TerminalSize size :
          {TerminalSize{80, 24}, TerminalSize{200, 10}, TerminalSize{5, 1}}) {

@@ -1,4 +1,4 @@
-// The command line as its users type it, against a running hub.
+// Runs vantry as users do, against a running hub.
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ protected:
         arguments.insert(arguments.begin(), {"--device", (hub.devices / "PRN1").string()});
         return RunProgram(VANTRY_PATH, arguments, input);
     }
-    /// A component with an odd text, a number that moves, and a command.
+    /// Announces a component with an unusual text, a number that changes by itself, and a command.
     std::unique_ptr<BackgroundProgram> Announce() {
         const auto file = directory.Path() / "component.txt";
         WriteFile(file,
