@@ -1,12 +1,12 @@
-// Load on a running hub over its links, beside a bare echo server that moves the same numbers of
-// bytes, in one run:
+// Measures a running hub over its links, and in the same run an echo server that receives and sends
+// the same numbers of bytes:
 //
 //     hub_load PORT DEVICE [SECONDS]
 //
 // PORT is the hub's TCP port on 127.0.0.1, DEVICE the path of its PRN1 socket. For each link and 1,
 // 16 and 64 connections it prints the requests per second and the latencies of both servers, and
-// the ratio of their medians. Then 20 clients ask for everything and read nothing, and the
-// latencies of the others are taken once more.
+// the ratio of their medians. Then 20 clients request everything and read nothing, and the
+// latencies of four other clients are measured without and with them.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -93,7 +93,7 @@ int ConnectUnix(const std::string& path) {
                : -1;
 }
 
-/// The length of the hub's answer, head included.
+/// Returns the length of the hub's answer with its head. Ends the program if there is none.
 std::size_t AnswerSize(const Connector& connector, const std::string& request) {
     const int number = connector();
     std::array<char, Frame::kHeadBytes> head{};
@@ -108,7 +108,9 @@ std::size_t AnswerSize(const Connector& connector, const std::string& request) {
     return Frame::kHeadBytes + length;
 }
 
-/// A process with a thread for each connection that answers so many bytes with so many others.
+/// A process with a thread for each connection that answers each `requestBytes` bytes with
+/// `answerBytes` others. It becomes the owner of the listening socket. The destructor ends the
+/// process.
 class EchoServer {
 public:
     EchoServer(int listening, std::size_t requestBytes, std::size_t answerBytes) {
@@ -141,13 +143,14 @@ private:
     pid_t process;
 };
 
+/// Requests per second, and latencies in microseconds.
 struct Measured {
     double perSecond;
     double median;
     double percentile99;
 };
 
-/// Requests one after the other on each of so many connections.
+/// Sends requests one after the other on each of so many connections. Blocks for `seconds`.
 Measured Measure(const Connector& connector, const std::string& request, std::size_t answerBytes,
                  int connections, double seconds) {
     std::vector<std::vector<double>> latencies(static_cast<std::size_t>(connections));
@@ -204,7 +207,7 @@ void Compare(const char* link, const Connector& hub, const Connector& echo,
     }
 }
 
-/// Clients that ask for everything again and again and never read.
+/// Clients that request everything again and again and never read. The destructor disconnects them.
 class Stalled {
 public:
     Stalled(const Connector& connector, int count) {

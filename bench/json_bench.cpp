@@ -1,4 +1,4 @@
-// The reader and the writer, beside RapidJSON's DOM on the same texts.
+// Measures the JSON reader and writer, and for comparison RapidJSON's DOM, on the same texts.
 
 #include <benchmark/benchmark.h>
 #include <rapidjson/document.h>
@@ -11,10 +11,10 @@
 namespace vantry::bench {
 namespace {
 
-/// Stands for a text with many escapes.
+/// The argument for a text with many escapes.
 constexpr int kEscapes = -1;
 
-/// An array of texts with an escape every few bytes.
+/// Returns an array of texts with an escape every few bytes.
 std::string ManyEscapes() {
     std::string text = "[";
     for (int count = 0; count < 1000; ++count) {
@@ -24,7 +24,7 @@ std::string ManyEscapes() {
     return text;
 }
 
-/// 0 stands for the small request, a positive number for that many records.
+/// Returns the small request for the argument 0, an answer with that many records for a positive one.
 std::string Sample(const benchmark::State& state) {
     const int records = static_cast<int>(state.range(0));
     if (records == kEscapes) {

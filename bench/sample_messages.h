@@ -8,7 +8,7 @@
 
 namespace vantry::bench {
 
-/// A message whose text can be had.
+/// Returns the text of the message without the head of its frame.
 inline std::string TextOf(const JsonMessage& message) {
     MessageFrame frame = message.ToFrame();
     return frame.Buffer().substr(20);

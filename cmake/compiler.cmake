@@ -1,4 +1,5 @@
-# Warnings, sanitizers and the thread-safety analysis: one interface target that everything uses.
+# The compiler options of the project: warnings, sanitizers and the thread-safety analysis. Every target
+# links vantry_options to get them.
 find_package(Threads REQUIRED)
 
 add_library(vantry_options INTERFACE)
@@ -12,7 +13,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   target_compile_options(vantry_options INTERFACE -Wthread-safety -Wthread-safety-beta)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # GCC 12 sees overlapping copies in every "text" + std::string.
+  # GCC 12 warns without reason about overlapping copies where a literal and a std::string are added.
   target_compile_options(vantry_options INTERFACE -Wno-restrict)
 endif()
 if(VANTRY_SANITIZE)
@@ -20,7 +21,7 @@ if(VANTRY_SANITIZE)
     -fsanitize=${VANTRY_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(vantry_options INTERFACE -fsanitize=${VANTRY_SANITIZE})
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # The checks that sanitizers weave in make this warning see paths that don't exist.
+    # Sanitizer instrumentation causes false positives of this warning.
     target_compile_options(vantry_options INTERFACE -Wno-maybe-uninitialized)
   endif()
 endif()

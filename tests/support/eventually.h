@@ -5,10 +5,10 @@
 
 namespace vantry::test {
 
-/// A bound that only a fault reaches.
+/// Timeout; reached only when a test fails.
 constexpr int kPatienceMilliseconds = 30'000;
 
-/// Waits until `condition` holds; false when it hasn't after a generous time.
+/// Waits until `condition` holds. Returns false if it doesn't within the timeout.
 template <typename Condition>
 [[nodiscard]] bool Eventually(const Condition& condition) {
     const auto deadline =

@@ -8,7 +8,8 @@
 
 namespace vantry::test {
 
-/// A client that speaks frames over a socket. Waits are bounded by a generous time.
+/// A client that sends and receives frames over a socket. A wait that reaches the timeout of
+/// Eventually fails the test. One thread at a time uses it.
 class FrameClient {
 public:
     static FrameClient ToUnixSocket(const std::filesystem::path& path);
@@ -22,14 +23,16 @@ public:
     /// Sends the text as one frame.
     void Send(std::string_view text);
     void SendBytes(std::string_view bytes);
-    /// The text of the next frame; nothing at the end of the stream.
+    /// Returns the text of the next frame, or nothing at the end of the stream.
     std::optional<std::string> Receive();
-    /// Frames until one holds `part`.
+    /// Receives frames until one contains `part`, and returns its text, or nothing at the end of
+    /// the stream.
     std::optional<std::string> ReceiveUntil(std::string_view part);
+    /// Sends the text and receives one frame.
     std::optional<std::string> Ask(std::string_view text);
-    /// True when the stream has ended, whatever came before.
+    /// Waits for the end of the stream and discards what comes before. Returns whether it came.
     bool SeesEnd();
-    /// Whether something comes within the time.
+    /// Returns whether something arrives, or the stream ends, within the time.
     bool HearsWithin(int milliseconds) const;
 
     void ShutDownSending();

@@ -12,9 +12,9 @@
 
 namespace vantry::test {
 
-// Messages as a peer would write them, as text.
+// The texts of messages as peers write them.
 
-/// A property as a message names it.
+/// The GUIDs by which a message identifies a property.
 struct Address {
     std::string component;
     std::string groupGuid;
@@ -53,7 +53,7 @@ inline std::string Set(const Address& what, const std::string& value) {
     return Section("PropertySetRequests", {what.Entry(R"(,"Value": ")" + value + "\"")});
 }
 
-/// What a component sends of a property of its own.
+/// Returns the record that a component sends for a property of its own.
 inline std::string ReportEntry(const Address& what, const std::string& value,
                                const std::string& status = "Successful") {
     return R"({"Component": ")" + what.component + R"(","ComponentString": "Sim","GUID": ")" +

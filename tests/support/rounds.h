@@ -4,7 +4,8 @@
 
 namespace vantry::test {
 
-/// How often an endurance test goes round: VANTRY_ROUNDS if that is set, else a few times.
+/// Returns how often an endurance test repeats itself: VANTRY_ROUNDS if that is set, otherwise
+/// `usually`.
 inline int Rounds(int usually) {
     const char* const wanted = std::getenv("VANTRY_ROUNDS");
     return wanted == nullptr ? usually : std::atoi(wanted);

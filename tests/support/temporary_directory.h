@@ -8,7 +8,7 @@
 
 namespace vantry::test {
 
-/// A fresh directory that goes with the object.
+/// A new, empty directory, which the destructor removes with everything in it.
 class TemporaryDirectory {
 public:
     TemporaryDirectory() {

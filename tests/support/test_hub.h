@@ -19,7 +19,7 @@
 
 namespace vantry::test {
 
-/// One peer of a TestHub, at the far end of a pipe in memory.
+/// A peer of a TestHub, connected by a pipe in memory. A thread of its own receives the frames.
 class TestPeer {
 public:
     explicit TestPeer(std::shared_ptr<Stream> clientEnd);
@@ -28,11 +28,13 @@ public:
     TestPeer& operator=(const TestPeer&) = delete;
 
     void Send(std::string_view text);
-    /// The next frame's text; nothing if the stream ends or a generous time passes.
+    /// Returns the text of the next frame, or nothing if the stream ends or the timeout of
+    /// Eventually passes.
     std::optional<std::string> Receive();
+    /// Receives frames until one contains `part`, and returns its text, or nothing as Receive does.
     std::optional<std::string> ReceiveUntil(std::string_view part);
     std::optional<std::string> Ask(std::string_view text);
-    /// True if nothing comes within the time.
+    /// Returns whether no frame arrives within the time.
     bool HearsNothingFor(int milliseconds);
     bool SeesEnd();
     void Close();
@@ -48,8 +50,8 @@ private:
     std::thread reader;
 };
 
-/// The hub without its links: store, log, engine and sessions, on a platform in a fresh directory.
-/// It publishes as often as it can.
+/// A hub without links: store, log, engine and sessions, on a platform in a temporary directory.
+/// Its publishing period is the shortest.
 class TestHub {
 public:
     explicit TestHub(const Limits& limits = Limits());

@@ -8,8 +8,8 @@
 
 namespace vantry::test {
 
-/// A platform in a fresh directory, which is the platform of this process while it lives. TCP
-/// takes a free port of 127.0.0.1. One at a time.
+/// A platform in a temporary directory. It is the platform of this process while it exists, so only
+/// one may exist at a time. TCP listens on a free port of 127.0.0.1.
 class TestPlatform {
 public:
     TestPlatform();

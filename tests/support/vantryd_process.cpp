@@ -1,3 +1,9 @@
+// Programs as child processes.
+//
+// A child gets pipes as its standard streams; what it writes is read by the test until its end,
+// errors on a thread of their own, so that neither stream can fill its pipe and block the child.
+// Every child is ended by the kernel if the test dies first.
+
 #include "support/vantryd_process.h"
 
 #include <fcntl.h>
@@ -47,7 +53,8 @@ struct Pipe {
     std::array<int, 2> ends{-1, -1};
 };
 
-/// Starts a program whose standard streams are these descriptors; -1 leaves one as it is.
+/// Starts a program with these descriptors as its standard streams; -1 leaves one as it is. Returns
+/// its process id, or -1.
 pid_t Spawn(const std::string& program, const std::vector<std::string>& arguments, int input,
             int output, int errors) {
     std::vector<char*> pointers{const_cast<char*>(program.c_str())};
@@ -57,7 +64,7 @@ pid_t Spawn(const std::string& program, const std::vector<std::string>& argument
     pointers.push_back(nullptr);
     const pid_t id = fork();
     if (id == 0) {
-        // A test that is ended from outside leaves nothing behind.
+        // The program ends with the test, also if the test is killed.
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         const std::array streams = {input, output, errors};
         for (int number = 0; number < 3; ++number) {

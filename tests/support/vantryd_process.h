@@ -12,20 +12,20 @@
 
 namespace vantry::test {
 
-/// What a program has left behind.
+/// The exit status of a program, or -1 if a signal ended it, and what it wrote.
 struct ProcessResult {
     int exitStatus;
     std::string output;
     std::string errors;
 };
 
-/// Runs a program to its end with these arguments and this standard input.
+/// Runs a program with these arguments and this standard input. Blocks until it has ended.
 ProcessResult RunProgram(const std::string& program, const std::vector<std::string>& arguments,
                          const std::string& input = "");
-/// The same for vantryd.
+/// Does the same for vantryd.
 ProcessResult RunVantryd(const std::vector<std::string>& arguments);
 
-/// A program that runs beside the test, with its output going nowhere. Ends with the object.
+/// A program that runs beside the test and whose output is discarded. The destructor kills it.
 class BackgroundProgram {
 public:
     BackgroundProgram(const std::string& program, const std::vector<std::string>& arguments);
@@ -33,15 +33,15 @@ public:
     BackgroundProgram(const BackgroundProgram&) = delete;
     BackgroundProgram& operator=(const BackgroundProgram&) = delete;
 
-    /// Asks it to end as Ctrl-C does, and waits. Its exit status.
+    /// Ends the program as Ctrl-C does. Blocks until it has ended and returns its exit status.
     int Interrupt();
 
 private:
     pid_t id;
 };
 
-/// A vantryd of this test's own, on a free port of 127.0.0.1, with its directories below `base`.
-/// Ends with the object, at once.
+/// A vantryd on a free port of 127.0.0.1, with its directories below `base`. The constructor blocks
+/// until it is ready; the destructor kills it.
 class VantrydProcess {
 public:
     explicit VantrydProcess(const std::filesystem::path& base,
@@ -60,10 +60,11 @@ public:
     /// Returns what it has written to standard error until now.
     std::string Errors() const { return ReadFile(errors); }
     void Signal(int number) const;
-    /// Waits for the end; the exit status, or -1 if a signal ended it.
+    /// Blocks until the process has ended. Returns its exit status, or -1 if a signal ended it.
     int Wait();
     void Kill();
-    /// Entries of a directory in /proc of the process: "task" for threads, "fd" for descriptors.
+    /// Returns the number of entries of a directory in /proc of the process: "task" for threads,
+    /// "fd" for descriptors.
     std::size_t Count(const std::string& what) const;
 
     const std::filesystem::path root;
