@@ -24,7 +24,8 @@ std::string ManyEscapes() {
     return text;
 }
 
-/// Returns the small request for the argument 0, an answer with that many records for a positive one.
+/// Returns the small request for the argument 0, an answer with that many records for a positive
+/// one.
 std::string Sample(const benchmark::State& state) {
     const int records = static_cast<int>(state.range(0));
     if (records == kEscapes) {

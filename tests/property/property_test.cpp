@@ -46,7 +46,7 @@ TEST(Property, ACallbackMayChangeItsPropertyAgain) {
     EXPECT_EQ(calls, 3);
 }
 
-TEST(Property, OneThatNoFactoryMadeCannotTellOfAChange) {
+TEST(Property, OneThatNoFactoryCreatedRefusesToNotify) {
     StringProperty property("a", Named("P"));
     property.AddChangedCallback([](const auto&) {});
     EXPECT_EQ(property.SetText("b"), "bad_weak_ptr");
@@ -97,7 +97,7 @@ TEST(BoolProperty, OnlyTheWordFalseIsFalse) {
     }
 }
 
-TEST(TriggerProperty, FiresOnEveryTrueAndTellsHowItWent) {
+TEST(TriggerProperty, RunsOnEveryTrueAndShowsItsResult) {
     const auto trigger = MakeTriggerProperty(false, Named("P"));
     std::deque<bool> reports;
     int calls = 0;
@@ -149,7 +149,7 @@ TEST(PropertyCatalog, FindsAndListsEachPropertyOnce) {
     EXPECT_TRUE(list.empty());
 }
 
-TEST(PropertyCatalog, OnlyRemovingAGroupForgetsIt) {
+TEST(PropertyCatalog, OnlyRemovingAGroupMakesItUnknown) {
     PropertyCatalog catalog;
     catalog.AddProperty(MakeStringProperty("", Named("P1")));
     catalog.AddProperty(MakeStringProperty("", Named("P2")));

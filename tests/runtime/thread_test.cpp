@@ -72,7 +72,7 @@ TEST(Thread, ABacktraceShowsItsName) {
     EXPECT_STREQ(name, "a-name-that-is-");
 }
 
-TEST(ThreadReaper, DestroysWhatFinishedThreadsHandIt) {
+TEST(ThreadReaper, DestroysTheThreadsThatAreRetired) {
     const std::uint32_t before = LiveObjectCounters::threads;
     {
         ThreadReaper reaper(253);

@@ -13,9 +13,10 @@ namespace vantry::test {
 enum class Fault {
     /// It is refused.
     Refuse,
-    /// A write takes half of its bytes and is refused; another call is refused.
+    /// A write stores half of its bytes and is refused; any other call is refused.
     CutShort,
-    /// The process is killed: a write takes half of its bytes, another call and all later ones do
+    /// The process is killed: a write stores half of its bytes, any other call and all later ones
+    /// do
     /// nothing.
     Kill,
     /// The same, and what wasn't synced is lost.

@@ -1,3 +1,9 @@
+// A client on a blocking socket.
+//
+// It writes and reads frames by itself instead of using the client library, so that a fault of the
+// library can't hide one of the hub. Before each receive it polls with the timeout of Eventually,
+// so a hub that doesn't answer fails the test instead of blocking it.
+
 #include "support/frame_client.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,9 @@
+// A hub in this process, without sockets.
+//
+// It is assembled as DriverRoot assembles the real one, but without its links, its loopback and its
+// versions. Peers are ends of pipes in memory. The thread of a peer queues what arrives, so that a
+// test can wait for a frame with a timeout, which the blocking Read of a stream doesn't offer.
+
 #include "support/test_hub.h"
 
 #include <gtest/gtest.h>
