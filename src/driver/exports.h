@@ -11,7 +11,8 @@ extern "C" {
 /// Builds the hub and returns 1, the context for PRN_Deinit. If there is a hub already, it is
 /// destroyed after the new one is built. Blocks while the files of the hub are read.
 __attribute__((visibility("default"))) std::uint32_t PRN_Init();
-/// Ends the hub and returns 1. It closes every local session, which ends blocked reads, stops every
+/// Ends the hub and returns 1. It gives local sessions 2 seconds to
+/// process what their clients have sent, closes them, which ends blocked reads, stops every
 /// thread, waits 3 seconds, and writes the marker file "\DriverUnloadSuccessful" if no object that
 /// LiveObjectCounters counts is left.
 __attribute__((visibility("default"))) std::uint32_t PRN_Deinit(std::uint32_t context);

@@ -1,17 +1,17 @@
 // The bounds between a client of the local device and the hub.
 //
-// The pipe itself has no bound, since neither the hub nor a program that calls the entry points may
-// be made to wait in a write. So each direction is bounded by whoever can wait.
+// The pipe itself has no bound, because a write must block neither the hub nor a program that calls
+// the entry points. So the side that can wait enforces the bound of each direction.
 //
-// Input: the host asks HoldInput after each write. While more than the bound waits, it leaves the
-// client's socket alone, and the change that it is told then lets it go on.
+// Input: the host calls HoldInput after each write. While more than the bound is unread, it stops
+// reading the client's socket; the callback of OnChange makes it continue.
 //
-// Output: the session's thread doesn't take the next request of a client while more than half of
-// the bound waits for it, as long as the client goes on reading. So only a client that reads
-// nothing can come to the bound with its own answers, or one that reads slower than properties
-// change. A frame is refused when the bound would be passed, unless half of it is free: an answer
-// of any size gets through to a client that has read most of what came before. The most that can
-// wait is thus the bound, or half of it and one frame.
+// Output: the session's thread doesn't read the next request of a client while more than half of
+// the bound is unread, as long as the client continues to read. So only two kinds of clients reach
+// the bound: those that read nothing, and those that read more slowly than properties change. A
+// frame is refused if it would pass the bound, unless half of the bound is free, so that an answer
+// of any size reaches a client that has read most of the earlier output. The most that can be
+// unread is therefore the bound, or half of it and one frame.
 
 #include "driver/local_link.h"
 
@@ -20,7 +20,7 @@
 namespace vantry {
 namespace {
 
-/// A client that has read nothing for so long isn't waited for.
+/// The longest wait for a client that reads nothing.
 constexpr std::uint32_t kStallMilliseconds = 1000;
 
 }  // namespace
@@ -35,7 +35,7 @@ bool LocalLink::HoldInput() {
         return false;
     }
     inputIsHeld = true;
-    // The hub may have taken all of it before it could see that it has to tell.
+    // The hub may have read everything before it could see the flag; then no callback would come.
     return pipe.fromClient->Waiting() > inputBound / 2 || !inputIsHeld.exchange(false);
 }
 

@@ -13,9 +13,9 @@
 
 namespace vantry {
 
-/// What lies between one client of the local device and the hub: a two-way pipe with its bounds.
-/// Shared by the two ends. Any thread may call any operation, except that one thread reads for the
-/// hub.
+/// The connection between one client of the local device and the hub: a two-way pipe with its
+/// bounds. Its two ends share ownership of it. All operations are thread-safe, but only one thread
+/// may call ReadInput.
 class LocalLink {
 public:
     /// `hubNotices` must outlive the link.
@@ -25,7 +25,7 @@ public:
           outputBound(limits[Bound::LocalOutput]),
           notices(hubNotices) {}
 
-    // For the client's end. See LocalSession.
+    // Operations of the client's end; LocalSession describes them.
 
     std::int32_t ReadOutput(std::uint8_t* buffer, std::int32_t length) {
         return pipe.clientEnd->Read(buffer, length);
@@ -44,16 +44,19 @@ public:
     bool WasCut() const { return cut; }
     void OnChange(std::function<void()> callback);
 
-    // For the hub's end.
+    // Operations of the hub's end.
 
-    /// Waits for what the client sends. Before that, waits for a client that is taking its output
-    /// while much of it is left, so that a client that asks faster than it reads isn't cut. When
-    /// the client sends no more, both directions are closed.
+    /// Blocks until the client has sent something, and reads it; see Stream::Read. While much
+    /// output is unread, it first waits for the client to read some of it, so that a client that
+    /// sends requests faster than it reads answers isn't cut. At the end of the input it closes
+    /// both directions.
     std::int32_t ReadInput(std::uint8_t* buffer, std::int32_t length);
-    /// Takes a frame for the client, or cuts the client if it has left too much unread.
+    /// Accepts a frame for the client without blocking. If the client has left too much unread,
+    /// cuts the client and returns kEndOfData.
     std::int32_t WriteOutput(const std::uint8_t* buffer, std::int32_t length);
     std::int32_t WriteSharedOutput(const std::shared_ptr<const std::string>& frame);
-    /// Ends the session: what the client has sent is dropped, what was written can be read.
+    /// Ends the session. Discards what the client has sent; the client can still read what was
+    /// written.
     void LeaveFromHub();
 
 private:
@@ -68,7 +71,8 @@ private:
     std::atomic<bool> inputIsHeld{false};
     std::atomic<bool> hubHasLeft{false};
     std::atomic<bool> cut{false};
-    /// What the client had taken when it was last found to read nothing. Of the hub's reader alone.
+    /// The number of bytes that the client had read when a wait for it last timed out. Only
+    /// ReadInput uses it.
     std::uint64_t takenAtStall = kUnbounded;
     /// Held while `changed` runs, so that OnChange returns when no call of the old one is left.
     Lock changeLock;

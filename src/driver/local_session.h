@@ -10,8 +10,9 @@
 
 namespace vantry {
 
-/// What stands behind one open handle of the local device: the client's end of its link to the hub.
-/// Internal, so its client may write properties. Safe for any number of threads; only Read blocks.
+/// The session of one open handle of the local device: the client's end of its link to the hub. The
+/// stream is internal, so its client may write properties. All operations are thread-safe; only
+/// Read blocks.
 class LocalSession final : public Stream {
 public:
     /// `notices` must outlive the hub.
@@ -25,33 +26,35 @@ public:
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
         return link->WriteInput(buffer, length);
     }
-    /// Closes both directions. What is in them can still be read.
+    /// Closes both directions. Bytes that were written before can still be read.
     void Close() override { link->CloseBoth(); }
 
-    /// Says that the client sends no more. The session works on what was sent; then it ends, and a
-    /// blocked Read returns.
+    /// Ends the direction to the hub. The hub still processes what was sent; then the session ends,
+    /// and a blocked Read returns.
     void EndInput() { link->EndInput(); }
-    /// Closes both directions and drops what is in them.
+    /// Closes both directions and discards what is in them.
     void Abandon() { link->Abandon(); }
 
-    /// Returns whether more of what the client sent is unread than Bound::LocalInput.
+    /// Returns whether the hub has more than Bound::LocalInput of the client's bytes still to read.
     bool InputIsFull() const { return link->InputIsFull(); }
-    /// Returns the same. If it is so, a change is told when half of that bound is free again.
+    /// Returns the same. If the result is true, the callback of OnChange is called when half of
+    /// that bound is free again.
     bool HoldInput() { return link->HoldInput(); }
-    /// Returns whether the hub has acted on everything that the client sent, or never will.
+    /// Returns whether the hub has processed everything that the client sent, or never will.
     bool IsIdle() const { return link->IsIdle(); }
-    /// Returns whether something waits for the client, and how much it has taken until now.
+    /// Returns whether there are bytes for the client to read.
     bool HasOutput() const { return link->HasOutput(); }
+    /// Returns the number of bytes that the client has read so far.
     std::uint64_t OutputTaken() const { return link->OutputTaken(); }
-    /// Returns whether the client left so much unread that its session was ended.
+    /// Returns whether the hub ended the session because the client left too much unread.
     bool WasCut() const { return link->WasCut(); }
-    /// Has `changed` called, by threads of the hub, when input that was held may go on or the
-    /// client was cut. It must not block or call back. An empty function ends that: no call is
-    /// under way any more when OnChange returns.
+    /// Sets the callback that threads of the hub call when held input may continue or when the
+    /// client was cut. It must not block and must not use this object. An empty function removes
+    /// it. When OnChange returns, no call of the previous callback is running.
     void OnChange(std::function<void()> changed) { link->OnChange(std::move(changed)); }
 
-    /// Makes the hub's end. The link closes when the last of its owners lets go, as a connection
-    /// would, so that a client sees its session end. Called once.
+    /// Returns a new stream that is the hub's end; called once. When its last owner releases it,
+    /// the link closes, so that the client sees the end of its session.
     std::shared_ptr<Stream> MakePeerEnd() const;
 
 private:

@@ -47,8 +47,8 @@ void LocalSessionTable::CloseAll() {
     const std::uint64_t deadline = NowNanoseconds() + kBacklogNanoseconds;
     for (const auto& [handle, session] : closing) {
         while (!session->IsIdle() && NowNanoseconds() < deadline) {
-            Event nobodySetsIt(false);
-            static_cast<void>(nobodySetsIt.Wait(kLookMilliseconds));
+            Event neverSet(false);
+            static_cast<void>(neverSet.Wait(kLookMilliseconds));
         }
         session->Abandon();
     }

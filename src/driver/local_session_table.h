@@ -9,8 +9,8 @@
 
 namespace vantry {
 
-/// The open handles of the local device. Handles count up from 1 and are never given out twice.
-/// Any thread may call any operation; no lock is held while a session reads or writes.
+/// The sessions of the open handles of the local device. Handles count up from 1 and are never used
+/// again. All operations are thread-safe; no lock is held while a session reads or writes.
 class LocalSessionTable {
 public:
     /// `hubNotices` must outlive the table.
@@ -20,12 +20,12 @@ public:
 
     /// Returns the handle of a new session.
     std::uint32_t Open();
-    /// Empty if there is no such handle.
+    /// Returns the session, which the caller then shares, or null if there is no such handle.
     std::shared_ptr<LocalSession> Find(std::uint32_t handle) const;
-    /// Closes the session and forgets it. False if there is no such handle.
+    /// Closes and removes the session. Returns false if there is no such handle.
     bool Close(std::uint32_t handle);
-    /// Lets the sessions work on what their clients have sent, for 2 seconds at most, drops what is
-    /// left then, and closes and forgets all of them. Blocks meanwhile.
+    /// Removes all sessions. Blocks for at most 2 seconds while they process what their clients
+    /// have sent, then closes them and discards what is left.
     void CloseAll();
 
 private:
