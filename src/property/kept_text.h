@@ -9,20 +9,21 @@
 
 namespace vantry {
 
-/// A text that is made of a value when somebody first asks for it, and kept until the value
-/// changes. Any thread may call any operation.
+/// A text that is derived from a value at the first request and kept until the value changes. All
+/// operations are thread-safe.
 ///
-/// Each change raises a version. A text belongs to the version that was read before its value was,
-/// so a text that met a change half way is never taken for the new value's.
+/// Each change increments a version. A text has the version that was read before its value was
+/// read, so a text that was derived while the value changed is never returned as that of the new
+/// value.
 class KeptText {
 public:
     using Shared = std::shared_ptr<const std::string>;
 
-    /// Says that another value has been stored.
+    /// Makes the kept text outdated. Called after another value was stored.
     void Outdate() { version.fetch_add(1); }
 
-    /// Returns the text, which `make` makes if there is none of the present value. Nothing is
-    /// locked while it does.
+    /// Returns the text of the current value, which the caller then shares. Calls `make`, with no
+    /// lock held, if no such text is kept.
     template <typename Make>
     Shared Get(const Make& make) const {
         const std::uint64_t present = version;
