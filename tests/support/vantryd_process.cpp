@@ -149,7 +149,12 @@ VantrydProcess::VantrydProcess(const std::filesystem::path& base,
 
 VantrydProcess::~VantrydProcess() { Kill(); }
 
-void VantrydProcess::Signal(int number) const { kill(id, number); }
+void VantrydProcess::Signal(int number) const {
+    kill(id, number);
+    if (number == SIGSTOP) {
+        waitpid(id, nullptr, WUNTRACED);
+    }
+}
 
 int VantrydProcess::Wait() {
     const pid_t ended = id;

@@ -59,6 +59,7 @@ public:
     pid_t Id() const { return id; }
     /// Returns what it has written to standard error until now.
     std::string Errors() const { return ReadFile(errors); }
+    /// Sends a signal. For SIGSTOP it blocks until every thread of the process has stopped.
     void Signal(int number) const;
     /// Blocks until the process has ended. Returns its exit status, or -1 if a signal ended it.
     int Wait();
