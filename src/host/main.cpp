@@ -1,7 +1,9 @@
 #include <pthread.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <time.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -10,6 +12,7 @@
 #include "host/hub_host.h"
 #include "host/options.h"
 #include "host/service_notify.h"
+#include "host/service_reporter.h"
 
 namespace {
 
@@ -39,6 +42,23 @@ void AllowAllDescriptors() {
     }
 }
 
+/// Waits for a signal that ends the program, and reports to the service manager meanwhile.
+void ReportUntilSignal(const sigset_t& ending) {
+    vantry::ServiceReporter reporter(host->ThePlatform().status);
+    const std::uint32_t interval = reporter.IntervalMilliseconds();
+    if (interval == 0) {
+        int received = 0;
+        sigwait(&ending, &received);
+        return;
+    }
+    const timespec wait{interval / 1'000, static_cast<long>(interval % 1'000) * 1'000'000};
+    do {
+        if (const std::string message = reporter.NextMessage(); !message.empty()) {
+            vantry::NotifyServiceManager(message);
+        }
+    } while (sigtimedwait(&ending, nullptr, &wait) < 0);
+}
+
 int Run(const vantry::Options& options) {
     const sigset_t ending = ArrangeSignals();
     host = std::make_unique<vantry::HubHost>(options);
@@ -51,8 +71,7 @@ int Run(const vantry::Options& options) {
     std::printf("%s\n", host->ReadyLine().c_str());
     std::fflush(stdout);
     vantry::NotifyServiceManager("READY=1");
-    int received = 0;
-    sigwait(&ending, &received);
+    ReportUntilSignal(ending);
     vantry::NotifyServiceManager("STOPPING=1");
     host->Stop();
     return 0;

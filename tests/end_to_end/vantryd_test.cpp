@@ -131,8 +131,10 @@ TEST_F(Vantryd, TellsItsServiceManager) {
     std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
     ASSERT_EQ(bind(manager, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     setenv("NOTIFY_SOCKET", path.c_str(), 1);
+    setenv("WATCHDOG_USEC", "600000", 1);
     VantrydProcess hub(directory.Path());
     unsetenv("NOTIFY_SOCKET");
+    unsetenv("WATCHDOG_USEC");
     const auto heard = [&] {
         std::string text(64, '\0');
         const ssize_t count = recv(manager, text.data(), text.size(), 0);
@@ -140,8 +142,15 @@ TEST_F(Vantryd, TellsItsServiceManager) {
         return text;
     };
     EXPECT_EQ(heard(), "READY=1");
+    FrameClient client = hub.Device("PRN1");
+    const auto hears = [&](const std::string& part) {
+        return Eventually([&] { return heard().find(part) != std::string::npos; });
+    };
+    EXPECT_TRUE(hears(" clients, 3"));
+    EXPECT_TRUE(hears("WATCHDOG=1"));
+    EXPECT_TRUE(hears("WATCHDOG=1"));
     hub.Signal(SIGINT);
-    EXPECT_EQ(heard(), "STOPPING=1");
+    EXPECT_TRUE(hears("STOPPING=1"));
     EXPECT_EQ(hub.Wait(), 0);
     close(manager);
 }
