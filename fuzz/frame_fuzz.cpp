@@ -28,8 +28,9 @@ public:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static vantry::DataHandlerManager& manager = *[] {
+        static vantry::HubStatus status;
         static vantry::DataHandlerManager made(std::make_shared<Reading>(), nullptr,
-                                               std::make_shared<Silent>(), 249);
+                                               std::make_shared<Silent>(), 249, status);
         made.AddHandler(std::make_unique<vantry::FramedJsonHandler>());
         return &made;
     }();

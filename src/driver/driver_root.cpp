@@ -82,8 +82,8 @@ void DriverRoot::StartEngine(const std::shared_ptr<Property>& component) {
     engine->SetSelf(engine);
     store->AttachEngine(engine);
     store->StartRemovals();
-    dataHandlers =
-        std::make_shared<DataHandlerManager>(engine, threadReaper, errorLog, kSessionPriority);
+    dataHandlers = std::make_shared<DataHandlerManager>(
+        engine, threadReaper, errorLog, kSessionPriority, Platform::Current().status);
 }
 
 void DriverRoot::StartLinks() {
@@ -96,8 +96,7 @@ void DriverRoot::StartLinks() {
 }
 
 void DriverRoot::StartLoopback(const std::string& osVersion, const std::string& osBuildNumber) {
-    const auto loopback =
-        std::make_shared<DeviceStream>(Platform::Current().devices, kLocalDevice, 0);
+    const auto loopback = std::make_shared<DeviceStream>(Platform::Current().devices, kLocalDevice);
     PropertyMessage subscribeAll;
     subscribeAll.EncodeSubscribeAll();
     // If the device can't be opened yet, the session ends at its first read, which is logged.

@@ -35,6 +35,17 @@ public:
         return peer ? peer->Write(buffer, length) : kFailed;
     }
 
+    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override {
+        const std::shared_ptr<SocketConnection> peer = Peer();
+        return peer ? peer->WriteShared(frame) : kFailed;
+    }
+
+    void ChargeTo(const std::shared_ptr<ConnectionAccount>& account) override {
+        if (const std::shared_ptr<SocketConnection> peer = Peer()) {
+            peer->ChargeTo(account);
+        }
+    }
+
     bool Control(std::uint32_t code, std::span<const std::uint8_t>,
                  std::span<std::uint8_t>) override {
         return code == ControlCode::kAwaitPeer && AwaitPeer();

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "platform/socket_descriptor.h"
 #include "transport/socket/output_flusher.h"
@@ -26,6 +27,10 @@ public:
     /// that has gone counts as taken, and is dropped, while something that it sent is unread: the
     /// session is to act on that first.
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length);
+    /// The same for a frame that others share.
+    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame);
+    /// Counts what waits for the client in `account`, and closes it beyond its bounds.
+    void ChargeTo(const std::shared_ptr<ConnectionAccount>& account) { output->ChargeTo(account); }
     /// Ends reading at once, and the connection when what was written has been sent.
     void Close() { output->Close(); }
     void SetWriteStall(std::uint32_t milliseconds) { output->SetStallMilliseconds(milliseconds); }

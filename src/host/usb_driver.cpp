@@ -50,6 +50,16 @@ public:
         return claimed ? cable->connection.Write(buffer, length) : kFailed;
     }
 
+    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override {
+        return claimed ? cable->connection.WriteShared(frame) : kFailed;
+    }
+
+    void ChargeTo(const std::shared_ptr<ConnectionAccount>& account) override {
+        if (Claim()) {
+            cable->connection.ChargeTo(account);
+        }
+    }
+
     bool Control(std::uint32_t code, std::span<const std::uint8_t> input,
                  std::span<std::uint8_t> output) override {
         switch (code) {

@@ -77,6 +77,31 @@ void ConnectionAccount::Remove(Resource resource, std::uint64_t amount) {
     accounting->totals[Place(resource)] -= amount;
 }
 
+std::optional<Bound> ConnectionAccount::AddShared(const void* frame, std::uint64_t size) {
+    std::atomic<std::uint64_t>& total = accounting->totals[Place(Resource::Output)];
+    ScopedLock guard(accounting->sharedLock);
+    Accounting::SharedFrame& entry = accounting->sharedFrames[frame];
+    if (entry.holders.empty()) {
+        entry.size = size;
+        total += size;
+    }
+    entry.holders.push_back(this);
+    return total > accounting->bounds[Bound::Outputs] ? std::optional(Bound::Outputs)
+                                                      : std::nullopt;
+}
+
+void ConnectionAccount::RemoveShared(const void* frame) {
+    ScopedLock guard(accounting->sharedLock);
+    const auto entry = accounting->sharedFrames.find(frame);
+    std::vector<const ConnectionAccount*>& holders = entry->second.holders;
+    *std::find(holders.begin(), holders.end(), this) = holders.back();
+    holders.pop_back();
+    if (holders.empty()) {
+        accounting->totals[Place(Resource::Output)] -= entry->second.size;
+        accounting->sharedFrames.erase(entry);
+    }
+}
+
 void ConnectionAccount::Cut(Bound bound) {
     if (cut.exchange(true)) {
         return;
@@ -137,17 +162,24 @@ void Accounting::Forget(const ConnectionAccount& account) {
 
 Accounting::Holding Accounting::FindWorst(Resource resource) const {
     Holding holding;
+    const auto shared = resource == Resource::Output
+                            ? PartsOfShared()
+                            : std::unordered_map<const ConnectionAccount*, std::uint64_t>();
+    const auto heldBy = [&](const ConnectionAccount& one) {
+        const auto part = shared.find(&one);
+        return one.Held(resource) + (part == shared.end() ? 0 : part->second);
+    };
     const auto isWorse = [&](const ConnectionAccount& one, const ConnectionAccount& other) {
         return resource == Resource::ReceivedText ? one.LastArrival() < other.LastArrival()
-                                                  : one.Held(resource) > other.Held(resource);
+                                                  : heldBy(one) > heldBy(other);
     };
     std::vector<std::shared_ptr<ConnectionAccount>> referenced;
     ScopedLock guard(lock);
     for (ConnectionAccount* const account : accounts) {
-        if (account->WasCut() || account->Held(resource) == 0) {
+        if (account->WasCut() || heldBy(*account) == 0) {
             continue;
         }
-        holding.kept += account->Held(resource);
+        holding.kept += heldBy(*account);
         if (!holding.worst || isWorse(*account, *holding.worst)) {
             // Empty for an account that is being destroyed.
             if (std::shared_ptr<ConnectionAccount> alive = account->weak_from_this().lock()) {
@@ -157,6 +189,17 @@ Accounting::Holding Accounting::FindWorst(Resource resource) const {
         }
     }
     return holding;
+}
+
+std::unordered_map<const ConnectionAccount*, std::uint64_t> Accounting::PartsOfShared() const {
+    std::unordered_map<const ConnectionAccount*, std::uint64_t> parts;
+    ScopedLock guard(sharedLock);
+    for (const auto& [frame, entry] : sharedFrames) {
+        for (const ConnectionAccount* const holder : entry.holders) {
+            parts[holder] += entry.size / entry.holders.size();
+        }
+    }
+    return parts;
 }
 
 void Accounting::Relieve(Resource resource) {

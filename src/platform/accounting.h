@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/limits.h"
@@ -58,6 +59,11 @@ public:
     [[nodiscard]] std::optional<Bound> Add(Resource resource, std::uint64_t amount);
     void Remove(Resource resource, std::uint64_t amount);
     std::uint64_t Held(Resource resource) const { return held[Place(resource)]; }
+
+    /// Counts a frame of `size` bytes, known by its place in memory, as output of this connection.
+    /// However many connections hold the frame, the total has it once. Result as of Add.
+    [[nodiscard]] std::optional<Bound> AddShared(const void* frame, std::uint64_t size);
+    void RemoveShared(const void* frame);
 
     /// Closes the connection because of a bound and tells the operator. Only the first call does
     /// anything.
@@ -129,6 +135,8 @@ private:
     };
 
     Holding FindWorst(Resource resource) const;
+    /// What each connection holds of shared frames, where those who hold one have equal parts.
+    std::unordered_map<const ConnectionAccount*, std::uint64_t> PartsOfShared() const;
     void Forget(const ConnectionAccount& account);
 
     const Limits bounds;
@@ -137,6 +145,12 @@ private:
     std::array<std::atomic<std::uint64_t>, kResourceCount> totals{};
     std::atomic<std::uint64_t> connections{0};
     std::atomic<std::uint64_t> tcpConnections{0};
+    struct SharedFrame {
+        std::uint64_t size = 0;
+        std::vector<const ConnectionAccount*> holders;
+    };
+    mutable Lock sharedLock;
+    std::unordered_map<const void*, SharedFrame> sharedFrames GUARDED_BY(sharedLock);
     mutable Lock lock;
     std::vector<ConnectionAccount*> accounts GUARDED_BY(lock);
 };

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/accounting.h"
 #include "runtime/lock.h"
 
 namespace vantry {
@@ -22,6 +23,15 @@ public:
     /// was moved without an error; kFailed otherwise.
     virtual std::int32_t Read(std::uint8_t* buffer, std::int32_t length) = 0;
     virtual std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) = 0;
+    /// Writes the whole of `frame`, as Write does. A handle that has to keep bytes for its peer
+    /// keeps a reference to the frame, which must not change any more.
+    virtual std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) {
+        return Write(reinterpret_cast<const std::uint8_t*>(frame->data()),
+                     static_cast<std::int32_t>(frame->size()));
+    }
+    /// From now on counts what waits for the peer in `account`. Called at most once, before the
+    /// first write.
+    virtual void ChargeTo(const std::shared_ptr<ConnectionAccount>&) {}
     /// Sends the driver a control code. False if it refuses.
     virtual bool Control(std::uint32_t code, std::span<const std::uint8_t> input,
                          std::span<std::uint8_t> output) = 0;

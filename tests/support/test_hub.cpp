@@ -136,7 +136,8 @@ TestHub::TestHub(const Limits& limits) {
     EXPECT_EQ(store->FindProperty(HubProperties::kPublishingPeriod.guid, Groups::kGeneral.guid)
                   ->SetTextQuietly("250"),
               kAccepted);
-    sessions = std::make_shared<DataHandlerManager>(engine, reaper, log, 249);
+    sessions =
+        std::make_shared<DataHandlerManager>(engine, reaper, log, 249, platform.platform.status);
     sessions->AddHandler(std::make_unique<FramedJsonHandler>());
 }
 

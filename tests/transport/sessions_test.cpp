@@ -50,9 +50,10 @@ protected:
 
     std::shared_ptr<CountingVisitor> visitor = std::make_shared<CountingVisitor>();
     std::shared_ptr<CountingLog> log = std::make_shared<CountingLog>();
+    HubStatus status;
     std::shared_ptr<ThreadReaper> reaper = std::make_shared<ThreadReaper>(253);
     std::shared_ptr<DataHandlerManager> manager =
-        std::make_shared<DataHandlerManager>(visitor, reaper, log, 249);
+        std::make_shared<DataHandlerManager>(visitor, reaper, log, 249, status);
     PipePair pipe = PipePair::Make();
 };
 
@@ -148,7 +149,7 @@ TEST_F(Sessions, TheLowestPositionWinsAndTheEarlierHandlerAmongEquals) {
         int winner;
     } cases[] = {{3, 3, 1}, {5, 3, 2}, {0xFFFF, 7, 2}, {3, DataHandler::kNoPosition, 1}};
     for (const auto& [first, second, winner] : cases) {
-        DataHandlerManager choosing(visitor, reaper, log, 249);
+        DataHandlerManager choosing(visitor, reaper, log, 249, status);
         std::atomic<int> openings[2] = {0, 0};
         choosing.AddHandler(std::make_unique<FixedHandler>(first, openings[0]));
         choosing.AddHandler(std::make_unique<FixedHandler>(second, openings[1]));

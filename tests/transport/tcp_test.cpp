@@ -8,7 +8,9 @@
 #include <thread>
 #include <vector>
 
+#include "support/eventually.h"
 #include "support/frame_client.h"
+#include "support/messages.h"
 #include "support/test_platform.h"
 #include "transport/tcp/socket_layer.h"
 
@@ -22,11 +24,18 @@ protected:
     /// A stream whose peer is `client`.
     std::shared_ptr<Stream> Connect() {
         if (!opened) {
-            opened = layer.MakeListener(0, 10);
+            layer.emplace(machine.platform);
+            opened = layer->MakeListener(0, 10);
             opened->Open();
         }
         client.emplace(test::FrameClient::ToTcp(listening.boundPort));
         return opened->Accept();
+    }
+    /// Before the first Connect.
+    void SetBound(Bound bound, std::uint64_t value) {
+        Limits limits;
+        limits.Set(bound, value);
+        machine.platform.SetLimits(limits);
     }
     static std::size_t Descriptors() {
         const std::filesystem::directory_iterator entries("/proc/self/fd");
@@ -35,14 +44,14 @@ protected:
 
     test::TestPlatform machine;
     TcpListening& listening = machine.platform.tcp;
-    SocketLayer layer{machine.platform};
+    std::optional<SocketLayer> layer{std::in_place, machine.platform};
     std::shared_ptr<Listener> opened;
     std::optional<test::FrameClient> client;
     std::vector<test::FrameClient> clients;
 };
 
 TEST_F(Tcp, BytesGoBothWaysAndThePeersEndIsSeen) {
-    const std::shared_ptr<Listener> listener = layer.MakeListener(0, 10);
+    const std::shared_ptr<Listener> listener = layer->MakeListener(0, 10);
     listener->Open();
     test::FrameClient client = test::FrameClient::ToTcp(listening.boundPort);
     const std::shared_ptr<Stream> stream = listener->Accept();
@@ -59,7 +68,7 @@ TEST_F(Tcp, BytesGoBothWaysAndThePeersEndIsSeen) {
 }
 
 TEST_F(Tcp, CloseEndsABlockedReadAndAPeerSeesIt) {
-    const std::shared_ptr<Listener> listener = layer.MakeListener(0, 10);
+    const std::shared_ptr<Listener> listener = layer->MakeListener(0, 10);
     listener->Open();
     test::FrameClient client = test::FrameClient::ToTcp(listening.boundPort);
     const std::shared_ptr<Stream> stream = listener->Accept();
@@ -87,13 +96,56 @@ TEST_F(Tcp, AResetPeerCostsNoDescriptorAlthoughItsStreamIsHeld) {
     EXPECT_EQ(stream->IsAlive(), 0U);
 }
 
+TEST_F(Tcp, AConnectionWithoutAPlaceIsClosedAndALaterOneIsServed) {
+    SetBound(Bound::TcpConnections, 1);
+    std::shared_ptr<Stream> first = Connect();
+    test::FrameClient refused = test::FrameClient::ToTcp(listening.boundPort);
+    std::shared_ptr<Stream> second;
+    std::thread accepting([&] { second = opened->Accept(); });
+    EXPECT_TRUE(refused.SeesEnd());
+    first.reset();
+    test::FrameClient served = test::FrameClient::ToTcp(listening.boundPort);
+    accepting.join();
+    EXPECT_EQ(second->IsAlive(), 1U);
+}
+
+TEST_F(Tcp, ASharedFrameIsCountedOnceAndWhoHoldsMostIsCut) {
+    SetBound(Bound::Outputs, 50'000'000);
+    const auto frame = std::make_shared<const std::string>(40'000'000, 'x');
+    std::vector<std::shared_ptr<Stream>> streams;
+    for (int count = 0; count < 4; ++count) {
+        streams.push_back(Connect());
+        clients.push_back(std::move(*client));
+    }
+    for (int count = 0; count < 3; ++count) {
+        streams[std::size_t(count)]->WriteShared(frame);
+    }
+    const Accounting& accounting = *machine.platform.accounting;
+    EXPECT_EQ(accounting.Total(Resource::Output), frame->size());
+    streams[3]->Write(reinterpret_cast<const std::uint8_t*>(frame->data()),
+                      static_cast<std::int32_t>(frame->size()));
+    EXPECT_EQ(streams[3]->IsAlive(), 0U);
+    EXPECT_EQ(streams[0]->IsAlive(), 1U);
+    EXPECT_EQ(accounting.Total(Resource::Output), frame->size());
+    clients.clear();
+    EXPECT_TRUE(test::Eventually([&] { return accounting.Total(Resource::Output) == 0; }));
+}
+
+TEST_F(Tcp, AnAnswerBeforeTheEndArrivesAlthoughThePeerSendsMore) {
+    const std::string text(1'500'000, 'x');
+    const std::string frame = test::FrameOf(text);
+    const std::shared_ptr<Stream> stream = Connect();
+    client->SendBytes(std::string(300'000, 'y'));
+    stream->Write(reinterpret_cast<const std::uint8_t*>(frame.data()),
+                  static_cast<std::int32_t>(frame.size()));
+    stream->Close();
+    client->SendBytes(std::string(300'000, 'y'));
+    EXPECT_TRUE(client->Receive() == text);
+    EXPECT_TRUE(client->SeesEnd());
+}
+
 TEST_F(Tcp, OfThePeersThatEndedTheirSideTheOldestIsDroppedAndNoneThatTheHubClosed) {
-    Limits limits;
-    limits.Set(Bound::EndedPeers, 2);
-    machine.platform.SetLimits(limits);
-    SocketLayer bounded(machine.platform);
-    opened = bounded.MakeListener(0, 10);
-    opened->Open();
+    SetBound(Bound::EndedPeers, 2);
     std::vector<std::shared_ptr<Stream>> ended;
     std::uint8_t byte = 0;
     const auto end = [&] {
@@ -120,14 +172,14 @@ TEST_F(Tcp, OfThePeersThatEndedTheirSideTheOldestIsDroppedAndNoneThatTheHubClose
 }
 
 TEST_F(Tcp, ATakenPortGivesNoStreamAndPort65534WaitsForClose) {
-    const std::shared_ptr<Listener> first = layer.MakeListener(0, 10);
+    const std::shared_ptr<Listener> first = layer->MakeListener(0, 10);
     first->Open();
-    const std::shared_ptr<Listener> second = layer.MakeListener(listening.boundPort, 10);
+    const std::shared_ptr<Listener> second = layer->MakeListener(listening.boundPort, 10);
     second->Open();
     EXPECT_EQ(listening.bindError, EADDRINUSE);
     EXPECT_FALSE(second->Accept());
 
-    const std::shared_ptr<Listener> none = layer.MakeListener(65534, 10);
+    const std::shared_ptr<Listener> none = layer->MakeListener(65534, 10);
     none->Open();
     std::thread waiting([&] { EXPECT_FALSE(none->Accept()); });
     none->Close();
@@ -135,7 +187,7 @@ TEST_F(Tcp, ATakenPortGivesNoStreamAndPort65534WaitsForClose) {
 }
 
 TEST_F(Tcp, CloseReleasesABlockedAccept) {
-    const std::shared_ptr<Listener> listener = layer.MakeListener(0, 10);
+    const std::shared_ptr<Listener> listener = layer->MakeListener(0, 10);
     listener->Open();
     std::thread accepting([&] { EXPECT_FALSE(listener->Accept()); });
     listener->Close();

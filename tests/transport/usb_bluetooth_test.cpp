@@ -161,14 +161,14 @@ TEST_F(DeviceLinks, AUsbStreamTellsADeadLinkFromASilentOne) {
                  {-1, true, StreamCode::kError, 0},
                  {-1, false, StreamCode::kError, 0}};
     for (const auto& [moved, host, result, alive] : cases) {
-        UsbStream stream(platform.platform.devices, u"UMF1:", 100, -1);
+        UsbStream stream(platform.platform.devices.Open(u"UMF1:"), nullptr, 100, -1);
         script->readResult = moved;
         script->hostAttached = host;
         std::uint8_t buffer[8] = {};
         EXPECT_EQ(stream.Read(buffer, 8), result) << moved << host;
         EXPECT_EQ(stream.IsAlive(), alive) << moved << host;
     }
-    UsbStream stream(platform.platform.devices, u"UMF1:", 100, -1);
+    UsbStream stream(platform.platform.devices.Open(u"UMF1:"), nullptr, 100, -1);
     script->writeResult = 0;
     const std::uint8_t byte = 0;
     EXPECT_EQ(stream.Write(&byte, 1), StreamCode::kLinkLost);
@@ -192,8 +192,8 @@ TEST_F(DeviceLinks, ABluetoothListenerWaitsForItsPeerAndLetsGoOnClose) {
 TEST_F(DeviceLinks, AReadThatEndsGivesTheHandleBackAlthoughTheStreamIsHeld) {
     AddUsbDriver();
     for (const std::int32_t result : {0, -1}) {
-        UsbStream usb(platform.platform.devices, u"UMF1:", 100, -1);
-        BluetoothStream bluetooth(platform.platform.devices, u"UMF1:");
+        UsbStream usb(platform.platform.devices.Open(u"UMF1:"), nullptr, 100, -1);
+        BluetoothStream bluetooth(platform.platform.devices.Open(u"UMF1:"), nullptr);
         script->readResult = result;
         std::uint8_t byte = 0;
         EXPECT_LT(usb.Read(&byte, 1), 1);
@@ -204,7 +204,7 @@ TEST_F(DeviceLinks, AReadThatEndsGivesTheHandleBackAlthoughTheStreamIsHeld) {
 }
 
 TEST_F(DeviceLinks, AnUnknownDeviceFailsQuietly) {
-    DeviceStream stream(platform.platform.devices, u"NONE:", 0);
+    DeviceStream stream(platform.platform.devices, u"NONE:");
     std::uint8_t byte = 0;
     EXPECT_EQ(stream.Read(&byte, 1), StreamCode::kError);
     EXPECT_EQ(stream.Write(&byte, 1), StreamCode::kError);

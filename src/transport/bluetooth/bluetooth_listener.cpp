@@ -6,6 +6,11 @@
 #include "transport/device/device_control_codes.h"
 
 namespace vantry {
+namespace {
+
+constexpr std::uint32_t kExhaustedMilliseconds = 50;
+
+}  // namespace
 
 BluetoothListener::BluetoothListener(Platform& machine, std::uint32_t peerChannel)
     : platform(machine), channel(peerChannel), device(machine.devices.Open(kDeviceName)) {}
@@ -21,24 +26,46 @@ std::shared_ptr<Stream> BluetoothListener::Accept() {
     if (!device) {
         return nullptr;
     }
-    auto stream = std::make_shared<BluetoothStream>(platform.devices, kDeviceName);
-    if (!Await(stream)) {
-        return nullptr;
+    while (NoteWaiting(nullptr)) {
+        const std::shared_ptr<DeviceHandle> handle = platform.devices.Open(kDeviceName);
+        if (!handle) {
+            static_cast<void>(closing.Wait(kExhaustedMilliseconds));
+            continue;
+        }
+        if (!AwaitPeer(handle)) {
+            return nullptr;
+        }
+        if (const std::shared_ptr<ConnectionAccount> account =
+                platform.accounting->Admit(Link::Bluetooth, {})) {
+            auto stream = std::make_shared<BluetoothStream>(handle, account);
+            Stream::GiveUpWhenCut(stream);
+            return stream;
+        }
+        handle->Close();
+    }
+    return nullptr;
+}
+
+bool BluetoothListener::AwaitPeer(const std::shared_ptr<DeviceHandle>& handle) {
+    if (!NoteWaiting(handle)) {
+        handle->Close();
+        return false;
     }
     const auto number =
         std::bit_cast<std::array<std::uint8_t, 2>>(static_cast<std::uint16_t>(channel));
     // What it returns says nothing: a stream without a peer ends at its first read.
-    stream->Control(ControlCode::kAwaitPeer, number, {});
-    return Await(nullptr) ? stream : nullptr;
+    handle->Control(ControlCode::kAwaitPeer, number, {});
+    return NoteWaiting(nullptr);
 }
 
-bool BluetoothListener::Await(const std::shared_ptr<BluetoothStream>& stream) {
+bool BluetoothListener::NoteWaiting(const std::shared_ptr<DeviceHandle>& handle) {
     ScopedLock guard(waitingLock);
-    waiting = stream;
+    waiting = handle;
     return !closed;
 }
 
 void BluetoothListener::Close() {
+    closing.Set();
     ScopedLock guard(waitingLock);
     closed = true;
     if (waiting) {

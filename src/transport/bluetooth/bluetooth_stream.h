@@ -9,14 +9,12 @@ namespace vantry {
 /// device's handle back.
 class BluetoothStream final : public DeviceStream {
 public:
-    BluetoothStream(DeviceRegistry& devices, std::u16string_view name)
-        : DeviceStream(devices, name, 1) {}
+    using DeviceStream::DeviceStream;
 
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
         const std::int32_t count = DeviceStream::Read(buffer, length);
         if (count <= 0) {
-            MarkDead();
-            Close();
+            GiveUp();
         }
         return count;
     }

@@ -9,9 +9,16 @@ std::int32_t CountOrError(std::int32_t moved) { return moved < 0 ? StreamCode::k
 
 }  // namespace
 
-DeviceStream::DeviceStream(DeviceRegistry& devices, std::u16string_view name,
-                           std::uint32_t isExternal)
-    : Stream(isExternal), handle(devices.Open(name)) {}
+DeviceStream::DeviceStream(DeviceRegistry& devices, std::u16string_view name)
+    : handle(devices.Open(name)) {}
+
+DeviceStream::DeviceStream(std::shared_ptr<DeviceHandle> opened,
+                           const std::shared_ptr<ConnectionAccount>& account)
+    : Stream(account), handle(std::move(opened)) {
+    if (const std::shared_ptr<DeviceHandle> device = Handle(); device && account) {
+        device->ChargeTo(account);
+    }
+}
 
 std::shared_ptr<DeviceHandle> DeviceStream::Handle() const {
     ScopedLock guard(lock);
@@ -26,6 +33,11 @@ std::int32_t DeviceStream::Read(std::uint8_t* buffer, std::int32_t length) {
 std::int32_t DeviceStream::Write(const std::uint8_t* buffer, std::int32_t length) {
     const std::shared_ptr<DeviceHandle> device = Handle();
     return device ? CountOrError(device->Write(buffer, length)) : StreamCode::kError;
+}
+
+std::int32_t DeviceStream::WriteShared(const std::shared_ptr<const std::string>& frame) {
+    const std::shared_ptr<DeviceHandle> device = Handle();
+    return device ? CountOrError(device->WriteShared(frame)) : StreamCode::kError;
 }
 
 void DeviceStream::Close() {

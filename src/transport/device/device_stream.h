@@ -15,11 +15,16 @@ namespace vantry {
 /// kError. A second Close is harmless.
 class DeviceStream : public Stream {
 public:
-    DeviceStream(DeviceRegistry& devices, std::u16string_view name, std::uint32_t isExternal);
+    /// An internal stream over a new handle of the device.
+    DeviceStream(DeviceRegistry& devices, std::u16string_view name);
+    /// An external stream over `opened`, which may be empty. Without an account nothing is counted.
+    DeviceStream(std::shared_ptr<DeviceHandle> opened,
+                 const std::shared_ptr<ConnectionAccount>& account);
     ~DeviceStream() override { DeviceStream::Close(); }
 
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
+    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override;
     void Close() override;
 
     /// Sends the driver a control code. False without a device, or if the driver refuses.

@@ -14,8 +14,9 @@ constexpr std::uint32_t kPositionLimit = 0xFFFF;
 DataHandlerManager::DataHandlerManager(std::shared_ptr<MessageVisitor> messageVisitor,
                                        std::shared_ptr<ThreadReaper> threadReaper,
                                        std::shared_ptr<SessionLog> sessionLog,
-                                       std::uint32_t priority)
+                                       std::uint32_t priority, HubStatus& hubStatus)
     : sessionPriority(priority),
+      status(hubStatus),
       visitor(std::move(messageVisitor)),
       reaper(std::move(threadReaper)),
       errorLog(std::move(sessionLog)) {}
@@ -53,6 +54,7 @@ bool DataHandlerManager::AddSession(std::shared_ptr<PeekStream> stream) {
     {
         ScopedLock guard(sessionsLock);
         sessions.push_back({start->sessionId, stream});
+        ++status.clients;
     }
     start->thread = reaper->MakeThread(&DataHandlerManager::RunSession, sessionPriority, "session");
     Thread& thread = *start->thread;
@@ -73,6 +75,9 @@ std::uint32_t DataHandlerManager::RunSession(void* argument) {
     std::shared_ptr<PeekStream> stream = std::move(start->stream);
     while (manager.ProcessNext(stream) != 0) {
     }
+    if (const std::shared_ptr<ConnectionAccount>& account = stream->Account()) {
+        account->Leave();
+    }
     manager.reaper->Retire(std::move(start->thread));
     // The stream goes when no lock is held. The manager may go as soon as the lock is let go.
     std::shared_ptr<PeekStream> entered;
@@ -87,6 +92,7 @@ std::shared_ptr<PeekStream> DataHandlerManager::RemoveEntry(std::uint32_t sessio
                                     [&](const auto& session) { return session.id == sessionId; });
     std::shared_ptr<PeekStream> stream = std::move(entry->stream);
     sessions.erase(entry);
+    --status.clients;
     return stream;
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "platform/hub_status.h"
 #include "platform/session_log.h"
 #include "runtime/event.h"
 #include "runtime/lock.h"
@@ -24,7 +25,8 @@ class DataHandlerManager {
 public:
     DataHandlerManager(std::shared_ptr<MessageVisitor> messageVisitor,
                        std::shared_ptr<ThreadReaper> threadReaper,
-                       std::shared_ptr<SessionLog> sessionLog, std::uint32_t priority);
+                       std::shared_ptr<SessionLog> sessionLog, std::uint32_t priority,
+                       HubStatus& hubStatus);
     ~DataHandlerManager();
     DataHandlerManager(const DataHandlerManager&) = delete;
     DataHandlerManager& operator=(const DataHandlerManager&) = delete;
@@ -56,6 +58,8 @@ private:
     DataHandler* ChooseHandler(const std::shared_ptr<PeekStream>& stream);
 
     const std::uint32_t sessionPriority;
+    /// Is told how many sessions there are.
+    HubStatus& status;
     Lock handlersLock;
     std::vector<std::unique_ptr<DataHandler>> handlers GUARDED_BY(handlersLock);
     Lock sessionsLock;

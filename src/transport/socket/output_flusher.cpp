@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <utility>
@@ -16,8 +17,10 @@ constexpr int kLookMilliseconds = 25;
 
 }  // namespace
 
-OutputFlusher::OutputFlusher()
-    : poller(epoll_create1(EPOLL_CLOEXEC)), wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+OutputFlusher::OutputFlusher(std::uint64_t mostLingering)
+    : most(mostLingering),
+      poller(epoll_create1(EPOLL_CLOEXEC)),
+      wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     epoll_event event{.events = EPOLLIN, .data = {.fd = wake}};
     epoll_ctl(poller, EPOLL_CTL_ADD, wake, &event);
     if (!thread.Start([this] { Run(); }, "output-flusher")) {
@@ -45,7 +48,7 @@ void OutputFlusher::Stop() {
     }
 }
 
-bool OutputFlusher::Watch(int number, std::shared_ptr<SocketOutput> output) {
+bool OutputFlusher::Watch(int number, std::shared_ptr<SocketOutput> output, bool waitsForSocket) {
     {
         ScopedLock guard(lock);
         if (stopping) {
@@ -54,7 +57,7 @@ bool OutputFlusher::Watch(int number, std::shared_ptr<SocketOutput> output) {
         outputs.insert_or_assign(number, std::move(output));
     }
     epoll_event event{.events = EPOLLOUT, .data = {.fd = number}};
-    if (epoll_ctl(poller, EPOLL_CTL_ADD, number, &event) != 0) {
+    if (waitsForSocket && epoll_ctl(poller, EPOLL_CTL_ADD, number, &event) != 0) {
         Forget(number);
         return false;
     }
@@ -64,8 +67,10 @@ bool OutputFlusher::Watch(int number, std::shared_ptr<SocketOutput> output) {
     return true;
 }
 
+void OutputFlusher::WatchByTime(int number) { epoll_ctl(poller, EPOLL_CTL_DEL, number, nullptr); }
+
 void OutputFlusher::Forget(int number) {
-    epoll_ctl(poller, EPOLL_CTL_DEL, number, nullptr);
+    WatchByTime(number);
     ScopedLock guard(lock);
     outputs.erase(number);
 }
@@ -78,6 +83,25 @@ std::vector<std::shared_ptr<SocketOutput>> OutputFlusher::Watched() {
         all.push_back(output);
     }
     return all;
+}
+
+void OutputFlusher::BoundLingering(const std::vector<std::shared_ptr<SocketOutput>>& all) {
+    if (all.size() <= most) {
+        return;
+    }
+    std::vector<std::pair<std::uint64_t, SocketOutput*>> lingering;
+    for (const std::shared_ptr<SocketOutput>& output : all) {
+        if (const std::uint64_t since = output->LingersSince(); since != 0) {
+            lingering.emplace_back(since, output.get());
+        }
+    }
+    if (lingering.size() <= most) {
+        return;
+    }
+    std::sort(lingering.begin(), lingering.end());
+    for (std::size_t place = 0; place < lingering.size() - most; ++place) {
+        lingering[place].second->CloseNow();
+    }
 }
 
 void OutputFlusher::Run() {
@@ -93,6 +117,7 @@ void OutputFlusher::Run() {
         for (const std::shared_ptr<SocketOutput>& output : all) {
             output->Advance();
         }
+        BoundLingering(all);
         epoll_wait(poller, ready.data(), static_cast<int>(ready.size()),
                    all.empty() ? -1 : kLookMilliseconds);
         std::uint64_t count = 0;

@@ -17,7 +17,9 @@ namespace vantry {
 /// outlive that: they fail then instead of waiting.
 class OutputFlusher {
 public:
-    OutputFlusher();
+    /// Of the connections with an account that are closed and still have output, at most
+    /// `mostLingering` are kept; the one that was closed first goes first.
+    explicit OutputFlusher(std::uint64_t mostLingering = kUnbounded);
     ~OutputFlusher();
     OutputFlusher(const OutputFlusher&) = delete;
     OutputFlusher& operator=(const OutputFlusher&) = delete;
@@ -29,13 +31,18 @@ public:
 private:
     friend class SocketOutput;
 
-    /// Advances `output` whenever the socket takes more. False if it can't be.
-    [[nodiscard]] bool Watch(int number, std::shared_ptr<SocketOutput> output);
+    /// Advances `output` every few milliseconds and, if it waits for the socket, whenever that
+    /// takes more. False if it can't be.
+    [[nodiscard]] bool Watch(int number, std::shared_ptr<SocketOutput> output, bool waitsForSocket);
+    /// Doesn't look at the socket itself any more.
+    void WatchByTime(int number);
     void Forget(int number);
 
     void Run();
     std::vector<std::shared_ptr<SocketOutput>> Watched();
+    void BoundLingering(const std::vector<std::shared_ptr<SocketOutput>>& all);
 
+    const std::uint64_t most;
     const int poller;
     const int wake;
     Lock lock;

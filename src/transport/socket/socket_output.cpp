@@ -1,9 +1,30 @@
+// Output that never makes its writer wait.
+//
+// A frame is offered to the socket first, without blocking. What the socket doesn't take waits in a
+// list of pieces: copies, or references to frames that several connections share. While something
+// waits, the flusher's thread calls Advance whenever the socket has room, and every few
+// milliseconds, until the list is empty.
+//
+// A peer must take a part of what waits in each window of time, so one that takes a byte now and
+// then can't hold much memory for long. How much it has taken is what was given to the socket less
+// what is still queued there: a socket counts as writable only when much of its buffer is free, so
+// room in the socket says too little.
+//
+// A TCP connection that is closed while the peer is still sending would be reset, and the reset
+// drops what the peer hasn't taken. Such a connection lingers: its sending side is ended, its input
+// is thrown away, and it is closed when the peer has ended its side too, or has had everything for
+// a while, or sends too much.
+
 #include "transport/socket/socket_output.h"
 
 #include <linux/sockios.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 
+#include <array>
 #include <cerrno>
 #include <utility>
 
@@ -11,6 +32,18 @@
 #include "transport/socket/output_flusher.h"
 
 namespace vantry {
+namespace {
+
+/// Shorter texts are copied behind one another: a piece of its own would cost more than its text.
+constexpr std::size_t kShort = 4U << 10U;
+constexpr std::size_t kLongestJoined = 64U << 10U;
+/// The part of what waits that a peer must take within the stall time.
+constexpr std::size_t kPartDue = 256;
+constexpr std::uint64_t kLingerNanoseconds = 1'000 * kNanosecondsPerMillisecond;
+constexpr std::size_t kMostThrownAway = 16U << 20U;
+constexpr std::size_t kThrowsAtOnce = 64;
+
+}  // namespace
 
 std::shared_ptr<SocketOutput> SocketOutput::Make(std::shared_ptr<SocketDescriptor> socket,
                                                  std::shared_ptr<OutputFlusher> flusher,
@@ -23,36 +56,99 @@ SocketOutput::SocketOutput(std::shared_ptr<SocketDescriptor> connection,
                            std::shared_ptr<OutputFlusher> sharedFlusher, OutputLimits bounds)
     : socket(std::move(connection)), flusher(std::move(sharedFlusher)), limits(bounds) {}
 
-int SocketOutput::Write(const std::uint8_t* frame, std::size_t length) {
+SocketOutput::~SocketOutput() {
     ScopedLock guard(lock);
+    while (!pieces.empty()) {
+        DropFirst();
+    }
+}
+
+void SocketOutput::ChargeTo(std::shared_ptr<ConnectionAccount> owner) {
+    ScopedLock guard(lock);
+    account = std::move(owner);
+}
+
+int SocketOutput::Write(const std::uint8_t* frame, std::size_t length) {
+    std::optional<Bound> exceeded;
+    int result = 0;
+    {
+        ScopedLock guard(lock);
+        result = Take({reinterpret_cast<const char*>(frame), length}, nullptr, exceeded);
+    }
+    Enforce(exceeded);
+    return result;
+}
+
+int SocketOutput::WriteShared(const std::shared_ptr<const std::string>& frame) {
+    std::optional<Bound> exceeded;
+    int result = 0;
+    {
+        ScopedLock guard(lock);
+        result = Take(*frame, frame, exceeded);
+    }
+    Enforce(exceeded);
+    return result;
+}
+
+int SocketOutput::Take(std::string_view text, const std::shared_ptr<const std::string>& shared,
+                       std::optional<Bound>& exceeded) {
     if (failure != 0 || closing) {
         return failure != 0 ? failure : EPIPE;
     }
     std::size_t taken = 0;
-    if (Waiting() == 0) {
-        const std::optional<std::size_t> now = SendNow(frame, length);
+    if (waiting == 0) {
+        const std::optional<std::size_t> now = SendNow(text);
         if (!now) {
             return failure;
         }
         taken = *now;
-    } else if (Waiting() + length > limits.waitingBytes) {
+        StartProgress();
+    } else if (waiting + text.size() > MostWaiting()) {
+        exceeded = Bound::Output;
         Fail(ETIMEDOUT);
         return failure;
     }
-    if (taken < length && !Keep(frame + taken, length - taken)) {
+    if (taken == text.size()) {
+        return 0;
+    }
+    exceeded = Keep(text.substr(taken), shared);
+    if (!watched && !JoinFlusher(true)) {
         Fail(EPIPE);
         return failure;
     }
     return 0;
 }
 
-std::optional<std::size_t> SocketOutput::SendNow(const std::uint8_t* bytes, std::size_t length) {
+void SocketOutput::Enforce(std::optional<Bound> exceeded) {
+    if (!exceeded) {
+        return;
+    }
+    std::shared_ptr<ConnectionAccount> charged;
+    {
+        ScopedLock guard(lock);
+        charged = account;
+    }
+    if (!charged) {
+        return;
+    }
+    if (*exceeded == Bound::Output) {
+        charged->Cut(Bound::Output);
+    } else {
+        charged->Owner().Relieve(Resource::Output);
+    }
+}
+
+std::size_t SocketOutput::MostWaiting() const {
+    return account ? account->Owner().Bounds()[Bound::Output] : limits.waitingBytes;
+}
+
+std::optional<std::size_t> SocketOutput::SendNow(std::string_view text) {
     const SocketDescriptor::Use use(*socket);
     if (!use) {
         Fail(EPIPE);
         return std::nullopt;
     }
-    const ssize_t count = send(use.Number(), bytes, length, MSG_DONTWAIT | MSG_NOSIGNAL);
+    const ssize_t count = send(use.Number(), text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (count >= 0) {
         return static_cast<std::size_t>(count);
     }
@@ -63,15 +159,28 @@ std::optional<std::size_t> SocketOutput::SendNow(const std::uint8_t* bytes, std:
     return std::nullopt;
 }
 
-bool SocketOutput::Keep(const std::uint8_t* bytes, std::size_t length) {
-    waiting.append(reinterpret_cast<const char*>(bytes), length);
-    if (watched) {
-        return true;
+std::optional<Bound> SocketOutput::Keep(std::string_view rest,
+                                        const std::shared_ptr<const std::string>& shared) {
+    waiting += rest.size();
+    if (shared && rest.size() >= kShort) {
+        if (pieces.empty()) {
+            sentOfFirst = shared->size() - rest.size();
+        }
+        pieces.push_back({{}, shared});
+        return account ? account->AddShared(shared.get(), shared->size()) : std::nullopt;
     }
+    const bool joins = !pieces.empty() && !pieces.back().shared && rest.size() < kShort &&
+                       pieces.back().own.size() < kLongestJoined;
+    if (!joins) {
+        pieces.emplace_back();
+    }
+    pieces.back().own.append(rest);
+    return account ? account->Add(Resource::Output, rest.size()) : std::nullopt;
+}
+
+bool SocketOutput::JoinFlusher(bool waitsForSocket) {
     watched.emplace(*socket);
-    lastProgress = NowNanoseconds();
-    lastQueued = 0;
-    if (*watched && flusher->Watch(watched->Number(), shared_from_this())) {
+    if (*watched && flusher->Watch(watched->Number(), shared_from_this(), waitsForSocket)) {
         return true;
     }
     watched.reset();
@@ -83,53 +192,131 @@ void SocketOutput::Advance() {
     if (!watched) {
         return;
     }
-    SendWaiting();
-    if (failure == 0 && Waiting() != 0) {
-        if (!HasStalled()) {
-            return;
-        }
-        Fail(ETIMEDOUT);
+    if (account && account->WasCut()) {
+        Fail(EPIPE);
+        return;
     }
-    LeaveFlusher();
-    if (closing) {
+    if (waiting != 0) {
+        SendWaiting();
+    }
+    if (failure != 0) {
+        return;
+    }
+    if (waiting != 0 || (lingering && Queued() != 0)) {
+        takenSince = NowNanoseconds();
+        if (HasStalled()) {
+            Fail(ETIMEDOUT);
+        }
+        return;
+    }
+    if (!closing) {
+        LeaveFlusher();
+    } else if (limits.lingers && !lingering) {
+        StartLingering();
+    } else if (!lingering || HasPeerEnded(watched->Number()) ||
+               NowNanoseconds() - takenSince >= kLingerNanoseconds) {
+        LeaveFlusher();
         socket->Close();
     }
 }
 
 void SocketOutput::SendWaiting() {
-    const std::optional<std::size_t> count =
-        SendNow(reinterpret_cast<const std::uint8_t*>(waiting.data()) + sent, Waiting());
-    if (!count) {
-        return;
+    constexpr std::size_t kAtOnce = 16;
+    std::array<iovec, kAtOnce> parts;
+    std::size_t count = 0;
+    std::size_t skip = sentOfFirst;
+    for (auto piece = pieces.begin(); piece != pieces.end() && count < kAtOnce; ++piece) {
+        const std::string_view text = piece->Text().substr(std::exchange(skip, 0));
+        parts[count++] = {const_cast<char*>(text.data()), text.size()};
     }
-    sent += *count;
-    if (*count != 0) {
-        lastProgress = NowNanoseconds();
-    }
-    if (Waiting() == 0) {
-        waiting = {};
-        sent = 0;
-    } else if (sent > waiting.size() / 2) {
-        waiting.erase(0, sent);
-        sent = 0;
+    msghdr message{};
+    message.msg_iov = parts.data();
+    message.msg_iovlen = count;
+    const ssize_t sent = sendmsg(watched->Number(), &message, MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (sent >= 0) {
+        DropTaken(static_cast<std::size_t>(sent));
+    } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
+        Fail(errno);
     }
 }
 
-bool SocketOutput::HasStalled() {
-    // A socket counts as writable only when much of its buffer is free, so a slow peer is known
-    // by what it has taken out of that buffer.
-    int queued = 0;
-    if (ioctl(watched->Number(), SIOCOUTQ, &queued) == 0 && queued != lastQueued) {
-        lastQueued = queued;
-        lastProgress = NowNanoseconds();
+void SocketOutput::DropTaken(std::size_t count) {
+    waiting -= count;
+    given += static_cast<std::int64_t>(count);
+    sentOfFirst += count;
+    while (!pieces.empty() && sentOfFirst >= pieces.front().Text().size()) {
+        sentOfFirst -= pieces.front().Text().size();
+        DropFirst();
     }
-    return NowNanoseconds() - lastProgress >= limits.stallMilliseconds * kNanosecondsPerMillisecond;
+}
+
+void SocketOutput::DropFirst() {
+    const Piece& first = pieces.front();
+    if (account && first.shared) {
+        account->RemoveShared(first.shared.get());
+    } else if (account) {
+        account->Remove(Resource::Output, first.own.size());
+    }
+    pieces.pop_front();
+}
+
+int SocketOutput::Queued() const {
+    int queued = 0;
+    return ioctl(watched->Number(), SIOCOUTQ, &queued) == 0 ? queued : 0;
+}
+
+void SocketOutput::StartProgress() {
+    given = 0;
+    windowStart = 0;
+}
+
+bool SocketOutput::HasStalled() {
+    const std::int64_t taken = given - Queued();
+    const std::uint64_t now = NowNanoseconds();
+    if (windowStart == 0 || taken - takenAtStart >= due) {
+        windowStart = now;
+        takenAtStart = taken;
+        due = static_cast<std::int64_t>(waiting / kPartDue + 1);
+        return false;
+    }
+    return now - windowStart >= limits.stallMilliseconds * kNanosecondsPerMillisecond;
+}
+
+void SocketOutput::StartLingering() {
+    lingering = true;
+    windowStart = 0;
+    takenSince = NowNanoseconds();
+    shutdown(watched->Number(), SHUT_WR);
+    flusher->WatchByTime(watched->Number());
+}
+
+bool SocketOutput::HasPeerEnded(int number) {
+    std::array<char, 16U << 10U> thrown;
+    for (std::size_t times = 0; times < kThrowsAtOnce; ++times) {
+        const ssize_t count = recv(number, thrown.data(), thrown.size(), MSG_DONTWAIT);
+        if (count <= 0) {
+            break;
+        }
+        thrownAway += static_cast<std::size_t>(count);
+    }
+    // That recv ended says nothing: the receiving side was shut down to wake the reader.
+    tcp_info info{};
+    socklen_t size = sizeof info;
+    if (thrownAway > kMostThrownAway ||
+        getsockopt(number, IPPROTO_TCP, TCP_INFO, &info, &size) != 0) {
+        return true;
+    }
+    return info.tcpi_state != TCP_ESTABLISHED && info.tcpi_state != TCP_FIN_WAIT1 &&
+           info.tcpi_state != TCP_FIN_WAIT2;
 }
 
 void SocketOutput::Fail(int error) {
     failure = error;
-    waiting = {};
-    sent = 0;
+    while (!pieces.empty()) {
+        DropFirst();
+    }
+    waiting = 0;
+    sentOfFirst = 0;
     LeaveFlusher();
     socket->Close();
 }
@@ -143,12 +330,31 @@ void SocketOutput::LeaveFlusher() {
 
 void SocketOutput::Close() {
     ScopedLock guard(lock);
-    closing = true;
-    if (watched) {
-        socket->ShutDownReceiving();
-    } else {
-        socket->Close();
+    if (account && account->WasCut()) {
+        Fail(EPIPE);
+        return;
     }
+    if (std::exchange(closing, true) || failure != 0) {
+        return;
+    }
+    closedAt = NowNanoseconds();
+    socket->ShutDownReceiving();
+    if (watched) {
+        return;
+    }
+    if (limits.lingers) {
+        const SocketDescriptor::Use use(*socket);
+        if (use && !HasPeerEnded(use.Number()) && JoinFlusher(false)) {
+            StartLingering();
+            return;
+        }
+    }
+    socket->Close();
+}
+
+std::uint64_t SocketOutput::LingersSince() {
+    ScopedLock guard(lock);
+    return account ? closedAt : 0;
 }
 
 void SocketOutput::CloseNow() {

@@ -10,4 +10,12 @@ std::int32_t Stream::CopyFrom(Stream& source, std::int32_t length) {
     return got < 0 ? got : Write(bytes.data(), std::min(got, length));
 }
 
+void Stream::GiveUpWhenCut(const std::shared_ptr<Stream>& stream) {
+    stream->Account()->OnCut([held = std::weak_ptr<Stream>(stream)] {
+        if (const std::shared_ptr<Stream> cut = held.lock()) {
+            cut->GiveUp();
+        }
+    });
+}
+
 }  // namespace vantry

@@ -43,6 +43,9 @@ public:
                      static_cast<std::int32_t>(frame->size()));
     }
     virtual void Close() = 0;
+    /// Has the stream given up when its account is cut. Whoever made the stream calls it once,
+    /// before other threads know it.
+    static void GiveUpWhenCut(const std::shared_ptr<Stream>& stream);
     /// What the connection makes the hub hold. Empty for an internal stream: nothing of it is
     /// counted.
     virtual const std::shared_ptr<ConnectionAccount>& Account() const { return account; }
@@ -71,6 +74,11 @@ protected:
         : id(sharedId), external(isExternal), sendLock(std::move(sharedLock)) {}
 
     void MarkDead() { alive = 0; }
+    /// Closes the stream, which counts as dead from now on, so that the engine drops it.
+    void GiveUp() {
+        MarkDead();
+        Close();
+    }
 
 private:
     static inline std::atomic<std::uint32_t> nextId{0};

@@ -21,7 +21,7 @@ void HalfClosedStreams::Add(std::weak_ptr<TcpStream> stream) {
         }
     }
     if (oldest) {
-        oldest->GiveUp();
+        oldest->Account()->Cut(Bound::EndedPeers);
     }
 }
 

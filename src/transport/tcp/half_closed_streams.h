@@ -12,7 +12,7 @@ class TcpStream;
 
 /// The streams whose peers have ended their sending side. Such a stream may still be written to for
 /// as long as a subscription of it lasts, and nothing tells whether its peer still listens, so
-/// their number is bounded: the oldest beyond it is declared dead, and the engine then drops it.
+/// their number is bounded: the account of the oldest beyond it is cut.
 /// Any thread may call it.
 class HalfClosedStreams {
 public:

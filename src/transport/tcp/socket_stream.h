@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <utility>
 
 #include "transport/stream/stream.h"
 
@@ -14,8 +16,9 @@ public:
     std::uint16_t RemotePort() const { return remotePort; }
 
 protected:
-    SocketStream(std::uint32_t address, std::uint16_t port)
-        : Stream(1), remoteAddress(address), remotePort(port) {}
+    SocketStream(std::uint32_t address, std::uint16_t port,
+                 std::shared_ptr<ConnectionAccount> account)
+        : Stream(std::move(account)), remoteAddress(address), remotePort(port) {}
 
 private:
     const std::uint32_t remoteAddress;

@@ -3,8 +3,11 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <string>
 #include <utility>
 
 #include "runtime/interruptible.h"
@@ -37,6 +40,12 @@ bool IsPassing(int error) {
         default:
             return false;
     }
+}
+
+std::string AddressText(const sockaddr_in& peer) {
+    std::array<char, INET_ADDRSTRLEN> address{};
+    inet_ntop(AF_INET, &peer.sin_addr, address.data(), address.size());
+    return std::string(address.data()) + ":" + std::to_string(ntohs(peer.sin_port));
 }
 
 }  // namespace
@@ -90,8 +99,10 @@ std::shared_ptr<Stream> TcpListener::Accept() {
         }
         const int error = errno;
         if (accepted >= 0) {
-            return std::make_shared<TcpStream>(peer.sin_addr.s_addr, peer.sin_port, accepted,
-                                               flusher, halfClosed);
+            if (std::shared_ptr<Stream> stream = Admit(accepted, peer)) {
+                return stream;
+            }
+            continue;
         }
         if (IsExhaustion(error)) {
             static_cast<void>(closed.Wait(kExhaustedMilliseconds));
@@ -99,6 +110,19 @@ std::shared_ptr<Stream> TcpListener::Accept() {
             return nullptr;
         }
     }
+}
+
+std::shared_ptr<Stream> TcpListener::Admit(int accepted, const sockaddr_in& peer) {
+    const std::shared_ptr<ConnectionAccount> account =
+        platform.accounting->Admit(Link::Tcp, AddressText(peer));
+    if (!account) {
+        close(accepted);
+        return nullptr;
+    }
+    auto stream = std::make_shared<TcpStream>(peer.sin_addr.s_addr, peer.sin_port, accepted,
+                                              account, flusher, halfClosed);
+    Stream::GiveUpWhenCut(stream);
+    return stream;
 }
 
 void TcpListener::Close() {

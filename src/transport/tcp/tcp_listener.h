@@ -1,5 +1,7 @@
 #pragma once
 
+#include <netinet/in.h>
+
 #include <cstdint>
 #include <memory>
 
@@ -13,7 +15,8 @@
 namespace vantry {
 
 /// Listens on one TCP port. Whatever the outside does, Accept goes on: it tries again when a peer
-/// has already gone, and waits when the machine has no descriptor or memory for one more.
+/// has already gone, or there is no place for it, and waits when the machine has no descriptor or
+/// memory for one more.
 class TcpListener final : public Listener {
 public:
     TcpListener(Platform& machine, std::uint16_t tcpPort, std::int32_t queueLength,
@@ -26,6 +29,10 @@ public:
     void Close() override;
 
 private:
+    /// A stream over the accepted socket, or nothing, with the socket closed, if there is no place
+    /// for one more connection.
+    std::shared_ptr<Stream> Admit(int accepted, const sockaddr_in& peer);
+
     Platform& platform;
     SocketDescriptor socket;
     const std::uint16_t port;

@@ -15,12 +15,15 @@ bool IsLostPeer(int error) { return error == ECONNABORTED || error == ETIMEDOUT;
 }  // namespace
 
 TcpStream::TcpStream(std::uint32_t address, std::uint16_t port, int accepted,
+                     const std::shared_ptr<ConnectionAccount>& account,
                      std::shared_ptr<OutputFlusher> flusher,
                      std::shared_ptr<HalfClosedStreams> halfClosedStreams)
-    : SocketStream(address, port),
+    : SocketStream(address, port, account),
       socket(std::make_shared<SocketDescriptor>(accepted)),
-      output(SocketOutput::Make(socket, std::move(flusher), {})),
-      halfClosed(std::move(halfClosedStreams)) {}
+      output(SocketOutput::Make(socket, std::move(flusher), {.lingers = true})),
+      halfClosed(std::move(halfClosedStreams)) {
+    output->ChargeTo(account);
+}
 
 std::int32_t TcpStream::Read(std::uint8_t* buffer, std::int32_t length) {
     const SocketDescriptor::Use use(*socket);
@@ -37,6 +40,8 @@ std::int32_t TcpStream::Read(std::uint8_t* buffer, std::int32_t length) {
     }
     const int error = count < 0 ? errno : 0;
     if (count < 0) {
+        // Nothing can be sent to this peer any more either.
+        output->CloseNow();
         GiveUp();
     } else if (!IsClosed()) {
         halfClosed->Add(weak_from_this());
@@ -45,9 +50,17 @@ std::int32_t TcpStream::Read(std::uint8_t* buffer, std::int32_t length) {
 }
 
 std::int32_t TcpStream::Write(const std::uint8_t* buffer, std::int32_t length) {
-    const int error = output->Write(buffer, static_cast<std::size_t>(length));
+    const auto size = static_cast<std::size_t>(length);
+    return ResultOf(output->Write(buffer, size), size);
+}
+
+std::int32_t TcpStream::WriteShared(const std::shared_ptr<const std::string>& frame) {
+    return ResultOf(output->WriteShared(frame), frame->size());
+}
+
+std::int32_t TcpStream::ResultOf(int error, std::size_t length) {
     if (error == 0) {
-        return length;
+        return static_cast<std::int32_t>(length);
     }
     return IsLostPeer(error) || error == ENOBUFS ? StreamCode::kLinkLost : StreamCode::kError;
 }
@@ -55,12 +68,6 @@ std::int32_t TcpStream::Write(const std::uint8_t* buffer, std::int32_t length) {
 void TcpStream::Close() {
     closed = true;
     output->Close();
-}
-
-void TcpStream::GiveUp() {
-    MarkDead();
-    closed = true;
-    output->CloseNow();
 }
 
 }  // namespace vantry

@@ -21,19 +21,22 @@ class TcpStream final : public SocketStream, public std::enable_shared_from_this
 public:
     /// Takes over the accepted socket. Address and port as accept gave them.
     TcpStream(std::uint32_t address, std::uint16_t port, int accepted,
+              const std::shared_ptr<ConnectionAccount>& account,
               std::shared_ptr<OutputFlusher> flusher,
               std::shared_ptr<HalfClosedStreams> halfClosedStreams);
     ~TcpStream() override { TcpStream::Close(); }
 
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
+    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override;
     void Close() override;
-    /// Closes at once, drops what waits for the peer, and counts as dead from now on.
-    void GiveUp();
     /// Whether nothing is written to the peer any more.
     bool IsClosed() const { return closed || socket->IsClosed(); }
 
 private:
+    /// What Write returns for `length` bytes, given the error number of the output.
+    static std::int32_t ResultOf(int error, std::size_t length);
+
     const std::shared_ptr<SocketDescriptor> socket;
     const std::shared_ptr<SocketOutput> output;
     const std::shared_ptr<HalfClosedStreams> halfClosed;

@@ -49,6 +49,21 @@ void UsbListener::Open() {
 }
 
 std::shared_ptr<Stream> UsbListener::Accept() {
+    while (AwaitHost()) {
+        const std::shared_ptr<ConnectionAccount> account =
+            platform.accounting->Admit(Link::Usb, {});
+        // A host without a place gets its stream as well, and loses it at once.
+        auto stream = std::make_shared<UsbStream>(platform.devices.Open(kDeviceName), account,
+                                                  writeTimeout, readTimeout);
+        if (account) {
+            Stream::GiveUpWhenCut(stream);
+            return stream;
+        }
+    }
+    return nullptr;
+}
+
+bool UsbListener::AwaitHost() {
     constexpr std::size_t kStopPlace = 2;
     std::array<std::shared_ptr<SystemEvent>, 3> events{nullptr, wakeEvent, stopEvent};
     {
@@ -56,10 +71,7 @@ std::shared_ptr<Stream> UsbListener::Accept() {
         events[0] = attachedEvent;
     }
     const std::optional<std::size_t> fired = WaitForAny(events);
-    if (!fired || *fired == kStopPlace) {
-        return nullptr;
-    }
-    return std::make_shared<UsbStream>(platform.devices, kDeviceName, writeTimeout, readTimeout);
+    return fired && *fired != kStopPlace;
 }
 
 void UsbListener::Close() {

@@ -28,6 +28,9 @@ public:
     void Close() override;
 
 private:
+    /// Waits until a host is attached. False once the listener is closed, or without a driver.
+    bool AwaitHost();
+
     Platform& platform;
     const std::shared_ptr<DeviceHandle> device;
     const std::shared_ptr<SystemEvent> stopEvent = std::make_shared<SystemEvent>();

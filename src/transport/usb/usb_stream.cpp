@@ -2,6 +2,7 @@
 
 #include <array>
 #include <bit>
+#include <utility>
 
 #include "transport/device/device_control_codes.h"
 
@@ -16,9 +17,10 @@ std::array<std::uint8_t, 4> BytesOf(std::int32_t value) {
 
 }  // namespace
 
-UsbStream::UsbStream(DeviceRegistry& devices, std::u16string_view name, std::int32_t writeTimeout,
+UsbStream::UsbStream(std::shared_ptr<DeviceHandle> opened,
+                     const std::shared_ptr<ConnectionAccount>& account, std::int32_t writeTimeout,
                      std::int32_t readTimeoutOfDriver)
-    : DeviceStream(devices, name, 1),
+    : DeviceStream(std::move(opened), account),
       appliedReadTimeout(kNoTimeout),
       readTimeout(readTimeoutOfDriver) {
     SetReadTimeout(kNoTimeout);
@@ -50,7 +52,14 @@ std::int32_t UsbStream::Read(std::uint8_t* buffer, std::int32_t length) {
 }
 
 std::int32_t UsbStream::Write(const std::uint8_t* buffer, std::int32_t length) {
-    const std::int32_t count = DeviceStream::Write(buffer, length);
+    return ResultOf(DeviceStream::Write(buffer, length));
+}
+
+std::int32_t UsbStream::WriteShared(const std::shared_ptr<const std::string>& frame) {
+    return ResultOf(DeviceStream::WriteShared(frame));
+}
+
+std::int32_t UsbStream::ResultOf(std::int32_t count) {
     if (count > 0) {
         return count;
     }
