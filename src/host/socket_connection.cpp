@@ -54,6 +54,9 @@ bool SocketConnection::HasGoneUnread() {
 }
 
 std::int32_t SocketConnection::WriteShared(const std::shared_ptr<const std::string>& frame) {
+    if (HasGoneUnread()) {
+        return static_cast<std::int32_t>(frame->size());
+    }
     return output->WriteShared(frame) == 0 ? static_cast<std::int32_t>(frame->size()) : -1;
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <iterator>
 #include <optional>
@@ -21,13 +22,16 @@ class Tcp : public testing::Test {
 protected:
     Tcp() { listening.Replace(INADDR_LOOPBACK, std::nullopt); }
 
-    /// A stream whose peer is `client`.
-    std::shared_ptr<Stream> Connect() {
+    void Listen() {
         if (!opened) {
             layer.emplace(machine.platform);
             opened = layer->MakeListener(0, 10);
             opened->Open();
         }
+    }
+    /// A stream whose peer is `client`.
+    std::shared_ptr<Stream> Connect() {
+        Listen();
         client.emplace(test::FrameClient::ToTcp(listening.boundPort));
         return opened->Accept();
     }
@@ -67,6 +71,25 @@ TEST_F(Tcp, BytesGoBothWaysAndThePeersEndIsSeen) {
     EXPECT_LT(stream->Read(buffer, sizeof buffer), 1);
 }
 
+TEST_F(Tcp, WhatCameWithAnEarlierReadComesBeforeTheEnd) {
+    for (const bool resets : {false, true}) {
+        const std::shared_ptr<Stream> stream = Connect();
+        const std::string sent(40'000, 'a');
+        client->SendBytes(sent);
+        std::vector<std::uint8_t> buffer(sent.size());
+        EXPECT_EQ(stream->Read(buffer.data(), 10), 10);
+        resets ? client->Reset() : client->Close();
+        std::int32_t got = 10;
+        for (std::int32_t count = 1; count > 0; got += std::max(count, 0)) {
+            count = stream->Read(buffer.data(), 1'000);
+        }
+        EXPECT_TRUE(resets || got == 40'000) << got;
+        EXPECT_GT(got, 10);
+        EXPECT_EQ(stream->IsAlive(), resets ? 0U : 1U);
+        stream->Close();
+    }
+}
+
 TEST_F(Tcp, CloseEndsABlockedReadAndAPeerSeesIt) {
     const std::shared_ptr<Listener> listener = layer->MakeListener(0, 10);
     listener->Open();
@@ -85,8 +108,7 @@ TEST_F(Tcp, CloseEndsABlockedReadAndAPeerSeesIt) {
 }
 
 TEST_F(Tcp, AResetPeerCostsNoDescriptorAlthoughItsStreamIsHeld) {
-    Connect();
-    client->Close();
+    Listen();
     const std::size_t before = Descriptors();
     std::shared_ptr<Stream> stream = Connect();
     client->Reset();

@@ -202,6 +202,9 @@ void SocketOutput::Advance() {
     if (failure != 0) {
         return;
     }
+    // Input is thrown away from the start, or a peer that sends before it reads would wait for us
+    // as we wait for it.
+    const bool peerEnded = closing && limits.lingers && HasPeerEnded(watched->Number());
     if (waiting != 0 || (lingering && Queued() != 0)) {
         takenSince = NowNanoseconds();
         if (HasStalled()) {
@@ -213,8 +216,7 @@ void SocketOutput::Advance() {
         LeaveFlusher();
     } else if (limits.lingers && !lingering) {
         StartLingering();
-    } else if (!lingering || HasPeerEnded(watched->Number()) ||
-               NowNanoseconds() - takenSince >= kLingerNanoseconds) {
+    } else if (!lingering || peerEnded || NowNanoseconds() - takenSince >= kLingerNanoseconds) {
         LeaveFlusher();
         socket->Close();
     }
@@ -299,7 +301,7 @@ bool SocketOutput::HasPeerEnded(int number) {
         }
         thrownAway += static_cast<std::size_t>(count);
     }
-    // That recv ended says nothing: the receiving side was shut down to wake the reader.
+    // That recv ended says nothing: the receiving side may have been shut down to wake a reader.
     tcp_info info{};
     socklen_t size = sizeof info;
     if (thrownAway > kMostThrownAway ||
@@ -328,7 +330,7 @@ void SocketOutput::LeaveFlusher() {
     }
 }
 
-void SocketOutput::Close() {
+void SocketOutput::Close(bool mayHaveReader) {
     ScopedLock guard(lock);
     if (account && account->WasCut()) {
         Fail(EPIPE);
@@ -338,7 +340,9 @@ void SocketOutput::Close() {
         return;
     }
     closedAt = NowNanoseconds();
-    socket->ShutDownReceiving();
+    if (mayHaveReader) {
+        socket->ShutDownReceiving();
+    }
     if (watched) {
         return;
     }

@@ -51,9 +51,11 @@ public:
     [[nodiscard]] int Write(const std::uint8_t* frame, std::size_t length);
     /// The same, but keeps a reference instead of a copy. The frame must not change any more.
     [[nodiscard]] int WriteShared(const std::shared_ptr<const std::string>& frame);
-    /// Closes the socket, once what waits has been sent; a blocked reader returns at once. A
-    /// connection whose account was cut is closed without delay.
-    void Close();
+    /// Closes the socket, once what waits has been sent. A blocked reader returns at once; whoever
+    /// knows that there is none says so, because the way to wake it would have a lingering
+    /// connection reset by what the peer still sends. A connection whose account was cut is closed
+    /// without delay.
+    void Close(bool mayHaveReader = true);
     /// Drops what waits and closes the socket at once; a blocked reader returns.
     void CloseNow();
     void SetStallMilliseconds(std::uint32_t milliseconds);

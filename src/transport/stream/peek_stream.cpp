@@ -56,6 +56,9 @@ std::int32_t PeekStream::SlideOrTopUp(std::uint8_t* bytes, std::int32_t size) {
     }
     const auto kept =
         static_cast<std::int32_t>(window->Take(bytes, static_cast<std::uint32_t>(want)));
+    if (kept == size) {
+        return kept;
+    }
     const std::int32_t more = inner->Read(bytes + kept, size - kept);
     // A stream that gives nothing has ended, or a window that matches nothing would be looked at
     // for ever.

@@ -1,7 +1,16 @@
+// One receive serves a whole small request: a Read takes more from the socket than it was asked
+// for, and keeps that for the Reads that follow. Each Read still returns what a plain recv of its
+// length would have returned, because bytes that wait in the socket are added to those that are
+// kept; so the windows in which messages are looked for are the same. An error that shows while
+// bytes are kept is told by the Read after them, as the socket itself would do it.
+
 #include "transport/tcp/tcp_stream.h"
 
 #include <sys/socket.h>
+#include <sys/uio.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <utility>
 
@@ -9,6 +18,11 @@
 
 namespace vantry {
 namespace {
+
+/// How much more than it was asked for a Read may take from the socket.
+constexpr std::size_t kReadAhead = 16U << 10U;
+/// An idle connection keeps no larger buffer than this.
+constexpr std::size_t kKeptCapacity = 512;
 
 bool IsLostPeer(int error) { return error == ECONNABORTED || error == ETIMEDOUT; }
 
@@ -26,20 +40,78 @@ TcpStream::TcpStream(std::uint32_t address, std::uint16_t port, int accepted,
 }
 
 std::int32_t TcpStream::Read(std::uint8_t* buffer, std::int32_t length) {
-    const SocketDescriptor::Use use(*socket);
-    if (!use || length <= 0) {
-        return length <= 0 ? 0 : StreamCode::kError;
+    if (length <= 0) {
+        return 0;
     }
+    const SocketDescriptor::Use use(*socket);
+    if (!use || closed) {
+        return StreamCode::kError;
+    }
+    const auto wanted = static_cast<std::size_t>(length);
+    const std::size_t kept = TakeAhead(buffer, wanted);
+    if (kept == wanted) {
+        return length;
+    }
+    if (kept == 0 && lateError != 0) {
+        return End(lateError);
+    }
+    // Bytes that are there already are never held back to wait for more.
+    const ssize_t count =
+        Receive(use.Number(), buffer + kept, wanted - kept, kept == 0 ? 0 : MSG_DONTWAIT);
+    const int error = count < 0 ? errno : 0;
+    if (count > 0) {
+        return static_cast<std::int32_t>(kept + static_cast<std::size_t>(count));
+    }
+    if (kept == 0) {
+        return End(error);
+    }
+    if (error != EAGAIN && error != EWOULDBLOCK) {
+        lateError = error;
+    }
+    return static_cast<std::int32_t>(kept);
+}
+
+ssize_t TcpStream::Receive(int number, std::uint8_t* buffer, std::size_t length, int flags) {
+    std::array<std::uint8_t, kReadAhead> more;
+    std::array<iovec, 2> parts{{{buffer, length}, {more.data(), more.size()}}};
+    msghdr message{};
+    message.msg_iov = parts.data();
+    message.msg_iovlen = parts.size();
     ssize_t count = 0;
     do {
+        // Either Close sees that somebody reads, or this sees that the stream is closed.
+        reading = true;
+        if (closed) {
+            reading = false;
+            return 0;
+        }
         Interruptible here;
-        count = recv(use.Number(), buffer, static_cast<std::size_t>(length), 0);
+        count = recvmsg(number, &message, flags);
+        reading = false;
     } while (count < 0 && errno == EINTR);
-    if (count > 0) {
-        return static_cast<std::int32_t>(count);
+    if (count > 0 && static_cast<std::size_t>(count) > length) {
+        ahead.assign(more.data(), more.data() + (static_cast<std::size_t>(count) - length));
+        return static_cast<ssize_t>(length);
     }
-    const int error = count < 0 ? errno : 0;
-    if (count < 0) {
+    return count;
+}
+
+std::size_t TcpStream::TakeAhead(std::uint8_t* buffer, std::size_t length) {
+    const std::size_t count = std::min(length, ahead.size() - aheadTaken);
+    std::copy_n(ahead.data() + aheadTaken, count, buffer);
+    aheadTaken += count;
+    if (aheadTaken == ahead.size()) {
+        aheadTaken = 0;
+        ahead.clear();
+        if (ahead.capacity() > kKeptCapacity) {
+            ahead.shrink_to_fit();
+        }
+    }
+    return count;
+}
+
+std::int32_t TcpStream::End(int error) {
+    if (error != 0) {
         // Nothing can be sent to this peer any more either.
         output->CloseNow();
         GiveUp();
@@ -67,7 +139,7 @@ std::int32_t TcpStream::ResultOf(int error, std::size_t length) {
 
 void TcpStream::Close() {
     closed = true;
-    output->Close();
+    output->Close(reading);
 }
 
 }  // namespace vantry

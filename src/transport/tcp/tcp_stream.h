@@ -1,8 +1,12 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "platform/socket_descriptor.h"
 #include "transport/socket/output_flusher.h"
@@ -24,7 +28,11 @@ public:
               const std::shared_ptr<ConnectionAccount>& account,
               std::shared_ptr<OutputFlusher> flusher,
               std::shared_ptr<HalfClosedStreams> halfClosedStreams);
-    ~TcpStream() override { TcpStream::Close(); }
+    ~TcpStream() override {
+        TcpStream::Close();
+        // The output may outlive the stream, and its account with it.
+        TcpStream::Account()->Leave();
+    }
 
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
@@ -34,14 +42,27 @@ public:
     bool IsClosed() const { return closed || socket->IsClosed(); }
 
 private:
+    /// Receives up to `length` bytes, and keeps what comes with them. The result of recv.
+    ssize_t Receive(int number, std::uint8_t* buffer, std::size_t length, int flags);
+    /// Copies up to `length` kept bytes. How many.
+    std::size_t TakeAhead(std::uint8_t* buffer, std::size_t length);
+    /// Ends reading because of an error number, or of 0 where the peer sends no more. What Read
+    /// returns then.
+    std::int32_t End(int error);
     /// What Write returns for `length` bytes, given the error number of the output.
     static std::int32_t ResultOf(int error, std::size_t length);
 
     const std::shared_ptr<SocketDescriptor> socket;
     const std::shared_ptr<SocketOutput> output;
     const std::shared_ptr<HalfClosedStreams> halfClosed;
+    /// Received and not yet read. Of the reading thread, like the two below.
+    std::vector<std::uint8_t> ahead;
+    std::size_t aheadTaken = 0;
+    int lateError = 0;
     /// Set before the socket is shut down, so that a reader knows who ended it.
     std::atomic<bool> closed{false};
+    /// A thread is inside a call that receives.
+    std::atomic<bool> reading{false};
 };
 
 }  // namespace vantry
