@@ -9,6 +9,8 @@
 #include <random>
 #include <string>
 
+#include "mutate.h"
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
@@ -17,29 +19,6 @@ constexpr int kMutationsPerSeed = 300;
 
 void Try(const std::string& input) {
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
-}
-
-std::string Mutated(std::string input, std::mt19937& random) {
-    const auto below = [&](std::size_t limit) { return limit == 0 ? 0 : random() % limit; };
-    for (std::size_t change = below(4) + 1; change > 0; --change) {
-        const std::size_t place = below(input.size());
-        switch (random() % 4) {
-            case 0:
-                input.insert(place, 1, static_cast<char>(random()));
-                break;
-            case 1:
-                input.erase(place, below(8));
-                break;
-            case 2:
-                input.insert(place, input.substr(below(input.size()), below(64)));
-                break;
-            default:
-                if (!input.empty()) {
-                    input[place] = static_cast<char>(random());
-                }
-        }
-    }
-    return input;
 }
 
 }  // namespace
@@ -58,7 +37,7 @@ int main(int argc, char** argv) {
         const std::string seed{std::istreambuf_iterator<char>(file), {}};
         Try(seed);
         for (int count = 0; count < kMutationsPerSeed; ++count) {
-            Try(Mutated(seed, random));
+            Try(vantry::Mutated(seed, random));
         }
         ++seeds;
     }

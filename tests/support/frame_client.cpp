@@ -11,6 +11,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -64,6 +65,21 @@ void FrameClient::Reset() {
 }
 
 void FrameClient::ShutDownSending() { shutdown(descriptor, SHUT_WR); }
+
+void FrameClient::ReceiveLittle() const {
+    const int bytes = 4096;
+    setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+}
+
+void FrameClient::GiveUpSendingAfter(int milliseconds) const {
+    const timeval time{milliseconds / 1000, milliseconds % 1000 * 1000};
+    setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
+}
+
+void FrameClient::Skim() const {
+    std::array<char, 65536> ignored;
+    static_cast<void>(recv(descriptor, ignored.data(), ignored.size(), MSG_DONTWAIT));
+}
 
 void FrameClient::Send(std::string_view text) { SendBytes(FrameOf(text)); }
 

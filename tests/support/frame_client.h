@@ -36,6 +36,12 @@ public:
     bool HearsWithin(int milliseconds) const;
 
     void ShutDownSending();
+    /// Makes the system keep hardly anything that comes, so that a peer that isn't read notices.
+    void ReceiveLittle() const;
+    /// Lets later sends fail when the other side takes nothing for so long.
+    void GiveUpSendingAfter(int milliseconds) const;
+    /// Takes some of what has come, if anything has.
+    void Skim() const;
     void Close();
     /// Closes so that the other side sees a reset.
     void Reset();

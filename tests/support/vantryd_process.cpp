@@ -10,10 +10,13 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <fstream>
+#include <iostream>
 #include <iterator>
 #include <thread>
 #include <utility>
@@ -54,9 +57,10 @@ struct Pipe {
 };
 
 /// Starts a program with these descriptors as its standard streams; -1 leaves one as it is. Returns
-/// its process id, or -1.
+/// its process id, or -1. The program may have at most so many descriptors, unless `descriptors` is
+/// 0.
 pid_t Spawn(const std::string& program, const std::vector<std::string>& arguments, int input,
-            int output, int errors) {
+            int output, int errors, rlim_t descriptors = 0) {
     std::vector<char*> pointers{const_cast<char*>(program.c_str())};
     for (const std::string& argument : arguments) {
         pointers.push_back(const_cast<char*>(argument.c_str()));
@@ -71,6 +75,10 @@ pid_t Spawn(const std::string& program, const std::vector<std::string>& argument
             if (streams[static_cast<std::size_t>(number)] >= 0) {
                 dup2(streams[static_cast<std::size_t>(number)], number);
             }
+        }
+        if (descriptors != 0) {
+            const rlimit limit{descriptors, descriptors};
+            setrlimit(RLIMIT_NOFILE, &limit);
         }
         execv(program.c_str(), pointers.data());
         _exit(127);
@@ -128,16 +136,16 @@ int BackgroundProgram::Interrupt() {
 }
 
 VantrydProcess::VantrydProcess(const std::filesystem::path& base,
-                               const std::vector<std::string>& more)
+                               const std::vector<std::string>& more, std::size_t descriptors)
     : root(base / "root"), devices(base / "devices"), errors(base / "errors") {
     std::vector<std::string> arguments{"--root", root.string(), "--devices", devices.string(),
                                        "--bind", "127.0.0.1",   "--port",    "0"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     std::filesystem::create_directories(base);
-    const int errorFile =
-        open(errors.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    const int errorFile = open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC,
+                               S_IRUSR | S_IWUSR);
     Pipe output;
-    id = Spawn(VANTRYD_PATH, arguments, -1, output.ends[1], errorFile);
+    id = Spawn(VANTRYD_PATH, arguments, -1, output.ends[1], errorFile, descriptors);
     close(errorFile);
     output.CloseWriting();
     readyLine = output.ReadLine();
@@ -147,7 +155,10 @@ VantrydProcess::VantrydProcess(const std::filesystem::path& base,
     }
 }
 
-VantrydProcess::~VantrydProcess() { Kill(); }
+VantrydProcess::~VantrydProcess() {
+    Kill();
+    std::cerr << Errors();
+}
 
 void VantrydProcess::Signal(int number) const {
     kill(id, number);
@@ -174,6 +185,16 @@ std::size_t VantrydProcess::Count(const std::string& what) const {
     const std::filesystem::path directory = "/proc/" + std::to_string(id) + "/" + what;
     return static_cast<std::size_t>(
         std::distance(std::filesystem::directory_iterator(directory, error), {}));
+}
+
+std::size_t VantrydProcess::KibibytesOf(const std::string& name) const {
+    std::ifstream status("/proc/" + std::to_string(id) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(name + ":")) {
+            return std::stoul(line.substr(name.size() + 1));
+        }
+    }
+    return 0;
 }
 
 }  // namespace vantry::test

@@ -40,12 +40,13 @@ private:
     pid_t id;
 };
 
-/// A vantryd on a free port of 127.0.0.1, with its directories below `base`. The constructor blocks
-/// until it is ready; the destructor kills it.
+/// A vantryd on a free port of 127.0.0.1, with its directories below `base`. It may have at most so
+/// many descriptors, unless `descriptors` is 0. The constructor blocks until it is ready; the
+/// destructor kills it, and copies what it has written to standard error to this program's.
 class VantrydProcess {
 public:
     explicit VantrydProcess(const std::filesystem::path& base,
-                            const std::vector<std::string>& more = {});
+                            const std::vector<std::string>& more = {}, std::size_t descriptors = 0);
     ~VantrydProcess();
     VantrydProcess(const VantrydProcess&) = delete;
     VantrydProcess& operator=(const VantrydProcess&) = delete;
@@ -57,7 +58,8 @@ public:
     const std::string& ReadyLine() const { return readyLine; }
     std::uint16_t Port() const { return port; }
     pid_t Id() const { return id; }
-    /// Returns what it has written to standard error until now.
+    /// Returns what it has written to standard error until now. All of it also goes to this
+    /// program's, when the object is destroyed.
     std::string Errors() const { return ReadFile(errors); }
     /// Sends a signal. For SIGSTOP it blocks until every thread of the process has stopped.
     void Signal(int number) const;
@@ -67,6 +69,8 @@ public:
     /// Returns the number of entries of a directory in /proc of the process: "task" for threads,
     /// "fd" for descriptors.
     std::size_t Count(const std::string& what) const;
+    /// A line of /proc/ID/status in KiB, such as "VmHWM" for the most memory it ever had.
+    std::size_t KibibytesOf(const std::string& name) const;
 
     const std::filesystem::path root;
     const std::filesystem::path devices;

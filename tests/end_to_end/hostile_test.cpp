@@ -1,0 +1,460 @@
+// What peers, the disk and the machine's limits must not be able to do to a running hub. Each test
+// is an attack beside an honest client. Where a test compares an amount of memory, a build with
+// sanitizers only runs the attack.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "support/eventually.h"
+#include "support/messages.h"
+#include "support/temporary_directory.h"
+#include "support/vantryd_process.h"
+
+namespace vantry {
+namespace {
+
+using namespace test;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kMeasuresMemory = false;
+#else
+constexpr bool kMeasuresMemory = true;
+#endif
+
+constexpr std::size_t kLongestText = 0x400000;
+const Address kSpeed{"MOTOR", "Job group", "SPEED"};
+const Address kNobodys{"NO", "SUCH", "ONE"};
+
+/// Text made of `count` parts, each of which `part` makes from its number.
+template <typename Part>
+std::string Join(std::size_t count, const Part& part) {
+    std::string text;
+    for (std::size_t number = 0; number < count; ++number) {
+        text += (number == 0 ? "" : ",") + std::string(part(number));
+    }
+    return text;
+}
+
+std::string Filled(const std::string& open, const std::string& part, const std::string& close) {
+    const std::size_t count = (kLongestText - open.size() - close.size()) / (part.size() + 1);
+    return open + Join(count, [&](std::size_t) { return part; }) + close;
+}
+
+std::string ManyReads(std::size_t count) {
+    return R"({"PropertyGetRequests": [)" +
+           Join(count, [](std::size_t) { return R"({"GUID":"a:b"})"; }) + "]}";
+}
+
+class Hostile : public testing::Test {
+protected:
+    VantrydProcess& Start(const std::vector<std::string>& options = {},
+                          const std::string& limits = "", std::size_t descriptors = 0) {
+        std::vector<std::string> all = options;
+        if (!limits.empty()) {
+            WriteFile(directory.Path() / "limits", limits);
+            all.insert(all.end(), {"--limits", (directory.Path() / "limits").string()});
+        }
+        hub.reset();
+        hub = std::make_unique<VantrydProcess>(directory.Path(), all, descriptors);
+        EXPECT_TRUE(hub->ReadyLine().starts_with("ready ")) << hub->Errors();
+        return *hub;
+    }
+    FrameClient Connect(const std::string& link) const {
+        return link == "TCP" ? hub->Tcp() : hub->Device(link);
+    }
+    /// A client of the local device is answered.
+    bool Serves() const { return hub->Device("PRN1").Ask(Get(PublishingPeriod())).has_value(); }
+    bool Told(const std::string& text) const {
+        return Eventually([&] { return hub->Errors().find(text) != std::string::npos; });
+    }
+    std::string ValueOf(const Address& what) const {
+        const std::string answer = hub->Device("PRN1").Ask(Get(what)).value_or("");
+        const std::size_t start = answer.find(R"("Value": ")") + 10;
+        return answer.substr(start, answer.find('"', start) - start);
+    }
+    void StopInOrder() const {
+        hub->Signal(SIGTERM);
+        EXPECT_EQ(hub->Wait(), 0);
+    }
+
+    TemporaryDirectory directory;
+    std::unique_ptr<VantrydProcess> hub;
+};
+
+TEST_F(Hostile, AMessageCostsWhatItsLengthSays) {
+    const auto fallingKey = [](std::size_t number) {
+        std::string key = std::to_string(9'999'999 - number);
+        return "\"" + key + "\":1";
+    };
+    const std::string nesting = std::string(4'000, '[') + std::string(4'000, ']');
+    const std::vector<std::string> texts = {
+        "{" + Join(300'000, fallingKey) + "}",
+        Filled(R"({"x": [)", "{}", "]}"),
+        Filled(R"({"PropertyGetRequests": [)", "{}", "]}"),
+        Filled(R"({"PropertySetRequests": [)", "{}", "]}"),
+        Filled(R"({"PropertyGetRequests": [)", R"({"":1})", "]}"),
+        Filled(R"({"x": [)", nesting, "]}"),
+        Filled("{", R"("a":"\n")", "}"),
+    };
+    Start();
+    for (const std::string& text : texts) {
+        FrameClient attacker = hub->Tcp();
+        attacker.Send(text);
+        EXPECT_TRUE(Serves()) << text.substr(0, 40);
+        // It has been worked on when the session asks for more, or is over.
+        attacker.Send(Get(PublishingPeriod()));
+        static_cast<void>(attacker.Receive());
+    }
+    if (kMeasuresMemory) {
+        EXPECT_LT(hub->KibibytesOf("VmHWM"), 512U << 10U);
+    }
+}
+
+TEST_F(Hostile, SmallMessagesDontWaitForLargeOnes) {
+    Start();
+    const std::string large = Filled(R"({"a": [)", "1", "]}");
+    std::atomic<bool> enough{false};
+    std::vector<std::thread> attackers;
+    for (int count = 0; count < 8; ++count) {
+        attackers.emplace_back([&] {
+            FrameClient attacker = hub->Tcp();
+            while (!enough) {
+                attacker.Send(large);
+            }
+        });
+    }
+    FrameClient honest = hub->Device("PRN1");
+    std::atomic<int> answers{0};
+    std::thread asking([&] {
+        while (answers < 400 && honest.Ask(Get(PublishingPeriod()))) {
+            ++answers;
+        }
+    });
+    EXPECT_TRUE(Eventually([&] { return answers == 400; })) << answers;
+    enough = true;
+    asking.join();
+    for (std::thread& attacker : attackers) {
+        attacker.join();
+    }
+}
+
+TEST_F(Hostile, APeerThatIsGoneHoldsNoDescriptor) {
+    Start();
+    const std::size_t before = hub->Count("fd");
+    constexpr std::size_t kEndedPeers = 128;
+    for (const std::string link : {"TCP", "BTD0", "UMF1"}) {
+        for (const bool reports : {false, true}) {
+            for (const bool resets : {false, true}) {
+                for (int round = 0; round < 150; ++round) {
+                    FrameClient peer = Connect(link);
+                    if (reports) {
+                        const std::string guid = link + std::to_string(round) + "r";
+                        peer.Send(Report({"E", "Job", guid + (resets ? "1" : "0")}, "1"));
+                        ASSERT_TRUE(peer.Ask(Get(kNobodys)));
+                    } else {
+                        ASSERT_TRUE(peer.Ask(Subscribe(kNobodys)));
+                    }
+                    resets ? peer.Reset() : peer.Close();
+                }
+            }
+        }
+    }
+    EXPECT_TRUE(Eventually([&] { return hub->Count("fd") <= before + kEndedPeers + 4; }))
+        << hub->Count("fd") << " descriptors, " << before << " before";
+}
+
+TEST_F(Hostile, SubscribersThatDontReadCostOneFrame) {
+    Start();
+    std::vector<FrameClient> subscribers;
+    for (int count = 0; count < 100; ++count) {
+        subscribers.push_back(hub->Tcp());
+        subscribers.back().ReceiveLittle();
+        subscribers.back().Send(Subscribe(kSpeed));
+    }
+    FrameClient reporter = hub->Tcp();
+    FrameClient watching = hub->Device("PRN1");
+    ASSERT_TRUE(watching.Ask(Subscribe(kSpeed)));
+    for (int round = 0; round < 5; ++round) {
+        reporter.Send(Report(kSpeed, std::string(3'900'000, static_cast<char>('a' + round))));
+        EXPECT_TRUE(watching.Receive());
+        EXPECT_TRUE(Serves());
+    }
+    if (kMeasuresMemory) {
+        EXPECT_LT(hub->KibibytesOf("VmHWM"), 200U << 10U);
+    }
+}
+
+TEST_F(Hostile, WhoExceedsABoundIsClosedAndNamed) {
+    const std::string manyReports =
+        R"({"PropertyGetResponses": [)" +
+        Join(300,
+             [](std::size_t number) {
+                 return ReportEntry({"E", "Job", std::to_string(number)}, "1");
+             }) +
+        "]}";
+    const std::string manySubscriptions =
+        R"({"PropertySubscribeRequests": [)" +
+        Join(300,
+             [](std::size_t number) {
+                 return Address{"E", "Job", std::to_string(number)}.Entry();
+             }) +
+        "]}";
+    const std::string largeReport = Report(kSpeed, std::string(200'000, 'x'));
+    const struct {
+        std::string limit;
+        std::string value;
+        std::string text;
+    } rows[] = {
+        {"properties", "200", manyReports},
+        {"all-properties", "200", manyReports},
+        {"property-text", "100000", largeReport},
+        {"all-property-text", "100000", largeReport},
+        {"subscriptions", "200", manySubscriptions},
+        {"all-subscriptions", "200", manySubscriptions},
+        {"answer", "100000", ManyReads(2'000)},
+        {"answers", "100000", ManyReads(2'000)},
+    };
+    for (const auto& [limit, value, text] : rows) {
+        Start({}, limit + " = " + value + "\n");
+        FrameClient attacker = hub->Tcp();
+        attacker.Send(text);
+        EXPECT_TRUE(attacker.SeesEnd()) << limit;
+        EXPECT_TRUE(Told("'" + limit + "'")) << limit << ": " << hub->Errors();
+        EXPECT_NE(hub->Errors().find("TCP 127.0.0.1:"), std::string::npos);
+        EXPECT_TRUE(Serves()) << limit;
+        EXPECT_TRUE(Eventually([&] {
+            return hub->Device("PRN1").Ask(kGetAll)->find("Sim Group") == std::string::npos;
+        })) << limit
+            << ": what it reported is still there";
+    }
+}
+
+TEST_F(Hostile, AnUnfinishedMessageGivesWayToOthers) {
+    Start({}, "text-received = 1000000\n");
+    const std::string part = FrameOf(std::string(kLongestText, ' ')).substr(0, 700'000);
+    FrameClient first = hub->Tcp();
+    const std::size_t before = hub->KibibytesOf("VmRSS");
+    first.SendBytes(part);
+    EXPECT_TRUE(Eventually([&] { return hub->KibibytesOf("VmRSS") > before + 600; }));
+    FrameClient second = hub->Tcp();
+    second.SendBytes(part);
+    EXPECT_TRUE(first.SeesEnd());
+    EXPECT_TRUE(Told("'text-received'"));
+}
+
+TEST_F(Hostile, ConnectionsLeaveTheLocalDeviceItsShare) {
+    Start({}, "", 200);
+    std::vector<FrameClient> outside;
+    for (int count = 0; count < 250; ++count) {
+        outside.push_back(hub->Tcp());
+    }
+    EXPECT_TRUE(Told("'tcp-connections'")) << hub->Errors();
+    FrameClient local = hub->Device("PRN1");
+    local.Send(Set(PublishingPeriod(), "1000"));
+    EXPECT_TRUE(local.Ask(Get(PublishingPeriod())));
+    EXPECT_TRUE(Connect("BTD0").Ask(Get(kNobodys)));
+    outside.clear();
+    EXPECT_TRUE(Eventually([&] {
+        FrameClient again = hub->Tcp();
+        again.Send(Get(kNobodys));
+        return again.Receive().has_value();
+    }));
+    StopInOrder();
+    Start();
+    EXPECT_EQ(ValueOf(PublishingPeriod()), "1000");
+}
+
+TEST_F(Hostile, AFloodOfReportsLosesNoChangeOfAComponent) {
+    Start();
+    FrameClient owner = hub->Device("PRN1");
+    FrameClient watching = hub->Device("PRN1");
+    owner.Send(Report(kSpeed, "0"));
+    ASSERT_TRUE(watching.Ask(Subscribe(kSpeed)));
+    std::atomic<bool> enough{false};
+    std::thread flooding([&] {
+        FrameClient attacker = hub->Tcp();
+        for (int value = 0; !enough; ++value) {
+            attacker.Send(R"({"PropertyGetResponses": [)" +
+                          Join(300,
+                               [&](std::size_t number) {
+                                   return ReportEntry({"E", "Job", std::to_string(number)},
+                                                      std::to_string(value));
+                               }) +
+                          "]}");
+        }
+    });
+    for (int value = 1; value <= 6; ++value) {
+        owner.Send(Report(kSpeed, "v" + std::to_string(value)));
+        EXPECT_TRUE(watching.ReceiveUntil("\"v" + std::to_string(value) + "\"")) << value;
+    }
+    enough = true;
+    flooding.join();
+}
+
+TEST_F(Hostile, AReaderThatPausesGetsItsWholeAnswer) {
+    Start();
+    const struct {
+        std::string link;
+        std::size_t reads;
+    } rows[] = {{"UMF1", 8'000}, {"BTD0", 8'000}, {"TCP", 8'000}, {"PRN1", 140'000}};
+    for (const auto& [link, reads] : rows) {
+        FrameClient reader = Connect(link);
+        reader.Send(ManyReads(reads));
+        EXPECT_TRUE(reader.HearsWithin(kPatienceMilliseconds));
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));  // The pause itself.
+        const std::string answer = reader.Receive().value_or("");
+        EXPECT_EQ(Count(answer, "Property Not Found"), reads) << link;
+    }
+}
+
+TEST_F(Hostile, WhatWasSentBeforeTheEndCounts) {
+    Start();
+    for (const std::string link : {"TCP", "BTD0", "PRN1", "UMF1"}) {
+        for (int round = 0; round < 20; ++round) {
+            const Address property{"E" + link, "Job", std::to_string(round)};
+            FrameClient peer = Connect(link);
+            // The answer to the read meets a peer that is gone.
+            peer.SendBytes(FrameOf(ManyReads(200)) + FrameOf(Report(property, "sent")));
+            peer.Close();
+            EXPECT_TRUE(Eventually([&] { return ValueOf(property) == "sent"; }))
+                << link << " " << round;
+        }
+    }
+    FrameClient last = hub->Tcp();
+    last.SendBytes(FrameOf(ManyReads(8'000)) + FrameOf(R"({"Disconnect": true})") +
+                   std::string(100'000, 'x'));
+    EXPECT_EQ(Count(last.Receive().value_or(""), "Property Not Found"), 8'000U);
+    EXPECT_TRUE(last.SeesEnd());
+}
+
+TEST_F(Hostile, AStopSavesWhatClientsHaveSent) {
+    const Address timeOut = HubProperty(HubProperties::kUsbPrnTxTimeout, Groups::kGeneral);
+    for (const int signal : {SIGTERM, SIGHUP}) {
+        Start();
+        std::string burst;
+        for (int value = 1; value <= 20'000; ++value) {
+            burst += FrameOf(Set(timeOut, std::to_string(signal * 100'000 + value)));
+        }
+        FrameClient client = hub->Device("PRN1");
+        client.SendBytes(burst);
+        hub->Signal(signal);
+        EXPECT_EQ(hub->Wait(), 0);
+        Start();
+        EXPECT_EQ(ValueOf(timeOut), std::to_string(signal * 100'000 + 20'000));
+        StopInOrder();
+    }
+}
+
+TEST_F(Hostile, DescriptorsThatRunOutCostNoSetting) {
+    const Address timeOut = HubProperty(HubProperties::kUsbPrnTxTimeout, Groups::kGeneral);
+    Start();
+    FrameClient client = hub->Device("PRN1");
+    client.Send(Set(PublishingPeriod(), "750"));
+    client.Send(Set(timeOut, "12345"));
+    ASSERT_TRUE(client.Ask(Get(timeOut)));
+    const std::filesystem::path file = hub->root / "Store/VantryProperties.ini";
+    ASSERT_TRUE(Eventually([&] { return ReadFile(file).find("12345") != std::string::npos; }));
+    // Nothing can be opened any more.
+    const rlimit none{hub->Count("fd"), hub->Count("fd")};
+    rlimit before{};
+    ASSERT_EQ(prlimit(hub->Id(), RLIMIT_NOFILE, nullptr, &before), 0);
+    const rlimit soft{none.rlim_cur, before.rlim_max};
+    ASSERT_EQ(prlimit(hub->Id(), RLIMIT_NOFILE, &soft, nullptr), 0);
+    client.Send(Set(timeOut, "20000"));
+    ASSERT_TRUE(client.Ask(Get(timeOut)));
+    ASSERT_EQ(prlimit(hub->Id(), RLIMIT_NOFILE, &before, nullptr), 0);
+    client.Send(Set(timeOut, "30000"));
+    ASSERT_TRUE(client.Ask(Get(timeOut)));
+    StopInOrder();
+    Start();
+    EXPECT_EQ(ValueOf(PublishingPeriod()), "750");
+    EXPECT_EQ(ValueOf(timeOut), "30000");
+}
+
+TEST_F(Hostile, ALocalClientCannotFillTheMemoryOrHoldUpTheStop) {
+    const std::string small = Filled(R"({"a": [)", "1", "]}").substr(0, 400'007) + "]}";
+    const std::string floods[] = {std::string(1 << 20, 'x'), FrameOf(small)};
+    for (const std::string& piece : floods) {
+        Start();
+        FrameClient client = hub->Device("PRN1");
+        std::atomic<int> sent{0};
+        std::thread flooding([&] {
+            while (sent < 200) {
+                client.SendBytes(piece);
+                ++sent;
+            }
+        });
+        EXPECT_TRUE(Serves());
+        EXPECT_TRUE(Eventually([&] { return sent >= 100; }));
+        if (kMeasuresMemory) {
+            EXPECT_LT(hub->KibibytesOf("VmHWM"), 100U << 10U);
+        }
+        hub->Signal(SIGTERM);
+        EXPECT_EQ(hub->Wait(), 0);
+        flooding.join();
+    }
+}
+
+TEST_F(Hostile, AnExternalReportPutsNothingIntoTheDocumentsOfOthers) {
+    Start();
+    FrameClient owner = hub->Device("PRN1");
+    ASSERT_TRUE(owner.Ask(kSubscribeAll));
+    owner.Send(Report(kSpeed, "1"));
+    ASSERT_TRUE(owner.ReceiveUntil("MOTOR"));
+    const std::string forged =
+        R"(x\"}],\"PropertySetRequests\":[{\"Component\":\"MOTOR\",\"GUID\":\"Job group:SPEED\",\"Value\":\"9\"}],\"Z\":[{\"A\":\")";
+    FrameClient attacker = hub->Tcp();
+    for (const std::string name :
+         {"Component", "ComponentString", "GUID", "GroupString", "NameString"}) {
+        for (const std::string& text :
+             {forged, std::string(R"(a\"b)"), std::string(R"(a\)"), std::string("a\x01") + "b"}) {
+            std::string report = Report({"E", "Job group", "X"}, "1");
+            const std::size_t at = report.find("\"" + name + "\": \"") + name.size() + 5;
+            report.insert(at, text);
+            // A connection each, since some of these are no documents at all.
+            FrameClient attacker = hub->Tcp();
+            attacker.Send(report);
+            attacker.ShutDownSending();
+            EXPECT_TRUE(attacker.SeesEnd());
+        }
+    }
+    hub->Tcp().Send(Report({"E", "Job group", "HONEST"}, "1"));
+    const std::string heard = owner.ReceiveUntil("HONEST").value_or("");
+    EXPECT_EQ(heard.find("PropertySetRequests"), std::string::npos) << heard;
+    EXPECT_EQ(Count(hub->Device("PRN1").Ask(kGetAll).value_or(""), "Sim Name"), 2U);
+}
+
+TEST_F(Hostile, AnExternalPeerTakesNoPropertyOfAComponent) {
+    const struct {
+        std::string setting;
+        bool isTaken;
+        bool isReported;
+    } rows[] = {{"any", true, true}, {"own", false, true}, {"none", false, false}};
+    for (const auto& [setting, isTaken, isReported] : rows) {
+        Start({"--external-reports", setting});
+        FrameClient owner = hub->Device("PRN1");
+        owner.Send(Report(kSpeed, "1"));
+        ASSERT_TRUE(owner.Ask(Get(kSpeed)));
+        FrameClient attacker = hub->Tcp();
+        attacker.Send(R"({"PropertyGetResponses": [)" +
+                      ReportEntry(kSpeed, "2", "Property No Longer Available") + "," +
+                      ReportEntry(kSpeed, "2") + "," + ReportEntry({"E", "Job", "X"}, "mine") +
+                      "]}");
+        ASSERT_TRUE(attacker.Ask(Get(kNobodys)));
+        EXPECT_EQ(ValueOf({"E", "Job", "X"}) == "mine", isReported) << setting;
+        FrameClient writer = hub->Device("PRN1");
+        writer.Send(Set(kSpeed, "correct horse"));
+        ASSERT_TRUE(writer.Ask(Get(kNobodys)));
+        FrameClient& receiver = isTaken ? attacker : owner;
+        EXPECT_TRUE(receiver.ReceiveUntil("correct horse")) << setting;
+        EXPECT_FALSE((isTaken ? owner : attacker).HearsWithin(0)) << setting;
+    }
+}
+
+}  // namespace
+}  // namespace vantry
