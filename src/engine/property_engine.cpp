@@ -13,6 +13,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/freed_memory.h"
 #include "transport/frame/frame.h"
 #include "transport/frame/frame_reader.h"
 #include "wire/section_keys.h"
@@ -22,6 +23,8 @@ namespace {
 
 constexpr std::size_t kUsualSubscribers = 20;
 constexpr std::size_t kLargeText = 64U << 10U;
+/// The tree of such a text took tens of megabytes, which the allocator would keep for itself.
+constexpr std::size_t kVeryLargeText = 512U << 10U;
 
 bool WantsEverything(const PropertyMessage& request) {
     return request.HasSection(Section::kGetAll) || request.HasSection(Section::kSubscribeAll);
@@ -82,7 +85,14 @@ std::uint32_t PropertyEngine::ProcessLargeText(const StreamReference& stream,
     }
     const ScopedTurn turn(&account->Owner().LargeTexts());
     account->NoteArrival();
-    return account->WasCut() ? 0 : ProcessText(stream, text);
+    if (account->WasCut() || account->IsDismissed()) {
+        return 0;
+    }
+    const std::uint32_t result = ProcessText(stream, text);
+    if (text.size() > kVeryLargeText) {
+        ReturnFreedMemory();
+    }
+    return result;
 }
 
 std::uint32_t PropertyEngine::ProcessText(const StreamReference& stream, std::string_view text) {

@@ -76,6 +76,11 @@ public:
     /// When Leave was called, on the clock of NowNanoseconds; 0 if it wasn't.
     std::uint64_t LeftAt() const { return leftAt; }
 
+    /// Says that the hub is about to stop, so work of this connection that has not begun is
+    /// dropped.
+    void Dismiss() { dismissed = true; }
+    bool IsDismissed() const { return dismissed; }
+
     /// Notes that a part of a message has arrived.
     void NoteArrival();
     std::uint64_t LastArrival() const { return lastArrival; }
@@ -95,6 +100,7 @@ private:
     std::atomic<std::uint64_t> leftAt{0};
     std::atomic<bool> cut{false};
     std::atomic<bool> hasLeft{false};
+    std::atomic<bool> dismissed{false};
     Lock closeLock;
     std::function<void()> close GUARDED_BY(closeLock);
 };

@@ -25,6 +25,10 @@ DataHandlerManager::~DataHandlerManager() {
     {
         ScopedLock guard(sessionsLock);
         for (const SessionEntry& session : sessions) {
+            // Otherwise a stop would wait for every large message that waits for its turn.
+            if (const std::shared_ptr<ConnectionAccount>& account = session.stream->Account()) {
+                account->Dismiss();
+            }
             session.stream->Close();
         }
     }
