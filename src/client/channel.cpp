@@ -1,8 +1,10 @@
-// A connection that comes back.
+// A connection that is established again whenever it is lost.
 //
-// One thread does everything that takes long: it connects, restores, receives, and pauses before
-// the next attempt. The pause doubles as long as no message arrives, so a hub that accepts and
-// closes at once isn't asked ten times a second. Messages go out from whatever thread sends them.
+// One thread does everything that takes long: it connects, restores the state, receives, and pauses
+// before the next attempt. The pause doubles as long as no message arrives, so that a hub which
+// accepts and closes connections isn't contacted ten times a second. Messages are sent by the
+// threads that call Send. The socket is shared, so a thread that sends may still use it when the
+// channel's thread has replaced it; Abort makes both operations fail.
 
 #include "client/channel.h"
 
@@ -14,7 +16,7 @@
 namespace vantry::client {
 namespace {
 
-/// How long the hub may take to close a connection after the goodbye.
+/// The time that the hub has to close a connection after the disconnect message.
 constexpr std::uint32_t kGoodbyeMilliseconds = 300;
 
 }  // namespace
@@ -84,7 +86,7 @@ Outcome Channel::Serve(FrameSocket& socket) {
         lastFailure = end.error();
     }
     up = false;
-    // An end that was asked for is no news.
+    // An end that Stop has caused isn't reported.
     if (!stopping) {
         callbacks.onState(false);
     }

@@ -15,7 +15,7 @@
 
 namespace vantry::client {
 
-/// How a channel waits, and what it takes.
+/// The time limits of a channel, and the length of the longest text that it receives in bytes.
 struct ChannelTiming {
     std::uint32_t deadlineMilliseconds;
     std::uint32_t firstPauseMilliseconds;
@@ -23,43 +23,48 @@ struct ChannelTiming {
     std::uint32_t longestText;
 };
 
-/// A connection that comes back: a thread connects, restores what was agreed on, hands on what
-/// arrives, and starts over when the connection is gone. Any thread may call the operations.
+/// A connection that is established again whenever it is lost. A thread of the channel connects,
+/// restores the state of the connection, and receives messages. All operations are thread-safe,
+/// except that none may be called after Stop, and Stop not on the channel's thread.
 class Channel {
 public:
-    /// They run on the channel's thread, on which nothing else arrives meanwhile.
+    /// These functions run on the channel's thread, which receives nothing while one of them runs.
     struct Callbacks {
-        /// Makes the fresh connection what the old one was, before anybody else uses it.
+        /// Restores the state of a new connection before it is used for anything else. If it fails,
+        /// the channel connects again.
         std::function<Outcome(FrameSocket&)> restore;
         std::function<void(std::unique_ptr<ReceivedMessage>)> onMessage;
-        /// Called when the connection is there, before any message, and when it is gone.
+        /// Called when a connection is restored, before its first message, and when it is lost.
         std::function<void(bool connected)> onState;
-        /// Called when the hub can't be reached, or ends the connection before it is restored.
+        /// Called when the hub can't be reached, or ends a connection before its first message.
         std::function<void(const Error&)> onFailure;
     };
 
     Channel(Endpoint hubEndpoint, ChannelTiming waits, Callbacks reactions);
-    /// Ends as Stop does.
+    /// Calls Stop.
     ~Channel();
     Channel(const Channel&) = delete;
     Channel& operator=(const Channel&) = delete;
 
-    /// Goes on with a connection that is there already, or connects first. False if the system has
-    /// no thread to give.
+    /// Starts the thread, which begins with `connected` or, if that is null, by connecting. Returns
+    /// false if the system can't create a thread; the channel then stays without a connection.
     [[nodiscard]] bool Start(std::shared_ptr<FrameSocket> connected = nullptr);
-    /// Waits until the first connection is restored or has failed. Returns the failure; TimedOut
-    /// if neither happens by the deadline.
+    /// Blocks until the first connection is restored or has failed, and returns the failure.
+    /// Returns TimedOut if neither happens by the deadline.
     Outcome WaitUntilSettled(const Deadline& deadline);
-    /// Sends over the connection, and blocks until the system has taken the message; fails at once
-    /// while there is no connection.
+    /// Sends over the connection, and blocks until the system has accepted the message. Returns
+    /// NoConnection at once while there is no connection.
     Outcome Send(const PropertyMessage& message, const Deadline& deadline);
-    /// Gives the present connection up and connects anew at once.
+    /// Ends the present connection, without waiting for that, and makes the thread connect again
+    /// without a pause.
     void Restart();
-    /// Tells the hub that this is the end, so that it takes what was sent before and misses nobody;
-    /// waits a moment for it to close the connection, and ends the thread.
+    /// Sends a disconnect message, so that the hub processes what was sent before; waits up to 300
+    /// ms for the hub to close the connection, and then ends the thread. Blocks for a running
+    /// callback.
     void Stop();
+    /// Returns whether there is a restored connection.
     bool IsUp() const { return up; }
-    /// Why there is no connection at the moment.
+    /// Returns the reason for which there is no connection.
     Error WhyDown() const;
 
 private:
@@ -75,12 +80,14 @@ private:
     const Callbacks callbacks;
     std::atomic<bool> stopping{false};
     std::atomic<bool> up{false};
+    /// Ends the pause before the next attempt to connect.
     Event hurry{true};
     Event settled{false};
     mutable Lock currentLock;
     std::shared_ptr<FrameSocket> current GUARDED_BY(currentLock);
     std::optional<Error> lastFailure GUARDED_BY(currentLock);
-    /// Held while a message is written, so that frames stay apart.
+    /// Guards an activity and no data: it is held while a frame is written, so that frames of
+    /// different threads aren't mixed. It is a Turn because writing may take until the deadline.
     Turn sending;
     QuietThread thread;
 };

@@ -1,9 +1,9 @@
 // Connecting a socket within a deadline.
 //
-// The sockets are non-blocking, so that every wait is one of poll with the time that is left. The
-// local device refuses with EAGAIN while its backlog is full; such a connect is tried again until
-// the deadline. A peer that loses its power says nothing any more, so TCP probes a silent
-// connection and gives it up when nothing is acknowledged.
+// The sockets are non-blocking, and each wait is a call of poll with the remaining time. The local
+// device refuses with EAGAIN while its backlog is full; such a connect is tried again until the
+// deadline. A host that loses power doesn't close its connections, so TCP sends probes over an idle
+// connection and closes it when they aren't acknowledged.
 
 #include "client/connector.h"
 
@@ -26,7 +26,7 @@ constexpr int kSecondsBeforeProbes = 15;
 constexpr int kSecondsBetweenProbes = 5;
 constexpr int kProbes = 3;
 constexpr int kMillisecondsUnacknowledged = 30'000;
-/// How long a full backlog is left alone before the next attempt.
+/// The pause before the next attempt when the backlog is full, in milliseconds.
 constexpr std::uint32_t kBacklogPause = 10;
 
 Error Unreachable(const Endpoint& endpoint, const std::string& why) {

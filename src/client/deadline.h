@@ -8,7 +8,7 @@
 
 namespace vantry::client {
 
-/// A moment until which an operation may wait.
+/// The time until which an operation may wait.
 class Deadline {
 public:
     static Deadline In(std::uint32_t milliseconds) {
@@ -18,7 +18,7 @@ public:
 
     bool IsNever() const { return at == std::numeric_limits<std::uint64_t>::max(); }
     bool HasPassed() const { return !IsNever() && NowNanoseconds() >= at; }
-    /// Returns the milliseconds that are left, rounded up, and at most what poll takes.
+    /// Returns the remaining milliseconds, rounded up, and at most the largest timeout of poll.
     std::uint32_t Left() const {
         constexpr std::uint64_t kMost = std::numeric_limits<std::int32_t>::max();
         const std::uint64_t now = NowNanoseconds();

@@ -7,18 +7,19 @@
 
 namespace vantry::client {
 
-/// Where a hub listens.
+/// An address at which a hub listens.
 struct Endpoint {
     static constexpr std::uint16_t kDefaultPort = 9102;
 
-    /// The local device: the path of its socket. Its clients may write.
+    /// Returns the endpoint of the local device, whose socket has this path. Its clients may write.
     static Endpoint Device(std::string path);
-    /// A host by name or address. Its clients see less and may not write.
+    /// Returns the endpoint of a host name or address. Its clients see fewer properties and may not
+    /// write.
     static Endpoint Tcp(std::string host, std::uint16_t port = kDefaultPort);
-    /// "HOST", "HOST:PORT".
+    /// Parses "HOST" or "HOST:PORT". Returns Refused for any other text.
     static Result<Endpoint> ParseTcp(const std::string& text);
 
-    /// For people.
+    /// Returns a name for messages: the path, or "HOST:PORT".
     std::string Name() const;
 
     /// The path of the local device; empty for TCP.

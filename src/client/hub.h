@@ -12,9 +12,10 @@
 
 namespace vantry::client {
 
-/// Ends its subscription when it goes: the callback runs no more then. To let it go waits for the
-/// callback if that runs on another thread, so no lock may be held meanwhile that the callback
-/// takes. It may go inside any callback, its own included, and may outlive its Hub.
+/// An RAII handle of a subscription. Destroying it ends the subscription: the callback isn't called
+/// again. The destructor waits for the callback if that runs on another thread, so the caller must
+/// not hold a lock that the callback enters. A Subscription may be destroyed within any callback,
+/// its own included, and may outlive its Hub. A default-constructed one has no effect.
 class [[nodiscard]] Subscription {
 public:
     Subscription() = default;
@@ -29,99 +30,109 @@ private:
 
 /// A program's connection to the property hub.
 ///
-/// It connects anew by itself when the hub goes away, with growing pauses, and restores what was
-/// announced and subscribed to. Every operation may be called by any thread, in callbacks and
-/// handlers too. What waits does so until the deadline of the options at most, the time before
-/// other threads' questions are answered included; only the look-up of a host name is up to the
-/// system.
+/// When the connection is lost, it connects again, with growing pauses, and restores announcements
+/// and subscriptions. All operations are thread-safe and may be called within callbacks and
+/// handlers. An operation that blocks does so until the deadline of the options at most, which
+/// includes the time in which questions of other threads are answered. Only the look-up of a host
+/// name may take longer.
 ///
-/// What can't travel is refused and nothing of it is sent: see Announcement for the identities; one
-/// property or write must fit into a message of 4 MiB. Larger requests are split.
+/// What the protocol can't express is refused, with nothing sent: Announcement says which
+/// identities are valid, and one property or write must fit into a message of 4 MiB. Larger
+/// requests are split into several messages.
 ///
 /// A child process that inherits a Hub must not use it, nor destroy it.
 class Hub {
 public:
     struct Options {
-        /// How long an operation may wait for the hub.
+        /// The time that an operation may wait for the hub.
         std::uint32_t deadlineMilliseconds = 5000;
-        /// The pause before the first attempt to connect anew; it doubles up to the longest.
+        /// The pause before the first attempt to connect again. It doubles up to the longest pause.
         std::uint32_t firstPauseMilliseconds = 100;
         std::uint32_t longestPauseMilliseconds = 5000;
-        /// How often what is subscribed to is read again. The hub may drop changes in a burst, so a
-        /// subscriber may be wrong for so long, but not longer. 0 for never.
+        /// The interval at which subscribed properties are read again. The hub may drop changes in
+        /// a burst, so a subscriber may have a wrong value for this time at most. 0 for never.
         std::uint32_t reconcileMilliseconds = 10'000;
-        /// The longest message that is taken from the hub; a longer one ends the connection. Memory
-        /// is taken only for what has arrived.
+        /// The longest message that is accepted from the hub; a longer one ends the connection.
+        /// Memory is allocated only for bytes that have arrived.
         std::uint32_t longestMessageBytes = 256U << 20U;
-        /// Called when the connections are there and when one of them is gone.
+        /// Called when IsConnected has changed.
         std::function<void(bool connected)> onConnection;
-        /// Called with what fails in the background: an attempt to connect, the restoration of what
-        /// was announced, a handler or callback that throws. Both run on the thread of the handlers
-        /// (see Announcement), except what a callback of a subscription throws.
+        /// Called with the errors of background activities: of an attempt to connect, of restoring
+        /// announcements, and of handlers and callbacks that throw. Both functions run on the
+        /// thread of the handlers (see Announcement).
         std::function<void(const Error&)> onError;
     };
 
-    /// Connects, and waits until the hub has answered. Fails if it can't be reached or doesn't
-    /// answer within the deadline, or if what answers isn't a hub.
+    /// Connects and blocks until the hub has answered. Returns NoConnection if the hub can't be
+    /// reached, the peer isn't a hub, or the system can't create a thread, and TimedOut if the hub
+    /// doesn't answer within the deadline.
     static Result<std::unique_ptr<Hub>> Connect(Endpoint endpoint, Options options);
     static Result<std::unique_ptr<Hub>> Connect(Endpoint endpoint) {
         return Connect(std::move(endpoint), Options{});
     }
-    /// Waits for the callback and the handler that run, tells the hub that this is the end, and
-    /// ends the connections; what was changed before is in the hub then. Announced properties stay
-    /// there with their last values, and writes to them go nowhere (see Withdraw). A callback or
+    /// Blocks until running callbacks and handlers have returned, and ends the connections in
+    /// order, so that the hub has received all earlier changes. Announced properties remain in the
+    /// hub with their last values, and writes to them are lost (see Withdraw). A callback or
     /// handler must not destroy its Hub.
     ~Hub();
     Hub(const Hub&) = delete;
     Hub& operator=(const Hub&) = delete;
 
-    /// Whether the connections to the hub are there, that of the subscriptions included.
+    /// Returns whether there is a connection to the hub, and one for the subscriptions if there are
+    /// any.
     bool IsConnected() const;
 
-    /// The present value of one property. Waits.
+    /// Returns the present state of one property, or NotFound. Blocks.
     Result<Property> Read(const PropertyId& id);
-    /// The members of a group; none is no error. Waits.
+    /// Returns the members of a group, of which there may be none. Blocks.
     Result<std::vector<Property>> ReadGroup(const std::string& groupGuid);
-    /// Everything that this connection may see. Waits.
+    /// Returns every property that this connection may see. Blocks.
     Result<std::vector<Property>> ReadAll();
 
-    /// Sends a write. The hub answers no write: success says that it was sent. Refused over TCP,
-    /// where the hub takes none.
+    /// Sends a write. The hub doesn't answer writes, so success means that it was sent. Returns
+    /// Refused over TCP, where the hub accepts no writes.
     Outcome Write(const PropertyId& id, const std::string& value);
-    /// Sends a write and waits until the property has the value, which numbers and truths may spell
-    /// in another way. Returns the value that it has then. A property of the hub takes it at once
-    /// or is Refused. An owner says nothing when it refuses, which is TimedOut.
+    /// Sends a write, blocks until the property has the value, and returns its state. Numbers and
+    /// bools may be spelled differently (see SameValue). Returns Refused if the hub rejects the
+    /// value for a property of its own. The owner of another property sends nothing when it rejects
+    /// a value, so the result is TimedOut.
     ///
-    /// If a truth of another component has the value already, it may be a command, whose outcome is
-    /// told only if it is another one: this waits for it until the deadline, and is Refused if it
-    /// comes. A command that fails twice in a row can't be told from one that doesn't run.
+    /// If a bool of another component has the value already, it may be a command, whose result is
+    /// published only if it differs: the call then blocks until the deadline, and returns Refused
+    /// if the value changes. It can't distinguish a command that fails twice in a row from one that
+    /// doesn't run.
     Result<Property> WriteAndWait(const PropertyId& id, const std::string& value);
 
-    /// Calls `callback` with the present values, and from then on with each change, until the
-    /// subscription goes. After an interruption, from time to time, and after a burst, everything
-    /// is read again, and what differs is told as Origin::Reconciled; what isn't there any more is
-    /// told as not available. An older value is never told after a newer one. Properties that
-    /// aren't there yet are waited for. An identity that can't travel is never heard of.
+    /// Calls `callback` with the present values and then with each change, until the returned
+    /// object is destroyed. After an interruption, at regular intervals, and after a burst,
+    /// everything is read again, and differences are reported as Origin::Reconciled; a property
+    /// that no longer exists is reported as not available. An older value is never reported after a
+    /// newer one. Properties that don't exist yet are reported when they are announced; an invalid
+    /// identity is never reported. Doesn't block. The first subscription starts two threads; if the
+    /// system can't create one, Options::onError is called and no change is reported.
     Subscription Subscribe(Interest interest, ChangeCallback callback);
 
-    /// Announces properties of this program. Waits; takes over a property that an earlier run has
-    /// left in the hub, which lasts half a second more, and so does the return of one that was just
-    /// withdrawn. Without a connection they are announced when there is one again. Refused, with
-    /// none announced, if one of them can't travel, is announced already, or has a value that
-    /// doesn't fit its type.
+    /// Announces properties of this program. Blocks until the hub has them. If an earlier run left
+    /// one of them in the hub, or one was just withdrawn, that takes about half a second more.
+    /// Without a connection the properties are announced when there is one again, and the result is
+    /// success. Returns Refused, with none announced, if one of them isn't valid, is announced
+    /// already, or has a value that isn't one of its type.
     ///
-    /// The hub can't tell an earlier run from another program that lives: two programs with one
-    /// property take it from each other. A program that must know subscribes to its own
-    /// properties, and hears of the withdrawal by the other.
+    /// The hub can't distinguish an earlier run from another running program: two programs that
+    /// announce the same property replace each other as its owner. A program that must know this
+    /// subscribes to its own properties, and receives the withdrawal by the other program.
     Outcome Announce(std::vector<Announcement> properties);
     /// Publishes a new value of an announced property. Without a connection it is published when
-    /// there is one again. NoConnection if the hub keeps ending the connection when the properties
-    /// are announced on it; the value is kept all the same.
+    /// there is one again, and the result is success. Returns NotFound for a property that isn't
+    /// announced and Refused for a value that isn't one of its type. Returns NoConnection if the
+    /// hub repeatedly ends the connection when the properties are announced on it; the value is
+    /// kept in that case.
     Outcome Change(const PropertyId& id, const std::string& value);
-    /// Tells everybody that the property is gone, now or when there is a connection again.
+    /// Publishes that the property no longer exists, now or when there is a connection again.
+    /// Returns NotFound for a property that isn't announced.
     Outcome Withdraw(const PropertyId& id);
 
-    /// The GUID of the component that owns the hub's own properties.
+    /// Returns the GUID of the component that owns the hub's own properties.
     static const std::string& OwnComponent();
 
 private:

@@ -1,3 +1,8 @@
+// Each known property has its last reported state and the way in which it arrived. TakeRead reports
+// a property that differs; TakePublication reports every record, since a value may change and
+// change back within a period, except one that a read has shown to be outdated. The records that
+// were read before a publication are accepted after it, because they are newer.
+
 #include "client/picture.h"
 
 #include <utility>
@@ -106,7 +111,7 @@ std::vector<Property> Picture::TakePublication(std::deque<PropertyResponse> publ
         const auto check = checked.find(id);
         if (check != checked.end() && (check->second->status != Status::kSuccessful ||
                                        check->second->value != record.value)) {
-            continue;  // What was read is newer, and follows.
+            continue;  // The record that was read is newer and is accepted below.
         }
         awaited.erase(id);
         Property now = FromRecord(std::move(record));

@@ -10,35 +10,38 @@
 
 namespace vantry::client {
 
-/// What the subscribers of a Hub have been told, so that they can be told of what differs and
-/// never of an older value after a newer one. Belongs to one thread.
+/// The state of all properties as it was reported to the subscribers of a Hub. From new records it
+/// computes the changes to report, so that an older value is never reported after a newer one. Used
+/// by one thread.
 ///
-/// A value that was read is as new as the hub itself; a publication that comes after it may hold a
-/// value from before, because the hub collects changes and publishes them later. A property whose
-/// last value was read is therefore doubtful when a publication says something else: it is to be
-/// read again. Once a publication has been taken, those behind it are newer for certain.
+/// A value that was read is the current one of the hub. A publication that arrives after it may
+/// have an older value, because the hub collects changes and publishes them later. If the last
+/// value of a property was read and a publication differs from it, the property is therefore
+/// doubtful and must be read again. After one publication has been accepted, the following ones are
+/// newer.
 class Picture {
 public:
-    /// Takes records that were read; one with the status "not found" says that the property is
-    /// gone. Returns what the subscribers are to be told.
+    /// Accepts records that were read; a record with the status "not found" means that the property
+    /// no longer exists. Returns the changes to report to the subscribers.
     std::vector<Property> TakeRead(std::deque<PropertyResponse> records);
-    /// The same for records that are everything there is: what isn't among them is gone.
+    /// Does the same for records of all properties: a property without a record no longer exists.
     std::vector<Property> TakeEverything(std::deque<PropertyResponse> records);
 
-    /// Returns which properties of a publication must be read before it is taken: the doubtful
-    /// ones, and those withdrawn, since they may be there again already.
+    /// Returns the properties that must be read before a publication is accepted: the doubtful
+    /// ones, and the withdrawn ones, since they may have been announced again.
     std::deque<PropertyRequest> ToBeRead(const std::deque<PropertyResponse>& published) const;
-    /// Takes a publication, and what was read of it before.
+    /// Accepts a publication and the records that were read before it. Returns the changes to
+    /// report.
     std::vector<Property> TakePublication(std::deque<PropertyResponse> published,
                                           std::deque<PropertyResponse> read);
 
-    /// Returns what is known and of interest, as present values.
+    /// Returns the known properties that `interest` covers, with Origin::Present.
     std::vector<Property> Present(const Interest& interest) const;
-    /// The next values of these properties, or of everything, are the first ones.
+    /// Makes the next value of the property, or of every property, be reported as Origin::Present.
     void Await(const PropertyId& id) { awaited.insert(id); }
     void AwaitEverything() { awaitsEverything = true; }
     bool Knows(const PropertyId& id) const { return known.contains(id); }
-    /// Forgets everything.
+    /// Removes all state.
     void Clear();
 
 private:

@@ -10,17 +10,20 @@
 
 namespace vantry::client {
 
-/// A question to the hub, which knows its answer: answers carry no mark of their question, and one
-/// that is taken for that of another would give the value of another property.
+/// A request for values, which can recognise its answer. Answers have no reference to their
+/// request, and using the answer to another request would give the values of other properties.
 class Question {
 public:
+    /// Returns a request for every property.
     static Question Everything();
+    /// Returns a request for the members of a group, whose GUID must be valid (see CheckGroup).
     static Question Group(const std::string& guid);
-    /// The identities must have been checked (see CheckId), and there must be one at least.
+    /// Returns a request for a list of at least one property. The identities must be valid (see
+    /// CheckId).
     static Question List(const std::deque<PropertyRequest>& requests);
 
     const PropertyMessage& Message() const { return *message; }
-    /// Whether this can be the answer; `records` are those of `answer`.
+    /// Returns whether `answer` can be the answer to this request; `records` are its records.
     bool IsAnsweredBy(const PropertyMessage& answer,
                       const std::deque<PropertyResponse>& records) const;
 

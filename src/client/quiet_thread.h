@@ -10,10 +10,11 @@
 
 namespace vantry::client {
 
-/// A thread that takes no signals, so that the handlers of the program run on its own threads.
+/// A thread with all signals blocked, so that signal handlers of the program run on threads of the
+/// program. One thread at a time calls the operations.
 class QuietThread {
 public:
-    /// False if the system has no thread to give.
+    /// Starts a thread that runs `body`. Returns false if the system can't create a thread.
     [[nodiscard]] bool Start(std::function<void()> body) {
         sigset_t all;
         sigset_t before;
@@ -23,6 +24,7 @@ public:
         pthread_sigmask(SIG_SETMASK, &before, nullptr);
         return started;
     }
+    /// See NativeThread.
     [[nodiscard]] bool WaitForEnd(std::uint32_t milliseconds) const {
         return thread.WaitForEnd(milliseconds);
     }

@@ -6,13 +6,13 @@
 
 namespace vantry::client {
 
-/// Puts what a text that is no good document was meant to hold into `message`.
+/// Extracts the records or writes of a text that isn't valid JSON into `message`.
 ///
-/// The hub passes names and forwarded writes on without escaping them, so one property with a
-/// double quote in its name spoils the text of every message that it stands in, and so does one
-/// write with a quote. The order of the fields is fixed, and what stands between them tells them
-/// apart well enough. Only a text that begins as an answer gives an answer, and only one that
-/// begins as a write gives writes; of any other text nothing is taken.
+/// The hub sends names and forwarded writes without escaping them, so a double quote in one name or
+/// one write makes the whole text invalid. Since the order of the fields is fixed, the bytes
+/// between the values suffice to separate them. A text that begins as an answer gives an answer,
+/// and one that begins as a forwarded write gives writes. Any other text leaves `message`
+/// unchanged.
 void Recover(std::string_view text, PropertyMessage& message);
 
 }  // namespace vantry::client

@@ -1,3 +1,8 @@
+// One question at a time is sent, because answers have no reference to their question. The thread
+// of the channel passes an answer to the thread that waits in Ask. A question without an answer by
+// the deadline, or with an answer to something else, leaves the order of answers unknown, so the
+// connection is replaced.
+
 #include "client/requester.h"
 
 #include <iterator>

@@ -19,13 +19,13 @@
 
 namespace vantry::client {
 
-/// The subscriptions of a Hub, over a connection of their own: what arrives on it needs no telling
-/// apart from answers to questions. Any thread may call the operations.
+/// The subscriptions of a Hub. They have a connection of their own, so that publications needn't be
+/// distinguished from answers to questions. All operations are thread-safe.
 class Subscriptions {
 public:
     struct Surroundings {
         Requester& requester;
-        /// How often everything is read again; 0 for never.
+        /// The interval at which everything is read again; 0 for never.
         std::uint32_t reconcileMilliseconds;
         std::function<void(const Error&)> onError;
         /// Called when IsLost has changed.
@@ -35,28 +35,33 @@ public:
     Subscriptions(const Endpoint& endpoint, const ChannelTiming& timing, Surroundings around);
     ~Subscriptions();
 
-    /// Enters a subscription, and returns its number. Its first values are told by callbacks.
+    /// Adds a subscription, and returns its number. Its first values are reported by callbacks.
+    /// Doesn't block. The first one starts the threads; if the system can't create one, onError is
+    /// called and no change is reported.
     std::uint64_t Add(Interest interest, ChangeCallback callback);
-    /// Ends a subscription. Its callback runs no more when this returns, but for the one that calls
-    /// this. Waits for no callback but its own.
+    /// Ends a subscription. Blocks until its callback has returned, unless that is the caller; the
+    /// callback isn't called again. Doesn't wait for other callbacks.
     void Remove(std::uint64_t number);
-    /// Ends everything. Waits for the callback that runs. Not to be called by a callback.
+    /// Ends the threads and the connection. Blocks until a running callback has returned. Must not
+    /// be called by a callback.
     void Stop();
-    /// Whether the connection of the subscriptions was lost and isn't restored yet.
+    /// Returns whether the connection of the subscriptions was lost and isn't restored yet.
     bool IsLost() const { return lost; }
+    /// Returns whether the caller is a callback.
     bool RunsHere() const { return worker.IsMine(); }
 
 private:
     struct Entry {
         Interest interest;
         ChangeCallback callback;
-        /// Held while the callback runs, so that ending the subscription can wait for it.
+        /// Guards an activity: it is held while the callback runs, so that Remove can wait for it.
+        /// It is re-entrant, so a callback may end its own subscription.
         Lock running;
         std::atomic<bool> hasEnded{false};
-        /// Whether it has got its first values. Belongs to the worker.
+        /// Whether the subscription has received its first values. Used by the worker only.
         bool hasJoined = false;
     };
-    /// What a connection was asked for when it was made.
+    /// The properties that a connection is to be subscribed to.
     struct Wish {
         bool everything = false;
         std::set<PropertyId> ids;
@@ -70,7 +75,7 @@ private:
     void NoteRecovery();
     std::vector<std::shared_ptr<Entry>> Entries();
 
-    // These run on the worker.
+    // The following functions run on the worker.
     void Introduce(const std::shared_ptr<Entry>& entry);
     void Renew(Wish wish);
     void Take(const PropertyMessage& message);
@@ -88,17 +93,17 @@ private:
     std::uint64_t lastNumber GUARDED_BY(lock) = 0;
     bool hasStarted GUARDED_BY(lock) = false;
     std::atomic<bool> lost{false};
-    /// The present interruption is one that this program has asked for.
+    /// Whether this library has caused the present interruption.
     std::atomic<bool> isDeliberate{false};
 
-    /// Belongs to the thread of the channel.
+    /// What was requested on the present connection. Used by the thread of the channel only.
     Wish asked;
 
-    // These belong to the worker.
+    // The following fields are used by the worker only.
     Picture picture;
-    /// What the present connection is subscribed to.
+    /// The properties that the present connection is subscribed to.
     Wish present;
-    /// What was asked with a subscription and isn't answered yet.
+    /// The properties whose subscription isn't answered yet.
     std::set<PropertyId> unanswered;
     bool isConnected = false;
 

@@ -12,22 +12,24 @@
 
 namespace vantry::client {
 
-// What can travel, and how much at once. The hub ends the connection of a program that sends what
-// it can't read, so such a thing is refused before a byte of it goes out.
+// Checks of what can be sent to the hub, and the division of long requests into messages. The hub
+// ends the connection of a program that sends something it can't read, so that is refused before
+// anything is sent. All functions are thread-safe.
 
-/// Refuses an identity that would come back as another one, or as none: with an empty GUID, one
-/// that holds a quote, a backslash or a control character, or a group with a colon.
+/// Returns Refused for an identity that the protocol can't express: one with an empty GUID, with a
+/// quote, a backslash or a control character, or with a colon in the GUID of the group.
 Outcome CheckId(const PropertyId& id);
-/// The same for the GUID of a group.
+/// Does the same for the GUID of a group.
 Outcome CheckGroup(const std::string& guid);
-/// Refuses what the hub wouldn't take as a property of this program, or not as it was meant.
+/// Returns Refused for a property that the hub would reject or change.
 Outcome CheckAnnouncement(const Announcement& property);
 
-/// The bytes that the entry takes in a message, a few more at most.
+/// Returns an upper bound, close to the real number, of the bytes of the entry in a message.
 std::size_t BytesOf(const PropertyResponse& record);
 std::size_t BytesOf(const PropertyRequest& request);
 
-/// Shares entries out among messages of about 1 MiB, in their order.
+/// Divides entries, in their order, into parts for messages of about 1 MiB. Returns no part if
+/// there is no entry.
 template <typename Entry>
 std::vector<std::deque<Entry>> InParts(std::deque<Entry> entries) {
     constexpr std::size_t kPartBytes = 1U << 20U;

@@ -6,13 +6,13 @@
 
 namespace vantry::client {
 
-/// A lock over an activity that may last, such as a question and its answer, so it is waited for
-/// until a deadline only. Not re-entrant.
+/// A lock that guards an activity which may take long, such as a question and its answer, so that
+/// a thread waits for it until a deadline only. Not re-entrant. Thread-safe.
 class CAPABILITY("mutex") Turn {
 public:
     Turn() { free.Set(); }
 
-    /// Returns false if another thread had the turn until the deadline.
+    /// Blocks while another thread has the turn. Returns false if it has it until the deadline.
     [[nodiscard]] bool Enter(const Deadline& deadline) TRY_ACQUIRE(true) {
         return free.Wait(deadline.Left());
     }
@@ -22,7 +22,8 @@ private:
     Event free{true};
 };
 
-/// Holds a turn for the length of a scope, if it came in time.
+/// Holds a turn for the length of a scope, if it was entered before the deadline, which the
+/// conversion to bool says.
 class ScopedTurn {
 public:
     ScopedTurn(Turn& wanted, const Deadline& deadline)

@@ -1,3 +1,7 @@
+// A queue of jobs and one thread. The thread sleeps until a job is posted or the regular job is
+// due; `taken` wakes a thread that waits in PostWithin for space in the queue. An empty job, which
+// Next returns after Stop, ends the thread. A job never runs while the lock is held.
+
 #include "client/worker.h"
 
 #include <limits>
@@ -8,7 +12,7 @@
 namespace vantry::client {
 namespace {
 
-/// Stands for the calling thread.
+/// Returns a number that identifies the calling thread.
 std::uintptr_t ThisThread() {
     static thread_local const char place = 0;
     return reinterpret_cast<std::uintptr_t>(&place);

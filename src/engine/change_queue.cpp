@@ -5,11 +5,11 @@
 namespace vantry {
 
 void ChangeQueue::Push(const std::shared_ptr<Property>& changed, ChangeOrigin origin) {
-    // Released behind the lock: it may be the last reference.
+    // Destroyed after the lock is released, because it may be the last reference to its property.
     std::shared_ptr<Property> dropped;
     ScopedLock guard(lock);
     const std::uint32_t held = count;
-    // The last slot stays free.
+    // The last slot is never used.
     if (held + 1 < kSlots) {
         slots[held] = {changed, origin};
         externals += origin == ChangeOrigin::External ? 1 : 0;

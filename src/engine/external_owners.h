@@ -10,22 +10,29 @@
 
 namespace vantry {
 
-/// Which external connections own properties in the table, and how much. What is withdrawn leaves
-/// here at once, though the accounts count it until its withdrawal has been published. One thread
-/// at a time may use it.
+/// Records which external connections own properties in the remote table, and how many.
+///
+/// A withdrawn property is removed from this record at once, although the account of its owner
+/// counts it until its withdrawal has been published. Not thread-safe: the engine guards it with
+/// its reportsLock.
 class ExternalOwners {
 public:
     using Account = std::shared_ptr<ConnectionAccount>;
 
+    /// Adds a property that has been inserted into the table.
     void Enter(const RemoteProperty& property);
+    /// Removes a property that is erased from the table.
     void Leave(const RemoteProperty& property);
-    /// Says that a value in the table has `before` bytes less and `after` more.
+    /// Updates the number of bytes after a value in the table has changed, from `before` to `after`
+    /// bytes of external text.
     void Revalue(std::uint64_t before, std::uint64_t after) { text += after - before; }
 
-    /// Whether what is in the table exceeds this bound of all.
+    /// Returns whether the properties in the table exceed `bound`, which is AllProperties or
+    /// the bound of the text of all properties.
     bool IsOver(Bound bound, const Limits& limits) const;
-    /// Returns the owner whose properties go next: the one that has been gone for longest, else the
-    /// one that holds most. Empty if there is none.
+    /// Returns the owner whose properties are to be withdrawn next: the one that disconnected first
+    /// or, if all are connected, the one that holds most of `resource`. Returns null if there is no
+    /// owner.
     Account NextToGo(Resource resource) const;
     /// Returns the owners that were closed because of a bound.
     std::vector<Account> CutOwners() const;

@@ -7,17 +7,17 @@
 
 namespace vantry {
 
-/// Whether a stream leads out of the printer's own software.
+/// Returns whether the peer of the stream is outside the printer's own software.
 inline bool IsExternalStream(const Stream& stream) { return stream.IsExternal() == 1; }
 
-/// What a stream that leads out of the printer's own software may see. Never changes; any thread
-/// may ask.
+/// Decides which groups external streams may see. Immutable, so any thread may call it.
 class ExternalRights {
 public:
     ExternalRights();
 
-    /// Returns whether the values of this group may be seen: it is one of the external groups, or a
-    /// group of jobs. Records that carry no value in force may always be seen.
+    /// Returns whether external streams may see the values of this group, which holds for the
+    /// external groups and for the groups of jobs. Records without a current value may always be
+    /// sent.
     bool MaySee(std::string_view groupGuid) const;
 
 private:

@@ -1,11 +1,11 @@
-// The way of a message through the engine. It is read whole, parsed without any lock, and its
-// sections are acted on in a fixed order, entry by entry where they stand in the parsed tree. The
-// reply is put together from the kept texts of the records and written under the send lock of its
-// stream.
+// The processing of a message. The engine reads the whole message, parses it without holding a
+// lock, and processes its sections in a fixed order. The entries of a section are read from the
+// parsed tree without being copied. The reply is assembled from the kept texts of the records, and
+// written with the send lock of its stream held.
 //
-// A text of more than kLargeText that comes over an external stream waits for a turn, because its
-// tree and its answer may take much memory; while it waits and is worked on, it is counted as
-// received text. Messages of others never wait for it.
+// A text of more than kLargeText bytes that arrives over an external stream waits for a turn, so that
+// only a fixed number of such texts at a time need memory for their tree and their answer. While a
+// text waits and while it is processed, it is counted as received text. Other messages never wait.
 
 #include "engine/property_engine.h"
 
@@ -103,11 +103,12 @@ std::uint32_t PropertyEngine::ProcessText(const StreamReference& stream, std::st
 std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
                                             const PropertyMessage& request) {
     const bool external = IsExternalStream(*stream);
-    // The order of the sections is fixed: each step acts on what those before it have left.
+    // The order of the sections is fixed: each step sees the effect of the steps before it.
     if (!external && request.HasSection(Section::kSetRequests)) {
         ApplySetRequests(request);
     }
-    // Entered before its values are read: a change between the two would be told to nobody.
+    // The subscription is entered before its values are read; otherwise a change between the two
+    // would not be reported to the subscriber.
     if (Subscribes(request)) {
         EnterSubscription(stream, request);
     }
@@ -141,7 +142,7 @@ bool PropertyEngine::Answer(const PropertyMessage& request, bool external, Reply
         return AnswerEverything(external, reply);
     }
     bool goesOn = true;
-    // A subscription also gets the current values, behind those of the reads.
+    // A subscription is also answered with the current values, after those of the reads.
     for (const std::string_view section : {Section::kGetRequests, Section::kSubscribeRequests}) {
         request.ForEachEntry(section, [&](const EntryView& entry) {
             goesOn = goesOn && AnswerEntry(entry, external, reply);

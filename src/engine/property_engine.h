@@ -18,22 +18,26 @@
 
 namespace vantry {
 
-/// The heart of the hub: every message of every component passes through it. It answers reads,
-/// routes writes to whoever owns a property, and tells subscribers of changes.
+/// Processes the messages of all components: answers reads, forwards each write to the owner of its
+/// property, and publishes changes to the subscribers.
 ///
-/// Session threads call ProcessMessage, one at a time for a stream and side by side for different
-/// ones. A reply, a forwarded write and a publication hold the send lock of their stream while they
-/// write, and nothing else.
+/// Session threads call ProcessMessage, one thread at a time for one stream and concurrently for
+/// different streams. While the engine writes a reply, a forwarded write or a publication, it holds
+/// the send lock of that stream and no other lock.
 class PropertyEngine final : public PropertyEngineBase {
 public:
-    /// The publishing thread runs from here on. `component` is the hub's own. `machine` must
-    /// outlive the engine.
+    /// Starts the publishing thread. If the system can't create a thread, the engine answers and
+    /// forwards as usual and publishes nothing. `component` is the property that names the hub's
+    /// own component. `machine` must outlive the engine.
     PropertyEngine(std::shared_ptr<PropertyStore> propertyStore, ThreadReaper& reaper,
                    std::uint32_t priority, std::shared_ptr<Property> component, Platform& machine);
-    /// Waits for the publishing thread. Subscribers are not told.
+    /// Stops the publishing thread and blocks until it has ended. Sends nothing to subscribers. No
+    /// thread may be in ProcessMessage any more.
     ~PropertyEngine() override;
 
-    /// Large texts of external streams wait for their turn here.
+    /// Reads one message and acts on it. Returns 1 to continue the session and 0 to end it, which
+    /// also follows from a message that can't be read. Blocks until the message has arrived; a
+    /// large text of an external stream then waits for its turn.
     std::uint32_t ProcessMessage(std::shared_ptr<Stream> stream) override;
 
 private:
@@ -43,11 +47,13 @@ private:
 
     std::uint32_t ProcessLargeText(const StreamReference& stream, std::string_view text);
     std::uint32_t ProcessText(const StreamReference& stream, std::string_view text);
-    /// Does what the request says, and writes at most one reply. Returns 0 to end the session.
+    /// Acts on all sections of the request, and writes at most one reply. Returns 0 to end the
+    /// session.
     std::uint32_t HandleMessage(const StreamReference& stream, const PropertyMessage& request);
 
     // The steps of HandleMessage.
-    /// Each of the three returns false if the reply has been given up.
+    /// Each of the functions that return a bool returns false if the reply has been abandoned
+    /// because the peer exceeds a bound.
     bool Answer(const PropertyMessage& request, bool external, Reply& reply);
     bool AnswerEntry(const EntryView& entry, bool external, Reply& reply);
     bool AnswerEverything(bool external, Reply& reply);
@@ -58,7 +64,7 @@ private:
 
     // Writes and reports.
     void ApplySetRequests(const PropertyMessage& request);
-    /// Returns the bound that the report's connection exceeds, if it does.
+    /// Stores one reported value. Returns the bound that the connection now exceeds, if any.
     std::optional<Bound> TakeReport(const RecordView& report, const StreamReference& stream);
     std::optional<Bound> Announce(const RecordView& report, const StreamReference& stream)
         REQUIRES(reportsLock);
@@ -67,10 +73,10 @@ private:
         REQUIRES(reportsLock);
     void Withdraw(const std::shared_ptr<RemoteProperty>& property) REQUIRES(reportsLock);
     void WithdrawAllOf(const ConnectionAccount& account);
-    /// Closes connections and withdraws properties because `exceeded` is.
+    /// Closes connections and withdraws their properties until `exceeded` is kept again.
     void Relieve(const std::shared_ptr<ConnectionAccount>& reporter, Bound exceeded);
 
-    // The turns of the publishing thread.
+    // The steps of a publishing tick.
     void DropGoneSubscribers();
     void WithdrawOfCutOwners();
     void CollectChanges(PendingRecords& pending);
@@ -82,12 +88,14 @@ private:
     const std::shared_ptr<Accounting> accounting;
     Event stopEvent{true};
     std::atomic<bool> stopping{false};
-    /// Guards the list and what each subscriber wants. Nothing is written under it.
+    /// Guards the list and the entries of each subscriber. No stream is written to while it is
+    /// held.
     Lock subscribersLock;
     std::vector<std::shared_ptr<Subscriber>> subscribers GUARDED_BY(subscribersLock);
-    /// Held while one report is taken, so that a report over an internal stream and one over an
-    /// external stream never both decide whose a property is. The table and the queues are locked
-    /// inside it.
+    /// Held while one report is processed, which makes an activity of several steps atomic: a
+    /// report over an internal stream and one over an external stream must not both find the
+    /// property absent and then both become its owner. The locks of the table and of the queues are
+    /// entered while it is held.
     Lock reportsLock;
     ReportRights reportRights GUARDED_BY(reportsLock);
     ExternalOwners externalOwners GUARDED_BY(reportsLock);

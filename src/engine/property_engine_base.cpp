@@ -1,3 +1,11 @@
+// The hub's own properties in the engine. Each property gets a callback that pushes it to the queue
+// of changes, or is one of the periodic properties, which have none. AddProperty runs as a whole
+// with namesLock held, so that a property can't be named periodic while it is added. The callbacks
+// refer to the engine weakly, because properties may outlive it.
+//
+// The thread of publishing is created here and runs PublishLoop of the derived class, whose
+// destructor must wait for it: when the destructor of this class runs, the loop no longer exists.
+
 #include "engine/property_engine_base.h"
 
 #include <algorithm>
@@ -49,7 +57,7 @@ void PropertyEngineBase::WaitForPublishLoop() {
 }
 
 std::uint32_t PropertyEngineBase::TicksInPeriod() const {
-    // A period below one tick is one tick.
+    // A period shorter than one tick counts as one tick.
     return std::max<std::uint32_t>(1, publishPeriod->Value() / kPublishTickMilliseconds);
 }
 

@@ -1,7 +1,7 @@
-// The publishing thread: four times a second it drops the subscribers whose stream has died,
-// withdraws what closed connections have reported, and turns everything that has changed into
-// records. At the end of each period it gives the records to the subscribers, in one message for
-// each. No lock is held while it writes but the send lock of the stream that it writes to.
+// The publishing thread. Once in each tick it removes the subscribers whose stream has ended,
+// withdraws the properties of closed connections, and makes records of all changes. At the end of
+// each period it sends the records to the subscribers, in one message for each subscriber. While it
+// writes, it holds the send lock of that stream and no other lock.
 
 #include <algorithm>
 
@@ -13,11 +13,11 @@
 namespace vantry {
 namespace {
 
-/// So many bytes of waiting records end a period early, as too many records do: nothing else
-/// bounds what waits for a long one.
+/// A period ends early when its records reach this number of bytes, or the bound on their count;
+/// otherwise the records of a long period would have no bound.
 constexpr std::uint64_t kMostPendingBytes = 32U << 20U;
-/// A new value of the period takes effect at the end of the running one, unless that is longer than
-/// this minute.
+/// A new value of the period takes effect at the end of the running period, or at the next tick if
+/// that period is longer than one minute.
 constexpr std::uint32_t kLongPeriodTicks = 60'000 / kPublishTickMilliseconds;
 
 }  // namespace
@@ -33,7 +33,7 @@ void PropertyEngine::PublishLoop() {
         CollectChanges(pending);
         ++elapsed;
         if (period > kLongPeriodTicks) {
-            // So that a mistaken value can be corrected without waiting for its end.
+            // A mistaken value can then be corrected without waiting for the end of the period.
             period = TicksInPeriod();
         }
         if (elapsed >= period || pending.Count() >= limits[Bound::WaitingRecords] ||
@@ -78,7 +78,8 @@ void PropertyEngine::WithdrawOfCutOwners() {
 }
 
 void PropertyEngine::CollectChanges(PendingRecords& pending) {
-    // Taken before the changes, so that no change is popped behind the withdrawal that followed it.
+    // Retired properties are taken before the changes, so that no withdrawal is published before a
+    // change that precedes it.
     const std::vector<std::shared_ptr<Property>> localRetired = TakeRetired();
     std::vector<std::shared_ptr<RemoteProperty>> remotesGone;
     {
@@ -122,7 +123,7 @@ void PropertyEngine::Publish(PendingRecords& pending) {
     if (failed.empty()) {
         return;
     }
-    // A stream that can't take the message loses its subscription, and nothing else.
+    // A stream that doesn't accept the whole message only loses its subscription.
     ScopedLock guard(subscribersLock);
     std::erase_if(subscribers, [&](const std::shared_ptr<Subscriber>& subscriber) {
         return std::find(failed.begin(), failed.end(), subscriber) != failed.end();

@@ -4,7 +4,7 @@
 
 namespace vantry {
 
-/// How long the publishing thread waits between two looks at what has changed.
+/// The length of a tick: the publishing thread collects changes once in this time.
 inline constexpr std::uint32_t kPublishTickMilliseconds = 250;
 
 }  // namespace vantry

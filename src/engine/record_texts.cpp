@@ -21,7 +21,7 @@ std::string MakeText(const Property& property, const RecordOwner& owner, std::st
                             .nameString = property.Name(),
                             .status = status,
                             .value = value};
-    // The names of the fields and what stands around them.
+    // The bytes of the field names and of the punctuation.
     constexpr std::size_t kFixed = 128;
     std::string text;
     text.reserve(kFixed + owner.component.size() + owner.name.size() + property.GroupGuid().size() +

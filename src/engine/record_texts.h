@@ -7,7 +7,7 @@
 
 namespace vantry {
 
-/// The component that a record names as the owner of its property.
+/// The component that a record names as the owner of its property. Refers to strings of others.
 struct RecordOwner {
     const std::string& component;
     const std::string& name;
@@ -16,9 +16,11 @@ inline RecordOwner OwnerOf(const RemoteProperty& property) {
     return {property.component, property.componentName};
 }
 
-/// Returns the text of a record with the value in force, which is made once for each value.
+/// Returns the text of a record with the current value. The property keeps the text until its value
+/// changes, so it is made once for each value. Thread-safe.
 KeptText::Shared RecordTextOf(const Property& property, const RecordOwner& owner);
-/// Returns the text of the record that says that the property is gone. Nothing keeps it.
+/// Returns the text of the record that reports the withdrawal of the property. Each call makes a
+/// new text.
 KeptText::Shared WithdrawalTextOf(const Property& property, const RecordOwner& owner);
 
 }  // namespace vantry

@@ -1,3 +1,7 @@
+// The answer grows in the buffer of its frame. Refusals are collected apart and appended at the
+// end. The accounting needs a lock that all connections share, so it is called rarely: not at all
+// for an answer of up to 64 KiB, and then once for each 256 KiB, in advance.
+
 #include "engine/reply.h"
 
 #include <algorithm>
@@ -9,7 +13,8 @@
 namespace vantry {
 namespace {
 
-/// An answer up to here isn't counted; beyond it, so much is counted ahead at a time.
+/// The bytes of an answer that aren't counted, and the number of bytes that are counted in advance
+/// with each call.
 constexpr std::size_t kUncounted = 64U << 10U;
 constexpr std::size_t kStep = 256U << 10U;
 
@@ -17,7 +22,7 @@ constexpr std::size_t kStep = 256U << 10U;
 
 Reply::Reply(std::shared_ptr<ConnectionAccount> account, bool everything)
     : owner(account), charge(std::move(account), Resource::Answer) {
-    // Enough for a single record of usual length.
+    // This is enough for a single record of usual length.
     constexpr std::size_t kUsual = 512;
     std::string& text = frame.Buffer();
     text.reserve(kUsual);

@@ -14,8 +14,8 @@ bool ReportRights::Admits(const RecordView& report) const {
     if (settings.externalReports == ExternalReports::None) {
         return false;
     }
-    // All of these go out unescaped, so one that closes its string could add a section to messages
-    // that internal components receive.
+    // The hub sends all of these texts unescaped, so a text that ends its string early could add a
+    // section to the messages that internal components receive.
     for (const std::string_view text :
          {report.component, report.componentString, report.guid, report.groupGuid,
           report.groupString, report.nameString, report.status}) {

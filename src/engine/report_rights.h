@@ -9,32 +9,33 @@
 
 namespace vantry {
 
-/// Decides which reports of external streams the hub takes. Belongs to whoever takes the reports;
-/// one thread at a time may use it.
+/// Decides which reports of external streams the hub accepts. Not thread-safe: the engine guards it
+/// with its reportsLock.
 class ReportRights {
 public:
-    /// `hubSettings` must outlive this object, and doesn't change while reports are taken.
+    /// `hubSettings` must outlive this object, and must not change while it exists.
     /// `hubComponent` is the GUID of the hub's own component.
     ReportRights(const HubSettings& hubSettings, std::string hubComponent);
 
-    /// Returns whether a report that came over an external stream may be taken.
+    /// Returns whether to accept a report that arrived over an external stream.
     bool Admits(const RecordView& report) const;
-    /// Notes that an internal stream has reported this property, which from now on keeps external
-    /// streams from it where the setting says so.
+    /// Records that an internal stream has reported this property. Where the setting says so,
+    /// reports of it by external streams are then rejected.
     void Claim(const RecordView& report);
-    /// Returns whether an internal report makes the property its own that an external one owns.
+    /// Returns whether an internal stream becomes the owner of a property that it reports and that
+    /// an external stream owns.
     bool InternalTakesOver() const { return settings.externalReports == ExternalReports::Own; }
 
 private:
     const HubSettings& settings;
     const std::string ownComponent;
-    /// The full keys of what internal streams have ever reported. Never shrinks: a component that
-    /// has withdrawn a property may come back for it.
+    /// The full keys of all properties that internal streams have ever reported. Keys are never
+    /// removed, because a component that has withdrawn a property may announce it again.
     std::unordered_set<std::string> claimed;
 };
 
-/// Returns whether `text`, put between double quotes as it is, reads back as exactly one string,
-/// and has no byte below 32.
+/// Returns whether `text` between double quotes is exactly one string of JSON with good escapes and
+/// no byte below 32.
 bool IsSafeBetweenQuotes(std::string_view text);
 
 }  // namespace vantry

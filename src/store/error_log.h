@@ -14,18 +14,22 @@
 
 namespace vantry {
 
-/// The hub's log: a text file to which each start adds. It has no levels and no rotation.
+/// The hub's log: a text file that each start appends to. It has no levels and no rotation.
 ///
-/// A line is the local time as asctime gives it, a comma, the message, a carriage return and a line
-/// feed. Without a file that can be opened everything is dropped, with no word.
+/// A line is the local time in the form of asctime, a comma, the message, a carriage return and a
+/// line feed. If the file can't be opened, or its thread can't be started, the hub runs without a
+/// log and nothing reports that.
 class ErrorLog final : public SessionLog {
 public:
-    /// Adds a property with the file's name to `store`, under the identity given by `property`.
+    /// Opens the file, starts its thread, and adds a property with the file's name and the identity
+    /// `property` to `store`. `platform` isn't used after the constructor, except for its file
+    /// system, of which the log shares ownership.
     ErrorLog(PropertyStore& store, const Platform& platform, ThreadReaper& reaper,
              std::uint32_t priority, std::u16string_view fileName, const NamedGuid& property);
-    /// Gives the thread 500 ms to write what waits.
+    /// Waits up to 500 ms for the thread to write the lines that are queued.
     ~ErrorLog() override;
 
+    /// Queues a line. Thread-safe; never waits for the disk. See LogWriter::Write.
     void Write(std::string_view message) override;
 
 private:

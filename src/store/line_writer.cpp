@@ -1,10 +1,13 @@
 // A queue of lines and the thread that saves them.
 //
-// The queue is bounded without losing a value: from 100 waiting lines on, a newer line takes the
-// place of the waiting one with the same prefix, so it never holds more than 100 lines and one for
-// each property. Lines that the disk has refused go back to the front of the queue and are tried
-// again with the next line and at the stop. At the stop all that wait become one write, however
-// many they are: what counts is the last value of each property.
+// The queue is bounded without losing the last value of a property: from 100 queued lines on, a
+// newer line replaces the queued line with the same prefix, so the queue never has more than 100
+// lines and one for each property. Lines whose write failed are put back to the front of the queue,
+// and are tried again with the next line and at the stop. At the stop all queued lines become one
+// write, which has the last value of each property.
+//
+// The state is shared between the object and its thread: if a write hangs in the disk, the
+// destructor stops waiting after 5 s, and the state stays alive until the thread ends.
 
 #include "store/line_writer.h"
 
@@ -29,7 +32,7 @@ constexpr std::uint32_t kStop = 2;
 constexpr std::uint32_t kStopMilliseconds = 5000;
 constexpr std::size_t kUnfoldedLines = 100;
 
-/// Leaves only the newest line of each prefix, at the place of its oldest.
+/// Removes all but the newest line of each prefix, which gets the place of the oldest one.
 void Fold(std::vector<PendingLine>& lines) {
     std::vector<PendingLine> folded;
     std::unordered_map<std::string, std::size_t> places;
@@ -50,7 +53,8 @@ struct LineWriter::Shared {
     Shared(std::shared_ptr<PropertyFile> propertyFile, Saves howToSave)
         : file(std::move(propertyFile)), saves(howToSave) {}
 
-    /// Saves what waits. Ends early and returns false when the disk refuses.
+    /// Saves the queued lines. Returns false at the first write that fails, with its lines queued
+    /// again.
     bool SavePass() {
         std::vector<PendingLine> lines;
         do {
@@ -63,15 +67,15 @@ struct LineWriter::Shared {
         return true;
     }
 
-    /// Saves what waits at the stop. A refusal that was only of the moment is given a second
-    /// chance, since there is no later one.
+    /// Saves the queued lines at the stop. Tries a second time after a failure, which may have been
+    /// temporary, since there is no later time.
     void LastPass() {
         if (!SavePass()) {
             static_cast<void>(SavePass());
         }
     }
 
-    /// Takes the lines of the next write: all that wait, or the oldest one.
+    /// Removes and returns the lines of the next write: all queued lines, or only the oldest one.
     std::vector<PendingLine> TakeLines() {
         ScopedLock guard(linesLock);
         const bool all = saves == Saves::Replace || stopping;
@@ -85,6 +89,7 @@ struct LineWriter::Shared {
         return lines;
     }
 
+    /// Queues the lines of a failed write before all others.
     void PutBack(std::vector<PendingLine> lines) {
         ScopedLock guard(linesLock);
         waiting.insert(waiting.begin(), std::move_iterator(lines.begin()),
@@ -110,7 +115,7 @@ struct LineWriter::Shared {
     std::deque<PendingLine> waiting GUARDED_BY(linesLock);
     EventFlags signal{true};
     std::atomic<bool> stopping{false};
-    /// Set by the thread as its last act.
+    /// The thread sets this as its last action.
     Event ended{false};
 };
 

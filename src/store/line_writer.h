@@ -8,26 +8,33 @@
 
 namespace vantry {
 
-/// The thread that saves lines to a property file, in the order in which they were queued. In place
-/// each line is a write of its own until 100 wait; with Saves::Replace all that wait are one.
+/// Saves lines to a property file on a thread of its own, in the order in which they were queued.
+///
+/// With Saves::InPlace each line is one write; with Saves::Replace all queued lines are one write.
+/// From 100 queued lines on, a newer line replaces the queued one of the same property. Queue and
+/// Wake are thread-safe.
 class LineWriter {
 public:
+    /// Starts the thread. If the system can't create it, lines are kept in memory and the
+    /// destructor saves them.
     LineWriter(std::shared_ptr<PropertyFile> propertyFile, Saves howToSave, ThreadReaper& reaper,
                std::uint32_t priority);
-    /// Saves what waits with one write, for which it gives the thread 5 s. What the disk refuses
-    /// then is lost.
+    /// Saves the queued lines with one write. Waits up to 5 s for the thread to do so; without a
+    /// thread it writes itself, and blocks for as long as the disk takes. Lines whose write fails
+    /// twice are lost.
     ~LineWriter();
     LineWriter(const LineWriter&) = delete;
     LineWriter& operator=(const LineWriter&) = delete;
 
-    /// Queues the line that begins with `prefix`, with `value` up to its first line feed, since a
-    /// line can't hold one. Any thread may call it; it never waits for the disk.
+    /// Queues a line that consists of `prefix`, "=" and `value` up to its first line feed, since a
+    /// line can't contain one. Never waits for the disk. A write that fails is tried again with the
+    /// next line and by the destructor.
     void Queue(std::string_view prefix, std::string_view value);
-    /// Lets the thread do what the loading of the file has left to do.
+    /// Makes the thread finish the work that PropertyFile::Load left, even if no line is queued.
     void Wake();
 
 private:
-    /// Shared with the thread, which may hang in the disk longer than this object lives.
+    /// Shared with the thread, because a write that hangs can last longer than this object.
     struct Shared;
 
     static std::uint32_t Run(void* argument);

@@ -6,14 +6,14 @@
 
 namespace vantry {
 
-/// Whoever publishes the properties of this process: the property engine.
+/// Publishes the properties of this process. The property engine implements it.
 class LocalPropertySink {
 public:
     virtual ~LocalPropertySink() = default;
-    /// Takes a property in and publishes it from now on. Called under the locks of the store, so it
-    /// must not call back into it.
+    /// Publishes the property now and after each change. The store calls this with its locks held,
+    /// so it must not call back into the store or block.
     virtual void AddProperty(std::shared_ptr<Property> property) = 0;
-    /// Tells subscribers that a property is gone.
+    /// Publishes the withdrawal of a property.
     virtual void RetireProperty(std::shared_ptr<Property> property) = 0;
 };
 

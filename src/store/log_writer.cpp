@@ -1,6 +1,10 @@
-// A bounded queue of lines and the thread that appends them to the file. A line that finds no place
-// in the queue or in the file is counted instead, and the count becomes a line of its own as soon
-// as one can be written, so a gap in the log can be seen.
+// A bounded queue of lines and the thread that appends them to the file. A line for which the queue
+// or the file has no space is counted instead. The count is written as a line of its own as soon as
+// a line can be written, so that a reader can see the gap. Before each line the thread tests
+// whether the file still exists, and makes a new one if an operator has removed it.
+//
+// The state is shared between the object and its thread, so that a thread which hangs in the disk
+// never uses a destroyed object.
 
 #include "store/log_writer.h"
 
@@ -19,7 +23,7 @@ constexpr std::uint32_t kStop = 1;
 constexpr std::uint32_t kLines = 2;
 constexpr std::size_t kUsualLines = 100;
 constexpr std::size_t kMostLines = 1000;
-/// asctime_r asks for 26 bytes, and more for a year that is far off.
+/// asctime_r needs 26 bytes, and more for years of more than four digits.
 constexpr std::size_t kTimeBytes = 64;
 
 std::string MakeLine(std::string_view message) {
@@ -29,7 +33,7 @@ std::string MakeLine(std::string_view message) {
     char time[kTimeBytes] = {};
     asctime_r(&local, time);
     std::string line = time;
-    line.resize(line.empty() ? 0 : line.size() - 1);  // The line feed of asctime.
+    line.resize(line.empty() ? 0 : line.size() - 1);  // Removes the line feed.
     return line.append(",").append(message).append("\r\n");
 }
 
@@ -56,7 +60,7 @@ struct LogWriter::Shared {
         signal.Set(kLines);
     }
 
-    /// Takes the lines that wait.
+    /// Removes and returns the queued lines.
     std::vector<std::string> TakeLines() {
         std::vector<std::string> taken;
         taken.reserve(kUsualLines);
@@ -67,7 +71,7 @@ struct LogWriter::Shared {
     }
 
     void AppendOrCount(const std::string& line) {
-        // An operator makes room by removing the file, whose next line then begins a new one.
+        // An operator may remove the file to get free space; this line then begins a new file.
         if (files->Exists(name).IsMissing()) {
             static_cast<void>(Open());
         }
@@ -93,7 +97,7 @@ struct LogWriter::Shared {
         if (file->Write(size, text)) {
             return true;
         }
-        // A piece of a line would spoil the next one.
+        // Otherwise the next line would follow a part of this one.
         static_cast<void>(file->Cut(size));
         return false;
     }
@@ -101,7 +105,7 @@ struct LogWriter::Shared {
     const std::shared_ptr<FileSystem> files;
     const std::u16string name;
     const std::uint64_t mostBytes;
-    /// Of the thread alone, once it runs.
+    /// Used only by the thread once that runs.
     std::unique_ptr<File> file;
     Lock lock;
     std::vector<std::string> lines GUARDED_BY(lock);

@@ -1,14 +1,15 @@
-// Loading and saving, with one aim: whatever the disk refuses and whenever the process ends, a
-// value that was saved is not lost. Three rules serve it. Only a missing or a damaged file is
-// replaced; a file that can't be read now is left alone, and what should go into it waits. What a
-// refused write should have left in the file is kept and written first by the next one. And the
-// override's lines are a write of their own, after which its file goes, so that it is never lost
-// between the two and never applied over newer values.
+// Loading and saving. A saved value must not be lost, whatever operation of the disk fails and
+// whenever the process ends. Three rules ensure that. First, only a missing or damaged file is
+// replaced; a file that can't be read at the moment is left unchanged, and lines for it are kept in
+// memory. Second, the text of a failed write is kept and written first by the next one. Third, the
+// lines of the override are saved with a write of their own, after which the override file is
+// deleted; so they are neither lost nor applied over newer values.
 //
-// Text and check value are put together in memory. In place they overwrite the old content with one
-// write, after which the rest is cut off: no second file is needed, but a kill can leave a file
-// that its check value betrays, and then the backup of the last start counts. Saves::Replace costs
-// two syncs for each write and leaves the old file or the new one whatever happens.
+// The content, which is the text and the check value, is composed in memory. Saves::InPlace
+// overwrites the old content with one write and then cuts the file to its new length. This needs no
+// second file, but if the process is killed meanwhile, the check value can be wrong; the backup of
+// the last start is used then. Saves::Replace costs two syncs for each write, and leaves either the
+// old file or the new one, whatever happens.
 
 #include "store/property_file.h"
 
@@ -17,8 +18,9 @@
 namespace vantry {
 namespace {
 
-/// Keeps the reading and the writing of property files apart, also when two hubs of one process
-/// take turns. Shared, so that a writer that hangs in the disk never holds a dead lock.
+/// Returns the lock under which all property files of the process are read and written, since two
+/// hubs that follow each other in one process use the same files. It is never destroyed while a
+/// thread that hangs in the disk still holds a handle.
 const Lock& FilesLock() {
     static const Lock lock;
     return lock;
@@ -38,8 +40,8 @@ bool PropertyFile::Load(StoredLines& lines) {
     ScopedLock guard(lock);
     std::string content;
     const Found main = ReadGood(names.file, content);
-    // The good lines of a file with a line of another form count as far as the backup doesn't say
-    // otherwise.
+    // The good lines of a file that also has a line of another form are used, unless the backup has
+    // other values.
     if (main != Found::Refused) {
         static_cast<void>(ParsePropertyContent(content, lines));
     }
@@ -50,7 +52,7 @@ bool PropertyFile::Load(StoredLines& lines) {
     if (main == Found::Good) {
         static_cast<void>(files->Replace(backup, content));
     } else if (main == Found::Nothing) {
-        // If this is refused, the next save finds the backup where it stands.
+        // If this fails, the next save reads the backup instead.
         static_cast<void>(files->Replace(names.file, content));
     }
     if (main != Found::Refused) {
@@ -123,13 +125,14 @@ bool PropertyFile::DeleteOverride() {
     if (deleted || deleted.IsMissing()) {
         return true;
     }
-    // An empty file isn't a good one, so it does no harm at the next start.
+    // An empty file isn't a good override file, so the next start ignores it.
     std::unique_ptr<File> file;
     return files->Open(names.overrideFile, FileUse::kWrite, file) && file->Cut(0);
 }
 
-/// Reads the text that the next write builds on: that of the file, or of the backup in place of a
-/// missing or damaged file, or nothing if both are. False if one of them can't be read now.
+/// Reads the text that the next write changes: that of the file, or of the backup if the file is
+/// missing or damaged, or an empty text if both are. Returns false if one of them can't be read at
+/// the moment.
 bool PropertyFile::ReadText(std::string& text) {
     std::string content;
     Found found = ReadGood(names.file, content);
@@ -140,7 +143,7 @@ bool PropertyFile::ReadText(std::string& text) {
     return found != Found::Refused;
 }
 
-/// Makes `text` the text of the file, or keeps it as unwritten and returns false.
+/// Writes `text` to the file. If that fails, keeps it as unwritten and returns false.
 bool PropertyFile::Write(std::string text) {
     const std::string content = MakePropertyContent(text);
     const FileResult written =

@@ -27,20 +27,23 @@ struct PropertyFileNames {
     std::u16string overrideFile;
 };
 
-/// A property file, its backup and its override file. Any thread may call the operations; they
-/// block for as long as the disk takes. All property files of the process share one lock, so that
-/// a store that is being built never reads what the store before it is just writing.
+/// A property file, its backup and its override file.
+///
+/// All operations are thread-safe and block for as long as the disk takes. All property files of
+/// the process share one lock, which guards the activity of reading or writing them: a store that
+/// is being constructed must not read a file while the previous store still writes it.
 class PropertyFile {
 public:
+    /// Touches no file. Shares ownership of the file system.
     PropertyFile(std::shared_ptr<FileSystem> fileSystem, Saves howToSave, PropertyFileNames names);
 
-    /// Reads the stored lines, with those of the override file applied, and makes a good file the
-    /// backup. Returns false, with `lines` of no use, if neither the file nor its backup is good.
-    /// The first Save after it writes the override's lines and deletes the override file.
+    /// Reads the stored lines, applies those of the override file, and copies a good file to the
+    /// backup. Returns false, with `lines` unspecified, if neither the file nor its backup is good.
+    /// The next Save writes the lines of the override and deletes the override file.
     [[nodiscard]] bool Load(StoredLines& lines);
-    /// Writes what an earlier call has left to do, and then, with one write, `lines`. Returns false
-    /// if the disk refuses any of it; the caller then keeps the lines for a later call, to which it
-    /// gives them in front of newer ones.
+    /// Completes what earlier calls couldn't write, and then writes `lines` with one write. Returns
+    /// false if any of this fails; the caller then passes the same lines, followed by newer ones,
+    /// to a later call.
     [[nodiscard]] bool Save(const std::vector<PendingLine>& lines);
 
 private:
@@ -60,9 +63,10 @@ private:
     const std::u16string backup;
     /// A handle to the lock that all property files of the process share.
     const Lock lock;
-    /// The text that should stand in the file and whose write was refused or has yet to be made.
+    /// The intended text of the file, if its write failed or hasn't been tried yet.
     std::optional<std::string> unwritten GUARDED_BY(lock);
-    /// The override was applied, and its file has to go before other lines are written.
+    /// Whether the override was applied, so that its file must be deleted before other lines are
+    /// written.
     bool overrideIsApplied GUARDED_BY(lock) = false;
 };
 

@@ -18,7 +18,7 @@ bool PropertyFileWriter::Load(const PropertyCatalog& catalog) {
 void PropertyFileWriter::Distribute(const PropertyCatalog& catalog, const StoredLines& stored) {
     for (const auto& [key, entry] : stored) {
         if (const std::shared_ptr<Property> property = catalog.FindByKey(key)) {
-            // A text that the property can't take leaves its value, which is all that can be done.
+            // A text that the property rejects leaves its value unchanged.
             static_cast<void>(property->SetTextQuietly(entry.value));
             continue;
         }

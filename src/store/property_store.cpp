@@ -1,3 +1,17 @@
+// Registering, saving and removing properties.
+//
+// RegisterProperty runs as a whole with registeredLock held: it claims the stored value, assigns
+// it, adds the callback that saves later changes, and adds the property to the catalog. The order
+// matters: the callback is added after the stored value was assigned, so that restoring a value
+// doesn't save it again. The constructor loads the files before it registers anything, so that
+// every registration finds its stored value.
+//
+// Three locks are entered in this order: registeredLock, that of the catalog, and that of the
+// loaded values in PropertyFileWriter. LoadFiles holds the lock of the catalog for the whole load,
+// so that no property is added or removed meanwhile.
+//
+// Properties are removed on a thread of their own, because the caller may hold locks.
+
 #include "store/property_store.h"
 
 #include <algorithm>
@@ -97,7 +111,7 @@ void PropertyStore::RegisterProperty(const std::shared_ptr<Property>& property) 
     if (const std::shared_ptr<StringProperty> stored = writer.ClaimValue(KeyOf(*property))) {
         std::string text;
         stored->GetText(text);
-        // A text that it can't take leaves the default in force.
+        // A text that the property rejects leaves its default value.
         static_cast<void>(property->SetTextQuietly(text));
     }
     property->AddChangedCallback([this](const std::shared_ptr<Property>& changed) {
@@ -121,7 +135,7 @@ void PropertyStore::RemoveProperty(const std::shared_ptr<Property>& property,
 }
 
 void PropertyStore::StartRemovals() {
-    // Without a thread, removed properties only stay in the catalog.
+    // Without a thread, removed properties stay in the catalog, which is harmless.
     static_cast<void>(removalThread->Start(this));
 }
 

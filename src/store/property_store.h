@@ -24,26 +24,31 @@ struct PropertyStoreSettings {
     std::uint32_t writerPriority;
 };
 
-/// The catalog with a memory: what is registered here survives a restart.
+/// A catalog that saves the values of registered properties and restores them after a restart.
 ///
-/// RegisterProperty makes a property visible and persistent, AddProperty visible alone. Whoever
-/// has a property adds callbacks first, registers it, and then reads its value, which may be the
-/// stored one by now; no callback tells of that. Any thread may call the operations.
+/// RegisterProperty makes a property visible and persistent; AddProperty only makes it visible. The
+/// owner of a property adds its callbacks, registers the property, and then reads its value, which
+/// may have been restored; no callback is called for that. All operations are thread-safe.
 class PropertyStore : public PropertyCatalog {
 public:
-    /// Loads the files, and tells the operator if they can't be written. `platform` must outlive
-    /// the store.
+    /// Loads the files, which blocks for the disk, and writes a notice for the operator if they
+    /// can't be written. If neither the file nor its backup is good, every property keeps its
+    /// default and "Property Loading Error" is True. `hubPlatform` must outlive the store.
     PropertyStore(Platform& hubPlatform, ThreadReaper& reaper, PropertyStoreSettings names);
+    /// Stops the removal thread, and waits for queued values to be saved (see LineWriter). Removals
+    /// that are still queued aren't done, and their events aren't set.
     ~PropertyStore() override;
 
-    /// Restores the stored value quietly, saves every later change, and adds the property. A second
-    /// property of one identity is not used.
+    /// Restores the stored value without calling callbacks, adds the property, and saves every
+    /// later change. Does nothing if a property with the same identity is registered. Never waits
+    /// for the disk.
     void RegisterProperty(const std::shared_ptr<Property>& property);
-    /// Has the removal thread take the property out of the catalog; sets `done`, if there is one,
-    /// when that has happened. An empty property is ignored.
+    /// Makes the removal thread remove the property from the catalog and then set `done`, which may
+    /// be null. Doesn't wait. Does nothing if `property` is null.
     virtual void RemoveProperty(const std::shared_ptr<Property>& property,
                                 std::shared_ptr<Event> done);
-    /// Starts the removal thread, which works off what was queued before.
+    /// Starts the removal thread, which first processes the removals queued before. If the system
+    /// can't create the thread, removed properties stay in the catalog and no `done` is set.
     void StartRemovals();
 
 private:
@@ -61,11 +66,13 @@ private:
 
     Platform& platform;
     const PropertyStoreSettings settings;
+    /// Also held while a changed property is saved, so that the newest value is queued last.
     Lock registeredLock;
     std::deque<std::shared_ptr<Property>> registered GUARDED_BY(registeredLock);
     std::shared_ptr<TriggerProperty> loadTrigger;
     std::shared_ptr<TriggerProperty> storeTrigger;
     std::shared_ptr<BoolProperty> loadError;
+    /// Also held while the queued properties are removed from the catalog.
     Lock removalsLock;
     std::deque<Removal> removals GUARDED_BY(removalsLock);
     EventFlags removalSignal{true};

@@ -9,7 +9,8 @@
 namespace vantry {
 namespace {
 
-/// From this length on a stream that can't pass everything on keeps the frame itself and no copy.
+/// From this length on, a stream that must keep unsent bytes shares the frame instead of copying
+/// it.
 constexpr std::size_t kSharedFrom = 64U << 10U;
 
 }  // namespace

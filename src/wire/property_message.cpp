@@ -1,3 +1,7 @@
+// Encoding builds the tree of a section, whose keys are inserted in their order, which is the fast
+// way (see JsonObject). Decoding copies the texts of the entries into records; a reader that needs
+// no copies uses EntryView.
+
 #include "wire/property_message.h"
 
 #include <utility>
@@ -40,11 +44,11 @@ void DecodeRequests(const PropertyMessage& message, std::string_view section,
     });
 }
 
-/// The entry of a record as it stands in a response section.
+/// Returns the entry of a response section for a record.
 JsonObject MakeResponseEntry(PropertyResponse response) {
     JsonObject entry;
     entry.reserve(kResponseFields);
-    // In the order of the keys, so that each goes to the end.
+    // In the order of the keys, so that each is appended.
     entry.insert(std::string(Field::kComponent), std::move(response.component));
     entry.insert(std::string(Field::kComponentString), std::move(response.componentString));
     entry.insert(std::string(Field::kGuid), CompositeGuid(response.groupGuid, response.guid));

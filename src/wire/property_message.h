@@ -10,8 +10,8 @@
 
 namespace vantry {
 
-/// One entry of a section, seen in the message that it stands in. A missing or wrongly typed field
-/// reads as empty.
+/// Reads one entry of a section without copying it. The message must outlive the view and the texts
+/// that it returns. A missing or wrongly typed field is an empty text.
 class EntryView {
 public:
     explicit EntryView(const JsonValue& element);
@@ -19,7 +19,7 @@ public:
     std::string_view Text(std::string_view field) const;
     std::string_view Component() const;
     std::string_view GroupGuid() const { return guids.groupGuid; }
-    /// Empty in a request for a whole group.
+    /// Returns an empty text in a request for a whole group.
     std::string_view Guid() const { return guids.guid; }
 
 private:
@@ -27,10 +27,10 @@ private:
     SplitGuid guids;
 };
 
-/// The one kind of message that the hub and its components exchange: sections of entries.
+/// A message of the hub or a component, which consists of sections with entries.
 ///
-/// Decoding never fails: a missing or wrongly typed field reads as empty. Encoding replaces a
-/// section; only AddSubscribeRequest appends to one.
+/// Decoding never fails: a missing or wrongly typed field is decoded as an empty text. Encoding
+/// replaces a section; only AddSubscribeRequest appends to one. Used by one thread at a time.
 class PropertyMessage final : public JsonMessage {
 public:
     bool HasSection(std::string_view key) const { return FindKey(object, key) != nullptr; }
@@ -55,16 +55,17 @@ public:
     void AddSubscribeRequests(const std::deque<PropertyRequest>& requests);
     void EncodeGetRequests(const std::deque<PropertyRequest>& requests);
     void EncodeSetRequests(std::deque<PropertySetRequest> requests);
-    /// The values of the records must have been escaped.
+    /// Requires that the texts of the records are escaped (see EscapeJsonText).
     void EncodeGetResponses(std::deque<PropertyResponse> responses);
     void EncodeGetAll();
     void EncodeGetAllResponse();
     void EncodeSubscribeAll();
     void EncodeDisconnect();
 
-    /// Each appends the entries of its section, in order.
+    /// The following operations append the entries of a section, in order.
     void DecodeSubscribeRequests(std::deque<PropertyRequest>& requests) const;
-    /// A subscription also gets the current values, so its entries follow those of the reads.
+    /// Also appends the entries of the subscribe section, since a subscription is answered with the
+    /// current values.
     void DecodeGetRequests(std::deque<PropertyRequest>& requests) const;
     void DecodeSetRequests(std::deque<PropertySetRequest>& requests) const;
     void DecodeGetResponses(std::deque<PropertyResponse>& responses) const;

@@ -7,15 +7,15 @@
 
 namespace vantry {
 
-/// The three words by which a record says what it stands for.
+/// The values of the status field of a record.
 struct Status {
     static constexpr std::string_view kSuccessful = "Successful";
     static constexpr std::string_view kNotFound = "Property Not Found";
-    /// The last record that anybody gets of a property.
+    /// The property was withdrawn.
     static constexpr std::string_view kNoLongerAvailable = "Property No Longer Available";
 };
 
-/// One read or one subscription. An empty `guid` means every property of the group.
+/// One entry of a read or a subscription. An empty `guid` means every property of the group.
 struct PropertyRequest {
     std::string component;
     std::string groupGuid;
@@ -24,7 +24,7 @@ struct PropertyRequest {
     bool operator==(const PropertyRequest&) const = default;
 };
 
-/// One write.
+/// One entry of a write.
 struct PropertySetRequest {
     std::string guid;
     std::string groupGuid;
@@ -32,7 +32,7 @@ struct PropertySetRequest {
     std::string value;
 };
 
-/// One property as it travels, in either direction.
+/// One record: the state of a property, in an answer, a publication or a report.
 struct PropertyResponse {
     std::string groupGuid;
     std::string groupString;

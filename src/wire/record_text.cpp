@@ -25,7 +25,7 @@ void AppendGuid(std::string& text, std::string_view groupGuid, std::string_view 
 }  // namespace
 
 void AppendRecord(std::string& text, const RecordView& record) {
-    // In the order of the keys.
+    // The fields are in the order of their keys, as in a JsonObject.
     AppendField(text, '{', Field::kComponent, record.component);
     AppendField(text, ',', Field::kComponentString, record.componentString);
     AppendGuid(text, record.groupGuid, record.guid);
@@ -40,7 +40,7 @@ void AppendFailureRecord(std::string& text, std::string_view component, std::str
                          std::string_view guid) {
     constexpr std::string_view kUnknownGroup = "Unknown Group";
     AppendRecord(text, {.component = component,
-                        // There is no word of its own for a component.
+                        // The protocol has no separate text for an unknown component.
                         .componentString = kUnknownGroup,
                         .groupGuid = groupGuid,
                         .guid = guid,

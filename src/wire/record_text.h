@@ -5,7 +5,7 @@
 
 namespace vantry {
 
-/// What a record says of a property. The texts belong to others; `value` has been escaped.
+/// The fields of a record. The texts belong to the caller; `value` must be escaped.
 struct RecordView {
     std::string_view component;
     std::string_view componentString;
@@ -17,15 +17,16 @@ struct RecordView {
     std::string_view value;
 };
 
-/// Appends the entry of a response section for `record`, as the writer of trees would.
+/// Appends the entry of a response section for `record`, with the same bytes as WriteJsonObject
+/// writes for the entry as a tree.
 void AppendRecord(std::string& text, const RecordView& record);
 
-/// Appends the entry that answers a request which found nothing, or nothing that its sender may
-/// see: it echoes what was asked and fills the rest with fixed words.
+/// Appends the entry that answers a request for a property that doesn't exist or that the peer may
+/// not see. It repeats the identity in the request and has fixed texts in the other fields.
 void AppendFailureRecord(std::string& text, std::string_view component, std::string_view groupGuid,
                          std::string_view guid);
 
-/// Appends the entry of a write section. The value goes out as it is.
+/// Appends the entry of a write section. The value isn't escaped.
 void AppendWrite(std::string& text, std::string_view component, std::string_view groupGuid,
                  std::string_view guid, std::string_view value);
 

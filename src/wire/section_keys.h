@@ -4,12 +4,13 @@
 
 namespace vantry {
 
-/// The sections of a message. One is recognised by the presence of its key alone.
+/// The keys of the sections of a message. The presence of the key makes the section, whatever its
+/// value.
 struct Section {
     static constexpr std::string_view kGetRequests = "PropertyGetRequests";
     static constexpr std::string_view kSetRequests = "PropertySetRequests";
     static constexpr std::string_view kSubscribeRequests = "PropertySubscribeRequests";
-    /// Every answer, every publication, and what a component reports.
+    /// The records of answers, publications and reports.
     static constexpr std::string_view kGetResponses = "PropertyGetResponses";
     static constexpr std::string_view kGetAll = "GetAllProperties";
     static constexpr std::string_view kGetAllResponse = "GetAllPropertiesResponse";
@@ -17,7 +18,7 @@ struct Section {
     static constexpr std::string_view kDisconnect = "Disconnect";
 };
 
-/// The fields of an entry; all of them are strings.
+/// The keys of the fields of an entry. The value of each is a string.
 struct Field {
     static constexpr std::string_view kComponent = "Component";
     static constexpr std::string_view kComponentString = "ComponentString";

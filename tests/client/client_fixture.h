@@ -35,7 +35,7 @@ inline Announcement Announced(const std::string& guid, std::string value,
             .onWrite = [](const std::string& written) { return std::optional(written); }};
 }
 
-/// A running hub, and clients of it.
+/// A running hub and its clients.
 class ClientTest : public testing::Test {
 protected:
     void SetUp() override { StartHub(); }
@@ -54,7 +54,7 @@ protected:
         const auto property = hub.Read(id);
         return property ? property->value : property.error().text;
     }
-    /// Takes changes until one has this value.
+    /// Returns whether a change to this value arrives.
     static bool Hears(EventQueue& changes, const std::string& value) {
         for (auto change = changes.Take(20s); change; change = changes.Take(20s)) {
             if (change->value == value && change->available) {
@@ -63,7 +63,7 @@ protected:
         }
         return false;
     }
-    /// Takes changes until one says that its property is gone.
+    /// Returns whether a withdrawal arrives.
     static bool HearsOfALoss(EventQueue& changes) {
         for (auto change = changes.Take(20s); change; change = changes.Take(20s)) {
             if (!change->available) {

@@ -1,4 +1,4 @@
-// What the client does when the other side isn't a hub, or isn't one for long.
+// The client library when the peer isn't a hub, or stops behaving as one.
 
 #include <atomic>
 
@@ -54,7 +54,7 @@ TEST(ForeignServer, IsNamedAtOnce) {
 }
 
 TEST(ForeignServer, ThatOnlyAcceptsIsNeverCalledConnected) {
-    // The first connection is served as by a hub, until it is asked something.
+    // The first connection behaves as a hub until it receives a question.
     std::atomic<int> connections{0};
     ScriptedServer server([&](FrameClient& peer) {
         if (connections++ == 0) {

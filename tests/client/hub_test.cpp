@@ -169,7 +169,7 @@ TEST_F(Client, AHubThatIsSilentIsNoticedInTime) {
     process->Signal(SIGSTOP);
     EXPECT_EQ(hub->Read(kPeriod).error().code, ErrorCode::TimedOut);
     process->Signal(SIGCONT);
-    // The late answer isn't taken for that of the next question.
+    // The late answer isn't used as the answer to the next question.
     EXPECT_TRUE(Eventually([&] { return ValueOf(*hub, kPeriod) == "500"; }));
     EXPECT_EQ(Hub::Connect(Endpoint::Device("/nonexistent")).error().code, ErrorCode::NoConnection);
 }

@@ -1,4 +1,4 @@
-// What a program that owns properties may rely on.
+// The guarantees for a program that owns properties.
 
 #include <signal.h>
 
@@ -35,7 +35,7 @@ TEST_F(Owner, AWriteThatSpoilsItsMessageStillArrivesAndNoAnswerIsTakenForAnother
     constexpr int kWrites = 50;
     std::thread writing([&] {
         for (int count = 0; count < kWrites; ++count) {
-            // Escaped once, as JSON wants it. The hub passes it on without the escapes.
+            // The value is escaped once, as JSON requires. The hub forwards it unescaped.
             careful.Send(test::Set(AddressOf(Mine("N0")), R"(say \"hi\")"));
         }
     });
@@ -184,7 +184,7 @@ TEST_F(Owner, ACommandThatFailsTheSecondTimeIsNotTakenForTheFirst) {
 TEST_F(Owner, AnOrderlyEndLosesNothingAndLeavesNoLineInTheLog) {
     const auto log = process->root / "Store/VantryLogFileName.txt";
     const auto lines = [&] { return test::Count(test::ReadFile(log), "\r\n"); };
-    ASSERT_TRUE(Eventually([&] { return lines() == 1; }));  // The hub's own beginning.
+    ASSERT_TRUE(Eventually([&] { return lines() == 1; }));  // The line of the hub's start.
     for (int round = 0; round < 20; ++round) {
         const std::string value = std::to_string(round);
         {
@@ -195,7 +195,7 @@ TEST_F(Owner, AnOrderlyEndLosesNothingAndLeavesNoLineInTheLog) {
         }
         EXPECT_EQ(InTheHub(Mine("R" + value)), value);
     }
-    // One that just goes is told of.
+    // A client that disconnects without a message is logged.
     ASSERT_TRUE(process->Device("PRN1").Ask(test::kGetAll));
     ASSERT_TRUE(Eventually([&] { return lines() > 1; }));
     EXPECT_EQ(lines(), 2U);

@@ -1,4 +1,4 @@
-// What a subscriber may rely on.
+// The guarantees for a subscriber.
 
 #include <atomic>
 #include <map>
@@ -23,7 +23,7 @@ protected:
     }
 };
 
-/// The last values that a subscription has told.
+/// The last values that a subscription has reported.
 class Told {
 public:
     ChangeCallback Callback() {
@@ -103,7 +103,7 @@ TEST_F(Subscriber, TheLastWordOnAPropertyThatReturnsAtOnceIsThatItIsThere) {
     ASSERT_TRUE(owner->Announce({Announced("A", "one"), Announced("LAST", "")}));
     ASSERT_TRUE(owner->Withdraw(Mine("A")));
     ASSERT_TRUE(owner->Announce({Announced("A", "two")}));
-    // The newest changes stand first in a message, so only the second one is behind all others.
+    // The newest changes are first in a message, so only the second one follows all others.
     for (const char* value : {"almost", "the end"}) {
         ASSERT_TRUE(owner->Change(Mine("LAST"), value));
         ASSERT_TRUE(Hears(changes, value));
@@ -164,7 +164,7 @@ TEST_F(Subscriber, ANewSubscriptionRepeatsNothingToTheOthers) {
     ASSERT_TRUE(hub->Change(Mine("A"), "2"));
     ASSERT_TRUE(Hears(last, "2"));
     ASSERT_TRUE(Eventually([&] { return first.Of("A") == "2"; }));
-    // The announcement may have been published behind the answer.
+    // The announcement may be published after the answer.
     EXPECT_LE(first.calls, 3);
     EXPECT_EQ(nothing.calls, 0);
 }

@@ -1,5 +1,5 @@
-// What peers, the disk and the machine's limits must not be able to do to a running hub. Each test
-// is an attack beside an honest client. Where a test compares an amount of memory, a build with
+// Attacks on a running hub by peers, by a failing disk and by limits of the system. Each test
+// attacks while an honest client is connected. If a test compares an amount of memory, a build with
 // sanitizers only runs the attack.
 
 #include <gtest/gtest.h>
@@ -30,7 +30,7 @@ constexpr std::size_t kLongestText = 0x400000;
 const Address kSpeed{"MOTOR", "Job group", "SPEED"};
 const Address kNobodys{"NO", "SUCH", "ONE"};
 
-/// Text made of `count` parts, each of which `part` makes from its number.
+/// Returns a text of `count` parts, each of which `part` makes from its number.
 template <typename Part>
 std::string Join(std::size_t count, const Part& part) {
     std::string text;
@@ -67,7 +67,7 @@ protected:
     FrameClient Connect(const std::string& link) const {
         return link == "TCP" ? hub->Tcp() : hub->Device(link);
     }
-    /// A client of the local device is answered.
+    /// Verifies that a client of the local device is answered.
     bool Serves() const { return hub->Device("PRN1").Ask(Get(PublishingPeriod())).has_value(); }
     bool Told(const std::string& text) const {
         return Eventually([&] { return hub->Errors().find(text) != std::string::npos; });
@@ -106,7 +106,7 @@ TEST_F(Hostile, AMessageCostsWhatItsLengthSays) {
         FrameClient attacker = hub->Tcp();
         attacker.Send(text);
         EXPECT_TRUE(Serves()) << text.substr(0, 40);
-        // It has been worked on when the session asks for more, or is over.
+        // The message is processed when the session reads again or has ended.
         attacker.Send(Get(PublishingPeriod()));
         static_cast<void>(attacker.Receive());
     }
@@ -306,7 +306,7 @@ TEST_F(Hostile, AReaderThatPausesGetsItsWholeAnswer) {
         FrameClient reader = Connect(link);
         reader.Send(ManyReads(reads));
         EXPECT_TRUE(reader.HearsWithin(kPatienceMilliseconds));
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));  // The pause itself.
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));  // This pause is what the test needs.
         const std::string answer = reader.Receive().value_or("");
         EXPECT_EQ(Count(answer, "Property Not Found"), reads) << link;
     }
@@ -318,7 +318,7 @@ TEST_F(Hostile, WhatWasSentBeforeTheEndCounts) {
         for (int round = 0; round < 20; ++round) {
             const Address property{"E" + link, "Job", std::to_string(round)};
             FrameClient peer = Connect(link);
-            // The answer to the read meets a peer that is gone.
+            // The hub answers the read to a peer that has disconnected.
             peer.SendBytes(FrameOf(ManyReads(200)) + FrameOf(Report(property, "sent")));
             peer.Close();
             EXPECT_TRUE(Eventually([&] { return ValueOf(property) == "sent"; }))
@@ -359,7 +359,7 @@ TEST_F(Hostile, DescriptorsThatRunOutCostNoSetting) {
     ASSERT_TRUE(client.Ask(Get(timeOut)));
     const std::filesystem::path file = hub->root / "Store/VantryProperties.ini";
     ASSERT_TRUE(Eventually([&] { return ReadFile(file).find("12345") != std::string::npos; }));
-    // Nothing can be opened any more.
+    // No descriptor can be opened any more.
     const rlimit none{hub->Count("fd"), hub->Count("fd")};
     rlimit before{};
     ASSERT_EQ(prlimit(hub->Id(), RLIMIT_NOFILE, nullptr, &before), 0);
@@ -416,7 +416,7 @@ TEST_F(Hostile, AnExternalReportPutsNothingIntoTheDocumentsOfOthers) {
             std::string report = Report({"E", "Job group", "X"}, "1");
             const std::size_t at = report.find("\"" + name + "\": \"") + name.size() + 5;
             report.insert(at, text);
-            // A connection each, since some of these are no documents at all.
+            // Each has its own connection, since some of these aren't JSON.
             FrameClient attacker = hub->Tcp();
             attacker.Send(report);
             attacker.ShutDownSending();

@@ -24,14 +24,14 @@ protected:
     VantrydProcess hub{directory.Path()};
 };
 
-/// What a hub that has just started may still open or end by itself.
+/// The descriptors that a hub may still open or close after its start.
 constexpr std::size_t kSettling = 3;
 
 const std::vector<std::string> kAllLinks = {"PRN1", "TCP", "UMF1", "BTD0"};
 
 TEST_F(Links, TheSameConversationIsTheSameOnEach) {
     FrameClient component = hub.Device("PRN1");
-    // Its announcement is told before any of the conversations begins.
+    // Its announcement is published before any of the conversations begins.
     component.Ask(Subscribe(kSpeed));
     component.Send(Report(kSpeed, "1"));
     component.Receive();
@@ -195,7 +195,7 @@ TEST_F(Links, ManyConnectionsComeAndGo) {
     {
         std::vector<FrameClient> clients;
         for (int count = 0; count < 200; ++count) {
-            // One after the other: only ten may wait to be accepted over TCP.
+            // They connect in sequence: the TCP backlog has only ten places.
             clients.push_back(hub.Tcp());
             ASSERT_TRUE(clients.back().Ask(Get(kSpeed)));
             clients.push_back(hub.Device("PRN1"));
@@ -219,7 +219,7 @@ TEST_F(Links, SubscribersThatLeaveWithoutAWordDoNotPileUp) {
     constexpr std::size_t kSubscribers = 400;
     constexpr std::size_t kKept = 150;
     for (std::size_t count = 0; count < kSubscribers; ++count) {
-        // Nothing is ever published of this one, so no failed write tells of the client's end.
+        // This property never changes, so no failed write reveals the client's end.
         ASSERT_TRUE(hub.Tcp().Ask(Subscribe({"NO", "SUCH", "ONE"})));
         ASSERT_TRUE(hub.Device("BTD0").Ask(Subscribe({"NO", "SUCH", "ONE"})));
         FrameClient resetting = hub.Tcp();
@@ -244,11 +244,11 @@ TEST_F(Links, AClientThatStopsReadingDelaysNobodyAndIsDropped) {
         stalled.push_back(hub.Tcp());
         ASSERT_TRUE(stalled.back().Ask(Get(kSpeed)));
     }
-    // The hub's own session that ends at its start is gone, so what ends from here on are theirs.
+    // The hub's own session of the start has ended, so later ends are those of the clients.
     ASSERT_TRUE(Eventually(
         [&] { return ReadFile(hub.root / "Store/VantryLogFileName.txt").ends_with("\r\n"); }));
     const std::size_t threads = hub.Count("task") - stalled.size();
-    // Each of them asks for far more than sockets and the hub hold for it, and reads nothing.
+    // Each requests far more than sockets and the hub can buffer, and reads nothing.
     for (FrameClient& other : stalled) {
         for (int ask = 0; ask < 150; ++ask) {
             other.Send(kGetAll);

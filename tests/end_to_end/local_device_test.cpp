@@ -1,4 +1,4 @@
-// What clients of the local device may rely on, and what one of them can't make the hub hold.
+// The guarantees for clients of the local device, and the bounds on each of them.
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -33,7 +33,7 @@ protected:
     TemporaryDirectory directory;
 };
 
-/// A request whose answer has about 187 bytes for each entry.
+/// Returns a request whose answer has about 187 bytes for each entry.
 std::string AskForUnknown(int entries) {
     return Section(
         "PropertyGetRequests",
@@ -51,13 +51,13 @@ std::string ProcessFile(const VantrydProcess& hub, const std::string& name) {
     return ReadFile("/proc/" + std::to_string(hub.Id()) + "/" + name);
 }
 
-/// The most memory that the process has had, in KiB.
+/// Returns the peak of the memory of the process, in KiB.
 long PeakMemory(const VantrydProcess& hub) {
     const std::string status = ProcessFile(hub, "status");
     return std::stol(status.substr(status.find("VmHWM:") + 6));
 }
 
-/// The processor time that the process has used, in hundredths of a second.
+/// Returns the processor time of the process, in hundredths of a second.
 long ProcessorTime(const VantrydProcess& hub) {
     std::istringstream fields(ProcessFile(hub, "stat"));
     std::string ignored;
@@ -77,7 +77,7 @@ TEST_F(LocalDevice, AReaderGetsAnAnswerOfAnySizeWhole) {
     const std::optional<std::string> answer = client.Ask(AskForUnknown(kEntries));
     ASSERT_TRUE(answer);
     EXPECT_EQ(Count(*answer, "Property Not Found"), std::size_t{kEntries});
-    // The second one is made while the first still waits.
+    // The second answer is made while the first one still waits.
     client.Send(AskForUnknown(1000));
     EXPECT_TRUE(client.Ask(kGetAll));
     EXPECT_TRUE(client.Receive());
@@ -132,7 +132,7 @@ TEST_F(LocalDevice, ADroppedClientWithOutputLeftCostsNothing) {
         clients.back().Send(R"({"Disconnect": true})");
         clients.back().SendBytes(std::string(100'000, 'x'));
     }
-    // The answers have been made when another one has been answered behind them.
+    // The answers are complete when a later request has been answered.
     ASSERT_TRUE(idle.Ask(AskForUnknown(20'000)));
     EXPECT_FALSE(idle.HearsWithin(500));
     const long before = ProcessorTime(hub);
@@ -146,7 +146,7 @@ TEST_F(LocalDevice, AStopActsOnWhatWasSentAndOnNoEndlessBacklog) {
         FrameClient client = hub.Device("PRN1");
         FrameClient endless = hub.Device("PRN1");
         std::thread flood([&] {
-            // Ends when the hub does.
+            // This loop ends with the hub.
             for (int count = 0; count < 1'000'000; ++count) {
                 endless.Send(kGetAll);
             }

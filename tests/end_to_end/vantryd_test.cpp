@@ -1,4 +1,4 @@
-// The program as its users meet it: options, ready line, signals, refusals.
+// The program vantryd: options, ready line, signals, refusals.
 
 #include <gtest/gtest.h>
 #include <signal.h>

@@ -1,4 +1,4 @@
-// The conversations of docs/vectors, which clients in other languages are written after.
+// The conversations of docs/vectors, from which clients in other languages are written.
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@ namespace {
 
 using namespace test;
 
-/// Whether the text is what a vector asks for, in which "..." stands for anything.
+/// Returns whether the text matches that of a vector, in which "..." matches any text.
 bool Fits(const std::string& text, const std::string& wanted) {
     const std::size_t anything = wanted.find("...");
     if (anything == std::string::npos) {

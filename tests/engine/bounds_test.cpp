@@ -1,4 +1,4 @@
-// What the engine lets external connections make it hold, and what one peer may cost the others.
+// The bounds on external connections, and the effect that one peer can have on the others.
 
 #include <gtest/gtest.h>
 
@@ -54,7 +54,7 @@ TEST_F(Bounds, WhoeverExceedsABoundOfItsOwnIsClosedAndWithdrawn) {
     for (int number = 0; number < 10'000; ++number) {
         reads += (number == 0 ? "" : ",") + entry;
     }
-    // The reports are withdrawn again, but count until that has been published.
+    // The properties are withdrawn, but count until that has been published.
     std::string again = "{\"PropertyGetResponses\": [";
     for (int round = 0; round < 40; ++round) {
         again += (round == 0 ? "" : ",") + ReportEntry(Numbered("X", 7), "1") + "," +
@@ -75,7 +75,7 @@ TEST_F(Bounds, WhoeverExceedsABoundOfItsOwnIsClosedAndWithdrawn) {
         EXPECT_TRUE(Eventually(
             [&] { return hub.platform.platform.accounting->Total(Resource::Properties) == 0; }));
     }
-    // Components inside have no such bounds.
+    // Internal components have no such bounds.
     inside->Send(Reports("IN", 20));
     EXPECT_EQ(Known("IN"), 20U);
 }
@@ -101,7 +101,7 @@ TEST_F(Bounds, WhatIsLeftBehindGoesBeforeWhatIsInUse) {
     EXPECT_TRUE(staying->Ask(Get(Numbered("STAYS", 0))));
 }
 
-/// A stream that gives one frame to read and never ends a write before it is closed.
+/// A stream with one frame to read, whose writes block until it is closed.
 class StuckStream final : public Stream {
 public:
     explicit StuckStream(const std::string& text) : frame(FrameOf(text)) {}

@@ -1,4 +1,4 @@
-// Reads, writes and reports, as peers at the ends of pipes see them.
+// Reads, writes and reports, seen by peers that are connected by pipes.
 
 #include <gtest/gtest.h>
 
@@ -16,13 +16,13 @@ const Address kOther{"OTHER", "GROUP", "SPEED"};
 
 class Exchange : public testing::Test {
 protected:
-    /// A component that has announced these properties.
+    /// Returns a component that has announced these properties.
     std::unique_ptr<TestPeer> Announce(const std::vector<Address>& properties) {
         std::unique_ptr<TestPeer> component = hub.Connect();
         for (const Address& property : properties) {
             component->Send(Report(property, "1"));
         }
-        // The answer comes behind everything that was sent before.
+        // The answer shows that everything sent before was processed.
         EXPECT_TRUE(component->Ask(Get(PublishingPeriod())));
         return component;
     }
@@ -41,7 +41,7 @@ TEST_F(Exchange, TheSetValueIsReadInTheSameMessage) {
     const std::string get = Get(PublishingPeriod());
     const std::string both = set.substr(0, set.size() - 1) + "," + get.substr(1);
     EXPECT_NE(peer->Ask(both)->find(R"("Value": "750")"), std::string::npos);
-    // What is no number changes nothing, and nothing is answered.
+    // A value that isn't a number changes nothing and has no answer.
     peer->Send(Set(PublishingPeriod(), "fast"));
     EXPECT_EQ(Value(*peer, PublishingPeriod()), "750");
 }
@@ -148,7 +148,7 @@ TEST_F(Exchange, AnExternalPeerReadsItsGroupsAndWritesNothing) {
     const std::string reads =
         Section("PropertyGetRequests", {PublishingPeriod().Entry(), kHeat.Entry(), job.Entry()});
     const std::string answer = *outside->Ask(set.substr(0, set.size() - 1) + "," + reads.substr(1));
-    // What isn't there is answered in its place, what may not be seen behind all others.
+    // Missing properties are answered in their place, hidden ones after all others.
     EXPECT_LT(answer.find("HEAT"), answer.find("A Job group"));
     EXPECT_LT(answer.find("A Job group"), answer.find(PublishingPeriod().guid));
     EXPECT_EQ(Count(answer, "\"Status\""), 3U);
@@ -158,7 +158,7 @@ TEST_F(Exchange, AnExternalPeerReadsItsGroupsAndWritesNothing) {
     EXPECT_EQ(Count(all, "\"Status\""), Count(all, "Successful"));
     EXPECT_EQ(Count(all, "GROUP:SPEED") + Count(all, std::string(Groups::kGeneral.guid)), 0U);
     EXPECT_EQ(Count(all, "A Job group"), 1U);
-    // It may own properties like anybody.
+    // An external component may own properties too.
     outside->Send(Report(kOther, "4"));
     EXPECT_TRUE(Eventually([&] { return Value(*component, kOther) == "4"; }));
 }
@@ -182,13 +182,13 @@ TEST_F(Exchange, AnExternalPeerCantAddASectionToMessagesOfOthers) {
              {"Component", "ComponentString", "GUID", "GroupString", "NameString", "Status"}) {
             const std::string name = "N" + std::to_string(++number);
             const std::string guid = "G:" + name + (field == "GUID" ? text : "");
-            // The first of equal keys wins.
+            // The first of equal keys counts.
             outside->Ask(R"({"PropertyGetRequests": [],"PropertyGetResponses": [{")" + field +
                          R"(": ")" + (field == "GUID" ? guid : text) +
                          R"(","Component": "C","GUID": ")" + guid +
                          R"(","Status": "Successful"}]})");
             const std::string group = *inside->Ask(Get({"", "G", ""}));
-            // A status that isn't known announces nothing, whatever it holds.
+            // A record with an unknown status announces nothing.
             EXPECT_EQ(group.find("G:" + name + "\"") != std::string::npos ||
                           group.find("G:" + name + "escaped") != std::string::npos ||
                           group.find("G:" + name + "plain") != std::string::npos,
@@ -213,7 +213,7 @@ TEST(ExternalReports, WhatExternalPeersMayReportIsASetting) {
         hub.platform.platform.settings.externalReports = setting;
         const auto inside = hub.Connect();
         const auto outside = hub.Connect(true);
-        // Answered behind the reports of the message before.
+        // This is answered after the reports of the previous message.
         const auto report = [](TestPeer& peer, const std::vector<std::string>& entries) {
             peer.Send(Section("PropertyGetResponses", entries));
             peer.Ask(Get(kSpeed));

@@ -1,4 +1,4 @@
-// Subscriptions and what the publishing thread makes of changes.
+// Subscriptions and the publication of changes.
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ class Publishing : public testing::Test {
 protected:
     void SetUp() override {
         component = hub.Connect();
-        // Whatever the start has changed is told to nobody before a test begins.
+        // The changes of the start are published before a test subscribes.
         const auto witness = hub.Connect();
         witness->Ask(kSubscribeAll);
         witness->ReceiveUntil("Property Publishing Period in ms");
@@ -74,7 +74,7 @@ TEST_F(Publishing, TheLastChangeOfAPropertyStandsBeforeItsWithdrawal) {
     const std::string message = *client->Receive();
     EXPECT_EQ(Count(message, "\"Value\": \"9\""), 2U);
     EXPECT_LT(message.find("Successful"), message.find("Property No Longer Available"));
-    // Its list was emptied by that, so it hears everything from now on.
+    // The withdrawal has emptied its list, so it gets everything from now on.
     component->Send(Report(kHeat, "1"));
     EXPECT_TRUE(client->ReceiveUntil("HEAT"));
 }
@@ -175,7 +175,7 @@ TEST_F(Publishing, APeriodicPropertyIsToldEachPeriodWhetherItChangesOrNot) {
     }
 }
 
-/// Runs something when its value is read for the first time after Arm.
+/// A property that calls a function at the first read of its value after Arm.
 class Probe final : public StringProperty {
 public:
     using StringProperty::StringProperty;
@@ -206,7 +206,7 @@ TEST_F(Publishing, AChangeWhileASubscriptionIsAnsweredIsTold) {
     witness->Ask(Subscribe(address));
     hub.store->AddProperty(probe);
     EXPECT_TRUE(witness->ReceiveUntil("PROBE"));
-    // The answer has the speed as it was; the change is published before the answer is whole.
+    // The answer has the old speed; the change is published before the answer is complete.
     probe->Arm([&] {
         component->Send(Report(kSpeed, "2"));
         EXPECT_TRUE(witness->ReceiveUntil(R"("Value": "2")"));
@@ -220,7 +220,7 @@ TEST_F(Publishing, AVeryLongPeriodCanBeTakenBack) {
     const auto client = hub.Connect();
     client->Ask(Subscribe(kSpeed));
     client->Send(Set(PublishingPeriod(), "-1"));
-    // In force from the end of the running period on.
+    // The new value applies from the end of the running period on.
     component->Send(Report(kSpeed, "1"));
     EXPECT_TRUE(client->Receive());
     component->Send(Report(kSpeed, "2"));

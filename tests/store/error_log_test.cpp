@@ -97,7 +97,7 @@ TEST_F(Log, ARefusedLineIsCountedAndLeavesNoPiece) {
     const auto disk = std::make_shared<test::FaultyFileSystem>();
     platform.platform.files = disk;
     Open();
-    // Each line asks whether the file is there and how long it is, and is then written.
+    // Each line tests whether the file exists, reads its size, and is then written.
     disk->FailFrom(test::Fault::CutShort, 3);
     log->Write("lost");
     log->Write("kept");

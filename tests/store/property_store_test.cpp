@@ -34,7 +34,7 @@ class Store : public testing::Test {
 protected:
     Store() { platform.platform.files = disk; }
 
-    /// Starts the store as after a restart.
+    /// Starts the store again, as a restart of the hub does.
     void Restart() {
         store.reset();
         store.emplace(platform.platform, reaper, PropertyStoreSettings{kFile, kOverride, 251, 253});
@@ -47,7 +47,7 @@ protected:
     void PutLines(const std::u16string& name, const std::string& text) const {
         disk->Put(name, MakePropertyContent(text));
     }
-    /// Waits until the file is whole and holds these lines, in this order.
+    /// Waits until the file is good and has these lines, in this order.
     bool FileBecomes(const std::string& text) const {
         const bool became =
             Eventually([&] { return disk->Content(kFile) == MakePropertyContent(text); });
@@ -145,7 +145,7 @@ TEST_F(Store, OverridesOfKnownLinesAreAppliedOnce) {
     EXPECT_EQ(Register("Unknown", 0)->Value(), 0U);
     EXPECT_TRUE(FileBecomes("G:P|Group:Name=9\nG:Q|Group:Name=1\n"));
     EXPECT_TRUE(Eventually([&] { return disk->Exists(kOverride).IsMissing(); }));
-    // The backup is the file as it was loaded.
+    // The backup has the content that was loaded.
     EXPECT_EQ(disk->Content(kBackup), MakePropertyContent("G:P|Group:Name=1\nG:Q|Group:Name=1\n"));
 }
 
@@ -250,15 +250,15 @@ TEST_F(Store, AStoreThatCannotBeWrittenIsToldAtTheStart) {
         << told[0];
 }
 
-// Every call of a start, a save and a stop fails once, in each of four ways. What is there after
-// the next start is the old value or the new one, and the new one if the disk refused only once.
+// Each call of a start, a save and a stop fails once, in each of four ways. The value after
+// the next start is the old one or the new one, and the new one if only one call failed.
 TEST_F(Store, NoSingleFaultOfTheDiskLosesASavedValue) {
     for (const Saves saves : {Saves::InPlace, Saves::Replace}) {
         platform.platform.settings.saves = saves;
         for (const Fault fault : {Fault::Refuse, Fault::CutShort, Fault::Kill, Fault::PowerCut}) {
             for (const bool overrides : {false, true}) {
                 if (saves == Saves::InPlace && fault == Fault::PowerCut) {
-                    continue;  // In place only a kill is survived.
+                    continue;  // Writing in place survives only a kill.
                 }
                 bool hasFailed = true;
                 int call = 1;
@@ -282,7 +282,7 @@ TEST_F(Store, NoSingleFaultOfTheDiskLosesASavedValue) {
                     store.reset();
                     hasFailed = disk->HasFailed();
                     disk->Recover();
-                    // A kill can tear a file that is written in place, and then the backup counts.
+                    // A kill can damage a file that is written in place; the backup is used then.
                     const bool isTorn = saves == Saves::InPlace && fault == Fault::Kill &&
                                         !IsGoodPropertyContent(disk->Content(kFile));
                     Restart();

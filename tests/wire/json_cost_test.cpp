@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kLongestText = 4U << 20U;
 constexpr std::size_t kMostMemory = 256U << 20U;
 
-/// As often as it fits into the longest text, each piece with a comma behind it but the last.
+/// Repeats the piece, with commas between, as often as the longest text allows.
 std::string Filled(const std::string& opening, const std::string& piece,
                    const std::string& closing) {
     std::string text = opening;
@@ -25,7 +25,7 @@ std::string Filled(const std::string& opening, const std::string& piece,
     return text + closing.substr(1);
 }
 
-/// Members with four-character keys whose order steps by `step` through all of them.
+/// Returns members with all four-character keys, in an order with distance `step`.
 std::string Members(std::uint32_t first, std::uint32_t step) {
     std::string text = "{";
     std::uint32_t number = first;
@@ -40,7 +40,7 @@ std::string Members(std::uint32_t first, std::uint32_t step) {
     return text;
 }
 
-// A cost that grows with the square of the length shows as a test that takes hours.
+// If the cost grows with the square of the length, this test takes hours.
 TEST(JsonCost, NoTextOfAFrameTakesMoreThanItsBoundOfMemory) {
     const std::string deep = std::string(500, '[') + std::string(500, ']');
     const struct {

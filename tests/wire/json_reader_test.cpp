@@ -25,7 +25,7 @@ std::string Repeated(const std::string& text, int count) {
     return all;
 }
 
-/// What the text reads as, written again; what the reader prints.
+/// The tree of a text, written again, and the message of the reader.
 struct Reading {
     std::string written;
     std::string errors;
@@ -155,7 +155,7 @@ TEST(JsonReader, NestsAsDeepAsItsStackAndCostsNoMachineStack) {
 }
 
 TEST(JsonReader, TakesATimeThatGrowsWithTheTextAlone) {
-    // Each of these quotes could begin a string that only turns out to be broken at the very end.
+    // Each of these quotes could begin a string that fails only at the end of the text.
     const std::string text = "[" + Repeated("\"\\", 1'000'000) + "q]";
     EXPECT_EQ(Read(text).written, "[]");
     EXPECT_EQ(Read("[" + Repeated("\\\"", 1'000'000)).written, "null");
@@ -181,7 +181,7 @@ TEST(JsonValue, ACopySharesNothingAndAMoveLeavesItsSourceEmpty) {
     EXPECT_EQ(copy.type, JsonType::Object);  // NOLINT(bugprone-use-after-move)
     EXPECT_TRUE(copy.object.empty());
     EXPECT_EQ(Written(moved), R"({"a": [{"b": "other"}]})");
-    // A part may take the place of its whole.
+    // A descendant may be assigned to its ancestor.
     source = JsonValue(source.object["a"].array[0]);
     EXPECT_EQ(Written(source), R"({"b": "text"})");
 }

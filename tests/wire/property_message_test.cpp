@@ -8,7 +8,7 @@
 namespace vantry {
 namespace {
 
-/// A message read from a frame with this text.
+/// Returns a message that was read from a frame with this text.
 std::unique_ptr<PropertyMessage> Received(const std::string& text) {
     QueueStream stream;
     const std::string frame = test::FrameOf(text);

@@ -6,7 +6,7 @@
 namespace vantry {
 namespace {
 
-/// 0x8005, lowest bit first.
+/// The polynomial 0x8005 with its bits reversed.
 constexpr std::uint16_t kPolynomial = 0xA001;
 
 constexpr std::array<std::uint16_t, 256> MakeTable() {

@@ -5,7 +5,8 @@
 
 namespace vantry {
 
-/// CRC-16/MAXIM-DOW of the bytes: the check value at the end of a property file.
+/// Returns the CRC-16/MAXIM-DOW of the bytes, which is the check value at the end of a property
+/// file.
 std::uint16_t CheckValue(std::string_view bytes);
 
 }  // namespace vantry

@@ -1,6 +1,6 @@
-// Reading and composing the content of a property file. A file is judged by its check value and by
-// the form of its lines; one pass over the content serves the reader, who keeps the lines, and the
-// writer, who only has to know whether it may build on what stands in the file.
+// Reading and composing the content of a property file. A content is good if its check value is
+// right and all its lines have the right form. ForEachLine tests both in one pass, for readers that
+// keep the lines and for writers that only need to know whether the content is good.
 
 #include "store/format/property_text.h"
 
@@ -30,8 +30,8 @@ bool SplitLine(std::string_view line, LineParts& parts) {
     return true;
 }
 
-/// Calls `take` with each good line. Returns false if any line is of another form, or if the check
-/// value is wrong, and then calls nothing.
+/// Calls `take` with each good line. Returns false if any line has another form. If the check value
+/// is wrong, returns false and calls nothing.
 template <typename Take>
 bool ForEachLine(std::string_view content, const Take& take) {
     if (content.size() <= kTailBytes ||

@@ -12,25 +12,26 @@ namespace vantry {
 //     groupGuid ":" guid "|" group ":" name "=" value
 //
 // of which the text before the first "|" is the key and everything before the first "=" behind
-// that is the prefix. Bytes stand as they are. Nothing here touches a file.
+// that is the prefix. Nothing is escaped. The functions here access no file and
+// are thread-safe.
 
 struct StoredLine {
     std::string prefix;
     std::string value;
 };
 
-/// By key, in the order of bytes.
+/// The lines by key, in the order of the bytes of the keys.
 using StoredLines = std::map<std::string, StoredLine>;
 
 /// Reads the content of a file into `lines`. Returns false if it is shorter than 3 bytes or has a
-/// wrong check value, which leaves `lines` alone, or if it has a line of another form; its good
-/// lines are taken then all the same. A key that comes twice keeps its last line.
+/// wrong check value, which leaves `lines` unchanged, or if it has a line of another form; its
+/// good lines are read nevertheless. If a key occurs twice, the last line counts.
 [[nodiscard]] bool ParsePropertyContent(std::string_view content, StoredLines& lines);
 
-/// Says whether ParsePropertyContent would return true, without the cost of keeping the lines.
+/// Returns whether ParsePropertyContent would return true, without the cost of keeping the lines.
 [[nodiscard]] bool IsGoodPropertyContent(std::string_view content);
 
-/// Returns the text before the check value, which is not looked at.
+/// Returns the text before the check value, which isn't verified.
 std::string_view TextOfPropertyContent(std::string_view content);
 
 /// Returns the content of a file with that text: the text and its check value.

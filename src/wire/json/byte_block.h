@@ -9,11 +9,12 @@
 
 namespace vantry {
 
-/// Sixteen bytes that are compared at once where the processor can.
+/// Sixteen bytes, which are compared with one instruction where the processor has one for that.
 class ByteBlock {
 public:
     static constexpr std::ptrdiff_t kBytes = 16;
 
+    /// Copies the bytes; all of them must be readable.
     explicit ByteBlock(const char* from) { std::memcpy(&bytes, from, sizeof bytes); }
 
     void CopyTo(char* to) const { std::memcpy(to, &bytes, sizeof bytes); }

@@ -6,17 +6,17 @@
 
 #include "wire/json/byte_block.h"
 
-// What an escape stands for is never longer than the escape, so memory of the text's size is enough
-// for the text without escapes. Bytes between two escapes are copied a block at a time; a block may
-// be written whole although only its begin counts, because as many bytes are left of the memory as
-// of the text.
+// The character that an escape denotes is never longer than the escape, so memory of the size of
+// the text is enough for the text without escapes. Bytes between two escapes are copied in blocks.
+// A whole block may be written although only its first bytes are part of the result, because the
+// memory has at least as many bytes left as the text.
 
 namespace vantry {
 namespace {
 
 constexpr std::size_t kUnicodeEscape = 6;
 
-/// The letter of the two-character escape of a byte, or 0.
+/// Returns the letter of the two-character escape of a byte, or 0 if it has none.
 char ShortEscape(char byte) {
     switch (byte) {
         case '\b':
@@ -54,7 +54,8 @@ std::uint32_t HexValue(char digit) {
     return static_cast<std::uint32_t>(digit <= '9' ? digit - '0' : (digit | 0x20) - 'a' + 10);
 }
 
-/// By letter, the byte that its two-character escape stands for, or 0. \u is not among them.
+/// The byte that a two-character escape denotes, indexed by the letter of the escape, or 0. The
+/// escape \u has more characters and isn't included.
 constexpr auto kUnescaped = [] {
     std::array<char, 256> bytes{};
     for (const char same : {'"', '\\', '/'}) {
@@ -70,7 +71,7 @@ constexpr auto kUnescaped = [] {
 
 char Unescaped(char letter) { return kUnescaped[static_cast<unsigned char>(letter)]; }
 
-/// Copies bytes up to the first backslash; both places move on.
+/// Copies bytes up to the first backslash or the end, and advances both places by their number.
 void CopyPlainBytes(const char*& from, const char* end, char*& to) {
     while (end - from >= ByteBlock::kBytes) {
         const ByteBlock block(from);
@@ -99,7 +100,7 @@ std::string EscapeJsonText(std::string_view text) {
         return std::string(text);
     }
     constexpr std::string_view kHex = "0123456789abcdef";
-    // Backslashes to begin with, so that an escape only has to write what follows its own.
+    // The result is filled with backslashes, so that an escape only writes the bytes after its own.
     std::string escaped(text.size() + extra, '\\');
     auto out = escaped.begin();
     for (const char byte : text) {

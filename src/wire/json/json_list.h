@@ -12,8 +12,8 @@ namespace vantry {
 
 struct JsonMember;
 
-/// The head of the memory of a container. The elements follow it, and behind the elements may
-/// stand bytes that their texts refer to.
+/// The head of the memory of a container. The elements follow it; the bytes that their texts refer
+/// to may follow the elements.
 struct JsonBlock {
     std::uint32_t size = 0;
     /// Whether the elements are members of an object; otherwise they are values.
@@ -24,7 +24,8 @@ struct JsonBlock {
         JsonBlock* parent;
     };
 
-    /// A block with room for `capacity` elements and `textBytes` bytes behind them.
+    /// Returns a new block with space for `capacity` elements and `textBytes` bytes after them. The
+    /// caller owns it, constructs the elements and sets `size`.
     template <typename Element>
     static JsonBlock* Make(std::size_t capacity, std::size_t textBytes = 0) {
         void* const memory =
@@ -34,7 +35,7 @@ struct JsonBlock {
         block->capacity = capacity;
         return block;
     }
-    /// Destroys the elements and all that is below them, in a loop, however deep it is.
+    /// Destroys the block, its elements and all their descendants, without recursion.
     static void Destroy(JsonBlock* block) noexcept;
 
     template <typename Element>
@@ -43,8 +44,9 @@ struct JsonBlock {
     }
 };
 
-/// A growing sequence of values or members that takes one pointer, since a tree has very many of
-/// them and most are empty. Growing it moves the elements; an empty one holds no memory.
+/// A growing sequence of values or members. It has the size of one pointer, since a tree has very
+/// many sequences and most are empty. Growing it moves the elements; an empty one allocates
+/// nothing.
 template <typename Element>
 class JsonList {
 public:
@@ -113,7 +115,7 @@ private:
     friend class JsonTreeBuilder;
 
     std::size_t Capacity() const { return block != nullptr ? block->capacity : 0; }
-    /// Moves the elements to the block, which becomes this list's.
+    /// Moves the elements to the block, of which the list becomes the owner.
     void MoveTo(JsonBlock* larger) {
         std::uninitialized_move(begin(), end(), larger->Elements<Element>());
         larger->size = static_cast<std::uint32_t>(size());

@@ -8,21 +8,22 @@
 #include "wire/json/json_scanner.h"
 #include "wire/json/json_tree_builder.h"
 
-// A state machine of the grammar that takes one token at a time. For each open container it knows
-// what may come next, so that neither depth nor length of a text costs machine stack.
+// A state machine of the grammar, which processes one token at a time. For each open container it
+// keeps which tokens may follow, so it needs no recursion for deep texts.
 //
-// The depth of a text is bounded by counting symbols, as a parser with a stack of 10,000 of them
-// would: a symbol is a bracket, comma, colon, key or value that waits to be put together with what
-// follows. An open array with something in it holds its bracket, the list of what it has so far and
-// the comma; when an element is complete, list, comma and element become the list. So only nesting
-// adds up, and each kind of nesting has a depth of its own at which it is refused.
+// The depth of a text is bounded by a count of symbols, with the same result as a shift-reduce
+// parser whose stack has 10,000 symbols. A symbol is a bracket, comma, colon, key or value that
+// isn't reduced yet. An open array with elements has three symbols: its bracket, the list of its
+// elements and the comma. When the next element is complete, list, comma and element are reduced to
+// the list. So only nesting increases the count, and each kind of nesting is rejected at a depth of
+// its own.
 
 namespace vantry {
 namespace {
 
 using Token = JsonScanner::Token;
 
-/// Checks the order of the tokens and counts symbols; the builder gets the values.
+/// Checks the order of the tokens, counts symbols, and passes the values to the builder.
 class JsonParser {
 public:
     explicit JsonParser(std::string_view text) : scanner(text) { open.reserve(16); }
@@ -44,14 +45,13 @@ public:
         }
     }
 
-    /// Returns the tree of a text that Parse has taken.
+    /// Returns the tree of a text that Parse has accepted.
     JsonValue TakeTree() { return builder.TakeRoot(); }
 
 private:
-    /// How many symbols of the grammar may wait to be put together: each bracket, comma, colon and
-    /// key, and each list or value in front of them.
+    /// The bound on the number of symbols that aren't reduced yet.
     static constexpr std::uint32_t kMaximumSymbols = 10'000;
-    /// What an open bracket and the list behind it take.
+    /// The symbols of an open bracket and the list after it.
     static constexpr std::uint32_t kBracketAndList = 2;
 
     enum class Expect { FirstEntry, Entry, Colon, Value, CommaOrClose };
@@ -118,7 +118,7 @@ private:
 
     bool TakeComma(Container& container) {
         if (container.expect == Expect::FirstEntry) {
-            ++symbols;  // The empty list in front of it.
+            ++symbols;  // An empty list precedes the comma.
         } else if (container.expect != Expect::CommaOrClose) {
             return false;
         }

@@ -9,17 +9,17 @@
 #include "wire/json/byte_block.h"
 #include "wire/json/json_escapes.h"
 
-// The rules are simple enough for one look at the first byte of a token. Two of them need care.
+// The first byte of a token decides which rule applies. Two properties need care.
 //
-// Longest match: a rule that fails half way must leave the scanner where the longest shorter match
-// ends. Only strings, words and exponents can fail like that. A string or a word that fails has no
-// shorter match, so its first byte is skipped and scanning goes on behind it; an exponent that
-// fails isn't part of its number.
+// Longest match: when a rule fails after some bytes, the scanner must continue after the longest
+// shorter match. Only strings, words and exponents can fail in this way. A failed string or word
+// has no shorter match, so its first byte is skipped and scanning continues after it. A failed
+// exponent isn't part of its number.
 //
-// Linear time: a string that turns out to be broken gives its whole content back, and each quote in
-// it could start the next attempt. But every quote that such an attempt passed is an escaped one,
-// and an attempt from there would pass the same bytes and end at the same place. The scanner
-// remembers that place and begins no string before it.
+// Linear time: after an unterminated string the whole content is scanned again, and each quote in
+// it could begin another attempt. However, every quote that the first attempt passed is an escaped
+// one, and an attempt from there would pass the same bytes and fail at the same place. The scanner
+// keeps that place in noStringBefore and begins no string before it.
 
 namespace vantry {
 namespace {
@@ -43,7 +43,7 @@ const char* SkipDigits(const char* from, const char* end) {
 
 bool IsSign(const char* at, const char* end) { return at != end && (*at == '+' || *at == '-'); }
 
-/// Returns what is behind the exponent that stands at `from`, or `from` if none does.
+/// Returns the place after the exponent at `from`, or `from` if there is no exponent.
 const char* SkipExponent(const char* from, const char* end) {
     if (from == end || (*from != 'e' && *from != 'E')) {
         return from;
@@ -53,8 +53,8 @@ const char* SkipExponent(const char* from, const char* end) {
     return behind == digits ? from : behind;
 }
 
-/// Returns what atoi does on a 64-bit machine: a number that 64 bits don't hold becomes the largest
-/// or smallest one that they do, and of that the low 32 bits count, with their sign.
+/// Returns the same as atoi on a 64-bit machine: a number outside the range of 64 bits becomes the
+/// largest or smallest one of that range, and its low 32 bits are the result, as a signed number.
 std::int64_t ToInteger(const char* from, const char* end) {
     const bool negative = *from == '-';
     std::int64_t number = 0;
@@ -65,9 +65,9 @@ std::int64_t ToInteger(const char* from, const char* end) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(number));
 }
 
-/// Returns how far the first digit that isn't 0 stands in front of the point, or if negative behind
-/// it, once the exponent has moved the point. An exponent that no 64-bit integer holds counts as a
-/// very large one.
+/// Returns the distance from the first digit other than 0 to the decimal point, after the exponent
+/// has moved the point; it is negative if the digit follows the point. An exponent outside the
+/// range of 64 bits counts as a very large one.
 std::int64_t DigitsInFront(std::string_view number) {
     const std::size_t behindDigits = std::min(number.find_first_of("eE"), number.size());
     const std::string_view digits = number.substr(0, behindDigits);
@@ -86,8 +86,8 @@ std::int64_t DigitsInFront(std::string_view number) {
     return inFront + (negative ? -shift : shift);
 }
 
-/// Returns what atof does in the plain locale: infinity for a number that is too large, and 0 for
-/// one that is too small and for the short forms that hold no digit.
+/// Returns the same as atof in the C locale: infinity for a number that is too large, and 0 for a
+/// number that is too small or has no digits.
 double ToReal(const char* from, const char* end) {
     double number = 0;
     const auto result = std::from_chars(*from == '+' ? from + 1 : from, end, number);

@@ -8,12 +8,12 @@
 
 namespace vantry {
 
-/// The text of a string or a key: any bytes, with no encoding.
+/// The text of a string or a key: a sequence of any bytes, without an encoding.
 ///
-/// A text either owns its bytes, or they stand in the block of the array or object that the text
-/// is an element of, where the reader puts the texts of a whole container together. Nobody sees the
-/// difference: a copy owns its bytes, and so does a text that was moved out of its container.
-/// Moving allocates in that case, and runs out of memory as any allocation does.
+/// A text either owns its bytes, or refers to bytes in the block of the array or object that has it
+/// as an element; the reader stores the texts of a whole container there. Users can't see the
+/// difference: a copy owns its bytes, and so does a text that was moved out of its container. Such
+/// a move allocates memory.
 class JsonText {
 public:
     JsonText() = default;
@@ -41,7 +41,7 @@ public:
         JsonText(std::move(other)).Exchange(*this);
         return *this;
     }
-    /// Copies the text, which may be a part of this one.
+    /// Copies the text, which may be part of this one.
     JsonText& operator=(std::string_view text) {
         JsonText(text).Exchange(*this);
         return *this;
@@ -58,9 +58,10 @@ public:
     const char* end() const { return bytes + size(); }
     void clear() { *this = std::string_view(); }
 
-    /// The bytes, until the text is changed, moved or destroyed, or its container grows.
+    /// Returns a view that is valid until the text is changed, moved or destroyed, or its container
+    /// grows.
     operator std::string_view() const { return {bytes, size()}; }
-    /// A copy.
+    /// Returns a copy.
     operator std::string() const { return std::string(bytes, size()); }
 
     friend bool operator==(const JsonText& one, const JsonText& other) {
@@ -75,7 +76,7 @@ private:
 
     static constexpr std::size_t kOwned = 1;
 
-    /// Refers to bytes that the surrounding block keeps for as long as this text stays in it.
+    /// Makes the text refer to bytes of the block in which it is stored.
     void Borrow(const char* from, std::size_t length) {
         bytes = from;
         state = length << 1U;

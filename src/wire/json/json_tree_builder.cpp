@@ -6,23 +6,24 @@
 
 #include "wire/json/json_escapes.h"
 
-// Values wait in one stack, small and without memory of their own, until their container is closed.
-// Only then is it known how many they are and how long their texts, so that the container gets one
-// block of exactly the size that it needs: one allocation for the elements, their keys and their
-// strings. The texts of a container mostly stand close together, with little but quotes and commas
-// between them; then the stretch of text from the first to the last is copied as one, and each text
-// refers to its part of the copy. If too much stands between them, as it does when a child has long
-// texts, each is copied by itself, or else the innermost texts of a deep tree would be copied once
-// for each level.
+// Values are kept on one stack, without memory of their own, until their container is closed. Then
+// their number and the length of their texts are known, and the container gets one block of exactly
+// the necessary size: one allocation for the elements, their keys and their strings.
+//
+// The texts of a container are usually close together in the scanned text, with only quotes and
+// commas between them. The range from the first text to the last is then copied as a whole, and
+// each text refers to its part of the copy. If there is too much between them, as when a child has
+// long texts, each text is copied by itself; otherwise the innermost texts of a deep tree would be
+// copied once for each level.
 
 namespace vantry {
 
-/// Hands out the bytes behind the elements of a block to texts.
+/// Assigns the bytes after the elements of a block to texts.
 class JsonTreeBuilder::TextPlace {
 public:
     TextPlace() = default;
-    /// Looks at the texts of all entries, and at their keys if they will be members. `together`
-    /// says that all of them are parts of one text.
+    /// Computes the size of the texts of all entries, and of their keys if they will be members.
+    /// `together` says that all of them are parts of the scanned text.
     TextPlace(const Entry* from, const Entry* end, bool areMembers, bool together) {
         const char* first = nullptr;
         const char* last = nullptr;
@@ -54,7 +55,7 @@ public:
             std::memcpy(target, source, size);
         }
     }
-    /// Returns where the bytes of the text stand now.
+    /// Returns the place of the bytes of the text in the block.
     char* Place(std::string_view text) {
         if (text.empty()) {
             return target;
@@ -69,7 +70,7 @@ public:
 
 private:
     std::size_t size = 0;
-    /// The begin of the stretch of text that was copied as one, or null.
+    /// The begin of the range that was copied as a whole, or null.
     const char* source = nullptr;
     char* target = nullptr;
 };

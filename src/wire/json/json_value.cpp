@@ -4,14 +4,15 @@
 #include <utility>
 #include <vector>
 
-// A tree is made of blocks: each array or object that isn't empty has one, which holds its elements
-// and, if the reader made it, the bytes of their keys and strings. An element refers to the block
-// below it and to nothing above, so any part of a tree can be moved out or destroyed by itself.
+// A tree consists of blocks: each array or object that isn't empty has one, which contains its
+// elements and, if the reader made it, the bytes of their keys and strings. An element refers to
+// the block of its children and to nothing above it, so any part of a tree can be moved or
+// destroyed by itself.
 //
-// A text from outside may nest ten thousand deep, so nothing here recurses. Copying keeps a list of
-// the values that still lack their children. Destroying needs no memory at all: a block that is
-// being destroyed no longer needs its capacity, and remembers in its place the block that led to
-// it, while its size counts the elements that are left.
+// A text of a peer may be nested ten thousand levels deep, so nothing here recurses. Copying keeps
+// a list of the values whose children aren't copied yet. Destroying allocates nothing: a block that
+// is being destroyed doesn't need its capacity any more and stores its parent block in that field,
+// while its size is the number of elements that aren't destroyed yet.
 
 namespace vantry {
 
@@ -35,7 +36,7 @@ JsonMember* JsonObject::Place(std::string_view key) {
     const auto isLess = [](const JsonMember& member, std::string_view wanted) {
         return std::string_view(member.key) < wanted;
     };
-    // Keys mostly come in order.
+    // Keys are usually inserted in order.
     if (empty() || isLess(members.back(), key)) {
         return end();
     }
@@ -93,7 +94,8 @@ void JsonValue::Transfer(JsonValue& other) noexcept {
 JsonValue::JsonValue(JsonValue&& other) noexcept { Transfer(other); }
 
 JsonValue& JsonValue::operator=(JsonValue&& other) noexcept {
-    // The source may lie inside what the target lets go, so it is taken out first.
+    // The source may be a descendant of the target, so it is moved out before the target is
+    // changed.
     JsonValue taken(std::move(other));
     Transfer(taken);
     return *this;
@@ -104,7 +106,7 @@ JsonValue::JsonValue(const JsonValue& other) { *this = other; }
 JsonValue& JsonValue::operator=(const JsonValue& other) {
     struct Work {
         const JsonValue* from;
-        /// A value that was made anew.
+        /// A new value, which has no children yet.
         JsonValue* to;
     };
     JsonValue copy;
@@ -116,7 +118,7 @@ JsonValue& JsonValue::operator=(const JsonValue& other) {
         if (from->type == JsonType::String) {
             to->string = from->string;
         } else if (from->type == JsonType::Object) {
-            // No element moves any more once there is room for all.
+            // With the capacity reserved, inserting moves no element.
             to->object.reserve(from->object.size());
             for (const JsonMember& member : from->object) {
                 work.push_back({&member.value, &to->object[member.key]});

@@ -19,15 +19,14 @@ struct JsonMember;
 /// An array of values in the order of insertion.
 using JsonArray = JsonList<JsonValue>;
 
-/// Values by key. Keys are unique and ordered by their bytes as unsigned numbers, a prefix before
-/// the longer key; that is the order of iteration and output, whatever the order of insertion.
-/// Inserting in the order of the keys is cheap; out of order, each insertion moves all greater
-/// members.
+/// A map of values by key. Keys are unique and sorted by their bytes as unsigned numbers, a prefix
+/// before the longer key; iteration and output have this order. Inserting in the order of the keys
+/// is fast; any other insertion moves all members with greater keys.
 class JsonObject {
 public:
-    /// Returns the value under the key; a missing key is inserted with a Null value first.
+    /// Returns the value with this key. Inserts a Null value if there is none.
     JsonValue& operator[](std::string_view key);
-    /// Inserts if the key is absent. If it is present, its value stays and `value` is dropped.
+    /// Inserts the value if the key is absent. Otherwise keeps the present value and drops `value`.
     void insert(std::string_view key, JsonValue value);
     void clear();
     void reserve(std::size_t count);
@@ -43,21 +42,21 @@ private:
     friend struct JsonBlock;
     friend class JsonTreeBuilder;
 
-    /// The first member whose key isn't less than `key`.
+    /// Returns the first member whose key isn't less than `key`, or the end.
     JsonMember* Place(std::string_view key);
-    /// Adds a member in front of `place`.
+    /// Inserts a member before `place`.
     JsonMember& InsertAt(JsonMember* place, std::string_view key, JsonValue value);
 
     JsonList<JsonMember> members;
 };
 
-/// One JSON value of any type: a record with a member for each, of which the tag selects one.
+/// One JSON value of any type: a record with a field for each type, of which `type` selects one.
 ///
-/// Readers take the member that they expect without looking at the tag, so a missing or wrongly
-/// typed thing reads as empty: `string`, `object` and `array` are always valid, and empty unless
-/// they were given something. The numbers mean nothing unless the tag selects them. A copy is
-/// deep; copying and moving transfer only the member that the source's tag selects, and a moved
-/// value keeps its tag. However deep a tree is, copying and destroying it takes no machine stack.
+/// Readers may use the field that they expect without testing `type`, so a value of another type
+/// reads as empty: `string`, `object` and `array` are always valid, and empty unless they were set.
+/// The numbers are meaningful only if `type` selects them. A copy is deep. Copying and moving
+/// transfer only the field that `type` selects, and a value that was moved from keeps its type.
+/// Neither copying nor destroying a tree recurses. Not thread-safe.
 class JsonValue {
 public:
     JsonValue() = default;
@@ -66,7 +65,7 @@ public:
     JsonValue(bool truth) : boolean(truth), type(JsonType::Bool) {}
     JsonValue(JsonText text) : string(std::move(text)), type(JsonType::String) {}
     JsonValue(std::string_view text) : string(text), type(JsonType::String) {}
-    // Without the next two, a std::string wouldn't convert, and a literal would be a truth.
+    // Without the next two, a std::string would not convert, and a literal would become a bool.
     JsonValue(const std::string& text) : JsonValue(std::string_view(text)) {}
     JsonValue(const char* text) : JsonValue(std::string_view(text)) {}
     JsonValue(JsonObject members) : object(std::move(members)), type(JsonType::Object) {}
@@ -78,7 +77,7 @@ public:
     JsonValue& operator=(JsonValue&& other) noexcept;
     ~JsonValue() = default;
 
-    // A large message has millions of values, so the numbers share their place.
+    // The numbers share their memory, because a large message has millions of values.
     union {
         double real;
         std::int64_t integer = 0;
@@ -105,10 +104,10 @@ private:
     JsonMember() = default;
 };
 
-/// Returns the value under `key`, or null if there is none. Never inserts, so it is the test for a
-/// key.
+/// Returns the value with this key, or null if there is none. Inserts nothing.
 const JsonValue* FindKey(const JsonObject& object, std::string_view key);
-/// True, and `node` points to the value, if the object has the key; else `node` stays.
+/// Returns true and makes `node` point to the value if the object has the key. Otherwise returns
+/// false and leaves `node` unchanged.
 bool HasKey(const JsonObject& object, std::string_view key, const JsonValue*& node);
 
 // Inline definitions that need JsonMember to be complete.

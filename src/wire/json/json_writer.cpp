@@ -1,3 +1,7 @@
+// The writer visits a tree with a list of the open containers instead of recursion, so the depth of
+// a tree doesn't matter. The texts of messages are long arrays of similar records; when the first
+// element of an array is written, the text reserves memory for the others.
+
 #include "wire/json/json_writer.h"
 
 #include <algorithm>
@@ -11,7 +15,7 @@ namespace vantry {
 namespace {
 
 constexpr int kFractionDigits = 8;
-/// A double in fixed notation has up to 309 digits in front of the point.
+/// A double in fixed notation has up to 309 digits before the point.
 constexpr std::size_t kLongestNumber = std::numeric_limits<double>::max_exponent10 + 32;
 
 template <typename Number, typename... Format>
@@ -28,7 +32,7 @@ void AppendQuoted(std::string& text, std::string_view content) {
     text += '"';
 }
 
-/// Walks a tree with a list of the containers that are open, so that depth costs no machine stack.
+/// Appends one tree to a text.
 class Writer {
 public:
     explicit Writer(std::string& target) : text(target) {}
@@ -49,7 +53,7 @@ private:
         const JsonObject* object;
         const JsonArray* array;
         std::size_t next;
-        /// Where its text begins.
+        /// The place in the text at which its elements begin.
         std::size_t start;
 
         std::size_t Size() const { return object != nullptr ? object->size() : array->size(); }
@@ -81,14 +85,14 @@ private:
         }
     }
 
-    /// The elements of a long array are mostly as long as its first one.
+    /// Reserves memory on the assumption that all elements are as long as the first one.
     void ReserveForArray(const Container& array) {
         constexpr std::size_t kMost = 4U << 20U;
         text.reserve(text.size() +
                      std::min(kMost, (text.size() - array.start) * (array.Size() - 1)));
     }
 
-    /// Writes a scalar whole, and of a container its bracket.
+    /// Writes a scalar, or opens a container and writes its bracket.
     void Begin(const JsonValue& value) {
         switch (value.type) {
             case JsonType::Integer:

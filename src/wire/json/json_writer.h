@@ -6,12 +6,12 @@
 
 namespace vantry {
 
-/// Appends the value as one line of text: one space behind a colon, none behind a comma, keys in
-/// order, numbers with a point in fixed notation with 8 digits. Strings and keys go out as they
-/// are: escaping is the duty of whoever put them there (EscapeJsonText).
+/// Appends the value as one line of text: one space after a colon, none after a comma, keys in
+/// order, floating-point numbers in fixed notation with 8 digits after the point. Strings and keys
+/// are written unchanged: the caller must have escaped them (see EscapeJsonText).
 void WriteJsonValue(std::string& text, const JsonValue& value);
 
-/// The same for an object alone.
+/// Does the same for an object.
 void WriteJsonObject(std::string& text, const JsonObject& object);
 
 }  // namespace vantry
