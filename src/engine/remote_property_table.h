@@ -2,44 +2,43 @@
 
 #include <cstddef>
 #include <deque>
-#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "engine/remote_property.h"
+#include "property/keyed_table.h"
 #include "runtime/lock.h"
 
 namespace vantry {
 
-/// The properties that components have announced, by full key and by group. The same GUID pair of
-/// two components is two properties. Any thread may call any operation.
+/// The properties that components have announced, found by full key and listed by group. The same
+/// GUID pair of two components is two properties. The table shares ownership of its properties. All
+/// operations are thread-safe; a short lock is all that they wait for.
 class RemotePropertyTable {
 public:
-    using List = std::deque<std::shared_ptr<RemoteProperty>>;
+    using List = KeyedTable<RemoteProperty>::List;
 
-    /// Empty if there is none.
+    /// Returns null if there is no such property.
     std::shared_ptr<RemoteProperty> Find(std::string_view guid, std::string_view groupGuid,
                                          std::string_view component) const;
-    /// False, with nothing changed, if the full key is present.
-    bool Insert(const std::shared_ptr<RemoteProperty>& property);
-    /// Takes the property of that full key out, if it is there.
+    /// Adds a property. Returns false, with nothing changed, if the full key is present.
+    [[nodiscard]] bool Insert(const std::shared_ptr<RemoteProperty>& property);
+    /// Removes the property with this full key. Does nothing if there is none.
     void Erase(const std::string& fullKey);
-    /// How many properties there are.
+    /// Returns the number of properties.
     std::size_t Size() const;
-    /// Appends the members of a group, of whatever component, in the order of insertion.
+    /// Appends the members of a group, of all components, in the order of insertion.
     void ListGroup(List& list, std::string_view groupGuid) const;
-    /// Appends every property that has a GUID, in the order of the full keys.
+    /// Appends every property in the order of the full keys. A property whose full key ends with
+    /// ":" is left out: a peer couldn't ask for it, because its name is that of a group.
     void ListProperties(List& list) const;
     /// Appends every property whose owner has this account.
     void ListOwnedBy(List& list, const ConnectionAccount& account) const;
 
 private:
-    using Entry = std::shared_ptr<RemoteProperty>;
-
     Lock lock;
-    std::map<std::string, Entry, std::less<>> entries GUARDED_BY(lock);
-    std::multimap<std::string, Entry, std::less<>> groups GUARDED_BY(lock);
+    KeyedTable<RemoteProperty> entries GUARDED_BY(lock);
 };
 
 }  // namespace vantry

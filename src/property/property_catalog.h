@@ -1,12 +1,12 @@
 #pragma once
 
 #include <deque>
-#include <map>
 #include <memory>
 #include <set>
 #include <string>
 #include <string_view>
 
+#include "property/keyed_table.h"
 #include "property/property.h"
 #include "runtime/lock.h"
 
@@ -14,9 +14,9 @@ namespace vantry {
 
 /// The properties of the hub, found by their GUID pair or listed by group.
 ///
-/// The catalog key of a property is `groupGuid` ":" `guid`; the key of its group is `groupGuid`
-/// ":". The catalog shares ownership of its properties, so references that it returned stay valid
-/// when a property is removed. All operations are thread-safe and call no callback.
+/// The keys are those of CatalogKey and GroupKey. The catalog shares ownership of its properties,
+/// so references that it returned stay valid when a property is removed. All operations are
+/// thread-safe and call no callback.
 class PropertyCatalog {
 public:
     PropertyCatalog() = default;
@@ -54,12 +54,8 @@ protected:
     const Lock& EntriesLock() const RETURN_CAPABILITY(entriesLock) { return entriesLock; }
 
 private:
-    void RemoveOne(const std::string& key) REQUIRES(entriesLock);
-    void RemoveGroup(const std::string& groupKey) REQUIRES(entriesLock);
-
     Lock entriesLock;
-    std::multimap<std::string, std::shared_ptr<Property>, std::less<>> entries
-        GUARDED_BY(entriesLock);
+    KeyedTable<Property> entries GUARDED_BY(entriesLock);
     Lock groupsLock;
     std::set<std::string, std::less<>> groups GUARDED_BY(groupsLock);
 };

@@ -14,6 +14,10 @@ std::string CompositeGuid(std::string_view groupGuid, std::string_view guid) {
     return composite.append(groupGuid).append(":").append(guid);
 }
 
+std::string GroupKey(std::string_view groupGuid) { return CompositeGuid(groupGuid, {}); }
+
+bool IsGroupKey(std::string_view key) { return key.find(':') + 1 == key.size(); }
+
 SplitGuid SplitCompositeGuid(std::string_view composite) {
     const std::size_t colon = composite.find(':');
     if (colon == std::string_view::npos) {
