@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "client/frame_socket.h"
-#include "wire/message_frame.h"
 
 namespace vantry::cli {
 
@@ -28,11 +27,7 @@ public:
         : socket(std::move(connected)) {}
 
     /// Sends the text as one frame. Returns false if the connection is lost.
-    bool Send(const std::string& text) {
-        MessageFrame frame;
-        frame.Buffer() += text;
-        return frame.WriteTo(*socket);
-    }
+    bool Send(const std::string& text) { return socket->SendText(text); }
 
     struct Received {
         std::optional<std::string> text;

@@ -1,9 +1,12 @@
 // Messages over a socket.
 //
-// The frame reader of the hub reads here too: it compares the magic, bounds the length, and takes
-// memory only for what has arrived. It needs the whole head before it can tell, and a foreign
-// server may greet with less, so the first bytes of a connection are looked at before: what doesn't
-// begin as a frame does is known at once to come from something that isn't a hub.
+// The frame reader of the hub is used here too: it compares the magic, bounds the length, and
+// allocates memory only for bytes that have arrived. It needs the whole head, but another kind of
+// server may send a shorter greeting and then wait. Therefore the first bytes of a connection are
+// peeked at: if they don't begin as a frame does, the peer isn't a hub.
+//
+// The class is a Stream, so the frame reader and writer use it as any other. Its Read and Write
+// block until the deadlines that the current operations have stored.
 
 #include "client/frame_socket.h"
 
@@ -154,6 +157,13 @@ Outcome FrameSocket::Send(const PropertyMessage& message, const Deadline& deadli
     }
     return Error{ErrorCode::NoConnection,
                  "the connection to the hub at " + endpointName + " is lost"};
+}
+
+bool FrameSocket::SendText(const std::string& text) {
+    MessageFrame frame;
+    frame.Buffer() += text;
+    sendDeadline = Deadline::Never();
+    return frame.WriteTo(*this);
 }
 
 Result<std::unique_ptr<ReceivedMessage>> FrameSocket::Ask(const PropertyMessage& message,

@@ -18,43 +18,51 @@ namespace vantry::client {
 /// A message that was received.
 struct ReceivedMessage {
     PropertyMessage message;
-    /// True if the text wasn't a good document, and the message holds what could be recovered.
+    /// True if the text wasn't valid, so that the message only has what Recover found.
     bool isRecovered = false;
 };
 
-/// A connected socket that speaks messages, each within a deadline. One thread receives and one at
-/// a time sends; Abort may come from any thread and ends both. Errors name the endpoint.
+/// A connected socket that sends and receives messages, each within a deadline. One thread at a
+/// time may receive, and one at a time may send. Any thread may call Abort, which ends both. Errors
+/// name the endpoint.
 class FrameSocket final : public Stream {
 public:
-    /// The longest text of a message that is received unless a program says otherwise.
+    /// The default bound on the length of a received text, in bytes.
     static constexpr std::uint32_t kLongest = 256U << 20U;
 
-    /// Connects and owns the connection. Blocks until the deadline at most. A text that is longer
-    /// than `longestText` bytes ends the connection when it is received.
+    /// Connects to the endpoint. Blocks until the deadline at most (see ConnectTo). Receiving a
+    /// text of more than `longestText` bytes fails.
     static Result<std::shared_ptr<FrameSocket>> Connect(const Endpoint& endpoint,
                                                         const Deadline& deadline,
                                                         std::uint32_t longestText = kLongest);
+    /// Takes ownership of the descriptor of a connected, non-blocking socket.
     FrameSocket(int connected, std::string name, std::uint32_t longestText);
     ~FrameSocket() override;
 
-    /// Blocks until a message is there whole. A text that is no good document gives what could be
-    /// recovered of it, which may be nothing.
+    /// Blocks until a whole message has arrived. For a text that isn't valid, returns what Recover
+    /// finds in it, which may be nothing. Fails as ReceiveText does.
     Result<std::unique_ptr<ReceivedMessage>> Receive(const Deadline& deadline);
-    /// The text of the next message, whatever it is. NoConnection if the peer has ended the
-    /// connection or sends something that a hub doesn't send.
+    /// Blocks until a whole frame has arrived, and returns its text without parsing it. Returns
+    /// TimedOut if none arrives by the deadline, and NoConnection if the peer has ended the
+    /// connection or sends something that a hub doesn't send. Memory is allocated only for bytes
+    /// that have arrived.
     Result<std::string> ReceiveText(const Deadline& deadline);
-    /// Blocks until the system has taken the whole message. Refused, with nothing sent and the
-    /// connection as it was, if the hub would take none of this length; every other failure ends
-    /// the connection.
+    /// Blocks until the system has accepted the whole message. Returns Refused, with nothing sent,
+    /// if the message is longer than the hub accepts. Every other failure ends the connection.
     Outcome Send(const PropertyMessage& message, const Deadline& deadline);
-    /// Sends and receives: for a connection on which nothing comes unasked.
+    /// Sends any text as one frame. Blocks until the system has accepted it, without a deadline.
+    /// Returns false if the connection is lost.
+    [[nodiscard]] bool SendText(const std::string& text);
+    /// Sends a message and receives the next one, which must be the answer: for a connection on
+    /// which the hub sends nothing else.
     Result<std::unique_ptr<ReceivedMessage>> Ask(const PropertyMessage& message,
                                                  const Deadline& deadline);
-    /// Ends the connection. In a child process that inherited it, this does nothing.
+    /// Ends the connection; operations in other threads then fail. Does nothing in a child process
+    /// that inherited the socket.
     void Abort();
-    /// Waits until something can be received; false if nothing comes by the deadline.
-    bool WaitToReceive(const Deadline& deadline) const;
-    /// Whether any message has been received: only then is the peer known to be a hub.
+    /// Blocks until something can be received. Returns false if nothing arrives by the deadline.
+    [[nodiscard]] bool WaitToReceive(const Deadline& deadline) const;
+    /// Returns whether any message has been received, which shows that the peer is a hub.
     bool HasReceived() const { return hasReceived; }
 
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
