@@ -10,18 +10,22 @@
 
 namespace vantry {
 
-/// Where a change came from.
+/// The kind of stream over which a change arrived; a change by the hub itself is internal.
 enum class ChangeOrigin : std::uint8_t { Internal, External };
 
-/// The properties that have changed and not yet been told of, newest on top. Holds 499. When it is
-/// full, an internal change takes the place of the newest external one, and any other is dropped.
-/// Any thread may push; a push costs a short lock and allocates nothing.
+/// A bounded stack (499 entries) of changed properties that wait for the next publishing tick.
+///
+/// When it is full, an internal change takes the place of the newest external one, and any other
+/// change is dropped. All operations are thread-safe; they wait for a short lock at most and
+/// allocate nothing.
 class ChangeQueue {
 public:
+    /// Shares ownership of the property until it is popped. A change that is dropped is reported to
+    /// nobody.
     void Push(const std::shared_ptr<Property>& changed,
               ChangeOrigin origin = ChangeOrigin::Internal);
-    /// Takes the newest entry out. Returns an empty reference if there is none.
-    std::shared_ptr<Property> Pop();
+    /// Removes and returns the newest entry. Returns null if there is none.
+    [[nodiscard]] std::shared_ptr<Property> Pop();
 
 private:
     static constexpr std::uint32_t kSlots = 500;
@@ -31,10 +35,11 @@ private:
         ChangeOrigin origin = ChangeOrigin::Internal;
     };
 
+    /// Requires that there is an external entry.
     Slot* NewestExternal() REQUIRES(lock);
 
     Lock lock;
-    /// Written under `lock`; whether there is anything at all may be seen without it.
+    /// Written with `lock` held. Pop reads it without, to return early when the stack is empty.
     std::atomic<std::uint32_t> count{0};
     std::uint32_t externals GUARDED_BY(lock) = 0;
     std::array<Slot, kSlots> slots GUARDED_BY(lock);

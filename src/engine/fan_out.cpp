@@ -1,7 +1,8 @@
-// A fan-out has two steps. Under the lock of the lists it only chooses: it finds out which records
-// each subscriber gets, and gathers subscribers with the same choice. Then it makes the frame of
-// each choice, writes it to everybody who is to get it, under the send lock of one stream at a
-// time, and lets the frame go before it makes the next one.
+// A fan-out has two steps. Choose runs with the lock of the subscribers held: it selects the
+// records of each subscriber, and groups subscribers with the same selection. Send runs without
+// that lock: it makes the frame of each selection, writes it to every subscriber of the group, with
+// the send lock of one stream held at a time, and releases the frame before it makes the next one.
+// So a selection costs one frame, however many subscribers share it.
 
 #include "engine/fan_out.h"
 
@@ -22,13 +23,13 @@ void FanOut::Choose(const std::shared_ptr<Subscriber>& subscriber) {
     Selection selection;
     for (std::uint32_t place = 0; place < records.size(); ++place) {
         const PendingRecord& record = records[place];
-        // A list that a withdrawal empties wants everything from the next fan-out on, not from
-        // here.
-        if (!subscriber->Lists(record.key)) {
+        // A subscriber whose list becomes empty by a withdrawal gets everything, but only from the
+        // next fan-out on.
+        if (!subscriber->HasEntry(record.key)) {
             continue;
         }
         if (record.isWithdrawal) {
-            subscriber->Forget(record.key);
+            subscriber->RemoveEntry(record.key);
         }
         if (!external || record.passesOutside) {
             selection.push_back(place);

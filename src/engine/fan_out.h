@@ -12,22 +12,25 @@
 
 namespace vantry {
 
-/// The records of one publishing period on their way to the subscribers. Subscribers who get the
-/// same records share one frame, and only one frame exists at a time, beside those that streams
-/// keep for their peers. Belongs to the publishing thread.
+/// Sends the records of one publishing period to the subscribers. Subscribers that get the same
+/// records share one frame. Besides the frames that streams keep for their peers, only one frame
+/// exists at a time. Used by the publishing thread only.
 class FanOut {
 public:
     explicit FanOut(std::deque<PendingRecord> pending) : records(std::move(pending)) {}
 
-    /// Chooses what concerns the subscriber, and forgets of its list what is gone. The caller holds
-    /// the lock of the lists.
+    /// Selects the records that the subscriber gets, and removes withdrawn properties from its
+    /// list. The caller holds the engine's subscribersLock. Doesn't write.
     void Choose(const std::shared_ptr<Subscriber>& subscriber);
-    /// Writes to each subscriber what was chosen for it, in one message. Returns those whose stream
-    /// couldn't take it. Ends early when `stopping` becomes true.
-    std::vector<std::shared_ptr<Subscriber>> Send(const std::atomic<bool>& stopping) const;
+    /// Writes the selected records to each subscriber in one message. Returns the subscribers whose
+    /// stream didn't accept the whole message. Returns early when `stopping` becomes true. The
+    /// caller holds no lock; each write holds the send lock of its stream, and doesn't wait for the
+    /// peer.
+    [[nodiscard]] std::vector<std::shared_ptr<Subscriber>> Send(
+        const std::atomic<bool>& stopping) const;
 
 private:
-    /// Places of records, in order.
+    /// Ascending indexes into `records`.
     using Selection = std::vector<std::uint32_t>;
     using Group = std::vector<std::shared_ptr<Subscriber>>;
 
@@ -37,7 +40,7 @@ private:
     Selection AllOf(bool external) const;
 
     const std::deque<PendingRecord> records;
-    /// Who wants everything, inside and outside the printer.
+    /// The subscribers that get everything, by the kind of their stream.
     Group everybodyInside;
     Group everybodyOutside;
     std::map<Selection, Group> groups;

@@ -11,7 +11,7 @@
 
 namespace vantry {
 
-/// A record that waits for the end of the period.
+/// A record that waits for the end of the publishing period.
 struct PendingRecord {
     KeptText::Shared text;
     /// The full key of the property.
@@ -19,11 +19,13 @@ struct PendingRecord {
     /// Whether external subscribers may get it.
     bool passesOutside;
     bool isWithdrawal;
-    /// Keeps a property that is gone until this has been published, and counted as long.
+    /// Keeps a withdrawn property alive until its withdrawal has been published. The account of its
+    /// owner counts it until then.
     std::shared_ptr<const Property> property;
 };
 
-/// The records that wait, in the order in which they are told. Belongs to the publishing thread.
+/// The records that wait for the end of the period, in the order in which they are published. Used
+/// by the publishing thread only.
 class PendingRecords {
 public:
     void Add(PendingRecord record) {
@@ -32,9 +34,11 @@ public:
     }
     bool Empty() const { return records.empty(); }
     std::uint64_t Count() const { return records.size(); }
-    /// Bytes of all texts; one that several records share counts for each.
+    /// Returns the number of bytes of all texts. A text that several records share counts once for
+    /// each of them.
     std::uint64_t TextBytes() const { return bytes; }
-    std::deque<PendingRecord> TakeAll() {
+    /// Returns all records and leaves none.
+    [[nodiscard]] std::deque<PendingRecord> TakeAll() {
         bytes = 0;
         return std::exchange(records, {});
     }

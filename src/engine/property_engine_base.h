@@ -19,36 +19,41 @@
 
 namespace vantry {
 
-/// The half of the engine that knows the properties of this process: how they are read, how their
-/// changes are queued, and the thread and the period of publishing.
+/// The half of the engine that handles the hub's own properties: it reads them, queues their
+/// changes, and has the thread and the period of publishing.
 ///
-/// Whoever makes an engine calls SetSelf right behind its constructor, before the first property
-/// arrives. Any thread may call the operations.
+/// The creator of an engine calls SetSelf directly after the constructor, before the first property
+/// is added; changes of a property that is added earlier are not queued. The other operations are
+/// thread-safe.
 class PropertyEngineBase : public MessageVisitor, public LocalPropertySink {
 public:
     /// The group GUID and the GUID of a property.
     using PropertyName = std::pair<std::string, std::string>;
 
+    /// Gives the engine a weak reference to itself, which the callbacks on properties keep, so that
+    /// a property may outlive the engine.
     void SetSelf(const std::shared_ptr<PropertyEngineBase>& owner) { self = owner; }
 
-    /// Publishes the property now, and from then on at each change, or at each end of a period if
-    /// it was named periodic before.
+    /// Publishes the property at the next end of a period, and again after each change, or at each
+    /// end of a period if it was named periodic before. Doesn't block for a peer.
     void AddProperty(std::shared_ptr<Property> property) override;
-    /// Names a property to be published by the clock and not by change. It must be named before it
-    /// is added.
+    /// Makes a property periodic: it is published at each end of a period, and not after a change.
+    /// Has no effect on a property that has been added already.
     virtual void AddPeriodicProperty(PropertyName name);
-    /// Tells subscribers at the next tick that the property is gone.
+    /// Publishes the withdrawal of the property at the next end of a period.
     void RetireProperty(std::shared_ptr<Property> property) override;
 
 protected:
     PropertyEngineBase(std::shared_ptr<PropertyStore> propertyStore, ThreadReaper& reaper,
                        std::uint32_t priority, std::shared_ptr<Property> component);
 
+    /// Starts the publishing thread. If the system can't create it, the engine publishes nothing,
+    /// and WaitForPublishLoop returns at once.
     virtual void StartPublishing();
     /// The body of the publishing thread.
     virtual void PublishLoop() = 0;
-    /// Waits until PublishLoop, which must have been told to, has ended. For the destructor of the
-    /// class that has the loop.
+    /// Blocks until PublishLoop has returned. The destructor of the class that implements the loop
+    /// calls it after it has asked the loop to end.
     void WaitForPublishLoop();
 
     void EnqueueLocalChange(const std::shared_ptr<Property>& changed) {
@@ -57,13 +62,15 @@ protected:
     PropertyCatalog& Catalog() const { return *store; }
     const Property& OwnComponent() const { return *ownComponent; }
     std::weak_ptr<PropertyEngineBase> Self() const { return self; }
+    /// Returns the length of the publishing period in ticks, at least 1.
     std::uint32_t TicksInPeriod() const;
 
     RecordOwner LocalOwner() const { return {ownComponent->Guid(), ownComponent->Name()}; }
-    /// Append what is to be told of local properties at a tick, and at the end of a period.
+    /// Appends a record of each local property that has changed since the last call.
     void AppendLocalChanges(PendingRecords& pending);
-    /// Takes out what has gone since the last time.
-    std::vector<std::shared_ptr<Property>> TakeRetired();
+    /// Returns the properties that were retired since the last call.
+    [[nodiscard]] std::vector<std::shared_ptr<Property>> TakeRetired();
+    /// Appends a record of each periodic property.
     void AppendPeriodicProperties(PendingRecords& pending);
     PendingRecord LocalRecord(std::shared_ptr<Property> property, KeptText::Shared text,
                               bool isWithdrawal) const;

@@ -1,13 +1,13 @@
-// Reads, writes and reports. A read never leaves the hub: what a component last reported answers
-// it. A write of a component's property always does: it goes to the component, and the hub's copy
-// stays until the component reports back. No write has a reply.
+// Reads, writes and reports. The hub answers a read itself, with the value that the component
+// reported last. It forwards a write of a component's property to the component, and keeps its own
+// copy until the component reports a new value. Writes have no reply.
 //
-// What external connections report is counted in their accounts. Whoever exceeds a bound of its
-// own is closed, and what it has reported is withdrawn at once. Beyond a bound of all, what
-// connections have left behind goes first, the oldest before the others, and then the connection
-// that holds most. A property counts until its withdrawal has been published, so that reporting and
-// withdrawing in turns is bounded too: all together, with those that are on their way out, may be
-// twice the bound.
+// The reports of external connections are counted in their accounts. A connection that exceeds its
+// own bound is closed, and its properties are withdrawn at once. If all connections together exceed
+// a bound, the properties of connections that have ended are withdrawn first, beginning with the
+// one that ended first, and then the connection that holds most is closed. A property counts until
+// its withdrawal has been published, so that a peer which reports and withdraws in turns is bounded
+// too. Including the properties whose withdrawal waits, all may be twice the bound.
 
 #include <deque>
 #include <map>
@@ -76,7 +76,8 @@ bool PropertyEngine::AddRecord(const Property& property, const RecordOwner& owne
 }
 
 bool PropertyEngine::AnswerEverything(bool external, Reply& reply) {
-    // Who asks for a property by name learns that it is refused; who asks for all sees less.
+    // Requests for single properties are answered with "Property Not Found"; a request for all
+    // properties silently omits the hidden ones.
     const auto mayBeSeen = [&](const Property& property) {
         return !external || Rights().MaySee(property.GroupGuid());
     };
@@ -102,13 +103,14 @@ void PropertyEngine::ApplySetRequests(const PropertyMessage& request) {
         std::shared_ptr<Stream> owner;
         MessageFrame frame;
     };
-    // By connection: each message of one comes through an object of its own.
+    // Grouped by the Id of the connection, because each message of a connection has its own Stream
+    // object.
     std::map<std::uint32_t, Forward> forwards;
     request.ForEachEntry(Section::kSetRequests, [&](const EntryView& write) {
         const std::string_view value = write.Text(Field::kValue);
         if (write.Component() == OwnComponent().Guid()) {
             if (const auto property = Catalog().FindProperty(write.Guid(), write.GroupGuid())) {
-                // A value that the property can't take leaves it as it was; a write has no reply.
+                // A value that the property rejects leaves it unchanged; a write has no reply.
                 static_cast<void>(property->SetText(value));
             }
         } else if (const auto property =
@@ -129,7 +131,7 @@ void PropertyEngine::ApplySetRequests(const PropertyMessage& request) {
         text.back() = ']';
         text.push_back('}');
         ScopedLock guard(forward.owner->SendLock());
-        // An owner that is gone doesn't get it, and nobody waits for an answer.
+        // A failure means that the owner has disconnected; nobody waits for an answer.
         static_cast<void>(forward.frame.WriteTo(*forward.owner));
     }
 }
@@ -160,7 +162,7 @@ std::optional<Bound> PropertyEngine::TakeReport(const RecordView& report,
     std::shared_ptr<RemoteProperty> known =
         remoteTable.Find(report.guid, report.groupGuid, report.component);
     if (known && !external && IsExternalStream(*known->owner) && reportRights.InternalTakesOver()) {
-        // The names that an outsider gave it go with it.
+        // The names that the external peer gave the property are replaced too.
         remoteTable.Erase(known->Key());
         externalOwners.Leave(*known);
         static_cast<void>(Announce(report, stream));
@@ -192,12 +194,12 @@ std::optional<Bound> PropertyEngine::Announce(const RecordView& report,
 std::optional<Bound> PropertyEngine::Revalue(const std::shared_ptr<RemoteProperty>& known,
                                              std::string_view value, const Stream& reporter) {
     const std::uint64_t before = known->ExternalText();
-    const RemoteProperty::Taken taken = known->TakeReported(value, reporter);
+    const RemoteProperty::StoreResult stored = known->StoreReported(value, reporter);
     externalOwners.Revalue(before, known->ExternalText());
-    if (taken.isChange) {
+    if (stored.isChange) {
         remoteChanges.Push(known, OriginOf(reporter));
     }
-    return taken.exceeded;
+    return stored.exceeded;
 }
 
 void PropertyEngine::Withdraw(const std::shared_ptr<RemoteProperty>& property) {
@@ -238,7 +240,7 @@ void PropertyEngine::Relieve(const std::shared_ptr<ConnectionAccount>& reporter,
             next = externalOwners.NextToGo(resource);
         }
         if (!next) {
-            // What is too much is text of outsiders in properties of others.
+            // The excess is text that external connections reported for properties of others.
             reporter->Cut(exceeded);
             return;
         }

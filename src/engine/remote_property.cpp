@@ -25,7 +25,8 @@ std::optional<Bound> RemoteProperty::Charge() {
     return tooMany ? tooMany : tooLong ? tooLong : valueTooLong;
 }
 
-RemoteProperty::Taken RemoteProperty::TakeReported(std::string_view text, const Stream& reporter) {
+RemoteProperty::StoreResult RemoteProperty::StoreReported(std::string_view text,
+                                                          const Stream& reporter) {
     std::string held;
     GetValue(held);
     if (held == text) {
@@ -37,7 +38,8 @@ RemoteProperty::Taken RemoteProperty::TakeReported(std::string_view text, const 
 }
 
 std::optional<Bound> RemoteProperty::ChargeValue(std::size_t bytes, const Stream& reporter) {
-    // The old one goes first, so that a value can be replaced by one of the same length.
+    // The charge of the old value is removed first, so that at the bound a value can be replaced by
+    // one of the same length.
     value.reset();
     return value.emplace(reporter.Account(), Resource::PropertyText).Add(bytes);
 }

@@ -14,28 +14,31 @@
 
 namespace vantry {
 
-/// A property of a component at the far end of a stream: what the component last reported of it.
-/// Writes go to `owner`, the stream of the first report, also when that has ended.
+/// The last reported state of a property that belongs to another component.
 ///
-/// As long as the object exists, it is counted in the account of its owner, and its value in the
-/// account of whoever reported that.
+/// The hub forwards writes to `owner`, the stream of the first report, even after that stream has
+/// ended. As long as the object exists, it is counted in the account of its owner, and its value in
+/// the account of the connection that reported the value. The identity is constant, so any thread
+/// may read it; the value is thread-safe as that of every Property.
 class RemoteProperty final : public StringProperty {
 public:
-    /// Nothing is counted before Charge.
+    /// The object isn't counted in any account before Charge.
     RemoteProperty(const RecordView& report, std::shared_ptr<Stream> reporter);
 
-    /// Counts the property. Called once. Returns the bound that is exceeded then, if one is.
+    /// Counts the property. Must be called once. Returns the bound that is now exceeded, if any.
     [[nodiscard]] std::optional<Bound> Charge();
 
-    struct Taken {
+    struct StoreResult {
         bool isChange = false;
         std::optional<Bound> exceeded;
     };
-    /// Stores what `reporter` has reported. One thread at a time may call it.
-    Taken TakeReported(std::string_view text, const Stream& reporter);
+    /// Stores a value that `reporter` has reported. One thread at a time may call it.
+    [[nodiscard]] StoreResult StoreReported(std::string_view text, const Stream& reporter);
 
-    /// Bytes that external connections have in it.
+    /// Returns the number of bytes of this property that are counted in accounts of external
+    /// connections.
     std::uint64_t ExternalText() const { return names.Amount() + (value ? value->Amount() : 0); }
+    /// Returns the full key, which is made anew by each call.
     std::string Key() const { return FullKey(component, GroupGuid(), Guid()); }
 
     const std::string component;

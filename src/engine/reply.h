@@ -10,29 +10,29 @@
 
 namespace vantry {
 
-/// The answer to one request while it is put together from the texts of records. Belongs to one
-/// thread.
+/// Assembles the answer to one request from the texts of records. Used by one thread.
 ///
-/// What it holds is counted in the account of an external connection, in steps, so that a small
-/// answer costs nothing. Over the bound the connection is closed, and the answer is given up.
+/// The bytes that it holds are counted in the account of an external connection, in steps, so that
+/// a small answer needs no accounting. When the connection exceeds its bound it is closed, and the
+/// answer is abandoned.
 class Reply {
 public:
-    /// `account` is empty for an internal stream. `everything` marks the answer to a request for
-    /// all properties.
+    /// `account` is null for an internal stream. `everything` marks the answer as one to a request
+    /// for all properties.
     Reply(std::shared_ptr<ConnectionAccount> account, bool everything);
 
-    /// Appends a record. Returns false if the answer has been given up.
+    /// Appends a record. Returns false if the answer has been abandoned.
     [[nodiscard]] bool Add(std::string_view record);
-    /// Appends a record that nothing was found.
+    /// Appends a record which says that the requested property wasn't found. Returns as Add does.
     [[nodiscard]] bool AddFailure(std::string_view component, std::string_view groupGuid,
                                   std::string_view guid);
-    /// The same for what was found and may not be seen: it stands behind all other records.
+    /// Does the same for a property that the peer may not see. These records follow all others.
     [[nodiscard]] bool AddRefusal(std::string_view component, std::string_view groupGuid,
                                   std::string_view guid);
 
-    /// Ends the answer and hands out its frame. What it counts stays counted while this object is
-    /// there.
-    MessageFrame Finish();
+    /// Completes the answer and returns its frame. The accounting lasts until this object is
+    /// destroyed, so it must exist while the frame is written.
+    [[nodiscard]] MessageFrame Finish();
 
 private:
     [[nodiscard]] bool Charge();

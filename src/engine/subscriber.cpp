@@ -26,13 +26,13 @@ std::optional<Bound> Subscriber::Add(PropertyRequest wanted, bool evenIfListed) 
 }
 
 std::uint64_t Subscriber::WeightOf(const PropertyRequest& request) {
-    // So that entries with very long names are bounded too.
+    // The length counts too, so that entries with very long names are bounded.
     constexpr std::size_t kUsualBytes = 256;
     return 1 + (request.component.size() + request.groupGuid.size() + request.guid.size()) /
                    kUsualBytes;
 }
 
-void Subscriber::Forget(const std::string& fullKey) {
+void Subscriber::RemoveEntry(const std::string& fullKey) {
     const auto row = entries.find(fullKey);
     if (row == entries.end()) {
         return;

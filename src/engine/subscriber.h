@@ -15,40 +15,45 @@
 
 namespace vantry {
 
-/// One stream that has subscribed, and what it wants to hear of: a list of properties, or
-/// everything while the list is empty. The list is guarded by the engine's subscribersLock, and
-/// counted in the stream's account.
+/// A stream that has subscribed, with the list of properties that it gets; while the list is empty,
+/// it gets everything.
+///
+/// The engine's subscribersLock guards the list, which is counted in the stream's account. Id,
+/// Peer, IsGone, Send and End are thread-safe.
 class Subscriber {
 public:
     explicit Subscriber(std::shared_ptr<Stream> peer);
 
     std::uint32_t Id() const { return stream->Id(); }
     Stream& Peer() const { return *stream; }
-    /// Whether the stream is dead or was closed because of a bound.
+    /// Returns whether the stream has ended or was closed because of a bound.
     bool IsGone() const;
 
+    /// Returns whether the list is empty.
     bool WantsEverything() const { return listed == 0; }
-    /// Whether the list has an entry with this full key.
-    bool Lists(const std::string& fullKey) const { return entries.contains(fullKey); }
-    /// Adds an entry, unless an equal one is there and `evenIfListed` is false. Returns the bound
-    /// that is exceeded then, if one is.
+    /// Returns whether the list has an entry with this full key.
+    bool HasEntry(const std::string& fullKey) const { return entries.contains(fullKey); }
+    /// Adds an entry, unless there is an equal one and `evenIfListed` is false. Returns the bound
+    /// that is now exceeded, if any.
     [[nodiscard]] std::optional<Bound> Add(PropertyRequest wanted, bool evenIfListed);
-    /// Takes the first entry with this full key off the list.
-    void Forget(const std::string& fullKey);
+    /// Removes the first entry with this full key. Does nothing if there is none.
+    void RemoveEntry(const std::string& fullKey);
 
-    /// Writes a publication, unless the subscription has been ended. Returns false if the stream
-    /// can't take it whole.
+    /// Writes a publication, unless End was called, with the send lock of the stream held. Returns
+    /// false if the stream doesn't accept the whole frame. Doesn't wait for the peer.
     [[nodiscard]] bool Send(const std::shared_ptr<const std::string>& frame) const;
-    /// Closes the stream; nothing is sent to it afterwards.
+    /// Closes the stream. Nothing is sent to it afterwards.
     void End();
 
 private:
+    /// Returns what the entry counts in the account: 1, and more for very long names.
     static std::uint64_t WeightOf(const PropertyRequest& request);
 
     const std::shared_ptr<Stream> stream;
     ScopedCharge charge;
     bool ended = false;
-    /// The list by full key; different entries may share one, so each has a row.
+    /// The requested entries by full key. Two different requests can have the same full key, so
+    /// each key maps to a vector.
     std::unordered_map<std::string, std::vector<PropertyRequest>> entries;
     std::size_t listed = 0;
 };

@@ -12,26 +12,30 @@
 
 namespace vantry {
 
-/// Brings stored values into the catalog, keeps those that nobody has asked for yet, and saves
-/// changes. Any thread may call it.
+/// Gives stored values to properties, keeps the values of properties that aren't registered yet,
+/// and queues changes for saving. The writing itself is done by LineWriter. All operations are
+/// thread-safe.
 class PropertyFileWriter {
 public:
-    /// `platform` says how files are written; its file system is kept as long as it is needed.
+    /// Starts the thread of the LineWriter, which says what happens if that fails. `platform`
+    /// gives the way of saving and the file system, of which this object shares ownership.
     PropertyFileWriter(const Platform& platform, ThreadReaper& reaper, std::uint32_t priority,
                        PropertyFileNames names)
         : file(std::make_shared<PropertyFile>(platform.files, platform.settings.saves,
                                               std::move(names))),
           lines(file, platform.settings.saves, reaper, priority) {}
 
-    /// Loads the stored values. They go quietly to the properties of `catalog`, or wait for theirs.
-    /// Returns false, with nothing applied, if neither the file nor its backup is good.
+    /// Loads the stored values. Each is assigned to its property in `catalog` without calling
+    /// callbacks, or kept for ClaimValue if there is no such property. Returns false, with nothing
+    /// changed, if neither the file nor its backup is good. Blocks for the disk.
     [[nodiscard]] bool Load(const PropertyCatalog& catalog);
-    /// Hands over the stored value that waits under this catalog key; empty if there is none.
-    std::shared_ptr<StringProperty> ClaimValue(const std::string& key);
-    /// Queues the property's line with its present value.
+    /// Removes and returns the kept value with this catalog key. Returns null if there is none.
+    [[nodiscard]] std::shared_ptr<StringProperty> ClaimValue(const std::string& key);
+    /// Queues a line with the current value of the property. Never waits for the disk.
     void SaveProperty(const Property& property);
 
 private:
+    /// Assigns or keeps each stored value.
     void Distribute(const PropertyCatalog& catalog, const StoredLines& stored);
 
     Lock loadedLock;

@@ -9,7 +9,7 @@
 
 namespace vantry {
 
-/// One JSON object that travels as one frame. Belongs to one thread at a time.
+/// One JSON object that is sent and received as one frame. Used by one thread at a time.
 class JsonMessage {
 public:
     JsonMessage() = default;
@@ -17,19 +17,22 @@ public:
     JsonMessage(const JsonMessage&) = delete;
     JsonMessage& operator=(const JsonMessage&) = delete;
 
-    /// The object as one frame, for whoever writes it under locks or several times.
-    MessageFrame ToFrame() const;
-    /// Writes the object as one frame. False on a short write; the object stays.
+    /// Returns the object as one frame, which can be written while a lock is held, or several
+    /// times.
+    [[nodiscard]] MessageFrame ToFrame() const;
+    /// Writes the object as one frame, and keeps it. Returns false if the stream doesn't accept the
+    /// whole frame. Blocks as long as Write of the stream does.
     [[nodiscard]] virtual bool WriteTo(Stream& stream);
-    /// Replaces the object by that of the frame which is next in the stream; its magic was
-    /// recognised before. False, with the object kept, if the frame is cut short, its length is 0
-    /// or too large, or its text is not of an object.
+    /// Reads the next frame of the stream and replaces the object by that of the frame. Blocks
+    /// until the frame has arrived. Returns false, with the object unchanged, if no whole frame
+    /// arrives, its length is 0 or too large, or its text isn't an object.
     [[nodiscard]] virtual bool ReadFrom(Stream& stream);
-    /// Replaces the object by that of a frame's text. False, with the object kept, if the text is
-    /// not of an object.
+    /// Replaces the object by the one that `text` describes. Returns false, with the object
+    /// unchanged, if the text isn't an object.
     [[nodiscard]] bool ReadText(std::string_view text);
+    /// Removes all sections.
     virtual void Clear() { object.clear(); }
-    /// Replaces the object by one that was read elsewhere.
+    /// Replaces the object by `other`.
     void Adopt(JsonObject other) { object = std::move(other); }
 
 protected:

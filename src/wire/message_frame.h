@@ -8,19 +8,21 @@
 
 namespace vantry {
 
-/// A frame on its way out: the head that every message has, then text that is appended to it.
+/// A frame to be sent: the head that every message has, followed by the text. Used by one thread.
 class MessageFrame {
 public:
     MessageFrame();
 
-    /// What is written so far, head included; append text behind it.
+    /// Returns the bytes so far, which begin with the head. The caller appends text to them.
     std::string& Buffer() { return bytes; }
-    /// Writes the whole frame in one call. Returns false on a short write, after which nothing more
-    /// may be written to that stream. A long frame is handed over and gone afterwards.
+    /// Writes the whole frame in one call. Returns false if the stream doesn't accept all of it;
+    /// nothing more may be written to that stream then. The frame may be empty afterwards. Blocks
+    /// as long as Write of the stream does.
     [[nodiscard]] bool WriteTo(Stream& stream);
-    /// Hands out the whole frame, for several streams.
-    std::shared_ptr<const std::string> Share();
-    /// Writes a frame from Share, as WriteTo does.
+    /// Returns the whole frame, which several streams may share, and leaves this one empty.
+    [[nodiscard]] std::shared_ptr<const std::string> Share();
+    /// Writes a frame that Share returned. Returns false as WriteTo does, and for a frame whose
+    /// length a stream can't express.
     [[nodiscard]] static bool WriteShared(Stream& stream,
                                           const std::shared_ptr<const std::string>& frame);
 

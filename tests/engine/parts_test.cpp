@@ -88,14 +88,14 @@ TEST(Subscriber, AListForgetsOneEntryAtATime) {
         EXPECT_FALSE(subscriber.Add(wanted, evenIfListed));
     }
     EXPECT_FALSE(subscriber.Add({"C", "G", "Q"}, false));
-    EXPECT_TRUE(subscriber.Lists("C:G:P"));
-    EXPECT_FALSE(subscriber.Lists("C:G:"));
-    subscriber.Forget("C:G:P");
-    EXPECT_TRUE(subscriber.Lists("C:G:P"));
-    subscriber.Forget("C:G:P");
-    EXPECT_FALSE(subscriber.Lists("C:G:P"));
+    EXPECT_TRUE(subscriber.HasEntry("C:G:P"));
+    EXPECT_FALSE(subscriber.HasEntry("C:G:"));
+    subscriber.RemoveEntry("C:G:P");
+    EXPECT_TRUE(subscriber.HasEntry("C:G:P"));
+    subscriber.RemoveEntry("C:G:P");
+    EXPECT_FALSE(subscriber.HasEntry("C:G:P"));
     EXPECT_FALSE(subscriber.WantsEverything());
-    subscriber.Forget("C:G:Q");
+    subscriber.RemoveEntry("C:G:Q");
     EXPECT_TRUE(subscriber.WantsEverything());
 }
 

@@ -7,23 +7,24 @@
 
 namespace vantry {
 
-/// The text with everything escaped that must not stand raw inside a double-quoted string: the
-/// one step for free text on its way into a document, since the writer itself escapes nothing.
+/// Returns the text with everything escaped that a double-quoted string can't contain unescaped.
+/// Every free text must be escaped before it is put into a document, since the writer escapes
+/// nothing.
 std::string EscapeJsonText(std::string_view text);
 
-/// Returns how many bytes the escape at `from`, a backslash, takes; 0 if it is none or doesn't end
-/// before `end`.
+/// Returns the number of bytes of the escape at `from`, which must be a backslash, or 0 if it isn't
+/// a good escape that ends before `end`.
 std::size_t EscapeLength(const char* from, const char* end);
 
-/// Undoes the escapes of a text that holds only good ones. The result ends at the first zero byte
-/// that an escape puts into it.
+/// Returns the text with its escapes replaced by the characters that they denote. Requires that all
+/// escapes are good. The result ends before the first zero byte that an escape denotes.
 std::string UnescapeJsonString(std::string_view text);
-/// Does the same to memory of the text's size, which mustn't overlap it. Returns how many bytes of
-/// it are the result.
-std::size_t UnescapeTo(char* memory, std::string_view text);
+/// Writes the same result to `memory`, which must have the size of the text and not overlap it.
+/// Returns the number of bytes of the result.
+[[nodiscard]] std::size_t UnescapeTo(char* memory, std::string_view text);
 
-/// Writes the UTF-8 form of a 16-bit code unit, of up to three bytes, and returns what is behind
-/// it. Surrogates are not paired: each has three bytes.
+/// Writes a 16-bit code unit as up to three bytes of UTF-8, and returns the place after them.
+/// Surrogates are not combined: each becomes three bytes.
 char* AppendUtf8CodePoint(char* to, std::uint32_t unit);
 
 }  // namespace vantry

@@ -6,16 +6,17 @@
 
 namespace vantry {
 
-/// The tree of a text, up to its first zero byte, in the language of JsonScanner and this grammar:
-/// one value of any type; keys of either quoting, of which the first of equals wins; and a comma
-/// directly behind an opening bracket counts for nothing.
+/// Returns the tree of a text, which ends at its first zero byte. The tokens are those of
+/// JsonScanner. The text is one value of any type; keys have quotes of either kind, and the first
+/// of equal keys counts; a comma directly after an opening bracket is ignored.
 ///
-/// A text that isn't of the language gives Null, as the text `null` does, and one line on standard
-/// error: "error: syntax error", or "error: memory exhausted" for one that is nested too deeply.
-/// Keeps no state between calls.
+/// For a text that doesn't follow the grammar, returns Null, as for the text `null`, and writes one
+/// line to standard error: "error: syntax error", or "error: memory exhausted" if the text is
+/// nested too deeply. Thread-safe.
 JsonValue ParseJsonString(std::string_view text);
 
-/// The same without a word on standard error: what it would have said, or empty and the tree.
-std::string_view ParseJson(std::string_view text, JsonValue& value);
+/// Does the same without writing to standard error. Returns the message, with `value` unchanged, or
+/// an empty text and the tree in `value`.
+[[nodiscard]] std::string_view ParseJson(std::string_view text, JsonValue& value);
 
 }  // namespace vantry

@@ -5,19 +5,20 @@
 
 namespace vantry {
 
-/// A string as it stands between its quotes in the text.
+/// A string of the text, without its quotes and with its escapes.
 struct JsonRawText {
     std::string_view raw;
-    /// Only good ones, which UnescapeJsonString undoes.
+    /// Whether `raw` has escapes, all of which are good (see UnescapeJsonString).
     bool hasEscapes = false;
 };
 
-/// Cuts text into the tokens of the hub's own language, which is wider and narrower than JSON.
+/// Divides text into the tokens of the hub's dialect of JSON, which accepts some texts that JSON
+/// rejects and the reverse.
 ///
-/// The longest match wins, the earlier rule among equals; after a failed longer attempt the
-/// scanner falls back to the last rule that matched. Whatever starts no token vanishes byte by
-/// byte, so a broken string falls apart into ordinary input. Never fails, and takes a time that
-/// grows with the length of the text alone.
+/// The rule with the longest match applies, and the earlier of two with equal matches; if a longer
+/// attempt fails, the last rule that matched applies. A byte that begins no token is skipped, so
+/// the content of an unterminated string is scanned as ordinary input. Scanning never fails, and
+/// takes time linear in the length of the text.
 class JsonScanner {
 public:
     enum class Token {
@@ -38,9 +39,10 @@ public:
     /// Scans up to the first zero byte. The text must outlive the scanner.
     explicit JsonScanner(std::string_view text);
 
-    Token Next();
-    /// Takes the next token if it is this one of a single byte, with nothing but blanks in front:
-    /// the short way for what mostly comes.
+    /// Returns the next token, and End at the end of the text.
+    [[nodiscard]] Token Next();
+    /// Consumes the next token and returns true if it is this token of a single byte, preceded by
+    /// nothing but spaces. This is faster than Next for the tokens that are most frequent.
     bool TakeIf(char single) {
         SkipBlanks();
         if (at == end || *at != single) {
@@ -50,7 +52,7 @@ public:
         return true;
     }
 
-    /// The value of the last token, in the field for its type.
+    /// The value of the last token is in the field for its type.
     JsonRawText string;
     std::int64_t integer = 0;
     double real = 0;
@@ -69,7 +71,8 @@ private:
 
     const char* at;
     const char* const end;
-    /// A double quote before this place begins no string: an attempt that came by has failed.
+    /// A double quote before this place begins no string, because an earlier attempt that passed it
+    /// has failed.
     const char* noStringBefore;
 };
 

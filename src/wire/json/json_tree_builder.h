@@ -12,11 +12,11 @@
 
 namespace vantry {
 
-/// Puts a tree together from values in the order of their text: the children of a container are
-/// added before it is closed, and the container then counts as a value of its own.
+/// Builds a tree from values in the order in which they occur in the text: the children of a
+/// container are added, then the container is closed and becomes a value itself.
 ///
-/// Texts are only referred to until their container is closed, so what they were cut from must
-/// outlive the builder. A builder that is destroyed early destroys what was added.
+/// The builder refers to the texts of values until their container is closed, so the scanned text
+/// must outlive it. It owns the values until TakeRoot. Used by one thread.
 class JsonTreeBuilder {
 public:
     JsonTreeBuilder() { entries.reserve(kUsualEntries); }
@@ -24,13 +24,14 @@ public:
     JsonTreeBuilder& operator=(const JsonTreeBuilder&) = delete;
     ~JsonTreeBuilder();
 
-    /// What is to be remembered of a container while its children are added.
+    /// The state of an open container, which the caller keeps while its children are added.
     struct Mark {
         std::size_t firstChild = 0;
         std::string_view key;
     };
 
-    Mark Open() const { return {entries.size(), key}; }
+    /// Begins a container.
+    [[nodiscard]] Mark Open() const { return {entries.size(), key}; }
     /// Sets the key of the value that is added next.
     void AddKey(const JsonRawText& text);
     void Add(const JsonRawText& text);
@@ -38,16 +39,16 @@ public:
     void Add(double number) { Append(JsonType::Float).real = number; }
     void Add(bool truth) { Append(JsonType::Bool).boolean = truth; }
     void AddNull() { Append(JsonType::Null); }
-    /// Makes an array of all that was added since its Open.
+    /// Ends a container as an array of the values that were added since its Open.
     void CloseArray(const Mark& mark);
-    /// Makes an object of all that was added since its Open, each with a key: puts the members into
-    /// the order of their keys, and drops all but the first of equal keys.
+    /// Ends a container as an object of the values that were added since its Open, each with a key.
+    /// Sorts the members by their keys and drops all but the first of equal keys.
     void CloseObject(const Mark& mark);
-    /// Returns the one value that is left when everything is closed.
-    JsonValue TakeRoot();
+    /// Returns the root of the tree. Requires that every container is closed and a value was added.
+    [[nodiscard]] JsonValue TakeRoot();
 
 private:
-    /// A value that has no container yet. A block in it is owned by the builder.
+    /// A value whose container isn't closed yet. The builder owns its block, if it has one.
     struct Entry {
         std::string_view key;
         union {
@@ -79,7 +80,7 @@ private:
 
     std::vector<Entry> entries;
     std::string_view key;
-    /// Keys with escapes, which must be undone before keys are compared.
+    /// The unescaped forms of keys with escapes; keys are compared without escapes.
     std::forward_list<std::string> unescapedKeys;
 };
 
