@@ -57,8 +57,8 @@ std::deque<std::string> WordsOf(const std::string& line) {
 std::optional<ValueType> TypeNamed(const std::string& word) {
     constexpr std::pair<const char*, ValueType> kTypes[] = {{"text", ValueType::Text},
                                                             {"number", ValueType::Number},
-                                                            {"bool", ValueType::Truth},
-                                                            {"truth", ValueType::Truth},
+                                                            {"bool", ValueType::Bool},
+                                                            {"truth", ValueType::Bool},
                                                             {"command", ValueType::Command}};
     for (const auto& [name, type] : kTypes) {
         if (word == name) {

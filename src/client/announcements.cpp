@@ -1,9 +1,9 @@
-// What this program owns, and what of it the hub is to be told.
+// The announced properties and their unsent changes.
 //
-// A change is first entered here and then told: whoever finds the connection up takes all that is
-// to be told and sends it. So a change that is made while there is no connection, or while one is
-// being restored, is kept until somebody can tell it, and of several changes of one property the
-// latest goes out last.
+// A change is first entered here; then a thread that finds a connection takes all unsent changes
+// and sends them (see Owner::SendUnsent). So a change that is made without a connection, or while
+// one is being restored, is kept until it can be sent, and the latest of several changes of a
+// property is sent last.
 
 #include "client/announcements.h"
 
@@ -83,29 +83,29 @@ Result<Announcement> Announcements::Find(const PropertyId& id) const {
     return found->second.property;
 }
 
-Announcements::News Announcements::TakeNews() {
-    News news;
+Announcements::Unsent Announcements::TakeUnsent() {
+    Unsent unsent;
     ScopedLock guard(lock);
     for (auto& [id, entry] : announced) {
         if (entry.isChanged && !entry.isNew) {
             entry.isChanged = false;
-            news.changed.push_back(entry.property);
+            unsent.changed.push_back(entry.property);
         }
     }
     for (auto& [id, property] : std::exchange(leaving, {})) {
-        news.withdrawn.push_back(std::move(property));
+        unsent.withdrawn.push_back(std::move(property));
     }
-    return news;
+    return unsent;
 }
 
-void Announcements::PutBack(const News& news) {
+void Announcements::PutBack(const Unsent& unsent) {
     ScopedLock guard(lock);
-    for (const Announcement& property : news.changed) {
+    for (const Announcement& property : unsent.changed) {
         if (const auto found = announced.find(property.id); found != announced.end()) {
             found->second.isChanged = true;
         }
     }
-    for (const Announcement& property : news.withdrawn) {
+    for (const Announcement& property : unsent.withdrawn) {
         if (!announced.contains(property.id)) {
             leaving.emplace(property.id, property);
         }
@@ -124,8 +124,8 @@ std::vector<Announcement> Announcements::TakeNew() {
     return fresh;
 }
 
-Announcements::News Announcements::TakeAll() {
-    News all;
+Announcements::Unsent Announcements::TakeAll() {
+    Unsent all;
     ScopedLock guard(lock);
     for (auto& [id, entry] : announced) {
         entry.isChanged = false;

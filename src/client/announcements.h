@@ -10,43 +10,46 @@
 
 namespace vantry::client {
 
-/// The properties that this program has announced, and what the hub doesn't know of them yet. Any
-/// thread may call the operations; none of them blocks.
+/// The properties that this program has announced, and which of their changes the hub doesn't know
+/// yet. All operations are thread-safe and don't block.
 class Announcements {
 public:
-    /// What is to be told to the hub.
-    struct News {
+    /// Changes and withdrawals that haven't been sent to the hub.
+    struct Unsent {
         std::vector<Announcement> changed;
         std::vector<Announcement> withdrawn;
 
         bool IsEmpty() const { return changed.empty() && withdrawn.empty(); }
     };
 
-    /// Adds properties as new ones, which the hub doesn't know. Refused, with nothing added, if one
-    /// is there already, is there twice, or can't travel.
+    /// Adds properties as new ones, which the hub doesn't know. Returns Refused, with none added,
+    /// if one of them is announced already, occurs twice, or isn't valid (see CheckAnnouncement).
     Outcome Add(const std::vector<Announcement>& properties);
-    /// Takes a property out, and nothing is told of it.
+    /// Removes a property without a withdrawal.
     void Remove(const PropertyId& id);
-    /// Takes a property out, and its withdrawal is to be told. NotFound if it isn't there.
+    /// Removes a property and keeps its withdrawal to be sent. Returns NotFound if it isn't
+    /// announced.
     Outcome Withdraw(const PropertyId& id);
-    /// Changes a value, which is to be told. An error if the property isn't there or the value
-    /// doesn't fit.
+    /// Changes a value, which is then to be sent. Returns NotFound if the property isn't announced,
+    /// and Refused if the value isn't one of its type.
     Outcome SetValue(const PropertyId& id, const std::string& value);
+    /// Returns a copy of the property, or NotFound.
     Result<Announcement> Find(const PropertyId& id) const;
 
-    /// Returns what is to be told, and forgets that it is.
-    News TakeNews();
-    /// Remembers what couldn't be told.
-    void PutBack(const News& news);
-    /// Returns the properties that are new to the hub; their values need no further telling.
-    std::vector<Announcement> TakeNew();
-    /// Returns all properties and all withdrawals, for a fresh connection.
-    News TakeAll();
-    /// The hub knows these.
+    /// Returns the changes and withdrawals that are to be sent, and marks them as sent. New
+    /// properties aren't among them.
+    [[nodiscard]] Unsent TakeUnsent();
+    /// Marks these as not sent again, because sending them failed.
+    void PutBack(const Unsent& unsent);
+    /// Returns the properties that are new to the hub, and marks their values as sent.
+    [[nodiscard]] std::vector<Announcement> TakeNew();
+    /// Returns all properties and all withdrawals for a new connection, and marks them as sent.
+    [[nodiscard]] Unsent TakeAll();
+    /// Marks these properties as known to the hub.
     void MarkKnown(const std::vector<Announcement>& properties);
-    /// Returns the milliseconds that must pass before these may be announced: a withdrawal and a
-    /// return in one tick of the hub would reach its subscribers in the wrong order.
-    std::uint32_t PauseBefore(const std::vector<Announcement>& properties);
+    /// Returns the milliseconds to wait before these properties may be announced: the hub would
+    /// publish a withdrawal and a new announcement within one tick in the wrong order.
+    [[nodiscard]] std::uint32_t PauseBefore(const std::vector<Announcement>& properties);
 
     /// The length of that pause.
     static constexpr std::uint32_t kBetweenWithdrawalAndReturn = 550;
@@ -61,7 +64,7 @@ private:
     mutable Lock lock;
     std::map<PropertyId, Entry> announced GUARDED_BY(lock);
     std::map<PropertyId, Announcement> leaving GUARDED_BY(lock);
-    /// When the latest withdrawals were, in nanoseconds.
+    /// The times of the latest withdrawals in nanoseconds of NowNanoseconds.
     std::map<PropertyId, std::uint64_t> withdrawnAt GUARDED_BY(lock);
 };
 

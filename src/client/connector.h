@@ -6,12 +6,13 @@
 
 namespace vantry::client {
 
-/// Connects to the endpoint and returns a non-blocking socket, which the caller owns. Waits until
-/// the deadline at most, but for a host name: how long that is looked up is up to the system. The
-/// error names the endpoint.
+/// Connects to the endpoint and returns a non-blocking socket, which the caller owns. Blocks until
+/// the deadline at most, except for the look-up of a host name, whose time the system decides. The
+/// error is NoConnection and names the endpoint. Thread-safe.
 Result<int> ConnectTo(const Endpoint& endpoint, const Deadline& deadline);
 
-/// Waits until the descriptor is ready for `events` of poll; false if it isn't by the deadline.
-bool WaitFor(int descriptor, short events, const Deadline& deadline);
+/// Blocks until the descriptor is ready for `events` of poll. Returns false if it isn't ready by
+/// the deadline.
+[[nodiscard]] bool WaitFor(int descriptor, short events, const Deadline& deadline);
 
 }  // namespace vantry::client

@@ -15,23 +15,24 @@
 
 namespace vantry::client {
 
-/// Changes to be taken by a thread of the program's own, instead of a callback: give Callback() to
-/// Hub::Subscribe. Shared with that callback, so it may go before the subscription. Any thread may
-/// call the operations.
+/// A queue by which a thread of the program receives changes: pass Callback() to Hub::Subscribe.
+/// The callback shares the state of the queue, so the queue may be destroyed before the
+/// subscription. All operations are thread-safe.
 class EventQueue {
 public:
-    /// When `most` changes wait, a further one takes the place of the oldest change of the same
-    /// property, so that the last value of each is kept; of a property without a waiting change it
-    /// is added all the same.
+    /// When `most` changes are queued, a further change replaces the oldest change of the same
+    /// property, so that the last value of each property is kept. If there is none of the same
+    /// property, the change is added beyond `most`.
     explicit EventQueue(std::size_t most = std::numeric_limits<std::size_t>::max())
         : state(std::make_shared<State>(most)) {}
 
+    /// Returns a callback that adds each change. It never waits for the thread that takes them.
     ChangeCallback Callback() const {
         return [shared = state](const Property& change) { shared->Add(change); };
     }
-    /// Returns the oldest change. Waits for one, for at most so long; nothing if none came, or if
-    /// the queue was closed and none is left.
-    std::optional<Property> Take(std::chrono::milliseconds atMost) {
+    /// Removes and returns the oldest change. Blocks until there is one, for `atMost` at most.
+    /// Returns nothing if none arrived, or if the queue is closed and empty.
+    [[nodiscard]] std::optional<Property> Take(std::chrono::milliseconds atMost) {
         std::unique_lock guard(state->mutex);
         state->arrived.wait_for(guard, atMost,
                                 [&] { return !state->changes.empty() || state->isClosed; });
@@ -42,13 +43,14 @@ public:
         state->changes.pop_front();
         return change;
     }
-    /// Wakes whoever waits in Take, now and from now on. Changes that come later are dropped.
+    /// Makes Take return at once when the queue is empty, also in threads that are waiting. Changes
+    /// that arrive later are dropped.
     void Close() {
         const std::lock_guard guard(state->mutex);
         state->isClosed = true;
         state->arrived.notify_all();
     }
-    /// Whether a change was ever left out because of the bound.
+    /// Returns whether a change was ever replaced because of the bound.
     bool HasOverflowed() const {
         const std::lock_guard guard(state->mutex);
         return state->hasOverflowed;
@@ -77,6 +79,8 @@ private:
         }
 
         const std::size_t most;
+        /// Guards the fields below. It is a standard mutex, which needs no header of the hub,
+        /// because programs include this file.
         std::mutex mutex;
         std::condition_variable arrived;
         std::deque<Property> changes;

@@ -1,8 +1,12 @@
-// The owner's side of a connection.
+// Announcing properties and processing writes.
 //
 // The hub forwards writes to the connection that reported a property first. A property that an
-// earlier connection has left there is therefore withdrawn and announced anew, with two ticks of
-// the hub in between. A report has no answer, so a question behind it says that the hub has it.
+// earlier connection has left in the hub is therefore withdrawn and announced again, with two ticks
+// of the hub between. A report has no answer, so a question is sent after it: when that is
+// answered, the hub has processed the report.
+//
+// Announcements holds the state; this class sends it. A change is entered there first and sent by
+// SendUnsent, which one thread at a time executes.
 
 #include "client/owner.h"
 
@@ -19,10 +23,11 @@
 namespace vantry::client {
 namespace {
 
-/// From so many failures on, the program is told that the hub doesn't want what it announces.
+/// From this number of failures on, Change reports that the hub rejects the announcements.
 constexpr int kSuspicious = 3;
 
-/// A question whose answer is short, for the answer's sake alone.
+/// Returns a question with a short answer, which shows that the hub has processed what was sent
+/// before.
 Question Probe() {
     return Question::List(
         {{std::string(Components::kVantry.guid), std::string(Groups::kGeneral.guid),
@@ -58,7 +63,8 @@ Owner::Way Owner::OverChannel(const Deadline& deadline) {
         }};
 }
 
-Outcome Owner::TakePossession(const std::vector<Announcement>& properties, const Way& way) {
+Outcome Owner::ReplaceEarlierAnnouncement(const std::vector<Announcement>& properties,
+                                          const Way& way) {
     std::deque<PropertyRequest> requests;
     for (const Announcement& property : properties) {
         requests.push_back(RequestFor(property.id));
@@ -99,10 +105,10 @@ Outcome Owner::Announce(const std::vector<Announcement>& properties, const Deadl
     if (!known || properties.empty()) {
         return known;
     }
-    known = TakePossession(properties, OverChannel(deadline));
+    known = ReplaceEarlierAnnouncement(properties, OverChannel(deadline));
     if (known) {
         announcements.MarkKnown(properties);
-        static_cast<void>(TellNews(deadline));
+        static_cast<void>(SendUnsent(deadline));
         return known;
     }
     if (known.error().code == ErrorCode::NoConnection) {
@@ -118,7 +124,7 @@ Outcome Owner::Change(const PropertyId& id, const std::string& value, const Dead
     if (Outcome changed = announcements.SetValue(id, value); !changed) {
         return changed;
     }
-    static_cast<void>(TellNews(deadline));
+    static_cast<void>(SendUnsent(deadline));
     if (failedRestorations >= kSuspicious) {
         return Error{ErrorCode::NoConnection,
                      "the hub keeps ending the connection on which the properties are announced"};
@@ -130,16 +136,16 @@ Outcome Owner::Withdraw(const PropertyId& id, const Deadline& deadline) {
     if (Outcome withdrawn = announcements.Withdraw(id); !withdrawn) {
         return withdrawn;
     }
-    static_cast<void>(TellNews(deadline));
+    static_cast<void>(SendUnsent(deadline));
     return Done{};
 }
 
-Outcome Owner::TellNews(const Deadline& deadline) {
+Outcome Owner::SendUnsent(const Deadline& deadline) {
     const ScopedTurn turn(telling, deadline);
     if (!turn) {
         return Error{ErrorCode::TimedOut, "the hub did not take the changes before in time"};
     }
-    const Announcements::News news = announcements.TakeNews();
+    const Announcements::Unsent news = announcements.TakeUnsent();
     const Way way = OverChannel(deadline);
     Outcome told = Report(news.changed, Status::kSuccessful, way.send);
     if (told) {
@@ -155,8 +161,8 @@ void Owner::RunHandler(const PropertySetRequest& write) {
     const PropertyId id{write.component, write.groupGuid, write.guid};
     const Result<Announcement> property = announcements.Find(id);
     const bool isCommand = property && property->type == ValueType::Command;
-    if (!property || !property->onWrite || (!isCommand && !Fits(property->type, write.value)) ||
-        (isCommand && MeanTheSame(write.value, "False"))) {
+    if (!property || !property->onWrite || (!isCommand && !IsValue(property->type, write.value)) ||
+        (isCommand && SameValue(write.value, "False"))) {
         return;
     }
     try {
@@ -176,7 +182,7 @@ void Owner::TakeWrites(const std::deque<PropertySetRequest>& writes, std::uint32
     for (const PropertySetRequest& write : writes) {
         RunHandler(write);
     }
-    static_cast<void>(TellNews(Deadline::In(milliseconds)));
+    static_cast<void>(SendUnsent(Deadline::In(milliseconds)));
 }
 
 Outcome Owner::Restore(FrameSocket& socket, std::uint32_t milliseconds,
@@ -198,10 +204,10 @@ Outcome Owner::Restore(FrameSocket& socket, std::uint32_t milliseconds,
         (*answer)->message.DecodeGetResponses(records);
         return records;
     };
-    const Announcements::News all = announcements.TakeAll();
+    const Announcements::Unsent all = announcements.TakeAll();
     Outcome restored = Report(all.withdrawn, Status::kNoLongerAvailable, send);
     if (restored && !all.changed.empty()) {
-        restored = TakePossession(all.changed, {ask, send});
+        restored = ReplaceEarlierAnnouncement(all.changed, {ask, send});
     } else if (restored) {
         const auto answer = ask(Probe());
         restored = answer ? Outcome(Done{}) : Outcome(answer.error());
@@ -223,9 +229,9 @@ void Owner::AnnounceLeftOvers(const Deadline& deadline) {
     if (left.empty()) {
         return;
     }
-    if (const Outcome known = TakePossession(left, OverChannel(deadline)); known) {
+    if (const Outcome known = ReplaceEarlierAnnouncement(left, OverChannel(deadline)); known) {
         announcements.MarkKnown(left);
-        static_cast<void>(TellNews(deadline));
+        static_cast<void>(SendUnsent(deadline));
     } else if (known.error().code != ErrorCode::NoConnection) {
         onError(known.error());
         channel.Restart();

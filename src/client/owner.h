@@ -15,40 +15,47 @@
 
 namespace vantry::client {
 
-/// The owner's side of a Hub: announces properties, tells their changes and takes writes. Any
-/// thread may call the operations.
+/// The part of a Hub for the program's own properties: announces them, sends their changes, and
+/// runs the handlers of writes. All operations are thread-safe.
 class Owner {
 public:
     using ErrorCallback = std::function<void(const Error&)>;
 
+    /// The channel and the requester must outlive the object.
     Owner(Channel& channel, Requester& requester, ErrorCallback onError);
 
-    /// Waits until the hub knows the properties. Without a connection they are announced when there
-    /// is one again. On any other failure none of them is announced.
+    /// Blocks until the hub knows the properties. Without a connection they are announced when
+    /// there is one again, and the result is success. After any other failure none of them is
+    /// announced.
     Outcome Announce(const std::vector<Announcement>& properties, const Deadline& deadline);
-    /// Tells the new value, now or when there is a connection again. An error if the hub has ended
-    /// the last few connections while the properties were announced on them.
+    /// Sends the new value, now or when there is a connection again. Returns NoConnection if the
+    /// hub has ended the last few connections while the properties were announced on them.
     Outcome Change(const PropertyId& id, const std::string& value, const Deadline& deadline);
+    /// Sends the withdrawal, now or when there is a connection again.
     Outcome Withdraw(const PropertyId& id, const Deadline& deadline);
-    /// Runs the handlers of these writes, and tells what they have changed, which waits for so long
-    /// at most.
+    /// Runs the handlers of these writes, and sends what they have changed, which blocks for
+    /// `milliseconds` at most.
     void TakeWrites(const std::deque<PropertySetRequest>& writes, std::uint32_t milliseconds);
 
-    /// Makes all properties those of this connection, before anybody else uses it. What arrives
-    /// meanwhile without being an answer is given to `other`.
+    /// Announces all properties on a new connection, before it is used for anything else. Messages
+    /// that arrive meanwhile and aren't answers are passed to `other`. After a failure the
+    /// properties are announced on the next connection. Each step blocks for `milliseconds` at
+    /// most.
     Outcome Restore(FrameSocket& socket, std::uint32_t milliseconds,
                     const std::function<void(std::unique_ptr<ReceivedMessage>)>& other);
-    /// Tells what hasn't been told yet; called when the connection has come up.
-    Outcome TellNews(const Deadline& deadline);
-    /// Announces what couldn't be announced before; called when the connection has come up, but not
-    /// on the thread that receives.
+    /// Sends the changes and withdrawals that haven't been sent yet. After a failure they stay to
+    /// be sent. Blocks until the deadline at most.
+    Outcome SendUnsent(const Deadline& deadline);
+    /// Announces the properties that couldn't be announced earlier. Called when a connection is
+    /// restored, but not on the thread that receives, because it waits for answers.
     void AnnounceLeftOvers(const Deadline& deadline);
-    /// Ends the pauses: the program is about to end.
+    /// Ends the pauses of the other operations, which then fail.
     void Stop() { ending.Set(); }
 
 private:
     using AskFunction = std::function<Result<std::deque<PropertyResponse>>(const Question&)>;
     using SendFunction = std::function<Outcome(const PropertyMessage&)>;
+    /// The functions by which properties are announced, over the channel or over a new connection.
     struct Way {
         AskFunction ask;
         SendFunction send;
@@ -57,16 +64,21 @@ private:
     static Outcome Report(const std::vector<Announcement>& properties, std::string_view status,
                           const SendFunction& send);
     Way OverChannel(const Deadline& deadline);
-    Outcome TakePossession(const std::vector<Announcement>& properties, const Way& way);
+    /// Announces the properties so that this connection is their owner. If the hub has one of them
+    /// already, withdraws all of them first and waits for two ticks of the hub. Blocks for up to
+    /// 0.55 s, two questions and what sending takes. A failure may leave the properties withdrawn.
+    Outcome ReplaceEarlierAnnouncement(const std::vector<Announcement>& properties, const Way& way);
     void RunHandler(const PropertySetRequest& write);
 
     Channel& channel;
     Requester& requester;
     const ErrorCallback onError;
     Announcements announcements;
-    /// Held from entering a change to telling it, so that the latest value is told last.
+    /// Guards an activity: it is held from taking the unsent changes until they are sent, so that
+    /// the latest value is sent last.
     Turn telling;
-    /// Held while properties are announced, so that none is announced twice at a time.
+    /// Guards an activity: it is held while properties are announced, so that none is announced by
+    /// two threads at the same time.
     Turn announcing;
     std::atomic<int> failedRestorations{0};
     Event ending{false};

@@ -7,7 +7,7 @@
 
 namespace vantry::client {
 
-/// A property among all: GUIDs are opaque text, compared byte for byte.
+/// Identifies a property among all components. The GUIDs are texts that are compared byte for byte.
 struct PropertyId {
     std::string component;
     std::string group;
@@ -17,25 +17,25 @@ struct PropertyId {
     auto operator<=>(const PropertyId&) const = default;
 };
 
-/// How a record came to the program.
+/// The reason for which a property is reported to the program.
 enum class Origin {
-    /// It is the present value, which was asked for, or which a fresh subscription begins with.
+    /// The present value, as the answer to a read or at the begin of a subscription.
     Present,
     /// The hub has published it.
     Change,
-    /// Reading again has shown that it differs from what was told before: its publication was lost,
-    /// or came during an interruption.
+    /// Reading again showed a difference from the value reported last, because a publication was
+    /// lost or the connection was interrupted.
     Reconciled
 };
 
-/// A property as the hub tells of it.
+/// The state of a property as the hub reports it.
 struct Property {
     PropertyId id;
     std::string componentName;
     std::string groupName;
     std::string name;
     std::string value;
-    /// False for the last word on a property that its component has withdrawn.
+    /// False if the component has withdrawn the property.
     bool available = true;
     Origin origin = Origin::Present;
 };
@@ -46,13 +46,14 @@ enum class ValueType {
     /// 0 to 4294967295.
     Number,
     /// "True" or "False".
-    Truth,
-    /// A command: writing anything but "False" runs it, and its value tells how it went.
+    Bool,
+    /// A bool whose owner runs a command when anything but "False" is written; the value is the
+    /// result of the last run.
     Command
 };
 
-/// A property of this program's own. Its GUIDs are not empty and hold no quote, backslash or
-/// control character, and that of the group no colon; its component isn't that of the hub.
+/// A property of this program. Its GUIDs must not be empty or contain a quote, a backslash or a
+/// control character, and that of the group no colon. Its component must not be that of the hub.
 struct Announcement {
     PropertyId id;
     std::string componentName;
@@ -60,27 +61,32 @@ struct Announcement {
     std::string name;
     ValueType type = ValueType::Text;
     std::string value;
-    /// Called with what somebody has written, once it fits the type. Returns the value in force
-    /// now, which is published, or nothing to leave it as it is. Without one the property can't be
-    /// written. Handlers run one after another on a thread of the Hub that does nothing else, so
-    /// they may call every operation of the Hub; writes wait meanwhile. An exception goes to
-    /// Hub::Options::onError, and the value stays as it is.
+    /// The handler of writes, which is called with each written text that is a value of the type.
+    /// It returns the new value, which is published, or nothing to keep the old one. Without a
+    /// handler the property can't be written. Handlers run one after another on a thread of the Hub
+    /// for that purpose, so they may call every operation of the Hub; further writes wait until a
+    /// handler returns. An exception is passed to Hub::Options::onError, and the value is kept.
     std::function<std::optional<std::string>(const std::string& written)> onWrite;
 };
 
-/// Called with each change. Callbacks run one after another on a thread of the Hub that does
-/// nothing else, so they may call every operation of the Hub. A callback that takes long delays the
-/// changes behind it. An exception goes to Hub::Options::onError.
+/// A function that is called with each change. Callbacks run one after another on a thread of the
+/// Hub for that purpose, so they may call every operation of the Hub. A callback that takes long
+/// delays later changes. An exception is passed to Hub::Options::onError.
 using ChangeCallback = std::function<void(const Property&)>;
 
-/// What a subscription is for.
+/// The set of properties that a subscription reports.
 struct Interest {
     static Interest Everything() { return {true, {}, {}}; }
-    /// All members of a group, whatever the component, those announced later included.
+    /// Returns an interest in all members of a group, of all components, including those that are
+    /// announced later.
     static Interest Group(std::string guid) { return {false, {std::move(guid)}, {}}; }
     static Interest List(std::vector<PropertyId> ids) { return {false, {}, std::move(ids)}; }
 
+    /// Returns whether the property belongs to the set.
     bool Covers(const PropertyId& id) const;
+    /// Returns whether the hub must send every property for this interest, because it can't
+    /// subscribe a connection to a group.
+    bool NeedsEverything() const { return everything || !groups.empty(); }
 
     bool everything = false;
     std::vector<std::string> groups;

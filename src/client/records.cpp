@@ -1,3 +1,6 @@
+// The hub parses a value and escapes it again when it sends it, so a value is escaped once. It
+// sends names as it has parsed them, without escaping, so a name is escaped twice.
+
 #include "client/records.h"
 
 #include <strings.h>
@@ -28,7 +31,7 @@ std::optional<std::uint32_t> NumberIn(const std::string& text) {
     return number;
 }
 
-/// The hub passes names on as it has read them, without putting escapes back.
+/// Returns the name escaped twice, for the hub and for the receiver.
 std::string EscapedName(const std::string& name) { return EscapeJsonText(EscapeJsonText(name)); }
 
 }  // namespace
@@ -50,7 +53,7 @@ Property FromRecord(PropertyResponse record) {
         .available = record.status == Status::kSuccessful};
 }
 
-std::vector<Property> FoundIn(std::deque<PropertyResponse> records) {
+std::vector<Property> PropertiesFoundIn(std::deque<PropertyResponse> records) {
     std::vector<Property> found;
     found.reserve(records.size());
     for (PropertyResponse& record : records) {
@@ -72,11 +75,11 @@ PropertyResponse ReportOf(const Announcement& announcement, std::string_view sta
             .componentString = EscapedName(announcement.componentName)};
 }
 
-bool Fits(ValueType type, const std::string& text) {
+bool IsValue(ValueType type, const std::string& text) {
     switch (type) {
         case ValueType::Number:
             return NumberIn(text).has_value();
-        case ValueType::Truth:
+        case ValueType::Bool:
         case ValueType::Command:
             return EqualWithoutCase(text, "true") || EqualWithoutCase(text, "false");
         default:
@@ -84,13 +87,13 @@ bool Fits(ValueType type, const std::string& text) {
     }
 }
 
-bool MeanTheSame(const std::string& one, const std::string& other) {
+bool SameValue(const std::string& one, const std::string& other) {
     if (one == other) {
         return true;
     }
     const std::optional<std::uint32_t> number = NumberIn(one);
     return (number && number == NumberIn(other)) ||
-           (Fits(ValueType::Truth, one) && EqualWithoutCase(one, other.c_str()));
+           (IsValue(ValueType::Bool, one) && EqualWithoutCase(one, other.c_str()));
 }
 
 }  // namespace vantry::client

@@ -10,19 +10,21 @@
 
 namespace vantry::client {
 
-// Between what a program handles and what travels.
+// Conversions between the types of the library and the records of messages. All functions are
+// thread-safe.
 
+/// Returns the entry of a request for this property.
 PropertyRequest RequestFor(const PropertyId& id);
-/// The property that a record tells of. One that wasn't found is not available.
+/// Returns the property that a record describes. It is available if the status is successful.
 Property FromRecord(PropertyResponse record);
-/// The properties of an answer, in order; whatever wasn't found is left out.
-std::vector<Property> FoundIn(std::deque<PropertyResponse> records);
-/// What a component reports of its property; texts are escaped.
+/// Returns the properties of an answer, in order, without those that weren't found.
+std::vector<Property> PropertiesFoundIn(std::deque<PropertyResponse> records);
+/// Returns the record by which a component reports its property, with the texts escaped.
 PropertyResponse ReportOf(const Announcement& announcement, std::string_view status);
 
-/// Whether the text is a value of the type.
-bool Fits(ValueType type, const std::string& text);
-/// Whether two texts say the same to a property, such as "true" and "True", or "007" and "7".
-bool MeanTheSame(const std::string& one, const std::string& other);
+/// Returns whether the text is a value of the type.
+bool IsValue(ValueType type, const std::string& text);
+/// Returns whether two texts denote the same value, such as "true" and "True", or "007" and "7".
+bool SameValue(const std::string& one, const std::string& other);
 
 }  // namespace vantry::client

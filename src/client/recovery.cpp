@@ -1,7 +1,8 @@
-// What can be saved of a text that isn't JSON.
+// Reading records and writes from a text that isn't valid JSON.
 //
-// Fields are found by what stands between them, so a value may hold anything but that. A field
-// whose escapes are good was escaped by a careful sender; any other stands for itself.
+// Fields are found by the bytes between them, so a value may contain anything but these bytes. A
+// field whose escapes are all good is unescaped, because its sender has probably escaped it; any
+// other field is used unchanged.
 
 #include "client/recovery.h"
 
@@ -17,13 +18,13 @@
 namespace vantry::client {
 namespace {
 
-/// What stands in front of the value of a field.
+/// Returns the bytes before the value of a field.
 std::string Opening(std::string_view field, bool first) {
     return (first ? "{\"" : "\",\"") + std::string(field) + "\": \"";
 }
 
-/// A text as it was meant: without its escapes, if it holds good ones alone.
-std::string Meant(std::string_view raw) {
+/// Returns the text without its escapes if all of them are good, and unchanged otherwise.
+std::string UnescapeIfValid(std::string_view raw) {
     for (std::size_t at = raw.find('\\'); at < raw.size(); at = raw.find('\\', at)) {
         const std::size_t length = EscapeLength(raw.data() + at, raw.data() + raw.size());
         if (length == 0) {
@@ -34,7 +35,8 @@ std::string Meant(std::string_view raw) {
     return UnescapeJsonString(raw);
 }
 
-/// Takes the text in front of `separator` off the rest; nothing if it isn't there.
+/// Removes the text before `separator` and the separator from `rest`, and returns the text. Returns
+/// nothing if there is no separator.
 std::optional<std::string_view> TakeUpTo(std::string_view& rest, std::string_view separator) {
     const std::size_t end = rest.find(separator);
     if (end == std::string_view::npos) {
@@ -47,7 +49,8 @@ std::optional<std::string_view> TakeUpTo(std::string_view& rest, std::string_vie
 
 using FieldTexts = std::vector<std::pair<std::string_view, std::string*>>;
 
-/// Takes the next entry with these fields off the rest; false if there is none.
+/// Removes the next entry with these fields from `rest` and stores the texts of its fields. Returns
+/// false if there is none.
 bool TakeEntry(std::string_view& rest, const FieldTexts& fields) {
     if (!TakeUpTo(rest, Opening(fields[0].first, true))) {
         return false;
@@ -58,7 +61,7 @@ bool TakeEntry(std::string_view& rest, const FieldTexts& fields) {
         if (!raw) {
             return false;
         }
-        *fields[place].second = Meant(*raw);
+        *fields[place].second = UnescapeIfValid(*raw);
     }
     return true;
 }
@@ -95,7 +98,7 @@ std::optional<PropertySetRequest> TakeWrite(std::string_view& rest) {
     return write;
 }
 
-/// How a text begins whose first section is this one.
+/// Returns the begin of a text whose first section is this one.
 std::string Beginning(std::string_view section, std::string_view value) {
     return "{\"" + std::string(section) + "\": " + std::string(value);
 }

@@ -1,3 +1,7 @@
+// The checks follow from how the hub treats texts: it sends identities unescaped, so they must not
+// need escaping; it splits a composite GUID at the first colon, so that of a group must have none;
+// and its reader ends a text at a zero byte.
+
 #include "client/travel.h"
 
 #include <algorithm>
@@ -10,7 +14,7 @@
 namespace vantry::client {
 namespace {
 
-/// What stands around the texts of an entry, and around the entries of a message.
+/// The bytes of an entry without its texts, and a share of those of the message.
 constexpr std::size_t kEntryBytes = 160;
 
 bool IsPlain(std::string_view text) {
@@ -55,7 +59,7 @@ Outcome CheckAnnouncement(const Announcement& property) {
             return Refused("a name can't hold a NUL");
         }
     }
-    if (!Fits(property.type, property.value)) {
+    if (!IsValue(property.type, property.value)) {
         return Refused("'" + property.value + "' is no value of \"" + property.name + "\"");
     }
     if (BytesOf(ReportOf(property, Status::kNoLongerAvailable)) > Frame::kMaximumText) {

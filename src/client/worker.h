@@ -13,9 +13,9 @@
 
 namespace vantry::client {
 
-/// A thread that runs jobs in the order in which they were posted: the handlers and callbacks of a
-/// program run on one, so that the thread which receives never waits for them. Any thread may call
-/// the operations, except where they say so.
+/// A thread that runs jobs in the order in which they were posted. The handlers and callbacks of a
+/// program run on workers, so that the threads that receive don't wait for them. The operations are
+/// thread-safe, with the exceptions that they state.
 class Worker {
 public:
     using Job = std::function<void()>;
@@ -25,17 +25,20 @@ public:
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    /// Starts the thread. Every `interval` milliseconds it also runs `regularJob`; never if that is
-    /// 0. False if the system has no thread to give.
+    /// Starts the thread, which also runs `regularJob` every `interval` milliseconds, or never if
+    /// that is 0. Returns false if the system can't create a thread; jobs then wait until Stop
+    /// drops them.
     [[nodiscard]] bool Start(std::uint32_t interval = 0, Job regularJob = {});
-    /// Adds a job. Jobs posted after Stop are dropped.
+    /// Adds a job without blocking. Jobs posted after Stop are dropped.
     void Post(Job job);
-    /// Adds a job, but first waits while `most` jobs or more wait. Not to be called by a job.
+    /// Blocks while `most` jobs or more are queued, and then adds a job. Must not be called by a
+    /// job.
     void PostWithin(std::size_t most, Job job);
-    /// Waits for the job that is running, and drops those that wait. Not to be called by a job.
+    /// Blocks until a running job has returned, and drops the queued ones. Must not be called by a
+    /// job.
     void Stop();
     /// Returns true on the thread of the jobs.
-    bool IsMine() const;
+    [[nodiscard]] bool IsMine() const;
 
 private:
     void Run();

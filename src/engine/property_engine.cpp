@@ -3,9 +3,10 @@
 // parsed tree without being copied. The reply is assembled from the kept texts of the records, and
 // written with the send lock of its stream held.
 //
-// A text of more than kLargeText bytes that arrives over an external stream waits for a turn, so that
-// only a fixed number of such texts at a time need memory for their tree and their answer. While a
-// text waits and while it is processed, it is counted as received text. Other messages never wait.
+// A text of more than kLargeText bytes that arrives over an external stream waits for a turn, so
+// that only a fixed number of such texts at a time need memory for their tree and their answer.
+// While a text waits and while it is processed, it is counted as received text. Other messages
+// never wait.
 
 #include "engine/property_engine.h"
 

@@ -98,8 +98,8 @@ property Off truth False
     EXPECT_EQ((*script)[1].announcement.id.group, "6D9E0C5B-6B9F-4A56-8B43-6A1B6A4B6F02");
     EXPECT_EQ((*script)[1].announcement.onWrite("True"), "False");
     EXPECT_EQ(head.announcement.id.property.size(), 36U);
-    EXPECT_EQ((*script)[2].announcement.type, client::ValueType::Truth);
-    EXPECT_EQ((*script)[3].announcement.type, client::ValueType::Truth);
+    EXPECT_EQ((*script)[2].announcement.type, client::ValueType::Bool);
+    EXPECT_EQ((*script)[3].announcement.type, client::ValueType::Bool);
 }
 
 TEST(Script, SaysWhatIsWrongAndWhere) {
