@@ -1,10 +1,11 @@
-// Who holds how much.
+// Counters of the resources that external connections use.
 //
-// A connection's own counters and the totals are plain atomics, so that counting costs a message
-// next to nothing. A counter is raised first and compared afterwards: two threads that pass a bound
-// together both learn of it. The list of accounts is only walked when a total is exceeded, to find
-// whom to close. A connection that was closed still counts until its threads have let go of what it
-// held; FindWorst leaves it out, so one that is slow to end doesn't cost others their connections.
+// The counters of a connection and the totals are atomics, so that counting costs little for each
+// message. A counter is increased first and compared afterwards: if two threads exceed a bound
+// together, both get that result. The list of accounts is only searched when a total is exceeded,
+// to find the connection that must be closed. A closed connection still counts until its threads
+// have released what it used; FindWorst leaves it out, so a connection that ends slowly doesn't
+// cause others to be closed.
 
 #include "platform/accounting.h"
 
@@ -22,10 +23,11 @@ struct Bounds {
 };
 
 constexpr std::array<Bounds, kResourceCount> kBoundsOf = {{
-    // A single text is bounded by the longest frame.
+    // The length of a single text is bounded by that of a frame.
     {std::nullopt, Bound::TextReceived},
     {Bound::Answer, Bound::Answers},
-    // An output may hold a single frame of any size, so its own bound is enforced where it waits.
+    // An output may hold a single frame of any size, so SocketOutput enforces the bound of one
+    // connection.
     {std::nullopt, Bound::Outputs},
     {Bound::Properties, Bound::AllProperties},
     {Bound::PropertyText, Bound::AllPropertyText},
@@ -181,9 +183,10 @@ Accounting::Holding Accounting::FindWorst(Resource resource) const {
         }
         holding.kept += heldBy(*account);
         if (!holding.worst || isWorse(*account, *holding.worst)) {
-            // Empty for an account that is being destroyed.
+            // The reference is empty if the account is being destroyed.
             if (std::shared_ptr<ConnectionAccount> alive = account->weak_from_this().lock()) {
-                // Kept until the lock is released, which the end of an account takes too.
+                // The reference is kept until the lock is released, because the destructor of an
+                // account acquires that lock.
                 referenced.push_back(std::exchange(holding.worst, std::move(alive)));
             }
         }

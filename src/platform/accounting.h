@@ -19,16 +19,16 @@ namespace vantry {
 
 class Accounting;
 
-/// The kinds of transport that lead out of the printer.
+/// The kinds of transport over which external peers connect.
 enum class Link : std::uint8_t { Tcp, Usb, Bluetooth };
 
-/// What external connections hold and what is counted for each of them and for all together.
+/// The resources that are counted for each external connection and for all of them together.
 enum class Resource : std::uint8_t {
-    /// Bytes of messages that haven't arrived whole.
+    /// Bytes of messages that have arrived only in part.
     ReceivedText,
-    /// Bytes of answers being put together.
+    /// Bytes of answers that are being encoded.
     Answer,
-    /// Bytes that wait for the peer.
+    /// Bytes that wait to be sent to the peer.
     Output,
     Properties,
     PropertyText,
@@ -36,52 +36,56 @@ enum class Resource : std::uint8_t {
 };
 inline constexpr std::size_t kResourceCount = 6;
 
-/// What one external connection makes the hub hold. Shared by the connection's stream, which gets
-/// it from Accounting::Admit, and by whatever the connection has left in the hub. Any thread may
-/// call any operation; none blocks, except Cut and the last release, which take a short lock.
+/// Counts the resources that one external connection uses.
+///
+/// The connection's stream, which gets it from Accounting::Admit, shares its ownership with what
+/// the connection has left in the hub, such as reported properties. Any thread may call any
+/// operation. Some take a lock for a short time; none waits for a peer or a disk.
 class ConnectionAccount : public std::enable_shared_from_this<ConnectionAccount> {
 public:
     ~ConnectionAccount();
     ConnectionAccount(const ConnectionAccount&) = delete;
     ConnectionAccount& operator=(const ConnectionAccount&) = delete;
 
-    /// The link and, where it has one, the peer's address, as in "TCP 192.168.0.7:50312".
+    /// Returns the link and, if it has one, the peer's address, as in "TCP 192.168.0.7:50312".
     const std::string& Peer() const { return peer; }
     Accounting& Owner() const { return *accounting; }
 
-    /// Says how the connection is closed. Whoever made the stream calls it once, before other
-    /// threads know the account. `closeNow` may be called by any thread, at most once; it must not
-    /// wait for the peer, and must wake a blocked reader.
+    /// Sets the function that closes the connection. The creator of the stream calls this once,
+    /// before other threads use the account. `closeNow` is called at most once, by any thread; it
+    /// must not wait for the peer, and must end a blocked read.
     void OnCut(std::function<void()> closeNow);
 
-    /// Counts `amount` more. Returns the bound that is exceeded then, if one is; the amount stays
-    /// counted, and it is for the caller to refuse, or to close a connection.
+    /// Adds `amount` to what is counted. Returns the bound that is exceeded then, if one is; the
+    /// amount stays counted, and the caller must refuse the request or close a connection.
     [[nodiscard]] std::optional<Bound> Add(Resource resource, std::uint64_t amount);
+    /// Subtracts `amount`, which must have been added before.
     void Remove(Resource resource, std::uint64_t amount);
     std::uint64_t Held(Resource resource) const { return held[Place(resource)]; }
 
-    /// Counts a frame of `size` bytes, known by its place in memory, as output of this connection.
-    /// However many connections hold the frame, the total has it once. Result as of Add.
+    /// Counts a frame of `size` bytes, identified by its address, as output of this connection. The
+    /// total counts a frame once, however many connections hold it. Returns what Add returns.
     [[nodiscard]] std::optional<Bound> AddShared(const void* frame, std::uint64_t size);
+    /// Ends one AddShared of this connection. Only after AddShared with the same frame.
     void RemoveShared(const void* frame);
 
-    /// Closes the connection because of a bound and tells the operator. Only the first call does
-    /// anything.
+    /// Closes the connection because of a bound and reports that to the operator. Further calls do
+    /// nothing.
     void Cut(Bound bound);
     bool WasCut() const { return cut; }
 
-    /// Gives the connection's place back to new ones: its session has ended. Only the first call
-    /// does anything; what the connection left in the hub stays counted.
+    /// Ends the connection's part in the number of connections, because its session has ended. What
+    /// it left in the hub stays counted. Further calls do nothing.
     void Leave();
-    /// When Leave was called, on the clock of NowNanoseconds; 0 if it wasn't.
+    /// Returns when Leave was called, on the clock of NowNanoseconds; 0 if it wasn't called.
     std::uint64_t LeftAt() const { return leftAt; }
 
-    /// Says that the hub is about to stop, so work of this connection that has not begun is
+    /// Records that the hub is about to stop, so that work of this connection that hasn't begun is
     /// dropped.
     void Dismiss() { dismissed = true; }
     bool IsDismissed() const { return dismissed; }
 
-    /// Notes that a part of a message has arrived.
+    /// Records the present time as that of the last arrival of a part of a message.
     void NoteArrival();
     std::uint64_t LastArrival() const { return lastArrival; }
 
@@ -105,8 +109,8 @@ private:
     std::function<void()> close GUARDED_BY(closeLock);
 };
 
-/// Counts what all external connections together make the hub hold, and knows who holds most.
-/// Any thread may call any operation. No lock is held while a connection is closed.
+/// Counts the resources of all external connections together, and closes the connections that use
+/// most. All operations are thread-safe. No lock is held while a connection is closed.
 class Accounting : public std::enable_shared_from_this<Accounting> {
 public:
     /// `hubNotices` must outlive the hub.
@@ -114,35 +118,38 @@ public:
 
     const Limits& Bounds() const { return bounds; }
     Notices& OperatorNotices() const { return notices; }
-    /// Whose turn it is to have a large text of an external connection parsed and answered.
+    /// Returns the semaphore that bounds how many large texts of external connections are parsed
+    /// and answered at the same time.
     Turns& LargeTexts() { return largeTexts; }
 
-    /// Opens the account of a new connection. Returns an empty reference, and tells the operator,
-    /// if there is no place for one more; the caller closes the connection then. `address` may be
-    /// empty.
+    /// Returns the account of a new connection. Returns an empty reference, and reports that to the
+    /// operator, if the bound on connections is reached; the caller must close the connection then.
+    /// `address` may be empty.
     [[nodiscard]] std::shared_ptr<ConnectionAccount> Admit(Link link, const std::string& address);
 
     std::uint64_t Total(Resource resource) const {
         return totals[static_cast<std::size_t>(resource)];
     }
-    /// Closes the connections that hold most of `resource` until all others together are within
-    /// its bound. For ReceivedText, those that have waited longest for their next byte.
+    /// Closes the connections that use most of `resource` until all others together are within its
+    /// bound. For ReceivedText it closes those that have waited longest for their next byte.
     void Relieve(Resource resource);
-    /// How many external connections have a session.
+    /// Returns how many external connections have a session.
     std::uint64_t Connections() const { return connections; }
 
 private:
     friend class ConnectionAccount;
 
-    /// The account to be closed next, and how much those hold that aren't closed yet.
+    /// The account to be closed next, and how much those use that aren't closed yet.
     struct Holding {
         std::shared_ptr<ConnectionAccount> worst;
         std::uint64_t kept = 0;
     };
 
     Holding FindWorst(Resource resource) const;
-    /// What each connection holds of shared frames, where those who hold one have equal parts.
+    /// Returns how much of the shared frames each connection uses: a frame is divided equally among
+    /// the connections that hold it.
     std::unordered_map<const ConnectionAccount*, std::uint64_t> PartsOfShared() const;
+    /// Removes an account that is being destroyed from the list.
     void Forget(const ConnectionAccount& account);
 
     const Limits bounds;
@@ -161,10 +168,11 @@ private:
     std::vector<ConnectionAccount*> accounts GUARDED_BY(lock);
 };
 
-/// An amount of one resource that is given back at the end of a scope.
+/// An amount of one resource that is counted until the end of a scope. For one thread.
 class ScopedCharge {
 public:
-    /// `charged` may be empty, as for an internal stream: then nothing is counted or bounded.
+    /// `charged` may be empty, as for an internal stream: then nothing is counted and there is no
+    /// bound.
     ScopedCharge(std::shared_ptr<ConnectionAccount> charged, Resource what)
         : account(std::move(charged)), resource(what) {}
     ~ScopedCharge() {
@@ -175,7 +183,7 @@ public:
     ScopedCharge(const ScopedCharge&) = delete;
     ScopedCharge& operator=(const ScopedCharge&) = delete;
 
-    /// Counts `more`. Returns the bound that is exceeded then, if one is.
+    /// Adds `more`. Returns the bound that is exceeded then, if one is.
     [[nodiscard]] std::optional<Bound> Add(std::uint64_t more) {
         if (!account) {
             return std::nullopt;

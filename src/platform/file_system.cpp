@@ -40,7 +40,7 @@ FileResult FileSystem::Replace(std::u16string_view name, std::string_view conten
     {
         std::unique_ptr<File> file;
         FileResult result = Open(beside, FileUse::kWrite | FileUse::kMake, file);
-        // What an earlier attempt has left there must not stand behind the new content.
+        // An earlier attempt may have left a longer file there.
         if (result) {
             result = file->Cut(0);
         }

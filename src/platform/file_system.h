@@ -8,14 +8,14 @@
 
 namespace vantry {
 
-/// How an operation on a file ended. True if it was done. A refusal tells "there is no such file"
-/// from everything else that the machine can object to, because only the former means that there
-/// is nothing to lose.
+/// The result of an operation on a file: true if it was done, else the system's error number. A
+/// missing file can be distinguished from every other failure, because only a missing file means
+/// that there is no content to lose.
 class [[nodiscard]] FileResult {
 public:
-    /// The operation was done.
+    /// Makes the result of an operation that was done.
     FileResult() = default;
-    /// The system refused with this error number.
+    /// Makes the result of an operation that failed with this error number.
     static FileResult Refused(int errorNumber) {
         FileResult result;
         result.error = errorNumber;
@@ -23,15 +23,17 @@ public:
     }
 
     explicit operator bool() const { return error == 0; }
+    /// Returns whether the operation failed because there is no such file.
     bool IsMissing() const;
-    /// The reason of a refusal, as the system words it.
+    /// Returns the system's text for the failure.
     std::string Reason() const;
 
 private:
     int error = 0;
 };
 
-/// An open file. One thread at a time uses it. The destructor closes it.
+/// An open file. One thread at a time uses it. The operations block while the disk works. The
+/// destructor closes the file.
 class File {
 public:
     File() = default;
@@ -43,12 +45,13 @@ public:
     /// `count` to their number.
     virtual FileResult Read(std::uint64_t offset, std::span<char> buffer, std::size_t& count) = 0;
     /// Writes all of `bytes` from `offset` on, or to the end of a file that was opened for
-    /// appending. A refused call may have written some of them.
+    /// appending. A call that fails may have written some of them.
     virtual FileResult Write(std::uint64_t offset, std::string_view bytes) = 0;
+    /// Sets `bytes` to the length of the file.
     virtual FileResult Size(std::uint64_t& bytes) = 0;
-    /// Cuts the file off, or fills it up with zeros, so that it has `bytes` bytes.
+    /// Truncates the file, or appends zeros to it, so that it is `bytes` bytes long.
     virtual FileResult Cut(std::uint64_t bytes) = 0;
-    /// Returns when the content is on the disk.
+    /// Blocks until the content is on the disk.
     virtual FileResult Sync() = 0;
 };
 
@@ -56,17 +59,17 @@ public:
 struct FileUse {
     static constexpr std::uint32_t kRead = 1;
     static constexpr std::uint32_t kWrite = 2;
-    /// Writing to the end, wherever that is at the moment of the write.
+    /// Every write goes to the end that the file has at that moment.
     static constexpr std::uint32_t kAppend = 4;
-    /// A missing file is made.
+    /// A missing file is created.
     static constexpr std::uint32_t kMake = 8;
 };
 
-/// The printer's file system: the only way to the hub's files.
+/// The printer's file system. The hub opens, renames and deletes its files through this class only.
 ///
-/// Names are the printer's: absolute, with slashes or backslashes, case kept. Any thread may call
-/// the operations; they block for as long as the disk takes. They report refusals by their result,
-/// never by an exception.
+/// Names are paths of the printer: absolute, with slashes or backslashes, case-sensitive. All
+/// operations are thread-safe; they block while the disk works. A failure is in their result; they
+/// throw no exceptions.
 class FileSystem {
 public:
     FileSystem() = default;
@@ -74,28 +77,32 @@ public:
     FileSystem(const FileSystem&) = delete;
     FileSystem& operator=(const FileSystem&) = delete;
 
-    /// Opens a file and hands it over in `opened`, which a refusal leaves alone. Directories are
-    /// refused.
+    /// Opens a file; `opened` then owns it. On failure `opened` is unchanged. Opening a directory
+    /// fails.
     virtual FileResult Open(std::u16string_view name, std::uint32_t use,
                             std::unique_ptr<File>& opened) = 0;
+    /// Returns success if there is a file or directory of this name. IsMissing() of the result
+    /// distinguishes a missing one from one that can't be looked up.
     virtual FileResult Exists(std::u16string_view name) = 0;
+    /// Deletes a file. Deleting a missing file is a failure whose IsMissing() is true.
     virtual FileResult Delete(std::u16string_view name) = 0;
-    /// Gives a file another name. A file that has that name already goes at the same moment.
+    /// Renames a file. A file that already has the name `to` is replaced atomically.
     virtual FileResult Rename(std::u16string_view from, std::u16string_view to) = 0;
-    /// Returns when the names in the directory of `name` are on the disk.
+    /// Blocks until the entries of the directory that contains `name` are on the disk.
     virtual FileResult SyncDirectory(std::u16string_view name) = 0;
-    /// Finds out whether files can be made beside `name`, and `name` be written if it is there,
-    /// without changing anything.
+    /// Returns success if files can be created in the directory of `name`, and `name` can be
+    /// written if it exists. Changes nothing.
     virtual FileResult CanWrite(std::u16string_view name) = 0;
-    /// The name of the directory in which `name` stands, for people.
+    /// Returns the directory that contains `name`, as a path of the machine, for messages.
     virtual std::string ShownDirectory(std::u16string_view name) const = 0;
 
-    /// Reads a whole file. A file that ends before its size counts as refused.
+    /// Reads a whole file into `content`, of which a failure may leave a part. A file of more than
+    /// 2 GiB, and one that ends before its size, is a failure.
     FileResult ReadAll(std::u16string_view name, std::string& content);
-    /// Puts a file with `content` in the place of `name`, by way of a file `name` + ".new", so that
-    /// `name` is the old file or the whole new one at any moment, also after a power cut. On
-    /// refusal it is the old one, except that the new one may already stand there and only be lost
-    /// by a power cut.
+    /// Writes `content` to a file `name` + ".new", and renames that to `name`, so that `name` is
+    /// the old file or the complete new one at any moment, also after a power cut. After a failure
+    /// it is the old one, or, if only the last step failed, the new one, which a power cut may
+    /// still undo.
     FileResult Replace(std::u16string_view name, std::string_view content);
     /// Replaces `to` by a copy of `from`.
     FileResult Copy(std::u16string_view from, std::u16string_view to);

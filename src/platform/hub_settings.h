@@ -6,22 +6,24 @@ namespace vantry {
 
 /// How a property file is written.
 enum class Saves : std::uint8_t {
-    /// Over the old content, without a temporary file. A kill in the middle leads to ".bak".
+    /// The new content overwrites the old one, without a temporary file. If the process is killed
+    /// meanwhile, the next start reads the ".bak" file.
     InPlace,
-    /// Beside it, synced and renamed, so that neither a kill nor a power cut ever leaves a
-    /// half-written file.
+    /// The new content is written to a temporary file, synced and renamed, so that neither a kill
+    /// nor a power cut leaves an incomplete file.
     Replace,
 };
 
 /// Which properties external peers may report.
 enum class ExternalReports : std::uint8_t {
     Any,
-    /// None of the hub's component, and none that an internal connection has ever reported.
+    /// Any except those of the hub's component and those that an internal connection has reported.
     Own,
     None,
 };
 
-/// What the program around the hub decides before the hub starts.
+/// The settings that the program around the hub chooses before the hub starts. They don't change
+/// afterwards, so any thread may read them.
 struct HubSettings {
     Saves saves = Saves::InPlace;
     ExternalReports externalReports = ExternalReports::Any;

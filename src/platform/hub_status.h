@@ -5,14 +5,15 @@
 
 namespace vantry {
 
-/// What the running hub shows of itself to the program around it. The hub writes, any thread may
-/// read.
+/// Figures that the running hub publishes for the program around it. The hub writes them; any
+/// thread may read them.
 struct HubStatus {
-    /// Sessions that are being served, of all links and of the local device.
+    /// The number of running sessions, of all links and of the local device.
     std::atomic<std::uint32_t> clients{0};
-    /// Properties of the hub and of components.
+    /// The number of properties of the hub and of components.
     std::atomic<std::uint32_t> properties{0};
-    /// Grows by one with each turn of the publishing thread: while it grows, the hub is alive.
+    /// The number of periods that the publishing thread has finished. While it grows, the hub is
+    /// working.
     std::atomic<std::uint64_t> publishingTurns{0};
 };
 

@@ -1,8 +1,8 @@
 // The bounds, their built-in values and their text form.
 //
-// Every number that limits a peer stands in the one table below, so that an operator finds all of
-// them with `vantryd --print-limits` and a reviewer finds all of them here. The code that enforces
-// a bound asks Limits or an account (see accounting.h) for it and has no number of its own.
+// The table below has every number that limits a peer, so that `vantryd --print-limits` can list
+// all of them and a reviewer finds them in one place. Code that enforces a bound gets its value
+// from Limits or from an account (see accounting.h) and contains no number of its own.
 
 #include "platform/limits.h"
 
@@ -103,7 +103,7 @@ std::uint64_t SoftLimit(__rlimit_resource resource) {
     return limit.rlim_cur;
 }
 
-/// How many threads the control group of this process may have, or kUnbounded.
+/// Returns how many threads the control group of this process may have, or kUnbounded.
 std::uint64_t ControlGroupThreads() {
     std::ifstream membership("/proc/self/cgroup");
     std::string line;
@@ -179,7 +179,8 @@ std::string Limits::Read(std::string_view text) {
 }
 
 std::string Limits::ReadFile(const std::string& path) {
-    // Far more than a line for every bound; a device that never ends isn't read for ever.
+    // This is far more than a line for every bound. The length is fixed because the path may name a
+    // device whose content is endless.
     std::string text(64U << 10U, '\0');
     std::ifstream file(path, std::ios::binary);
     file.read(text.data(), static_cast<std::streamsize>(text.size()));

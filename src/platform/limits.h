@@ -8,8 +8,8 @@
 
 namespace vantry {
 
-/// Everything that peers can make the hub hold and that has a bound. "Connection" means an external
-/// one here, except in the last two, which are about clients of the local device.
+/// The resources that peers can make the hub use and that have a bound. They are counted for
+/// external connections, except the last two, which are counted for clients of the local device.
 enum class Bound : std::uint8_t {
     Connections,
     TcpConnections,
@@ -34,25 +34,26 @@ enum class Bound : std::uint8_t {
 
 inline constexpr std::size_t kBoundCount = 19;
 
-/// The value of a bound that doesn't bound anything.
+/// The value of a bound that isn't in force.
 inline constexpr std::uint64_t kUnbounded = ~std::uint64_t{0};
 
-/// What is known of a bound before anybody changes it.
+/// The name, the built-in value and the meaning of a bound.
 struct BoundDescription {
     /// Its name in a limits file and in notices.
     std::string_view name;
     std::uint64_t builtIn;
-    /// What is counted, and what happens beyond the bound: a sentence for people.
+    /// A sentence for the operator that says what is counted and what happens beyond the bound.
     std::string_view meaning;
 };
 
+/// Returns the description of a bound, which lives as long as the process.
 const BoundDescription& DescriptionOf(Bound bound);
 
 /// The bounds of one hub. The program around the hub sets them before the hub starts; from then on
 /// they never change, so any thread may read them.
 class Limits {
 public:
-    /// The built-in values.
+    /// Sets the built-in values.
     Limits();
 
     std::uint64_t operator[](Bound bound) const { return values[static_cast<std::size_t>(bound)]; }
@@ -70,7 +71,7 @@ public:
     [[nodiscard]] std::string Read(std::string_view text);
     /// Does the same with the content of a file. The message says why a file can't be read.
     [[nodiscard]] std::string ReadFile(const std::string& path);
-    /// The bounds with their values and meanings, as a text that Read understands.
+    /// Returns the bounds with their values and meanings, as a text that Read accepts.
     std::string Print() const;
 
 private:

@@ -11,8 +11,9 @@
 
 namespace vantry {
 
-/// Tells the program around the hub what its operator should know, one line at a time. Any thread
-/// may call any operation; the lines of different threads never mix.
+/// Reports to the operator, one line at a time, by way of the program around the hub. All
+/// operations are thread-safe; the lines of different threads never mix. An operation blocks while
+/// the sink of another thread's line runs.
 class Notices {
 public:
     using Sink = std::function<void(std::string_view line)>;
@@ -20,16 +21,18 @@ public:
     /// Lines go to standard error, after the prefix "vantry: ", until SetSink.
     Notices();
 
-    /// Hands all later lines, which have no line end, to `writeLine`. It runs under this object's
-    /// lock, so it must not call back into it.
+    /// Passes all later lines, without their line ends, to `writeLine`. The sink runs under this
+    /// object's lock, so it must not call any operation of it.
     void SetSink(Sink writeLine);
 
+    /// Reports one line.
     void Tell(std::string_view line);
-    /// Tells that the connection to `peer` was closed because of `bound`. At most one line a second
-    /// goes out for each bound; the others are counted.
+    /// Reports that the connection to `peer` was closed because of `bound`. For each bound at most
+    /// one line a second is written; further ones are only counted.
     void TellClosed(Bound bound, std::string_view peer);
-    /// Tells how many lines of TellClosed were left out, for each bound whose second is over. The
-    /// hub calls it from time to time, so that a count never waits for the next closing.
+    /// Reports how many lines TellClosed has left out, for each bound whose second has passed. The
+    /// hub calls it regularly, so that a count is reported even if no connection is closed after
+    /// it.
     void TellLeftOut();
 
 private:

@@ -1,3 +1,10 @@
+// The platform of a hub that no program has prepared.
+//
+// VantryPlatform is a weak symbol: a program that hosts the hub defines it, and if none does, its
+// address is null here. The platform is made from environment variables then, once in a process. A
+// variable that can't be parsed never stops the hub, which has no way to refuse its start; it is
+// reported, and the safe choice is made instead: no open port rather than a wrong one.
+
 #include "platform/platform.h"
 
 #include <memory>
@@ -10,8 +17,8 @@
 namespace vantry {
 namespace {
 
-/// Reads a setting of the environment. Returns nothing if it isn't set, or if its text can't be
-/// read, which is told together with what the hub does instead.
+/// Reads a setting from the environment. Returns nothing if it isn't set, or if its text can't be
+/// parsed, which is reported together with what the hub does instead.
 template <typename Read>
 auto SettingFrom(const char* name, const Read& read, std::string_view instead, Notices& notices) {
     const std::string text = Environment(name);
@@ -22,7 +29,7 @@ auto SettingFrom(const char* name, const Read& read, std::string_view instead, N
     return value;
 }
 
-void TakeListeningFromEnvironment(Platform& platform) {
+void ReadListeningAddress(Platform& platform) {
     constexpr std::string_view kNoPort = "no port is opened";
     const auto port = SettingFrom("VANTRY_PORT", PortFrom, kNoPort, platform.notices);
     const auto address = SettingFrom("VANTRY_BIND", AddressFrom, kNoPort, platform.notices);
@@ -32,7 +39,7 @@ void TakeListeningFromEnvironment(Platform& platform) {
     platform.tcp.Replace(address.value_or(0), wrong ? TcpListening::kNoPort : port);
 }
 
-void TakeSettingsFromEnvironment(Platform& platform) {
+void ReadSettings(Platform& platform) {
     HubSettings& settings = platform.settings;
     settings.saves =
         SettingFrom("VANTRY_SAVES", SavesFrom, "the file is written in place", platform.notices)
@@ -55,8 +62,8 @@ std::unique_ptr<Platform> PlatformFromEnvironment() {
     const std::string root = Environment("VANTRY_ROOT");
     auto platform =
         std::make_unique<Platform>(root.empty() ? DefaultRoot() : std::filesystem::path(root));
-    TakeListeningFromEnvironment(*platform);
-    TakeSettingsFromEnvironment(*platform);
+    ReadListeningAddress(*platform);
+    ReadSettings(*platform);
     return platform;
 }
 

@@ -16,24 +16,28 @@
 
 namespace vantry {
 
-/// The machine that the hub runs on, as far as the hub knows it: its files, devices, events and
-/// listening address. Process-wide, as an operating system is.
+/// The hub's view of the machine that it runs on: files, devices, events, listening address,
+/// settings and bounds. A process has one.
 ///
-/// The program around the hub provides it by defining VantryPlatform. Where none does, as when
-/// libprn.so is loaded alone, the environment decides: VANTRY_ROOT names the root directory (else
-/// /var/lib/vantry for root and $XDG_STATE_HOME/vantry for others); VANTRY_PORT, VANTRY_BIND,
-/// VANTRY_SAVES, VANTRY_LIMITS and VANTRY_EXTERNAL_REPORTS say what the options of vantryd with
-/// these names say. A value that can't be read is a notice; the hub then opens no port (VANTRY_PORT
-/// and VANTRY_BIND) or keeps what is built in.
+/// The program around the hub provides it by defining VantryPlatform. If no program does, as when
+/// libprn.so is loaded alone, it is made from the environment: VANTRY_ROOT names the root directory
+/// (else /var/lib/vantry for root and $XDG_STATE_HOME/vantry for others); VANTRY_PORT, VANTRY_BIND,
+/// VANTRY_SAVES, VANTRY_LIMITS and VANTRY_EXTERNAL_REPORTS mean what the options of vantryd with
+/// these names mean. A value that can't be parsed is reported as a notice; the hub then opens no
+/// port (VANTRY_PORT and VANTRY_BIND) or uses the built-in value.
+///
+/// The fields are set before the hub starts, by one thread. While the hub runs they aren't
+/// replaced; each object in them is thread-safe as its class says.
 struct Platform {
     explicit Platform(std::filesystem::path root)
         : files(std::make_shared<PosixFileSystem>(std::move(root))) {}
 
-    /// The platform of this process.
+    /// Returns the platform of this process, which outlives every call into the hub. Any thread may
+    /// call it; the first call may read the environment and a limits file. Never fails.
     static Platform& Current();
 
-    /// May be replaced before the hub starts. Shared with the threads that write files, which may
-    /// hang in the disk longer than the hub lives.
+    /// Shared with the threads that write files, because such a thread may still wait for the disk
+    /// when the hub has ended. A program may replace it before the hub starts.
     std::shared_ptr<FileSystem> files;
     DeviceRegistry devices;
     SystemEventRegistry events;
@@ -41,9 +45,9 @@ struct Platform {
     HubSettings settings;
     HubStatus status;
     Notices notices;
-    /// Replaced as a whole by SetLimits, before the hub starts.
     std::shared_ptr<Accounting> accounting = std::make_shared<Accounting>(Limits(), notices);
 
+    /// Replaces the bounds, and the accounting with them. Only before the hub starts.
     void SetLimits(const Limits& limits) {
         accounting = std::make_shared<Accounting>(limits, notices);
     }
@@ -51,6 +55,7 @@ struct Platform {
 
 }  // namespace vantry
 
-/// Defined by a program that hosts the hub: the platform that its hub runs on, which must outlive
-/// every call into the hub.
+/// A program that hosts the hub defines this function. It returns the platform that the hub runs
+/// on, which must not be null and must outlive every call into the hub. Any thread of the hub may
+/// call it.
 extern "C" __attribute__((weak, visibility("default"))) vantry::Platform* VantryPlatform();

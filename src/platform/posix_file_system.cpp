@@ -1,6 +1,11 @@
-// The hub's files, by system calls on descriptors. Every refusal keeps its error number, because
-// the store has to tell a missing file from one that can't be read now. Nothing is buffered: what
-// Write has taken has left the process.
+// Files by system calls on descriptors.
+//
+// Every failure keeps its error number, because the store has to distinguish a missing file from
+// one that can't be read at the moment. Nothing is buffered in the process: when Write returns, the
+// kernel has the bytes. Reads and writes continue after a signal and after a partial transfer.
+//
+// A name is turned into a path step by step, and each ".." removes a step of the name itself, so it
+// can't leave the root directory.
 
 #include "platform/posix_file_system.h"
 
@@ -79,7 +84,7 @@ private:
 };
 
 int OpenFlags(std::uint32_t use) {
-    // Opening never waits, which it would do for a pipe that nobody has opened at its other end.
+    // Without O_NONBLOCK, opening a named pipe would block until its other end is opened.
     int flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     const bool writes = (use & (FileUse::kWrite | FileUse::kAppend)) != 0;
     const bool reads = (use & FileUse::kRead) != 0;

@@ -6,14 +6,14 @@
 
 namespace vantry {
 
-/// The printer's file system in one directory of the machine. No name leads out of that directory,
-/// whatever it holds.
+/// The printer's file system in one directory of the machine. Whatever a name contains, it means a
+/// path below that directory. All operations are thread-safe.
 class PosixFileSystem final : public FileSystem {
 public:
     explicit PosixFileSystem(std::filesystem::path rootDirectory)
         : root(std::move(rootDirectory)) {}
 
-    /// Where the file of that name stands on the machine.
+    /// Returns the path of the file on the machine.
     std::filesystem::path PathOf(std::u16string_view name) const;
 
     FileResult Open(std::u16string_view name, std::uint32_t use,

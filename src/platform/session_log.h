@@ -4,11 +4,12 @@
 
 namespace vantry {
 
-/// Where sessions tell of what went wrong.
+/// The log that sessions write errors to.
 class SessionLog {
 public:
     virtual ~SessionLog() = default;
-    /// Takes a line without its end. Any thread may call it; the caller never waits for a file.
+    /// Writes a line, which is passed without its line end. Any thread may call it; it doesn't wait
+    /// for a disk. A line that can't be written is dropped.
     virtual void Write(std::string_view message) = 0;
 };
 

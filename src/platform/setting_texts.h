@@ -9,8 +9,8 @@
 
 namespace vantry {
 
-// The text forms of what the program around the hub decides, for command lines and environment
-// variables. Each function returns nothing if the text isn't of its form.
+// The text forms of settings, for command lines and environment variables. Each function returns
+// nothing if the text doesn't have the form that is described. All of them are thread-safe.
 
 /// Reads "in-place" or "replace".
 std::optional<Saves> SavesFrom(std::string_view text);

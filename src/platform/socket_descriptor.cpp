@@ -1,3 +1,12 @@
+// A descriptor with a count of its users.
+//
+// A thread that blocks in recv holds no lock, so a lock can't keep another thread from closing the
+// descriptor under it; and once it is closed, the system may give the same number to the next
+// connection, whose bytes the first thread would then receive. Therefore the users are counted:
+// the owner is one, and each Use is one. Close shuts the socket down, which ends blocking calls,
+// and gives up the owner's part; the user that makes the count 0 closes the descriptor. A count of
+// 0 never grows again. Each use costs two atomic operations.
+
 #include "platform/socket_descriptor.h"
 
 #include <sys/socket.h>
@@ -38,7 +47,7 @@ bool SocketDescriptor::Enter() {
     if (closed) {
         return false;
     }
-    // Only a count that isn't 0 may grow: at 0 the number is already given back.
+    // A count of 0 must not grow: the descriptor is closed then.
     std::uint32_t count = users;
     while (count != 0) {
         if (users.compare_exchange_weak(count, count + 1)) {

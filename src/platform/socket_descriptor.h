@@ -7,18 +7,20 @@ namespace vantry {
 
 /// Owns the descriptor of a socket that several threads use.
 ///
-/// Close may come while other threads are inside calls with the descriptor: it shuts the socket
-/// down, which ends those calls, and the number is given back to the system only when the last of
-/// them has left, so it can never name somebody else's socket under a reader.
+/// Close may be called while other threads use the descriptor in a system call. It shuts the socket
+/// down, which ends those calls; the descriptor itself is closed when the last of them has
+/// returned. So its number can't be reused for another socket while a thread still uses it.
+///
+/// All operations are thread-safe and none blocks.
 class SocketDescriptor {
 public:
-    /// Takes over `descriptor`; -1 makes a closed one.
+    /// Becomes the owner of `descriptor`. With -1 the object is closed from the start.
     explicit SocketDescriptor(int descriptor);
     ~SocketDescriptor();
     SocketDescriptor(const SocketDescriptor&) = delete;
     SocketDescriptor& operator=(const SocketDescriptor&) = delete;
 
-    /// Keeps the number valid while it lives.
+    /// Keeps the descriptor open for the length of a scope. Must not outlive the SocketDescriptor.
     class Use {
     public:
         explicit Use(SocketDescriptor& socket);
@@ -26,7 +28,7 @@ public:
         Use(Use&& other) noexcept;
         Use& operator=(Use&&) = delete;
 
-        /// False if the socket was closed.
+        /// False if the socket was closed before. Number may only be called on a Use that is true.
         explicit operator bool() const { return owner != nullptr; }
         int Number() const { return owner->number; }
 
@@ -34,18 +36,22 @@ public:
         SocketDescriptor* owner;
     };
 
+    /// Shuts the socket down in both directions and closes it when no Use is left. Further calls do
+    /// nothing.
     void Close();
-    /// Ends the receiving direction, so that a blocked reader returns; sending goes on.
+    /// Ends the receiving direction, so that a blocked reader returns. Sending stays possible.
     void ShutDownReceiving();
     bool IsClosed() const { return closed; }
 
 private:
+    /// Adds a user. Returns false, and adds none, if the socket was closed.
     bool Enter();
+    /// Removes a user; the last one closes the descriptor.
     void Leave();
 
     const int number;
     std::atomic<bool> closed;
-    /// The owner counts as one user until Close.
+    /// How many Uses there are, and one more until Close.
     std::atomic<std::uint32_t> users{1};
 };
 

@@ -6,25 +6,28 @@
 
 namespace vantry {
 
-/// What the machine puts in place of the hub's own listening address, so that tests and a second
-/// hub on one machine need no change in the hub, and what became of it.
+/// The configured listening address, by which tests and a second hub on one machine replace the
+/// hub's own, and the result of listening. The configuration is set before the hub starts; the
+/// results may be read by any thread.
 class TcpListening {
 public:
-    /// The port that stands for none: nothing is listened on.
+    /// The port that means that nothing is listened on.
     static constexpr std::uint16_t kNoPort = 65534;
 
-    /// Takes the address of the interface, in host order, 0 for all of them, and the port in place
-    /// of the hub's, 0 for a free one; nothing leaves the hub's own.
+    /// Sets the address of the interface to listen on, in host order, 0 for all interfaces, and the
+    /// port that replaces the hub's, 0 for any free one. Without a port the hub's own is used.
     void Replace(std::uint32_t interfaceAddress, std::optional<std::uint16_t> otherPort) {
         address = interfaceAddress;
         port = otherPort;
     }
 
     std::uint32_t Address() const { return address; }
+    /// Returns the configured port, or `asked` if none is configured.
     std::uint16_t PortInPlaceOf(std::uint16_t asked) const { return port.value_or(asked); }
 
-    /// The port really bound, 0 for none, and the error number of a failed attempt.
+    /// The port that the hub listens on, or 0 if it doesn't listen.
     std::atomic<std::uint16_t> boundPort{0};
+    /// The error number of the last attempt to listen that failed, or 0.
     std::atomic<int> bindError{0};
 
 private:

@@ -21,8 +21,8 @@ void Turns::GiveBack() {
         ++free;
         return;
     }
-    // Set under the lock: the event's owner can't return and destroy it before that, since its
-    // wait ends with a lock of its own that Set holds.
+    // The waiting thread owns the event and destroys it when its wait ends. It can't do so before
+    // Set has finished: the wait ends under the event's own lock, which Set holds.
     waiting.front()->Set();
     waiting.pop_front();
 }

@@ -8,27 +8,28 @@
 
 namespace vantry {
 
-/// Lets a fixed number of threads at a time do something that is expensive for everybody. The
-/// others wait, and go on in the order in which they came. Any thread may call any operation.
+/// A semaphore that admits threads in the order in which they arrived. It limits how many threads
+/// do something expensive at the same time. All operations are thread-safe.
 class Turns {
 public:
     explicit Turns(std::uint64_t atATime) : free(atATime) {}
 
-    /// Blocks until the caller has a turn. Each Take is followed by a GiveBack of the same thread.
+    /// Blocks until the caller may proceed. Each Take is followed by a GiveBack of the same thread.
     void Take();
+    /// Lets the next thread proceed. Doesn't block.
     void GiveBack();
 
 private:
     Lock lock;
     std::uint64_t free GUARDED_BY(lock);
-    /// Each event belongs to a thread inside Take.
+    /// The events of the threads that block in Take, the first to arrive in front.
     std::deque<Event*> waiting GUARDED_BY(lock);
 };
 
-/// Has a turn for the length of a scope, unless it is made without one.
+/// Calls Take at its construction and GiveBack at the end of its scope.
 class ScopedTurn {
 public:
-    /// `turns` may be null: then nothing is taken.
+    /// `turns` may be null: then neither is called. Otherwise it must outlive the object.
     explicit ScopedTurn(Turns* turns) : owner(turns) {
         if (owner != nullptr) {
             owner->Take();

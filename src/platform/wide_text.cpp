@@ -11,6 +11,8 @@ bool IsSurrogatePair(std::u16string_view wide, std::size_t at) {
            (wide[at + 1] & 0xFC00) == 0xDC00;
 }
 
+/// Appends a code point as UTF-8. The JSON reader has an encoder of its own, which overwrites the
+/// escapes that it decodes and encodes single 16-bit units, in 3 bytes at most.
 void AppendUtf8(std::string& text, std::uint32_t point) {
     const auto append = [&text](std::uint32_t byte) { text.push_back(static_cast<char>(byte)); };
     if (point < 0x80) {

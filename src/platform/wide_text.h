@@ -5,10 +5,10 @@
 
 namespace vantry {
 
-/// The text with the low byte of each 16-bit character, which is how the hub shows a file name.
+/// Returns the low bytes of the 16-bit characters, which is how the hub shows a file name.
 std::string NarrowText(std::u16string_view wide);
 
-/// The text as UTF-8. An unpaired surrogate becomes three bytes of its own.
+/// Returns the text as UTF-8. An unpaired surrogate is encoded by itself, in three bytes.
 std::string Utf8Text(std::u16string_view wide);
 
 }  // namespace vantry

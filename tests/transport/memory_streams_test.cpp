@@ -13,7 +13,7 @@
 namespace vantry {
 namespace {
 
-/// Gives one piece for each Read, then `ending`.
+/// A stream whose Reads return one piece each, and then `ending`.
 class Pieces final : public Stream {
 public:
     explicit Pieces(std::deque<std::string> given, std::int32_t ending = StreamCode::kError)

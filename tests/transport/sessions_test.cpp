@@ -25,7 +25,7 @@ public:
     std::atomic<int> lines{0};
 };
 
-/// Reads each message and counts it; ends the session when it can't be read.
+/// A visitor that reads and counts messages, and ends the session if one can't be read.
 class CountingVisitor final : public MessageVisitor {
 public:
     std::uint32_t ProcessMessage(std::shared_ptr<Stream> stream) override {
@@ -75,7 +75,8 @@ TEST_F(Sessions, FindFramesHoweverTheyArrive) {
 TEST_F(Sessions, BytesOutOfStepHideEveryFrameAndTheSessionLivesOn) {
     manager->AddHandler(std::make_unique<FramedJsonHandler>());
     Connect();
-    // Each of the frames behind has a multiple of 16 bytes, so none ever comes into step.
+    // The length of each later frame is a multiple of 16, so none of them begins where a window
+    // does.
     const std::string frame = FrameOf(R"({"a":"1234"})");
     ASSERT_EQ(frame.size() % 16, 0U);
     Write("12345");
@@ -125,7 +126,7 @@ TEST_F(Sessions, EndBeforeTheirManagerDoes) {
     EXPECT_EQ(log->lines, 3);
 }
 
-/// Recognises everything at one position and ends the session.
+/// A handler that recognises everything at one position and ends the session.
 class FixedHandler final : public DataHandler {
 public:
     FixedHandler(std::uint32_t where, std::atomic<int>& openings)
@@ -161,7 +162,7 @@ TEST_F(Sessions, TheLowestPositionWinsAndTheEarlierHandlerAmongEquals) {
     }
 }
 
-/// Gives nothing at once and counts what is asked of it.
+/// A listener that accepts nobody and counts its calls.
 class BrokenListener final : public Listener {
 public:
     std::shared_ptr<Stream> Accept() override {

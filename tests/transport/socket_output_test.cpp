@@ -21,7 +21,7 @@ namespace {
 
 using test::Eventually;
 
-/// A connected pair of sockets with small buffers: `output` writes, `peer` is the other side.
+/// A connected pair of sockets with small buffers: `output` writes to one, and `peer` is the other.
 class Connection {
 public:
     explicit Connection(OutputLimits limits = {}) {
@@ -43,7 +43,7 @@ public:
     int Write(const std::string& frame) {
         return output->Write(reinterpret_cast<const std::uint8_t*>(frame.data()), frame.size());
     }
-    /// Reads until the end or `atMost` bytes.
+    /// Reads until the end of the stream or until it has `atMost` bytes.
     std::string ReadAll(std::size_t atMost) const {
         std::string all(atMost, '\0');
         std::size_t got = 0;
@@ -94,7 +94,7 @@ TEST(SocketOutput, APeerThatTakesLittleIsKept) {
     std::array<char, 10'000> buffer;
     const auto start = std::chrono::steady_clock::now();
     while (got < frame.size()) {
-        // Slower in all than the time in which it must take something.
+        // The whole transfer takes longer than the time within which the peer must read something.
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         const ssize_t count = recv(connection.peer, buffer.data(), buffer.size(), 0);
         ASSERT_GT(count, 0);
@@ -127,7 +127,7 @@ TEST(SocketDescriptor, CloseEndsAReaderAndGivesTheNumberBackOnlyThen) {
         char byte = 0;
         EXPECT_EQ(recv(use.Number(), &byte, 1, 0), 0);
         EXPECT_EQ(write(use.Number(), &byte, 1), -1);
-        EXPECT_EQ(errno, EPIPE);  // Not EBADF: nobody else can have got the number.
+        EXPECT_EQ(errno, EPIPE);  // EBADF would mean that the descriptor was closed too early.
     });
     ASSERT_TRUE(Eventually([&] { return inside.load(); }));
     connection.socket->Close();

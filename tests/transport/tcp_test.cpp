@@ -29,13 +29,13 @@ protected:
             opened->Open();
         }
     }
-    /// A stream whose peer is `client`.
+    /// Connects `client` and returns the accepted stream.
     std::shared_ptr<Stream> Connect() {
         Listen();
         client.emplace(test::FrameClient::ToTcp(listening.boundPort));
         return opened->Accept();
     }
-    /// Before the first Connect.
+    /// Tests change it before the first Connect.
     void SetBound(Bound bound, std::uint64_t value) {
         Limits limits;
         limits.Set(bound, value);
@@ -179,7 +179,7 @@ TEST_F(Tcp, OfThePeersThatEndedTheirSideTheOldestIsDroppedAndNoneThatTheHubClose
     end();
     end();
     for (int count = 0; count < 2; ++count) {
-        // Its output waits, so the end of its reading is all that a reader sees.
+        // Its output waits, so the socket stays open and only the receiving direction ends.
         const std::shared_ptr<Stream> closed = Connect();
         const std::string much(64U << 20U, 'x');
         closed->Write(reinterpret_cast<const std::uint8_t*>(much.data()),

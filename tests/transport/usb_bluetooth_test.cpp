@@ -18,7 +18,7 @@
 namespace vantry {
 namespace {
 
-/// What a driver of the test answers, and what it was asked.
+/// The answers of the test's driver, and a record of its calls.
 struct DriverScript {
     std::atomic<bool> hostAttached{false};
     std::atomic<bool> answersQueries{true};
@@ -140,7 +140,7 @@ TEST_F(DeviceLinks, WithoutDriversNoListenerGivesAnything) {
     EXPECT_FALSE(UsbListenerOpened()->Accept());
     BluetoothLayer layer(platform.platform);
     EXPECT_FALSE(layer.MakeListener(2)->Accept());
-    // With a driver but without its events it is the same.
+    // A driver without its events gives the same result.
     platform.platform.devices.Register(u"UMF1:", std::make_shared<ScriptedDriver>(script));
     EXPECT_FALSE(UsbListenerOpened()->Accept());
     AddUsbDriver();

@@ -11,23 +11,26 @@
 
 namespace vantry {
 
-/// A named device as a stream. Opening never fails; without a device every Read and Write returns
-/// kError. A second Close is harmless.
+/// A handle of a device as a stream, which it owns. If the device couldn't be opened, every Read
+/// and Write returns kError, as after Close. Read blocks as the driver's Read does; Write doesn't
+/// wait for the peer.
 class DeviceStream : public Stream {
 public:
-    /// An internal stream over a new handle of the device.
+    /// Makes an internal stream over a new handle of the device.
     DeviceStream(DeviceRegistry& devices, std::u16string_view name);
-    /// An external stream over `opened`, which may be empty. Without an account nothing is counted.
+    /// Makes an external stream over `opened`, which may be empty. `account` may be empty too; then
+    /// nothing is counted.
     DeviceStream(std::shared_ptr<DeviceHandle> opened,
                  const std::shared_ptr<ConnectionAccount>& account);
     ~DeviceStream() override { DeviceStream::Close(); }
 
-    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
+    [[nodiscard]] std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override;
     void Close() override;
 
-    /// Sends the driver a control code. False without a device, or if the driver refuses.
+    /// Sends the driver a control code; see DeviceHandle. Returns false without an open handle, or
+    /// if the driver refuses.
     bool Control(std::uint32_t code, std::span<const std::uint8_t> input,
                  std::span<std::uint8_t> output);
 

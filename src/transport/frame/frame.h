@@ -5,13 +5,13 @@
 
 namespace vantry {
 
-/// What stands in front of every message: 16 bytes by which it is recognised, and the length of
-/// its text in 4 little-endian bytes.
+/// The head of every message: 16 bytes of magic, by which it is recognised, and the length of its
+/// text in bytes as a little-endian number of 4 bytes.
 struct Frame {
     static constexpr std::int32_t kMagicBytes = 16;
     static constexpr std::int32_t kLengthBytes = 4;
     static constexpr std::int32_t kHeadBytes = kMagicBytes + kLengthBytes;
-    /// The longest text that a reader accepts.
+    /// The length in bytes of the longest text that the hub accepts.
     static constexpr std::uint32_t kMaximumText = 0x400000;
 };
 

@@ -1,10 +1,9 @@
-// The one reader of frames, for the hub and for its clients.
+// The reader of frames of the hub and of its clients.
 //
-// The head and the text are read with as few calls as the stream allows: the head in one, unless it
-// comes in pieces, and a short text in one. A long text is read in blocks that grow with what is
-// there already, so that memory follows the bytes that arrived and not the length that the head
-// promises. Only texts longer than kUncounted are counted in the account: shorter ones cost no more
-// than the connection itself.
+// The head and a short text need one Read each, unless they arrive in pieces. A long text is read
+// in blocks, each at most as long as what has arrived before, so that the memory depends on the
+// bytes that arrived and not on the length that the head announces. Only texts longer than
+// kUncounted are counted in the account: shorter ones cost no more than the connection itself.
 
 #include "transport/frame/frame_reader.h"
 
@@ -20,7 +19,7 @@ namespace {
 constexpr std::uint32_t kUncounted = 16U << 10U;
 constexpr std::uint32_t kSmallestBlock = 64U << 10U;
 
-/// Reads exactly `length` bytes. False if the stream ends before.
+/// Reads exactly `length` bytes. Returns false if the stream ends before.
 bool ReadWhole(Stream& stream, std::uint8_t* buffer, std::uint32_t length) {
     std::uint32_t got = 0;
     while (got < length) {
@@ -42,7 +41,8 @@ std::uint32_t LengthIn(const std::array<std::uint8_t, Frame::kHeadBytes>& head) 
     return length;
 }
 
-/// Reads a long text as it arrives, and counts it.
+/// Reads a long text as it arrives, and counts it in the account. Returns false if the stream ends
+/// before, or is closed because of a bound.
 bool ReadLongText(Stream& stream, std::string& text, std::uint32_t length) {
     const std::shared_ptr<ConnectionAccount> account = stream.Account();
     ScopedCharge charge(account, Resource::ReceivedText);

@@ -10,19 +10,26 @@
 
 namespace vantry {
 
-/// A thread that asks a listener for streams and makes each a session of the manager.
+/// A thread that accepts streams of a listener and makes each of them a session of the manager.
 ///
-/// A listener that once gives nothing is closed and not asked again; the thread then sleeps until
-/// the acceptor goes. The destructor closes the listener and waits for the thread.
+/// If Accept returns an empty reference once, the listener is closed and the thread sleeps until
+/// the destructor. If the system can't create the thread, nobody accepts the link's peers until the
+/// hub is started again: they can connect as far as the system queues them, and get no answer. The
+/// hub works on for its other links. Nothing is reported.
 class Acceptor {
 public:
-    /// Opens the listener and starts the thread.
+    /// Opens the listener and starts the thread at a priority of the hub. `reaper` is only used by
+    /// the constructor.
     Acceptor(std::shared_ptr<Listener> source, std::shared_ptr<DataHandlerManager> sessions,
              ThreadReaper& reaper);
+    /// Closes the listener and blocks until the thread has ended.
     virtual ~Acceptor();
     Acceptor(const Acceptor&) = delete;
     Acceptor& operator=(const Acceptor&) = delete;
 
+    /// Starts the session of a stream. If the system has no thread for it, the stream is closed,
+    /// and the call blocks for a short time so that threads can end. Called by the acceptor's
+    /// thread.
     virtual void OnStream(std::shared_ptr<Stream> stream);
 
 private:
@@ -35,7 +42,7 @@ private:
     Event stopped{true};
     const std::shared_ptr<DataHandlerManager> manager;
     Event wake{true};
-    /// Of the thread alone: Accept is to be called.
+    /// Whether Accept is still called. Only the thread uses it.
     bool listening = true;
 };
 

@@ -8,18 +8,22 @@
 
 namespace vantry {
 
-/// Recognises one kind of message in a stream.
+/// Recognises one kind of message in a stream. The manager shares a handler among all session
+/// threads, so its operations must be thread-safe.
 class DataHandler {
 public:
-    /// Recognise found nothing.
+    /// The result of Recognise if it found nothing.
     static constexpr std::uint32_t kNoPosition = 0xFFFFFFFF;
 
     virtual ~DataHandler() = default;
-    /// Where in the look-ahead window this handler's data begins, or kNoPosition. Doesn't block.
+    /// Returns the position in the look-ahead window at which this handler's data begins, or
+    /// kNoPosition. Doesn't block if the stream has a window.
     virtual std::uint32_t Recognise(const std::shared_ptr<PeekStream>& stream) = 0;
-    /// The message at the start of the stream; empty if it can't be had.
-    virtual std::shared_ptr<DataObject> Open(const std::shared_ptr<PeekStream>& stream) = 0;
-    /// How many bytes Recognise needs to see.
+    /// Returns the message at the start of the stream; the caller owns it. An empty reference ends
+    /// the session.
+    [[nodiscard]] virtual std::shared_ptr<DataObject> Open(
+        const std::shared_ptr<PeekStream>& stream) = 0;
+    /// Returns how many bytes of the window Recognise needs.
     virtual std::uint32_t MinimumBytes() const = 0;
 };
 

@@ -1,3 +1,16 @@
+// Sessions, and how they end.
+//
+// Each session has a thread and an entry in the list. The thread owns its SessionStart, which owns
+// the Thread object. A session ends when its stream or the visitor ends it; its thread then passes
+// the Thread object to the reaper, since a thread can't destroy its own, and removes its entry as
+// its last action on the manager. The destructor closes all streams, which ends the blocking calls
+// of their threads, and waits until the list is empty. From then on no thread uses the manager:
+// the event is set under the lock that the destructor needs to see the empty list.
+//
+// When the hub ends a session, the stream is closed at once, because other objects may own it for
+// longer. When the peer has ended its sending side, the stream stays open, so that subscriptions
+// are still served.
+
 #include "transport/session/data_handler_manager.h"
 
 #include <algorithm>
@@ -6,7 +19,7 @@
 namespace vantry {
 namespace {
 
-/// A position that far out never wins.
+/// Positions from here on count as not recognised.
 constexpr std::uint32_t kPositionLimit = 0xFFFF;
 
 }  // namespace
@@ -83,7 +96,8 @@ std::uint32_t DataHandlerManager::RunSession(void* argument) {
         account->Leave();
     }
     manager.reaper->Retire(std::move(start->thread));
-    // The stream goes when no lock is held. The manager may go as soon as the lock is let go.
+    // The entry's reference is released after the lock, so that no stream is destroyed under it.
+    // The manager may be destroyed as soon as the lock is released.
     std::shared_ptr<PeekStream> entered;
     ScopedLock guard(manager.sessionsLock);
     entered = manager.RemoveEntry(start->sessionId);
@@ -112,7 +126,8 @@ std::uint32_t DataHandlerManager::ProcessNext(const std::shared_ptr<PeekStream>&
     const std::shared_ptr<DataObject> message = best->Open(stream);
     const std::uint32_t result = message ? message->Accept(*visitor) : 0;
     if (result == 0) {
-        // Others may hold the stream for long; the peer must see at once that it is over.
+        // A Subscriber or RemoteProperty may keep the stream alive after the session. Close it now
+        // so that the peer is disconnected immediately.
         stream->Close();
     }
     return result;

@@ -17,29 +17,30 @@
 
 namespace vantry {
 
-/// Turns connections into messages: a thread for each stream finds the next message in it, hands
-/// it to the visitor, and starts over until the stream or the visitor ends it.
-///
-/// The destructor closes every session's stream and returns when all their threads have left.
+/// Runs a session for each stream: a thread that finds the next message in the stream and passes it
+/// to the visitor, again and again until the stream or the visitor ends the session. All operations
+/// are thread-safe.
 class DataHandlerManager {
 public:
     DataHandlerManager(std::shared_ptr<MessageVisitor> messageVisitor,
                        std::shared_ptr<ThreadReaper> threadReaper,
                        std::shared_ptr<SessionLog> sessionLog, std::uint32_t priority,
                        HubStatus& hubStatus);
+    /// Closes the streams of all sessions and blocks until their threads have left this object.
     ~DataHandlerManager();
     DataHandlerManager(const DataHandlerManager&) = delete;
     DataHandlerManager& operator=(const DataHandlerManager&) = delete;
 
-    /// Takes over a handler. Of those that recognise something, the one with the lowest position
-    /// gets the stream, the earlier one among equals.
+    /// Adds a handler, which the manager then owns. Of those that recognise something, the one with
+    /// the lowest position gets the message, and the one that was added first among equals.
     void AddHandler(std::unique_ptr<DataHandler> handler);
-    /// Serves the stream on a thread of its own. False if the system has no thread to give; the
-    /// stream is closed then.
+    /// Starts a session of the stream on a new thread, without waiting for it. Returns false if the
+    /// system can't create a thread; the stream is closed then, so a caller may ignore the result.
     bool AddSession(std::shared_ptr<PeekStream> stream);
-    /// One turn: waits for a message, throwing away what no handler recognises, and hands it to
-    /// the visitor. 0 ends the session; where the hub's own side ended it, the stream is closed.
-    std::uint32_t ProcessNext(const std::shared_ptr<PeekStream>& stream);
+    /// Blocks until the next message begins, dropping bytes that no handler recognises, and passes
+    /// the message to the visitor on the caller's thread. Returns the visitor's result, of which 0
+    /// ends the session; the stream is closed then. Returns 0 as well if the stream has ended.
+    [[nodiscard]] std::uint32_t ProcessNext(const std::shared_ptr<PeekStream>& stream);
 
 private:
     struct SessionEntry {
@@ -58,7 +59,7 @@ private:
     DataHandler* ChooseHandler(const std::shared_ptr<PeekStream>& stream);
 
     const std::uint32_t sessionPriority;
-    /// Is told how many sessions there are.
+    /// Shows the number of sessions.
     HubStatus& status;
     Lock handlersLock;
     std::vector<std::unique_ptr<DataHandler>> handlers GUARDED_BY(handlersLock);
@@ -68,7 +69,8 @@ private:
     const std::shared_ptr<MessageVisitor> visitor;
     const std::shared_ptr<ThreadReaper> reaper;
     const std::shared_ptr<SessionLog> errorLog;
-    /// Written under handlersLock; a session that looks meanwhile sees the old or the new size.
+    /// The size of the look-ahead window. It is written under handlersLock; a session that reads it
+    /// meanwhile uses the old or the new size.
     std::atomic<std::uint32_t> window{32};
     std::atomic<std::uint32_t> nextSessionId{0};
 };

@@ -9,22 +9,25 @@
 
 namespace vantry {
 
-/// One message that waits in a stream to be read.
+/// A message in a stream that hasn't been read. One thread uses it.
 class DataObject {
 public:
     virtual ~DataObject() = default;
-    /// Hands the message to `visitor`, whose result this is: 0 ends the session.
+    /// Passes the message to `visitor` and returns its result: 0 ends the session. Blocks as the
+    /// visitor does.
     virtual std::uint32_t Accept(MessageVisitor& visitor) = 0;
 };
 
-/// A stream seen as the one message that is next in it. Everything goes to the wrapped stream.
+/// The next message of a stream, and a decorator of that stream. It exists because a handler
+/// returns a DataObject and the visitor needs a Stream; the operations are those of the wrapped
+/// stream.
 class DataStream : public Stream, public DataObject {
 public:
     explicit DataStream(std::shared_ptr<Stream> wrapped)
         : Stream(wrapped->Id(), wrapped->IsExternal(), wrapped->SendLock()),
           inner(std::move(wrapped)) {}
 
-    /// Set once by whoever made the object, before Accept.
+    /// The creator calls it once, before Accept, with the reference that owns this object.
     void SetSelf(const std::shared_ptr<DataStream>& owner) { self = owner; }
 
     std::uint32_t Accept(MessageVisitor& visitor) override {
@@ -50,7 +53,7 @@ private:
     std::weak_ptr<DataStream> self;
 };
 
-/// The DataStream of a framed message.
+/// The DataStream of a message in a frame.
 class FramedDataStream final : public DataStream {
 public:
     using DataStream::DataStream;

@@ -7,7 +7,7 @@
 
 namespace vantry {
 
-/// Recognises frames by their magic, which must stand at the very start of the window.
+/// Recognises frames by their magic, which must be at the start of the window. It has no state.
 class FramedJsonHandler final : public DataHandler {
 public:
     std::uint32_t Recognise(const std::shared_ptr<PeekStream>& stream) override;

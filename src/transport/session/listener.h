@@ -6,16 +6,18 @@
 
 namespace vantry {
 
-/// One transport's way of waiting for peers.
+/// Accepts the peers of one link. Open and Accept are for one thread; any thread may call Close.
 class Listener {
 public:
     virtual ~Listener() = default;
-    /// Waits until a peer is there. An empty reference says that no stream can be had any more.
-    virtual std::shared_ptr<Stream> Accept() = 0;
-    /// Prepares the listener; called once, before the first Accept. A listener that can't be
-    /// opened shows it by an empty Accept.
+    /// Blocks until a peer has connected, and returns its stream, which the caller owns. Returns an
+    /// empty reference if no further peer can be accepted, as after Close.
+    [[nodiscard]] virtual std::shared_ptr<Stream> Accept() = 0;
+    /// Prepares the listener. Called once, before the first Accept. If it fails, Accept returns an
+    /// empty reference.
     virtual void Open() = 0;
-    /// Makes a blocked Accept return and any later one fail. From any thread, any number of times.
+    /// Makes Accept return an empty reference, now if it blocks and whenever it is called later.
+    /// Further calls do nothing.
     virtual void Close() = 0;
 };
 

@@ -7,12 +7,13 @@ namespace vantry {
 
 class Stream;
 
-/// Whoever reads and handles the messages that arrive: the property engine.
+/// Reads and handles the messages that arrive. The property engine implements it.
 class MessageVisitor {
 public:
     virtual ~MessageVisitor() = default;
-    /// Reads one message from `stream`, whose next bytes are a whole frame, and acts on it, on the
-    /// caller's thread. 0 ends the session. Called by many threads, one at a time for a stream.
+    /// Reads one message from `stream`, whose next bytes begin a frame, and handles it on the
+    /// caller's thread. Blocks until the message has arrived and was handled. Returns 0 to end the
+    /// session. Many threads call it, one at a time for each stream.
     virtual std::uint32_t ProcessMessage(std::shared_ptr<Stream> stream) = 0;
 };
 

@@ -5,10 +5,10 @@
 
 namespace vantry {
 
-/// A listener to which nobody can come: Accept waits until Close.
+/// A listener that no peer can connect to: Accept blocks until Close.
 class NullListener final : public Listener {
 public:
-    std::shared_ptr<Stream> Accept() override {
+    [[nodiscard]] std::shared_ptr<Stream> Accept() override {
         released.Wait();
         return nullptr;
     }

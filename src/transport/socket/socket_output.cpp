@@ -1,19 +1,29 @@
-// Output that never makes its writer wait.
+// Output whose writers never wait.
 //
-// A frame is offered to the socket first, without blocking. What the socket doesn't take waits in a
-// list of pieces: copies, or references to frames that several connections share. While something
-// waits, the flusher's thread calls Advance whenever the socket has room, and every few
-// milliseconds, until the list is empty.
+// A write first calls send without blocking. What the socket doesn't accept waits in a list of
+// pieces: copies, or references to frames that several connections share. While pieces wait, the
+// flusher's thread calls Advance whenever the socket is writable, and every few milliseconds. An
+// output is in one of these states:
 //
-// A peer must take a part of what waits in each window of time, so one that takes a byte now and
-// then can't hold much memory for long. How much it has taken is what was given to the socket less
-// what is still queued there: a socket counts as writable only when much of its buffer is free, so
-// room in the socket says too little.
+//   open       nothing waits; a write is sent at once. The flusher doesn't know the output.
+//   waiting    `waiting` isn't 0; a write is appended to the list, and the flusher sends it.
+//   closing    Close was called while output waited; writes fail, and the flusher sends the rest.
+//   lingering  everything is sent and the sending direction is ended; the flusher reads and drops
+//              input until the peer ends its side too.
+//   failed     `failure` isn't 0, or the socket is closed; nothing is kept any more.
 //
-// A TCP connection that is closed while the peer is still sending would be reset, and the reset
-// drops what the peer hasn't taken. Such a connection lingers: its sending side is ended, its input
-// is thrown away, and it is closed when the peer has ended its side too, or has had everything for
-// a while, or sends too much.
+// open and waiting alternate. Close leads from open to lingering (TCP) or to a closed socket, and
+// from waiting to closing and then on in the same way. An error of the socket and an exceeded limit
+// lead from any state to failed.
+//
+// A peer must receive a part of what waits in each period, so one that reads a byte now and then
+// can't make the hub keep much memory for long. How much it has received is what the socket
+// accepted less what is still queued there. Whether the socket is writable says too little, because
+// that needs much free space in its buffer.
+//
+// A TCP connection that is closed with unread input is reset, and a reset drops what the peer
+// hasn't received. That is why it lingers: it is closed when the peer has ended its side, or has
+// had everything for a while, or sends too much.
 
 #include "transport/socket/socket_output.h"
 
@@ -34,10 +44,11 @@
 namespace vantry {
 namespace {
 
-/// Shorter texts are copied behind one another: a piece of its own would cost more than its text.
+/// Shorter texts are appended to the piece before them, because a piece costs more than such a
+/// text.
 constexpr std::size_t kShort = 4U << 10U;
 constexpr std::size_t kLongestJoined = 64U << 10U;
-/// The part of what waits that a peer must take within the stall time.
+/// A peer must receive one part in so many of what waits within the stall time.
 constexpr std::size_t kPartDue = 256;
 constexpr std::uint64_t kLingerNanoseconds = 1'000 * kNanosecondsPerMillisecond;
 constexpr std::size_t kMostThrownAway = 16U << 20U;
@@ -202,8 +213,8 @@ void SocketOutput::Advance() {
     if (failure != 0) {
         return;
     }
-    // Input is thrown away from the start, or a peer that sends before it reads would wait for us
-    // as we wait for it.
+    // Input is dropped even while output waits: a peer that sends before it reads would block in
+    // its send, and never read the output.
     const bool peerEnded = closing && limits.lingers && HasPeerEnded(watched->Number());
     if (waiting != 0 || (lingering && Queued() != 0)) {
         takenSince = NowNanoseconds();
@@ -301,7 +312,8 @@ bool SocketOutput::HasPeerEnded(int number) {
         }
         thrownAway += static_cast<std::size_t>(count);
     }
-    // That recv ended says nothing: the receiving side may have been shut down to wake a reader.
+    // The result of recv can't be used: the receiving direction may have been shut down in order to
+    // end a reader's call. The state of the connection shows whether the peer has ended its side.
     tcp_info info{};
     socklen_t size = sizeof info;
     if (thrownAway > kMostThrownAway ||

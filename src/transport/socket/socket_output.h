@@ -16,25 +16,27 @@ namespace vantry {
 
 class OutputFlusher;
 
-/// What a peer that doesn't read may make us hold, and how its connection ends.
+/// How much output a peer that doesn't read may cause to wait, and how its connection ends.
 struct OutputLimits {
-    /// How long the peer may take nothing while output waits.
+    /// How long the peer may read nothing while output waits.
     std::uint32_t stallMilliseconds = 10'000;
-    /// How much may wait, unless it is one single frame.
+    /// How many bytes may wait, unless they are a single frame.
     std::size_t waitingBytes = 16U << 20U;
-    /// Whether a closed connection stays until the peer has taken everything, so that input that
-    /// nobody reads any more doesn't reset it. For TCP.
+    /// Whether a closed connection is kept until the peer has received everything, so that unread
+    /// input doesn't reset it. For TCP.
     bool lingers = false;
 };
 
-/// The sending side of a stream socket that never makes its writer wait.
+/// The sending side of a stream socket, whose writers never wait for the peer.
 ///
-/// A frame goes to the socket at once as far as the socket takes it; the rest waits here, and an
-/// OutputFlusher sends it as the socket drains. A peer that breaks the limits has failed: the
-/// socket is shut down and the memory given back. Made by Make and shared with the flusher while
-/// output waits. Any thread may write; whole frames never mix.
+/// A frame is sent at once as far as the socket accepts it; the rest waits in memory, and an
+/// OutputFlusher sends it when the socket has space. If a peer exceeds the limits, the connection
+/// has failed: the socket is shut down and the memory is freed. The flusher shares the ownership
+/// while output waits. All operations are thread-safe and none blocks; frames of several writers
+/// never mix.
 class SocketOutput : public std::enable_shared_from_this<SocketOutput> {
 public:
+    /// Makes the output of a connected socket. `socket` is shared with the connection's reader.
     static std::shared_ptr<SocketOutput> Make(std::shared_ptr<SocketDescriptor> socket,
                                               std::shared_ptr<OutputFlusher> flusher,
                                               OutputLimits limits);
@@ -42,22 +44,23 @@ public:
     SocketOutput(const SocketOutput&) = delete;
     SocketOutput& operator=(const SocketOutput&) = delete;
 
-    /// Counts what waits in `owner`, whose bounds take the place of OutputLimits::waitingBytes.
-    /// Beyond them connections are cut. Called before the first write.
+    /// Counts what waits in `owner`, whose bounds replace OutputLimits::waitingBytes. If they are
+    /// exceeded, connections are cut. The owner calls this before the first write.
     void ChargeTo(std::shared_ptr<ConnectionAccount> owner);
 
-    /// Takes the whole frame. 0, or the error number by which the connection failed: nothing more
-    /// is sent then. What the socket doesn't take is copied.
+    /// Accepts the whole frame, and copies what the socket doesn't accept at once. Returns 0, or
+    /// the error number by which the connection has failed; nothing more is sent then.
     [[nodiscard]] int Write(const std::uint8_t* frame, std::size_t length);
-    /// The same, but keeps a reference instead of a copy. The frame must not change any more.
+    /// Does the same, but keeps a reference instead of a copy. The frame must not change any more.
     [[nodiscard]] int WriteShared(const std::shared_ptr<const std::string>& frame);
-    /// Closes the socket, once what waits has been sent. A blocked reader returns at once; whoever
-    /// knows that there is none says so, because the way to wake it would have a lingering
-    /// connection reset by what the peer still sends. A connection whose account was cut is closed
-    /// without delay.
+    /// Closes the socket when what waits has been sent; the caller doesn't wait for that. A reader
+    /// that blocks returns at once. A caller that knows that there is none passes false: the
+    /// receiving direction then stays open, and data that the peer still sends doesn't reset a
+    /// lingering connection. A connection whose account was cut is closed at once.
     void Close(bool mayHaveReader = true);
-    /// Drops what waits and closes the socket at once; a blocked reader returns.
+    /// Drops what waits and closes the socket at once. A reader that blocks returns.
     void CloseNow();
+    /// Replaces OutputLimits::stallMilliseconds.
     void SetStallMilliseconds(std::uint32_t milliseconds);
 
 private:
@@ -66,7 +69,7 @@ private:
     /// A part of the output that waits.
     struct Piece {
         std::string own;
-        /// In place of `own` if it isn't empty.
+        /// If it isn't empty, it is the text in place of `own`.
         std::shared_ptr<const std::string> shared;
 
         std::string_view Text() const { return shared ? *shared : own; }
@@ -75,21 +78,21 @@ private:
     SocketOutput(std::shared_ptr<SocketDescriptor> connection,
                  std::shared_ptr<OutputFlusher> sharedFlusher, OutputLimits bounds);
 
-    /// Sends what the socket takes, ends the connection of a peer that has stalled, and leaves the
-    /// flusher when there is nothing to do any more. For the flusher's thread.
+    /// Sends what the socket accepts, ends the connection of a peer that has stalled, and leaves
+    /// the flusher when there is nothing left to do. Only the flusher's thread calls it.
     void Advance();
-    /// Since when the connection only waits for its end, and 0 if it isn't closed or belongs to no
-    /// account. For the flusher's thread.
+    /// Returns when the connection was closed, or 0 if it isn't closed or has no account. Only the
+    /// flusher's thread calls it.
     std::uint64_t LingersSince();
 
-    /// Takes a frame; `shared` is empty or holds the text. Sets `exceeded` to the bound that is
-    /// passed thereby, if one is.
+    /// Sends or keeps a frame; `shared` is empty or holds the text. Sets `exceeded` to the bound
+    /// that is exceeded then, if one is. Returns 0 or the error number of the failure.
     int Take(std::string_view text, const std::shared_ptr<const std::string>& shared,
              std::optional<Bound>& exceeded) REQUIRES(lock);
-    /// Closes connections because of a bound. Called without the lock.
+    /// Closes connections because of a bound. The caller doesn't hold the lock.
     void Enforce(std::optional<Bound> exceeded);
     std::size_t MostWaiting() const REQUIRES(lock);
-    /// How many bytes of this the socket took, or nothing if it failed.
+    /// Returns how many bytes of the text the socket accepted, or nothing if it failed.
     std::optional<std::size_t> SendNow(std::string_view text) REQUIRES(lock);
     std::optional<Bound> Keep(std::string_view rest,
                               const std::shared_ptr<const std::string>& shared) REQUIRES(lock);
@@ -99,11 +102,13 @@ private:
     void DropFirst() REQUIRES(lock);
     void StartProgress() REQUIRES(lock);
     bool HasStalled() REQUIRES(lock);
-    /// Ends the sending side, after the last byte of the output.
+    /// Ends the sending direction behind the last byte of the output.
     void StartLingering() REQUIRES(lock);
-    /// Throws input away. True when the peer has ended its side or sends too much.
+    /// Reads input and drops it. Returns whether the peer has ended its side or sends too much.
     bool HasPeerEnded(int number) REQUIRES(lock);
+    /// Returns how many bytes the socket has that the peer hasn't received.
     int Queued() const REQUIRES(lock);
+    /// Records the failure, drops the output, leaves the flusher and closes the socket.
     void Fail(int error) REQUIRES(lock);
     void LeaveFlusher() REQUIRES(lock);
 
@@ -113,7 +118,7 @@ private:
     OutputLimits limits GUARDED_BY(lock);
     std::shared_ptr<ConnectionAccount> account GUARDED_BY(lock);
     std::list<Piece> pieces GUARDED_BY(lock);
-    /// Of the first piece.
+    /// How many bytes of the first piece were sent.
     std::size_t sentOfFirst GUARDED_BY(lock) = 0;
     std::size_t waiting GUARDED_BY(lock) = 0;
     int failure GUARDED_BY(lock) = 0;
@@ -122,12 +127,12 @@ private:
     std::uint64_t closedAt GUARDED_BY(lock) = 0;
     std::uint64_t takenSince GUARDED_BY(lock) = 0;
     std::size_t thrownAway GUARDED_BY(lock) = 0;
-    /// Held while the flusher looks after this output.
+    /// Keeps the descriptor open while the flusher watches it.
     std::optional<SocketDescriptor::Use> watched GUARDED_BY(lock);
-    /// Bytes given to the socket since output began to wait.
+    /// How many bytes the socket has accepted since output began to wait.
     std::int64_t given GUARDED_BY(lock) = 0;
-    /// The window in which the peer must take a part of what waits: since when, how much it had
-    /// taken then, and how much it must take.
+    /// The period in which the peer must receive a part of what waits: when it began, how much the
+    /// peer had received then, and how much it must receive until its end.
     std::uint64_t windowStart GUARDED_BY(lock) = 0;
     std::int64_t takenAtStart GUARDED_BY(lock) = 0;
     std::int64_t due GUARDED_BY(lock) = 0;

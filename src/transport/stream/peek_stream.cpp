@@ -1,3 +1,20 @@
+// The look-ahead window.
+//
+// A session looks for the start of a message in a window of some bytes. The window never reads more
+// than it must from the wrapped stream, because Read would have to return it later in other
+// portions than the peer's. Each Peek makes a new window, by one of three cases. In the drawing,
+// `.` is a consumed byte, `#` one that isn't consumed, and `+` a new one:
+//
+//   1. nothing is buffered         [........]  ->  [++++++++]  one Read
+//   2. Read has consumed a part    [...#####]  ->  [#####   ]  the rest, no Read
+//   3. nothing was consumed
+//      from a window with space    [#####   ]  ->  [#####+++]  filled up by one Read
+//      from a full window          [########]  ->  [####++++]  the older half is dropped
+//
+// In the third case the session has found nothing in what it saw, so it needs to see more. A full
+// window moves by a half, so a pattern of at most half its size is never missed. A window counts as
+// full if it had, when it was made, as many bytes as are wanted now.
+
 #include "transport/stream/peek_stream.h"
 
 #include <utility>
@@ -60,8 +77,8 @@ std::int32_t PeekStream::SlideOrTopUp(std::uint8_t* bytes, std::int32_t size) {
         return kept;
     }
     const std::int32_t more = inner->Read(bytes + kept, size - kept);
-    // A stream that gives nothing has ended, or a window that matches nothing would be looked at
-    // for ever.
+    // A Read that returns nothing counts as the end; otherwise the session would examine the same
+    // window again and again.
     return more <= 0 ? more : kept + more;
 }
 

@@ -8,16 +8,17 @@
 
 namespace vantry {
 
-/// A stream with a look-ahead window, so that data can be recognised before it is read. Every
-/// session reads through one. Read, Peek and PeekCopy belong to the one reading thread; Write and
-/// Close go straight to the wrapped stream.
+/// A decorator with a look-ahead window, so that the kind of data can be recognised before it is
+/// read. Every session reads through one. Read, Peek, PeekCopy and Fill are for the one thread that
+/// reads; all other operations are those of the wrapped stream.
 class PeekStream final : public Stream {
 public:
     explicit PeekStream(std::shared_ptr<Stream> wrapped);
 
-    /// Takes from the window first, and from the wrapped stream what is missing. Blocks as that
-    /// one blocks, unless the window has it all.
-    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
+    /// Reads from the window first, and what is missing from the wrapped stream. Blocks in that
+    /// stream's Read, unless the window has `length` bytes. If that Read fails after bytes came
+    /// from the window, it returns the number of those.
+    [[nodiscard]] std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override {
         return inner->WriteShared(frame);
@@ -27,27 +28,34 @@ public:
     std::uint32_t Id() const override { return inner->Id(); }
     std::uint32_t IsAlive() const override { return inner->IsAlive(); }
 
-    /// Looks further ahead, up to `size` bytes: a window that was not taken from since the last
-    /// look is topped up, or slides on by half once it is full, and what slides out is gone.
-    /// Blocks in the wrapped stream's Read. False if that has ended: it failed or gave nothing.
+    /// Makes the window hold at least one more byte, up to `size` in all. If Read has consumed
+    /// bytes since the last Peek, the rest is kept. If not, a partly filled window is filled
+    /// further, and a full one drops its older half; the dropped bytes are lost. Blocks in the
+    /// wrapped stream's Read. Returns false if the stream has ended: its Read failed or returned
+    /// nothing.
     [[nodiscard]] bool Peek(std::int32_t size);
-    /// Copies up to `length` bytes of the window and leaves them there. The count, or kEndOfData
-    /// if there is nothing to look at.
-    std::int32_t PeekCopy(std::uint8_t* buffer, std::int32_t length);
-    /// Makes a new window of what one Read of up to `length` bytes gives. Its result.
+    /// Copies at most `length` bytes of the window, which stay in it, and returns their number.
+    /// Without a window it makes one with Fill. Returns kEndOfData if there is none afterwards.
+    [[nodiscard]] std::int32_t PeekCopy(std::uint8_t* buffer, std::int32_t length);
+    /// Makes a new window of what one Read of the wrapped stream returns for `length` bytes.
+    /// Returns the result of that Read; below 1 the window is unchanged.
     std::int32_t Fill(std::int32_t length);
 
 private:
     using Bytes = std::unique_ptr<std::uint8_t[]>;
 
+    /// Stores the bytes of the next window. Returns their number, or below 1 if the stream has
+    /// ended.
     std::int32_t Refill(std::uint8_t* bytes, std::int32_t size);
+    /// Does the same for a window of which nothing was consumed.
     std::int32_t SlideOrTopUp(std::uint8_t* bytes, std::int32_t size);
     void Adopt(Bytes bytes, std::int32_t count);
 
     const std::shared_ptr<Stream> inner;
     std::optional<StreamBuffer> window;
-    /// The window has bytes that Read hasn't taken.
+    /// Whether the window has bytes that Read hasn't consumed.
     bool buffered = false;
+    /// How many bytes the window had when it was made.
     std::int32_t lastPeek = 32;
 };
 

@@ -8,8 +8,8 @@
 
 namespace vantry {
 
-/// One end of a two-way pipe: writes to one stream, reads from another. Closing it, or letting its
-/// last owner go, closes both, and so ends both directions.
+/// One end of a two-way pipe. It writes to one stream and reads from another, and blocks as they
+/// do. Close and the destructor close both streams, and so end both directions.
 class PipeEnd final : public Stream {
 public:
     PipeEnd(std::shared_ptr<Stream> writesTo, std::shared_ptr<Stream> readsFrom)
@@ -35,9 +35,9 @@ private:
     const std::shared_ptr<Stream> readSide;
 };
 
-/// A two-way pipe in memory: what goes in at one end comes out at the other.
+/// A two-way pipe in memory: what is written to one end is read from the other.
 struct PipePair {
-    /// A pipe of two unbounded queues.
+    /// Makes a pipe of two unbounded queues.
     static PipePair Make();
 
     /// Closes both ends.
@@ -46,7 +46,7 @@ struct PipePair {
         peerEnd->Close();
     }
 
-    /// The two directions, for whoever has to bound them.
+    /// The two directions, for an owner that has to bound them.
     std::shared_ptr<QueueStream> fromClient;
     std::shared_ptr<QueueStream> toClient;
     std::shared_ptr<PipeEnd> clientEnd;

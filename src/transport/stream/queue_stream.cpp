@@ -1,9 +1,10 @@
-// A queue of what was written.
+// A queue of pieces of memory.
 //
-// Small writes share a block, so that a peer that writes byte by byte can't make the queue hold
-// many times what it wrote; a block is given back as soon as it was read. A shared frame is a piece
-// of its own and costs a reference. The counters are atomics beside the lock, since whoever bounds
-// a queue looks at them after every write; only a thread inside AwaitReader makes reading signal.
+// Small writes are stored in one block, so that a peer that writes single bytes can't make the
+// queue use many times the memory of what it wrote; a block is freed as soon as it was read. A
+// shared frame is a piece of its own and costs a reference. The counters are atomics that can be
+// read without the lock, because an owner that bounds the queue reads them after every write. A
+// Read signals kRead only while a thread is inside AwaitReader.
 
 #include "transport/stream/queue_stream.h"
 

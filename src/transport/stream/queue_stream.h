@@ -14,11 +14,11 @@
 
 namespace vantry {
 
-/// A first-in-first-out byte pipe between threads, without a bound: a writer never waits, a reader
-/// waits until there is data or the queue is closed. What is in it at Close can still be read;
-/// behind that comes kEndOfData. Safe for any number of threads.
+/// An unbounded first-in-first-out queue of bytes between threads. Write never blocks; Read blocks
+/// until there is data or the queue is closed. What is in the queue at Close can still be read;
+/// after it Read returns kEndOfData, as Write does at once. All operations are thread-safe.
 ///
-/// Whoever has to bound it asks how much waits, and writes less, or waits itself for the reader.
+/// An owner that has to bound the queue uses Waiting to write less, or AwaitReader to wait.
 class QueueStream final : public Stream {
 public:
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
@@ -26,26 +26,27 @@ public:
     /// Keeps a reference to the frame until it has been read.
     std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override;
     void Close() override;
-    /// Closes the queue, and drops what hasn't been read.
+    /// Closes the queue and drops what hasn't been read. Doesn't block.
     void Discard();
 
     /// Returns how many bytes were written and neither read nor dropped. Never blocks.
     std::uint64_t Waiting() const { return waiting; }
     /// Returns how many bytes were read or dropped since the queue was made. Never blocks.
     std::uint64_t Taken() const { return taken; }
-    /// Returns whether everything was read and the last reader is waiting for more, or has been
-    /// told that no more comes.
+    /// Returns whether everything was read and the last Read has found the queue empty. Doesn't
+    /// block.
     bool IsDrained() const;
-    /// Blocks until at most `bytes` wait or the queue is closed, and returns true. Returns false if
-    /// nothing was read for `stallMilliseconds` meanwhile. For one thread at a time.
-    bool AwaitReader(std::uint64_t bytes, std::uint32_t stallMilliseconds);
+    /// Blocks until at most `bytes` bytes are unread or the queue is closed, and returns true.
+    /// Returns false if nothing was read for `stallMilliseconds` meanwhile. One thread at a time
+    /// may call it.
+    [[nodiscard]] bool AwaitReader(std::uint64_t bytes, std::uint32_t stallMilliseconds);
 
 private:
     static constexpr std::uint32_t kData = 1;
     static constexpr std::uint32_t kClosed = 2;
     static constexpr std::uint32_t kRead = 4;
 
-    /// A frame that others hold too, and how much of it was read here.
+    /// A frame that other streams hold too, and how much of it was read from this queue.
     struct SharedFrame {
         std::uint32_t Take(std::uint8_t* out, std::uint32_t count);
         std::uint32_t Untaken() const { return static_cast<std::uint32_t>(frame->size()) - read; }
@@ -62,14 +63,14 @@ private:
     mutable Lock lock;
     std::deque<Piece> pieces GUARDED_BY(lock);
     bool closed GUARDED_BY(lock) = false;
-    /// Set by a reader that found nothing, until one finds something.
+    /// Whether the last Read has found the queue empty.
     bool readerWaits GUARDED_BY(lock) = false;
     /// Written under `lock`.
     std::atomic<std::uint64_t> waiting{0};
     std::atomic<std::uint64_t> taken{0};
-    /// Somebody is inside AwaitReader and wants kRead to be set.
+    /// Whether a thread is inside AwaitReader and needs kRead to be set.
     std::atomic<bool> readingIsAwaited{false};
-    /// Changed under `lock`, so that kData always tells whether there are pieces.
+    /// Changed under `lock`, so that kData is set exactly while there are pieces.
     EventFlags signal{false};
 };
 

@@ -1,9 +1,16 @@
+// A file with the open modes of the standard library's file streams.
+//
+// A file stream of the standard library isn't used, because it buffers: after a failed write it
+// keeps the bytes and may write them later, behind others. This class keeps a position and passes
+// each call to the File. UseOf translates the mode: a combination that the standard library refuses
+// opens nothing. A file that was opened to be emptied is truncated after it was opened.
+
 #include "transport/stream/std_file_stream.h"
 
 namespace vantry {
 namespace {
 
-/// What the file system is asked for; 0 for a combination that opens nothing.
+/// Returns the bits of FileUse for a mode, or 0 for a combination that opens nothing.
 std::uint32_t UseOf(std::uint32_t mode) {
     const bool reads = (mode & FileMode::kRead) != 0;
     const bool writes = (mode & FileMode::kWrite) != 0;

@@ -10,7 +10,7 @@
 
 namespace vantry {
 
-/// How a StdFileStream opens its file: a set of bits. Always binary, with no sharing restriction.
+/// How a StdFileStream opens its file: a set of bits. Files are binary and not locked.
 struct FileMode {
     static constexpr std::uint32_t kRead = 1;
     static constexpr std::uint32_t kWrite = 2;
@@ -19,26 +19,30 @@ struct FileMode {
     static constexpr std::uint32_t kAtEnd = 16;
 };
 
-/// A plain file as a stream. For one thread at a time.
+/// A file as a stream. One thread at a time uses it. Its operations block while the disk works, so
+/// it is never passed to the engine.
 ///
-/// The constructor never fails; the owner tests IsOpen once after it. What Write takes has left the
-/// process when it returns, and a failed Write leaves nothing behind that a later one would try
-/// again.
+/// The constructor can't report a failure; its caller tests IsOpen. Nothing is buffered: when Write
+/// returns, the operating system has the bytes, and the bytes of a failed Write aren't written
+/// again later.
 class StdFileStream final : public Stream {
 public:
-    /// Opens the file with the bits of FileMode, which are combined as those of a file stream of
-    /// the standard library are: writing alone empties the file, reading and writing needs one that
-    /// exists.
+    /// Opens the file with bits of FileMode, which combine like the open modes of the standard
+    /// library: kWrite alone truncates the file, and kRead with kWrite requires that it exists.
+    /// `files` is only used by the constructor.
     StdFileStream(FileSystem& files, std::u16string_view name, std::uint32_t fileMode);
 
     bool IsOpen() const { return file != nullptr; }
 
-    /// A file that ends before `length` gives what is left, and 0 at its very end.
+    /// Returns fewer than `length` bytes only at the end of the file, and 0 if there are none.
+    /// Returns 0 as well if the file wasn't opened for reading.
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
+    /// Writes all bytes, and returns `length`. Returns kNotWritable if the file wasn't opened for
+    /// writing, and kError if the system refuses; a part may be written then.
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
     void Close() override;
 
-    /// Returns the length of the file in bytes, or a StreamCode. The position stays.
+    /// Returns the length of the file in bytes, or a StreamCode. The position is unchanged.
     std::int64_t Size();
 
 private:

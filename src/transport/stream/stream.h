@@ -13,68 +13,81 @@
 
 namespace vantry {
 
-/// A byte stream: everything that moves bytes in the hub moves them through this.
+/// A stream of bytes in both directions.
 ///
-/// Streams are held by shared owners and usable from their constructor until Close. One thread
-/// reads a stream. Writers may be several; whoever writes a whole frame holds SendLock meanwhile.
-/// Close may come from any thread: it wakes a blocked Read or makes it fail.
+/// Streams have shared owners and are usable from their construction until Close. One thread reads
+/// a stream. Any thread may write, and holds SendLock while it writes a frame. Any thread may call
+/// Close and the other operations, which don't block.
 class Stream {
 public:
     virtual ~Stream() = default;
     Stream(const Stream&) = delete;
     Stream& operator=(const Stream&) = delete;
 
-    /// Waits as its class says, and returns up to `length` bytes or a StreamCode. Nobody loops to
-    /// fill a buffer; a caller that needs an exact count loops itself.
-    virtual std::int32_t Read(std::uint8_t* buffer, std::int32_t length) = 0;
+    /// Blocks until there are bytes, the stream ends or it is closed, and then stores at most
+    /// `length` bytes. Returns their number, or a StreamCode. The result may be less than `length`;
+    /// a caller that needs an exact number of bytes calls Read in a loop.
+    [[nodiscard]] virtual std::int32_t Read(std::uint8_t* buffer, std::int32_t length) = 0;
+    /// Writes the bytes and returns what Write returns.
     std::int32_t WriteBytes(const std::vector<std::uint8_t>& bytes) {
         return Write(bytes.data(), static_cast<std::int32_t>(bytes.size()));
     }
-    /// Reads up to `length` bytes from `source` once and writes them here. The code of the read if
-    /// that failed, else what the write returned.
+    /// Calls Read of `source` once for at most `length` bytes, and writes what it got to this
+    /// stream. Returns the StreamCode of the read if that failed, else the result of the write.
     std::int32_t CopyFrom(Stream& source, std::int32_t length);
-    /// Takes bytes, or returns a StreamCode. A result below `length` is a torn write.
+    /// Writes bytes, or accepts them to be sent later. Returns their number or a StreamCode. A
+    /// result below `length` means that the rest is lost and the stream can't be used for frames
+    /// any more.
+    ///
+    /// It must not wait for the peer: one thread of the engine writes to all subscribers, and one
+    /// slow peer would delay the others. A StdFileStream waits for the disk, and is never passed to
+    /// the engine.
     virtual std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) = 0;
-    /// Writes the whole of `frame`, as Write does. A stream that has to keep bytes for its peer
-    /// keeps a reference to the frame instead of a copy, so that a frame for many peers is in
-    /// memory once. The frame must not change any more.
+    /// Does the same with the whole of `frame`. A stream that has to keep bytes for its peer keeps
+    /// a reference to the frame instead of a copy, so that a frame for many peers is in memory
+    /// once. The frame must not change any more.
     virtual std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) {
         return Write(reinterpret_cast<const std::uint8_t*>(frame->data()),
                      static_cast<std::int32_t>(frame->size()));
     }
+    /// Ends the stream: a Read that blocks returns, and later calls fail. Bytes that were accepted
+    /// may still be sent. Further calls do nothing.
     virtual void Close() = 0;
-    /// Has the stream given up when its account is cut. Whoever made the stream calls it once,
-    /// before other threads know it.
+    /// Arranges that the stream is closed and counts as dead when its account is cut. The creator
+    /// of an external stream calls it once, before other threads use the stream.
     static void GiveUpWhenCut(const std::shared_ptr<Stream>& stream);
-    /// What the connection makes the hub hold. Empty for an internal stream: nothing of it is
-    /// counted.
+    /// Returns the account that counts the connection's resources. It is empty for an internal
+    /// stream, whose resources aren't counted.
     virtual const std::shared_ptr<ConnectionAccount>& Account() const { return account; }
-    /// Keeps the frames of several writers apart. All decorators of one connection share it.
-    /// Holders take no other lock while they write.
+    /// Returns the lock that a writer holds while it writes a frame, so that the frames of several
+    /// writers don't mix. All decorators of a connection share it. While it is held, a thread only
+    /// calls Write and WriteShared, which may acquire locks of their own.
     const Lock& SendLock() const RETURN_CAPABILITY(sendLock) { return sendLock; }
-    /// The identity of the connection. All decorators of one connection share it, so a connection
-    /// is told from another by this, never by the object.
+    /// Returns the identity of the connection. All decorators of a connection share it, so
+    /// connections are compared by it and not by the address of a stream.
     virtual std::uint32_t Id() const { return id; }
-    /// 1 for a stream that leads out of the printer's own software, which may do less; else 0.
+    /// Returns 1 if the peer isn't part of the printer's own software, and so has fewer rights,
+    /// else 0.
     virtual std::uint32_t IsExternal() const { return external; }
-    /// 0 once the link is known to be dead.
+    /// Returns 0 if the connection is known to have failed, else 1.
     virtual std::uint32_t IsAlive() const { return alive; }
 
 protected:
-    /// An internal stream with an identity of its own.
+    /// Makes an internal stream with a new identity.
     Stream() : Stream(0) {}
-    /// A stream with an identity of its own.
+    /// Makes a stream without an account, with a new identity.
     explicit Stream(std::uint32_t isExternal) : Stream(nextId.fetch_add(1), isExternal, Lock()) {}
-    /// A stream that leads out of the printer, with an identity of its own.
+    /// Makes an external stream with a new identity.
     explicit Stream(std::shared_ptr<ConnectionAccount> ownAccount) : Stream(1) {
         account = std::move(ownAccount);
     }
-    /// A stream that decorates another one, to which it forwards Id and Account.
+    /// Makes a decorator of another stream, to which it forwards Id and Account.
     Stream(std::uint32_t sharedId, std::uint32_t isExternal, Lock sharedLock)
         : id(sharedId), external(isExternal), sendLock(std::move(sharedLock)) {}
 
+    /// Makes IsAlive return 0.
     void MarkDead() { alive = 0; }
-    /// Closes the stream, which counts as dead from now on, so that the engine drops it.
+    /// Closes the stream and makes IsAlive return 0, so that the engine drops it.
     void GiveUp() {
         MarkDead();
         Close();

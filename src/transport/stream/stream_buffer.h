@@ -7,39 +7,41 @@
 
 namespace vantry {
 
-/// A block of bytes that is filled at one end and taken from at the other. Owned by one stream at
-/// a time, which guards it. 0 <= taken <= stored <= capacity always holds.
+/// A block of bytes that is filled at its end and consumed at its front. It isn't thread-safe; the
+/// stream that owns it guards it. 0 <= readPos <= writePos <= capacity always holds.
 class StreamBuffer {
 public:
-    /// An empty block with room for `size` bytes.
+    /// Makes an empty block with space for `size` bytes.
     explicit StreamBuffer(std::uint32_t size)
         : capacity(size), data(std::make_unique_for_overwrite<std::uint8_t[]>(size)) {}
-    /// A full block of the `size` bytes of `filled`.
+    /// Makes a full block of the `size` bytes of `filled`.
     StreamBuffer(std::unique_ptr<std::uint8_t[]> filled, std::uint32_t size)
         : capacity(size), writePos(size), data(std::move(filled)) {}
 
-    /// Copies up to `count` untaken bytes out and counts them as taken. How many.
+    /// Copies at most `count` unconsumed bytes to `out` and consumes them. Returns their number.
     std::uint32_t Take(std::uint8_t* out, std::uint32_t count) {
         const std::uint32_t copied = Look(out, count);
         readPos += copied;
         return copied;
     }
-    /// Stores up to `count` bytes, as there is room. How many.
+    /// Stores at most `count` bytes, as far as there is space. Returns their number.
     std::uint32_t Put(const std::uint8_t* in, std::uint32_t count) {
         const std::uint32_t copied = std::min(count, capacity - writePos);
         std::memcpy(data.get() + writePos, in, copied);
         writePos += copied;
         return copied;
     }
-    /// Copies up to `count` untaken bytes out without taking them. How many.
+    /// Copies at most `count` unconsumed bytes to `out`. Returns their number.
     std::uint32_t Look(std::uint8_t* out, std::uint32_t count) const {
         const std::uint32_t copied = std::min(count, Untaken());
         std::memcpy(out, data.get() + readPos, copied);
         return copied;
     }
 
+    /// Returns how many bytes are stored and not consumed.
     std::uint32_t Untaken() const { return writePos - readPos; }
     std::uint32_t Room() const { return capacity - writePos; }
+    /// Returns whether any byte was consumed.
     bool IsTouched() const { return readPos != 0; }
 
 private:

@@ -4,17 +4,17 @@
 
 namespace vantry {
 
-/// What Read and Write of a Stream return when no byte was moved. Above 0 is a count, and 0 says
-/// that nothing was moved without an error. Callers treat everything below 1 as the end of the
-/// connection and don't tell these apart, except where they say so.
+/// The results of Read and Write of a Stream that are below 0. A result above 0 is a number of
+/// bytes; 0 means that no byte was moved although there was no error. Callers treat every result
+/// below 1 as the end of the connection, unless their comment says otherwise.
 struct StreamCode {
-    /// The peer or the link went away in a way that the transport recognises.
+    /// The transport has recognised that the connection to the peer is lost.
     static constexpr std::int32_t kLinkLost = -1;
-    /// Input or output error, or no open handle.
+    /// The input or output failed, or nothing is open.
     static constexpr std::int32_t kError = -2;
-    /// End of data: a closed queue with nothing left, the end of a file, nothing to look at.
+    /// There is no more data: the queue is closed and empty, or the window has no bytes.
     static constexpr std::int32_t kEndOfData = -3;
-    /// A write to a file that wasn't opened for writing.
+    /// The file wasn't opened for writing.
     static constexpr std::int32_t kNotWritable = -4;
 };
 

@@ -10,18 +10,19 @@
 
 namespace vantry {
 
-/// Makes the listeners of TCP, and owns the thread that serves slow peers of all their streams.
+/// Makes the listeners of TCP, and owns the OutputFlusher of their streams.
 class SocketLayer {
 public:
-    /// The platform may replace what MakeListener is asked for, and learns what was bound. It must
-    /// outlive the layer and all that it makes.
+    /// The platform's TcpListening may replace the port of MakeListener, and gets the result of
+    /// listening. The platform must outlive the layer and all objects that it makes.
     explicit SocketLayer(Platform& machine);
-    /// What still waits for slow peers is dropped.
+    /// Stops the flusher: output that still waits for slow peers is dropped.
     ~SocketLayer();
     SocketLayer(const SocketLayer&) = delete;
     SocketLayer& operator=(const SocketLayer&) = delete;
 
-    /// A listener for the port. Port 65534 means none: a NullListener.
+    /// Returns a listener for the port with a queue of `backlog` connections, not yet opened. For
+    /// TcpListening::kNoPort it is a NullListener. Doesn't block.
     std::shared_ptr<Listener> MakeListener(std::uint16_t port, std::int32_t backlog);
 
 private:

@@ -8,10 +8,10 @@
 
 namespace vantry {
 
-/// A stream to a peer at an IPv4 address. External.
+/// An external stream to a peer that has an IPv4 address.
 class SocketStream : public Stream {
 public:
-    /// Both in network byte order.
+    /// The address and the port of the peer, both in network byte order.
     std::uint32_t RemoteAddress() const { return remoteAddress; }
     std::uint16_t RemotePort() const { return remotePort; }
 

@@ -14,9 +14,11 @@
 
 namespace vantry {
 
-/// Listens on one TCP port. Whatever the outside does, Accept goes on: it tries again when a peer
-/// has already gone, or there is no place for it, and waits when the machine has no descriptor or
-/// memory for one more.
+/// Listens on one TCP port. No peer can make Accept fail: it tries again if a peer has disconnected
+/// before it was accepted or if the bound on connections is reached, and pauses if the machine has
+/// no descriptor or memory for a connection.
+///
+/// Open stores the port that was bound, or the error number, in the platform's TcpListening.
 class TcpListener final : public Listener {
 public:
     TcpListener(Platform& machine, std::uint16_t tcpPort, std::int32_t queueLength,
@@ -24,13 +26,13 @@ public:
                 std::shared_ptr<HalfClosedStreams> halfClosedStreams);
     ~TcpListener() override { TcpListener::Close(); }
 
-    std::shared_ptr<Stream> Accept() override;
+    [[nodiscard]] std::shared_ptr<Stream> Accept() override;
     void Open() override;
     void Close() override;
 
 private:
-    /// A stream over the accepted socket, or nothing, with the socket closed, if there is no place
-    /// for one more connection.
+    /// Returns a stream over the accepted socket. Returns an empty reference, with the socket
+    /// closed, if the bound on connections is reached.
     std::shared_ptr<Stream> Admit(int accepted, const sockaddr_in& peer);
 
     Platform& platform;

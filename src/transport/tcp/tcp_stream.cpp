@@ -1,8 +1,10 @@
-// One receive serves a whole small request: a Read takes more from the socket than it was asked
-// for, and keeps that for the Reads that follow. Each Read still returns what a plain recv of its
-// length would have returned, because bytes that wait in the socket are added to those that are
-// kept; so the windows in which messages are looked for are the same. An error that shows while
-// bytes are kept is told by the Read after them, as the socket itself would do it.
+// Reading ahead.
+//
+// A Read receives more bytes than it returns, and keeps the rest for the Reads that follow, so a
+// small request needs one system call. Each Read still returns what a plain recv of its length
+// would have returned, because bytes that wait in the socket are added to those that are kept; so
+// the look-ahead windows of a session are the same as without reading ahead. An error that occurs
+// while bytes are kept is returned by the Read after them, as the socket itself would do.
 
 #include "transport/tcp/tcp_stream.h"
 
@@ -19,9 +21,9 @@
 namespace vantry {
 namespace {
 
-/// How much more than it was asked for a Read may take from the socket.
+/// How many bytes beyond its length a Read may receive.
 constexpr std::size_t kReadAhead = 16U << 10U;
-/// An idle connection keeps no larger buffer than this.
+/// The largest buffer that a connection keeps while it is idle.
 constexpr std::size_t kKeptCapacity = 512;
 
 bool IsLostPeer(int error) { return error == ECONNABORTED || error == ETIMEDOUT; }
@@ -55,7 +57,7 @@ std::int32_t TcpStream::Read(std::uint8_t* buffer, std::int32_t length) {
     if (kept == 0 && lateError != 0) {
         return End(lateError);
     }
-    // Bytes that are there already are never held back to wait for more.
+    // A Read that has kept bytes to return doesn't wait for more.
     const ssize_t count =
         Receive(use.Number(), buffer + kept, wanted - kept, kept == 0 ? 0 : MSG_DONTWAIT);
     const int error = count < 0 ? errno : 0;
@@ -79,7 +81,8 @@ ssize_t TcpStream::Receive(int number, std::uint8_t* buffer, std::size_t length,
     message.msg_iovlen = parts.size();
     ssize_t count = 0;
     do {
-        // Either Close sees that somebody reads, or this sees that the stream is closed.
+        // The order matters: either Close sees that a thread is receiving, or this thread sees that
+        // the stream is closed.
         reading = true;
         if (closed) {
             reading = false;
@@ -112,7 +115,7 @@ std::size_t TcpStream::TakeAhead(std::uint8_t* buffer, std::size_t length) {
 
 std::int32_t TcpStream::End(int error) {
     if (error != 0) {
-        // Nothing can be sent to this peer any more either.
+        // After an error nothing can be sent to the peer either.
         output->CloseNow();
         GiveUp();
     } else if (!IsClosed()) {

@@ -1,3 +1,11 @@
+// Accepting USB hosts.
+//
+// Accept waits for three events at once: the driver's, which is set when a host is attached;
+// wakeEvent, which Open sets for a host that was attached before; and stopEvent, which Close sets.
+// An empty reference in the list, as without a driver, makes the wait fail, and Accept ends. Close
+// releases the driver's events but never the stop event, so it can be called from any thread while
+// Accept waits.
+
 #include "transport/usb/usb_listener.h"
 
 #include <array>
@@ -52,7 +60,7 @@ std::shared_ptr<Stream> UsbListener::Accept() {
     while (AwaitHost()) {
         const std::shared_ptr<ConnectionAccount> account =
             platform.accounting->Admit(Link::Usb, {});
-        // A host without a place gets its stream as well, and loses it at once.
+        // Without an account the stream is opened too, and its destructor then detaches the host.
         auto stream = std::make_shared<UsbStream>(platform.devices.Open(kDeviceName), account,
                                                   writeTimeout, readTimeout);
         if (account) {

@@ -9,26 +9,28 @@
 
 namespace vantry {
 
-/// Waits for a host on the USB function device. The driver tells of it by a named event; each
-/// attachment gives one stream. That a host has gone is noticed by the stream that reads.
+/// Accepts hosts of the USB function device. The driver signals an attached host by a named event,
+/// and Accept returns one stream for each attachment. That a host was detached is noticed by the
+/// stream's Read. Without the device or its events Accept returns an empty reference.
 class UsbListener final : public Listener {
 public:
     static constexpr char16_t kDeviceName[] = u"UMF1:";
     static constexpr char16_t kAttachedName[] = u"Global\\USB_MONITOR_ATTACHED";
     static constexpr char16_t kRemovedName[] = u"Global\\USB_MONITOR_REMOVED";
 
-    /// The time-outs go to the driver as they are; -1 is none.
+    /// The time-outs are passed to the driver unchanged; -1 means none. The platform must outlive
+    /// the listener and its streams.
     UsbListener(Platform& machine, std::int32_t writeTimeoutOfStreams,
                 std::int32_t readTimeoutOfStreams);
     ~UsbListener() override;
 
-    /// A host that is there already counts as one that attaches now.
+    /// If a host is attached already, the first Accept returns its stream.
     void Open() override;
-    std::shared_ptr<Stream> Accept() override;
+    [[nodiscard]] std::shared_ptr<Stream> Accept() override;
     void Close() override;
 
 private:
-    /// Waits until a host is attached. False once the listener is closed, or without a driver.
+    /// Blocks until a host is attached. Returns false if the listener is closed or has no events.
     bool AwaitHost();
 
     Platform& platform;

@@ -1,3 +1,9 @@
+// A stream over a handle of the USB driver.
+//
+// The driver has no time-out of reads at first, so that the first message may come at any time.
+// After the first Read the time-out of the link is set. A Read that returns nothing asks the driver
+// whether a host is still attached, to distinguish a detached host from a time-out.
+
 #include "transport/usb/usb_stream.h"
 
 #include <array>
