@@ -4,12 +4,13 @@
 #include <string>
 
 #include "client/result.h"
+#include "runtime/hub_port.h"
 
 namespace vantry::client {
 
 /// An address at which a hub listens.
 struct Endpoint {
-    static constexpr std::uint16_t kDefaultPort = 9102;
+    static constexpr std::uint16_t kDefaultPort = kHubPort;
 
     /// Returns the endpoint of the local device, whose socket has this path. Its clients may write.
     static Endpoint Device(std::string path);

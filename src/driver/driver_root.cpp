@@ -13,6 +13,8 @@
 #include "platform/platform.h"
 #include "property/debug_zones.h"
 #include "property/property_factories.h"
+#include "runtime/hub_port.h"
+#include "transport/bluetooth/bluetooth_listener.h"
 #include "transport/device/device_stream.h"
 #include "transport/session/framed_json_handler.h"
 #include "wire/property_message.h"
@@ -31,9 +33,7 @@ constexpr std::uint32_t kEnginePriority = 249;
 constexpr std::uint32_t kSessionPriority = 249;
 
 constexpr std::uint32_t kDefaultTxTimeout = 35000;
-constexpr std::uint16_t kTcpPort = 9102;
 constexpr std::int32_t kTcpBacklog = 10;
-constexpr std::uint32_t kBluetoothChannel = 2;
 constexpr char16_t kLocalDevice[] = u"PRN1:";
 
 }  // namespace
@@ -87,11 +87,11 @@ void DriverRoot::StartEngine(const std::shared_ptr<Property>& component) {
 }
 
 void DriverRoot::StartLinks() {
-    tcpAcceptor = std::make_shared<Acceptor>(socketLayer->MakeListener(kTcpPort, kTcpBacklog),
+    tcpAcceptor = std::make_shared<Acceptor>(socketLayer->MakeListener(kHubPort, kTcpBacklog),
                                              dataHandlers, *threadReaper);
     usbAcceptor = std::make_shared<Acceptor>(usbLayer->MakeListener(), dataHandlers, *threadReaper);
-    bluetoothAcceptor = std::make_shared<Acceptor>(bluetoothLayer->MakeListener(kBluetoothChannel),
-                                                   dataHandlers, *threadReaper);
+    bluetoothAcceptor = std::make_shared<Acceptor>(
+        bluetoothLayer->MakeListener(BluetoothListener::kHubChannel), dataHandlers, *threadReaper);
     dataHandlers->AddHandler(std::make_unique<FramedJsonHandler>());
 }
 

@@ -1,3 +1,10 @@
+// Bluetooth peers as clients of sockets.
+//
+// Handles wait for peers by poll on the listening sockets, which don't block, and on a descriptor
+// of their own that Close rings. Several handles may wait at a time; each peer gets one of them.
+// Close sets `closed` before it looks for a connection, and AwaitPeer stores the connection before
+// it looks at `closed`, so one of them closes a peer that arrives at that moment.
+
 #include "host/bluetooth_driver.h"
 
 #include <poll.h>
@@ -8,16 +15,16 @@
 #include <atomic>
 #include <utility>
 
+#include "host/accept_client.h"
 #include "host/rfcomm_socket.h"
 #include "host/socket_connection.h"
+#include "platform/exhaustion.h"
 #include "runtime/lock.h"
+#include "transport/bluetooth/bluetooth_listener.h"
 #include "transport/device/device_control_codes.h"
 
 namespace vantry {
 namespace {
-
-constexpr int kExhaustedMilliseconds = 50;
-constexpr std::uint8_t kRfcommChannel = 2;
 
 /// A handle of "BTD0:". It has a peer once kAwaitPeer has succeeded.
 class BluetoothHandle final : public DeviceHandle {
@@ -65,8 +72,9 @@ private:
         return connection;
     }
 
+    /// Blocks until a client is accepted or the handle is closed. Returns whether there is a peer.
     bool AwaitPeer() {
-        // A number below 0 is passed over by poll.
+        // poll ignores a descriptor below 0, as that of hardware that isn't listened on.
         std::array<pollfd, 3> waits{
             {{closing.Number(), POLLIN, 0}, {listening[0], POLLIN, 0}, {listening[1], POLLIN, 0}}};
         while (!closed) {
@@ -74,7 +82,7 @@ private:
             for (const int number : listening) {
                 const Accepted accepted = AcceptClient(number);
                 if (accepted.descriptor >= 0) {
-                    return TakePeer(accepted.descriptor);
+                    return SetPeer(accepted.descriptor);
                 }
                 if (accepted.exhausted) {
                     poll(waits.data(), 1, kExhaustedMilliseconds);
@@ -84,7 +92,8 @@ private:
         return false;
     }
 
-    bool TakePeer(int descriptor) {
+    /// Makes an accepted client the peer. Returns false if the handle was closed meanwhile.
+    bool SetPeer(int descriptor) {
         auto peer = std::make_shared<SocketConnection>(descriptor, flusher, OutputLimits{});
         {
             ScopedLock guard(lock);
@@ -117,7 +126,7 @@ BluetoothDriver::~BluetoothDriver() {
 }
 
 bool BluetoothDriver::ListenOnHardware(std::string& error) {
-    rfcomm = ListenOnRfcomm(kRfcommChannel, error);
+    rfcomm = ListenOnRfcomm(BluetoothListener::kHubChannel, error);
     return rfcomm >= 0;
 }
 

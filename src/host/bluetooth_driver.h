@@ -10,16 +10,18 @@
 
 namespace vantry {
 
-/// The driver behind "BTD0:": a client of its socket is a Bluetooth peer, and so is one that comes
-/// over the machine's own hardware, if that is listened on. Each handle serves one peer, any number
-/// of them at once.
+/// The driver of "BTD0:". Each client of its socket is a Bluetooth peer, and so is each peer of the
+/// machine's Bluetooth hardware after ListenOnHardware. A handle serves one peer; any number of
+/// handles may be open. It has no thread: the thread that calls kAwaitPeer of a handle accepts the
+/// peer.
 class BluetoothDriver final : public DeviceDriver {
 public:
     /// `listening` must outlive the driver and its handles.
     BluetoothDriver(const DeviceSocket& listening, std::shared_ptr<OutputFlusher> outputFlusher);
     ~BluetoothDriver() override;
 
-    /// Listens on the machine's hardware too. False, with the reason in `error`, if it has none.
+    /// Listens on the machine's Bluetooth hardware too. Returns false, with the reason in `error`,
+    /// if there is none. Called before the first Open. Doesn't block.
     [[nodiscard]] bool ListenOnHardware(std::string& error);
 
     std::shared_ptr<DeviceHandle> Open() override;

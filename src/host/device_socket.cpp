@@ -1,3 +1,12 @@
+// Listening sockets in the devices directory.
+//
+// The file of a socket outlives a process that was killed, and bind refuses an existing file, so a
+// socket that was left is removed first. A file of another kind is kept, and bind then reports it.
+// Only the owner and the group may connect. The mode is set by the umask of the process while bind
+// creates the file, because there would be a moment with too many rights if it were changed
+// afterwards. The umask belongs to the whole process, so sockets are only made before the hub's
+// threads start.
+
 #include "host/device_socket.h"
 
 #include <sys/socket.h>
@@ -13,10 +22,10 @@ namespace vantry {
 namespace {
 
 constexpr mode_t kMode = 0660;
-/// Clients may knock before the hub is up, many at once.
+/// Many clients may connect before the hub has started, and wait to be accepted.
 constexpr int kBacklog = 1024;
 
-/// Binds with kMode from the first moment on.
+/// Binds the socket to its file, which has kMode when it appears.
 bool Bind(int descriptor, const sockaddr_un& address) {
     const mode_t before = umask(0777 & ~kMode);
     const bool bound =
@@ -60,13 +69,6 @@ DeviceSocket::DeviceSocket(std::filesystem::path file, int listening)
 DeviceSocket::~DeviceSocket() {
     unlink(path.c_str());
     close(descriptor);
-}
-
-Accepted AcceptClient(int listening) {
-    const int descriptor = accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
-    const bool exhausted = descriptor < 0 && (errno == EMFILE || errno == ENFILE ||
-                                              errno == ENOBUFS || errno == ENOMEM);
-    return {descriptor, exhausted};
 }
 
 }  // namespace vantry

@@ -6,19 +6,21 @@
 
 namespace vantry {
 
-/// The listening Unix socket that stands for a device in the devices directory. Its file goes with
-/// the object.
+/// The listening Unix socket that represents a device in the devices directory. The destructor
+/// removes its file. Any thread may call Number; it doesn't block.
 class DeviceSocket {
 public:
-    /// Takes over what an earlier process has left under the name. Empty, with the reason in
-    /// `error`, if the socket can't be made.
-    static std::unique_ptr<DeviceSocket> Make(const std::filesystem::path& directory,
-                                              const std::string& name, std::string& error);
+    /// Makes the socket, in place of one that an earlier process has left under the name. The
+    /// caller must have claimed the directory (see DirectoryClaim). Returns an empty reference,
+    /// with the reason in `error`, if the socket can't be made.
+    [[nodiscard]] static std::unique_ptr<DeviceSocket> Make(const std::filesystem::path& directory,
+                                                            const std::string& name,
+                                                            std::string& error);
     ~DeviceSocket();
     DeviceSocket(const DeviceSocket&) = delete;
     DeviceSocket& operator=(const DeviceSocket&) = delete;
 
-    /// Non-blocking, for poll and accept.
+    /// Returns the descriptor, which is non-blocking, for poll and accept.
     int Number() const { return descriptor; }
 
 private:
@@ -27,16 +29,5 @@ private:
     const std::filesystem::path path;
     const int descriptor;
 };
-
-/// What became of an attempt to accept a client.
-struct Accepted {
-    /// -1 if there is none.
-    int descriptor;
-    /// The machine has no descriptor or memory for one more at the moment.
-    bool exhausted;
-};
-
-/// Accepts a client of a non-blocking listening socket.
-Accepted AcceptClient(int listening);
 
 }  // namespace vantry

@@ -17,7 +17,7 @@ DirectoryClaim::~DirectoryClaim() {
     }
 }
 
-bool DirectoryClaim::Take(const std::filesystem::path& directory, std::string& error) {
+bool DirectoryClaim::Acquire(const std::filesystem::path& directory, std::string& error) {
     std::error_code made;
     std::filesystem::create_directories(directory, made);
     if (made) {

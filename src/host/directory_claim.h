@@ -5,8 +5,8 @@
 
 namespace vantry {
 
-/// A directory that this process alone serves, for as long as the object lives. The claim is a lock
-/// on the directory itself, so it leaves no file behind and ends with the process.
+/// Locks a directory so that no other vantryd uses it. The lock is held on the directory itself
+/// until the destructor or the end of the process, so no file is left behind. For one thread.
 class DirectoryClaim {
 public:
     DirectoryClaim() = default;
@@ -14,10 +14,11 @@ public:
     DirectoryClaim(const DirectoryClaim&) = delete;
     DirectoryClaim& operator=(const DirectoryClaim&) = delete;
 
-    /// Makes the directory and claims it. False, with the reason in `error`, if it can't be made or
-    /// written or if another process has it; nothing in it is touched.
-    [[nodiscard]] bool Take(const std::filesystem::path& directory, std::string& error);
-    /// Whether `directory` is the one that is claimed.
+    /// Creates the directory if it is missing, and locks it without waiting. Returns false, with
+    /// the reason in `error`, if it can't be created or written or if another process has locked
+    /// it. Its content is unchanged.
+    [[nodiscard]] bool Acquire(const std::filesystem::path& directory, std::string& error);
+    /// Returns whether `directory` is the directory that is locked.
     bool Covers(const std::filesystem::path& directory) const;
 
 private:

@@ -1,3 +1,10 @@
+// Starting and stopping in the right order.
+//
+// The sockets are made before the hub starts, so clients can connect early and wait. The USB driver
+// starts before the hub, because the hub asks it for a host that is attached already; the local
+// device is served after it, because its clients need the hub's sessions. At the stop the order is
+// reversed, and the flusher is stopped last, so that the last output of the sessions is still sent.
+
 #include "host/hub_host.h"
 
 #include <cstdio>
@@ -7,13 +14,12 @@
 #include <utility>
 
 #include "driver/exports.h"
+#include "runtime/hub_port.h"
 #include "transport/bluetooth/bluetooth_listener.h"
 #include "transport/usb/usb_listener.h"
 
 namespace vantry {
 namespace {
-
-constexpr std::uint16_t kHubPort = 9102;
 
 std::filesystem::path Absolute(const std::filesystem::path& directory) {
     std::error_code error;
@@ -55,7 +61,7 @@ bool HubHost::Prepare(std::string& error) {
 
 bool HubHost::ClaimDirectories(std::string& error) {
     std::string why;
-    if (!rootClaim.Take(options.root, why)) {
+    if (!rootClaim.Acquire(options.root, why)) {
         error = Refused(options.root, why);
         return false;
     }
@@ -65,7 +71,7 @@ bool HubHost::ClaimDirectories(std::string& error) {
         error = Refused(options.root / "Store", "can't be made: " + made.message());
         return false;
     }
-    if (!rootClaim.Covers(options.devices) && !devicesClaim.Take(options.devices, why)) {
+    if (!rootClaim.Covers(options.devices) && !devicesClaim.Acquire(options.devices, why)) {
         error = Refused(options.devices, why);
         return false;
     }
@@ -96,10 +102,15 @@ void HubHost::RegisterDrivers() {
 }
 
 void HubHost::Start() {
-    usbDriver->Start();
+    if (!usbDriver->Start()) {
+        platform.notices.Tell("USB hosts can't be served: the system has no thread");
+    }
     PRN_Init();
     running = true;
     localServer.emplace(*localSocket);
+    if (!localServer->IsServing()) {
+        platform.notices.Tell("the local device can't be served: the system has no thread");
+    }
     const std::uint16_t port = platform.tcp.PortInPlaceOf(kHubPort);
     if (platform.tcp.boundPort == 0 && port != TcpListening::kNoPort) {
         platform.notices.Tell("TCP port " + std::to_string(port) +

@@ -14,25 +14,27 @@
 
 namespace vantry {
 
-/// Plays the device manager: claims the directories, brings up the platform with its devices, and
-/// starts and stops the hub on it. One at a time in a process, which must hand ThePlatform out as
-/// VantryPlatform.
+/// Hosts the hub as the printer's device manager does: locks the directories, prepares the platform
+/// with its devices, and starts and stops the hub. A process has one at a time, and must return
+/// ThePlatform from VantryPlatform. For one thread.
 class HubHost {
 public:
     explicit HubHost(const Options& wanted);
     ~HubHost() { Stop(); }
 
-    /// False, with the reason in `error`, if a directory or a socket can't be had; nothing that
-    /// belongs to somebody else is touched then.
+    /// Locks the directories, makes the device sockets and registers the drivers. Returns false,
+    /// with the reason in `error`, if that isn't possible; files of other processes are unchanged
+    /// then.
     [[nodiscard]] bool Prepare(std::string& error);
-    /// Starts the hub and serves its devices.
+    /// Starts the hub and serves its devices. The hub starts even if a port or a device can't be
+    /// served; each of these is reported as a notice.
     void Start();
-    /// Ends the sessions, the hub and the devices. Takes 3 seconds, and up to 2 more while clients
-    /// of the local device have something left.
+    /// Ends the sessions, the hub and the devices. Blocks for 3 seconds, and for up to 2 more while
+    /// input or output of local clients is left. Does nothing if the hub isn't running.
     void Stop();
 
     Platform& ThePlatform() { return platform; }
-    /// The line by which the program tells that it is ready.
+    /// Returns the line that the program prints when it is ready.
     std::string ReadyLine() const;
 
 private:

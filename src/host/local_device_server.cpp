@@ -1,18 +1,19 @@
 // The local device as a socket.
 //
-// One thread takes what all clients send. It leaves the socket of a client alone while the hub
-// holds much of its input (LocalSession::HoldInput): then the socket fills up and the client's own
-// send waits, so nothing is dropped and nothing grows. A descriptor is in the poller only while its
-// client is listened to, since a hang-up can't be masked there.
+// One serving thread receives the input of all clients. While the hub has much unread input of a
+// client (LocalSession::HoldInput), the thread doesn't read that client's socket: the socket fills
+// up and the client's own send blocks, so nothing is dropped and memory doesn't grow. A descriptor
+// is in the epoll set only while its client is read, because epoll reports a hang-up even if no
+// event is asked for.
 //
-// One thread for each client takes what the hub has for it and sends it with a send that blocks. So
-// no more than one chunk is ever on its way, and a client that reads slowly, or that stopped at a
-// breakpoint, simply keeps its thread waiting; what the hub holds meanwhile is bounded by the
-// session. When a client has gone, its thread goes on taking and drops what it gets, so that the
-// session can act on the rest of what was sent. The session ends the output then, the thread ends,
+// A thread for each client reads the session's output and sends it by a send that blocks. So at
+// most one chunk is between the session and the socket, and a client that reads slowly, or is
+// stopped in a debugger, only keeps its own thread waiting; the session bounds what the hub keeps
+// meanwhile. After a client has disconnected, its thread reads on and drops what it gets, so that
+// the session can handle the rest of the input. The session then ends the output, the thread ends,
 // and the serving thread drops the client.
 //
-// At a stop the serving thread carries on until it finds nothing left to do or the time is over.
+// At a stop the serving thread continues until it finds nothing left to do or the time is over.
 
 #include "host/local_device_server.h"
 
@@ -28,18 +29,19 @@
 
 #include "driver/exports.h"
 #include "driver/local_handles.h"
+#include "host/accept_client.h"
+#include "platform/exhaustion.h"
 #include "runtime/clock.h"
 
 namespace vantry {
 namespace {
 
 constexpr std::size_t kChunkBytes = 64U << 10U;
-constexpr int kPauseMilliseconds = 50;
 constexpr int kFinishingLookMilliseconds = 10;
 constexpr std::uint64_t kFinishingNanoseconds = 2000 * kNanosecondsPerMillisecond;
-/// At a stop, a client that has taken nothing for so long doesn't read.
+/// At a stop, a client that has received nothing for so long counts as not reading.
 constexpr std::uint64_t kNotReadingNanoseconds = 200 * kNanosecondsPerMillisecond;
-/// What epoll tells of besides clients, which count up from kFirstClient.
+/// The data of epoll events. Clients have the numbers from kFirstClient on.
 constexpr std::uint64_t kListening = 0;
 constexpr std::uint64_t kWoken = 1;
 constexpr std::uint64_t kFirstClient = 2;
@@ -51,7 +53,7 @@ void Control(int poller, int operation, int number, std::uint64_t id, std::uint3
 
 }  // namespace
 
-/// A connection and the handle that serves it.
+/// A connection and its handle of the local device.
 struct LocalDeviceServer::Client {
     Client(std::uint64_t place, int accepted, std::uint32_t opened)
         : id(place), descriptor(accepted), handle(opened), session(LocalSessionOf(opened)) {}
@@ -59,24 +61,25 @@ struct LocalDeviceServer::Client {
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
-    /// Wakes the thread from a send, and lets the client see the end.
+    /// Ends a send that blocks, and disconnects the client.
     void ShutDown() const { shutdown(descriptor, SHUT_RDWR); }
-    /// Sends all of it. False if the client has gone.
+    /// Blocks until all bytes are sent. Returns false if the client has disconnected.
     bool Send(const std::uint8_t* bytes, std::size_t length) const;
-    /// Whether its session has nothing left to do, and its output is sent or isn't read.
+    /// Returns whether the session has nothing left to do and the output is sent or isn't read.
+    /// Only the serving thread calls it.
     bool IsFinished(std::uint64_t now);
 
     const std::uint64_t id;
     const int descriptor;
     const std::uint32_t handle;
     const std::shared_ptr<LocalSession> session;
-    /// It is in the poller.
+    /// Whether the descriptor is in the epoll set.
     bool watched = false;
-    /// It has sent all that it will.
+    /// Whether the client sends no more.
     bool inputEnded = false;
-    /// How much of the output was sent or dropped. Written by the client's thread.
+    /// How many bytes of the output were sent or dropped. The client's thread writes it.
     std::atomic<std::uint64_t> sent{0};
-    /// Of IsFinished alone.
+    /// Only IsFinished uses these two.
     std::uint64_t sentBefore = 0;
     std::uint64_t lastProgress = 0;
     NativeThread thread;
@@ -129,7 +132,7 @@ void LocalDeviceServer::Stop() {
 
 void LocalDeviceServer::Run() {
     while (!stopping) {
-        ServeOnce(pausing ? kPauseMilliseconds : -1);
+        ServeOnce(pausing ? static_cast<int>(kExhaustedMilliseconds) : -1);
     }
     FinishAll();
     while (!clients.empty()) {
@@ -150,7 +153,7 @@ bool LocalDeviceServer::ServeOnce(int milliseconds) {
             AcceptClients();
         } else if (event.data.u64 == kWoken) {
             wake.Clear();
-            ServeNews();
+            ServeChanges();
         } else if (const auto found = clients.find(event.data.u64); found != clients.end()) {
             Serve(*found->second, (event.events & (EPOLLHUP | EPOLLERR)) != 0);
         }
@@ -193,7 +196,7 @@ void LocalDeviceServer::AddClient(int descriptor) {
     }
     Client& added = *client;
     clients.emplace(id, std::move(client));
-    added.session->OnChange([this, id] { Tell(News::Changed, id); });
+    added.session->OnChange([this, id] { Report(Change::Session, id); });
     Watch(added);
     if (!added.thread.Start([this, &added] { SendOutput(added); }, "local-client")) {
         Drop(id);
@@ -212,29 +215,29 @@ void LocalDeviceServer::Unwatch(Client& client) {
 }
 
 void LocalDeviceServer::Serve(Client& client, bool closed) {
-    Input input = TakeInput(client);
-    while (input == Input::Taken && closed && !client.session->InputIsFull()) {
-        input = TakeInput(client);
+    Input input = ReceiveInput(client);
+    while (input == Input::Received && closed && !client.session->InputIsFull()) {
+        input = ReceiveInput(client);
     }
     if (input == Input::Ended && closed) {
         client.inputEnded = true;
         Unwatch(client);
         client.session->EndInput();
     } else if (input == Input::Ended) {
-        // It sends no more, but may still receive. A hang-up is told all the same.
+        // The client sends no more, but may still receive. epoll still reports a hang-up.
         Control(poller, EPOLL_CTL_MOD, client.descriptor, client.id, 0);
     } else if (client.session->HoldInput()) {
         Unwatch(client);
     }
 }
 
-LocalDeviceServer::Input LocalDeviceServer::TakeInput(Client& client) {
+LocalDeviceServer::Input LocalDeviceServer::ReceiveInput(Client& client) {
     std::array<std::uint8_t, kChunkBytes> chunk;
     const ssize_t count = recv(client.descriptor, chunk.data(), chunk.size(), MSG_DONTWAIT);
     if (count > 0) {
-        // Refused once the hub has ended the session; the client's thread tells of that.
+        // It fails after the hub has ended the session; the client's thread reports that.
         PRN_Write(client.handle, chunk.data(), static_cast<std::uint32_t>(count));
-        return Input::Taken;
+        return Input::Received;
     }
     const bool later = count < 0 && (errno == EAGAIN || errno == EINTR);
     return later ? Input::NothingThere : Input::Ended;
@@ -253,20 +256,20 @@ void LocalDeviceServer::SendOutput(Client& client) {
         client.sent += length;
     }
     client.ShutDown();
-    Tell(News::Finished, client.id);
+    Report(Change::Thread, client.id);
 }
 
-void LocalDeviceServer::Tell(News news, std::uint64_t id) {
-    ScopedLock guard(newsLock);
-    (news == News::Changed ? changed : finished).push_back(id);
+void LocalDeviceServer::Report(Change change, std::uint64_t id) {
+    ScopedLock guard(changesLock);
+    (change == Change::Session ? changed : finished).push_back(id);
     wake.Ring();
 }
 
-void LocalDeviceServer::ServeNews() {
+void LocalDeviceServer::ServeChanges() {
     std::deque<std::uint64_t> toLookAt;
     std::deque<std::uint64_t> gone;
     {
-        ScopedLock guard(newsLock);
+        ScopedLock guard(changesLock);
         toLookAt.swap(changed);
         gone.swap(finished);
     }

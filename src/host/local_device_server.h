@@ -13,58 +13,68 @@
 
 namespace vantry {
 
-/// Serves the device "PRN1:" to other processes: a connection is one open handle.
+/// Serves the device "PRN1:" to other processes: each connection is an open handle of the device.
 ///
-/// A client whose input the hub can't take fast enough is made to wait in its own send; one that
-/// has ended its sending side still receives until it closes; one that leaves too much unread is
-/// closed. What a client has sent before it closes is acted on.
+/// If a client sends faster than the hub reads, its socket fills up and its own send blocks. A
+/// client that has ended its sending side still receives until it closes. A client that leaves too
+/// much output unread is closed. What a client has sent before it closes is still handled.
+///
+/// If the system can't create the serving thread, IsServing returns false, and clients that connect
+/// are never accepted. If it can't create the thread of one client, that client is closed.
 class LocalDeviceServer {
 public:
-    /// `listening` must outlive the server. The hub must be up until Stop.
+    /// Starts to serve. `listening` must outlive the server. The hub must run until Stop has
+    /// returned.
     explicit LocalDeviceServer(const DeviceSocket& listening);
     ~LocalDeviceServer();
     LocalDeviceServer(const LocalDeviceServer&) = delete;
     LocalDeviceServer& operator=(const LocalDeviceServer&) = delete;
 
-    /// Has what clients have sent acted on and what they read sent, for 2 seconds at most; then
-    /// closes all handles and ends all threads. Blocks meanwhile.
+    /// Returns whether the serving thread could be created and Stop wasn't called. Any thread may
+    /// call it; it doesn't block.
+    [[nodiscard]] bool IsServing() const { return !stopping; }
+
+    /// Handles what clients have sent and sends them what is left, for 2 seconds at most; then
+    /// closes all handles and ends all threads. Blocks meanwhile. Further calls do nothing.
     void Stop();
 
 private:
     struct Client;
-    enum class Input : std::uint8_t { Taken, NothingThere, Ended };
+    enum class Input : std::uint8_t { Received, NothingThere, Ended };
 
     void Run();
-    /// Waits for events, `milliseconds` at most or for ever if -1, and deals with them. Returns
-    /// false if there were none.
+    /// Blocks until there are events, for `milliseconds` at most or without a limit if -1, and
+    /// handles them. Returns false if there were none.
     bool ServeOnce(int milliseconds);
     void FinishAll();
     void AcceptClients();
     void AddClient(int descriptor);
     void Serve(Client& client, bool closed);
-    static Input TakeInput(Client& client);
+    /// Receives one chunk of input without blocking and passes it to the session.
+    static Input ReceiveInput(Client& client);
     void Watch(Client& client);
     void Unwatch(Client& client);
-    void ServeNews();
+    void ServeChanges();
     void Drop(std::uint64_t id);
-    /// The thread of a client.
+    /// Runs on the client's thread: sends output until the session ends it.
     void SendOutput(Client& client);
-    enum class News : std::uint8_t { Changed, Finished };
-    void Tell(News news, std::uint64_t id);
+    enum class Change : std::uint8_t { Session, Thread };
+    /// Queues a change of a client for the serving thread and wakes it. Any thread may call it.
+    void Report(Change change, std::uint64_t id);
 
     const DeviceSocket& socket;
     const int poller;
     WakeUp wake;
     std::atomic<bool> stopping{false};
-    /// Of the serving thread alone.
+    /// Only the serving thread uses this and the next two fields.
     std::map<std::uint64_t, std::unique_ptr<Client>> clients;
     std::uint64_t lastClient;
-    /// Accepting pauses while the machine has no descriptors left.
+    /// Whether accepting pauses because descriptors are exhausted.
     bool pausing = false;
-    Lock newsLock;
+    Lock changesLock;
     /// Clients whose session has changed, and clients whose thread is ending.
-    std::deque<std::uint64_t> changed GUARDED_BY(newsLock);
-    std::deque<std::uint64_t> finished GUARDED_BY(newsLock);
+    std::deque<std::uint64_t> changed GUARDED_BY(changesLock);
+    std::deque<std::uint64_t> finished GUARDED_BY(changesLock);
     NativeThread thread;
 };
 

@@ -1,3 +1,9 @@
+// The program vantryd.
+//
+// The main thread prepares and starts the hub and then waits for a signal that ends the program. It
+// blocks those signals before any other thread exists, so all threads inherit that and only its own
+// sigwait receives them. Everything else runs on the hub's threads and the host's.
+
 #include <pthread.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -20,8 +26,9 @@ constexpr int kExitFailed = 1;
 
 std::unique_ptr<vantry::HubHost> host;
 
-/// Signals that end the program are taken by the main thread when it waits for them, and by no
-/// other. A peer that is gone and a file that may not grow are errors of one call, not the end.
+/// Blocks the signals that end the program, and returns their set for sigwait. A write to a peer
+/// that has disconnected, or to a file that may not grow, is made an error of the call instead of a
+/// signal that ends the program.
 sigset_t ArrangeSignals() {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
@@ -42,7 +49,7 @@ void AllowAllDescriptors() {
     }
 }
 
-/// Waits for a signal that ends the program, and reports to the service manager meanwhile.
+/// Blocks until a signal ends the program, and reports to the service manager meanwhile.
 void ReportUntilSignal(const sigset_t& ending) {
     vantry::ServiceReporter reporter(host->ThePlatform().status);
     const std::uint32_t interval = reporter.IntervalMilliseconds();
@@ -82,7 +89,7 @@ int Run(const vantry::Options& options) {
 vantry::Platform* VantryPlatform() { return &host->ThePlatform(); }
 
 int main(int argc, char** argv) {
-    // First of all, since the bounds follow the number of descriptors.
+    // This is first, because the bounds depend on the number of descriptors.
     AllowAllDescriptors();
     int exitStatus = 0;
     const std::optional<vantry::Options> options = vantry::ParseOptions(argc, argv, exitStatus);

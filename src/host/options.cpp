@@ -1,9 +1,9 @@
 // The command line of vantryd.
 //
-// The library that reads it knows only texts; each option that has a form of its own reads its text
-// in a function that refuses it by an exception of that library, so that all wrong options end in
-// one place with one message. Directories and limits depend on each other and on the machine, so
-// they are settled when the whole line has been read.
+// The command line library passes the text of each option to a function, which parses it and throws
+// an exception of that library if it is wrong, so that all wrong options are reported in one place
+// and form. Directories and limits depend on each other and on the machine, so their values are
+// completed after the whole line has been parsed.
 
 #include "host/options.h"
 
@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kExitUsage = 2;
 
-/// Adds an option whose text `read` turns into a value, which goes to `target`.
+/// Adds an option. `read` converts its text to a value, which is assigned to `target`.
 template <typename Target, typename Read>
 void AddOption(CLI::App& app, const std::string& name, const std::string& form,
                const std::string& meaning, Target& target, const Read& read) {
@@ -37,7 +37,7 @@ std::optional<std::filesystem::path> DirectoryFrom(const std::string& text) {
     return text.empty() ? std::nullopt : std::optional<std::filesystem::path>(text);
 }
 
-/// What of a command line isn't an option of the running hub.
+/// The options that aren't part of Options.
 struct Asked {
     std::optional<std::string> limitsFile;
     bool printLimits = false;

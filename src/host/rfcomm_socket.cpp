@@ -9,8 +9,8 @@
 namespace vantry {
 namespace {
 
-/// The kernel's number of the protocol and its form of an address; there is no header for them
-/// without the library of the Bluetooth tools.
+/// The kernel's protocol number and address structure, which are declared in no header of the
+/// kernel or the C library.
 constexpr int kRfcommProtocol = 3;
 struct RfcommAddress {
     sa_family_t family;

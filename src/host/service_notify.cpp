@@ -20,7 +20,7 @@ void NotifyServiceManager(std::string_view state) {
     }
     std::memcpy(address.sun_path, path.data(), path.size());
     if (path.front() == '@') {
-        address.sun_path[0] = '\0';  // A name that is no file.
+        address.sun_path[0] = '\0';  // The socket is in the abstract name space.
     }
     const int number = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (number < 0) {

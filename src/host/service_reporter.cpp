@@ -9,12 +9,12 @@
 namespace vantry {
 namespace {
 
-/// How often the line for people may change, where no watchdog asks for more.
+/// The interval of the status line, if the watchdog doesn't require a shorter one.
 constexpr std::uint32_t kUsualMilliseconds = 5'000;
-/// The watchdog is fed several times within its time, so that one late turn doesn't matter.
+/// The watchdog gets several messages within its time, so that a late one does no harm.
 constexpr std::uint32_t kFeedsWithinTime = 3;
 
-/// The number in an environment variable, or 0.
+/// Returns the number in an environment variable, or 0.
 std::uint64_t NumberFrom(const char* name) {
     const char* const text = std::getenv(name);
     return text == nullptr ? 0 : std::strtoull(text, nullptr, 10);

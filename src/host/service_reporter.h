@@ -7,21 +7,22 @@
 
 namespace vantry {
 
-/// Says what the service manager should hear of a running hub: that it is alive, as its watchdog
-/// wants it, and in a line for people how much it serves. For one thread.
+/// Makes the messages that the service manager gets from a running hub: that the hub is alive, as
+/// often as the watchdog requires it, and a status line for the operator. For one thread.
 ///
-/// The hub counts as alive while its publishing thread takes turns. If that thread hangs, nothing
-/// feeds the watchdog any more, and the service manager starts the service anew.
+/// The hub counts as alive while its publishing thread finishes periods. If that thread hangs, no
+/// message for the watchdog is made, and the service manager restarts the service.
 class ServiceReporter {
 public:
     /// Reads NOTIFY_SOCKET, WATCHDOG_USEC and WATCHDOG_PID from the environment. `hubStatus` must
     /// outlive the object.
     explicit ServiceReporter(const HubStatus& hubStatus);
 
-    /// How long to wait between two reports, in milliseconds; 0 if nobody wants any.
+    /// Returns how long to wait between two reports, in milliseconds; 0 if there is no service
+    /// manager.
     std::uint32_t IntervalMilliseconds() const { return interval; }
-    /// Returns the next message for NotifyServiceManager, which is empty if there is nothing new.
-    std::string NextMessage();
+    /// Returns the next message for NotifyServiceManager, which is empty if nothing has changed.
+    [[nodiscard]] std::string NextMessage();
 
 private:
     const HubStatus& status;

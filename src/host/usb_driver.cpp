@@ -1,3 +1,12 @@
+// USB hosts as clients of a socket.
+//
+// The driver's thread handles one host at a time: it accepts a client, publishes it as the plugged
+// cable, sets the attached event, and waits until the client has disconnected. The listener then
+// opens a handle, which claims the cable. A host may disconnect behind the last message that it
+// sent, so the removed event isn't set before the handle has read the input to its end; if no
+// handle has claimed the cable in time, the input is dropped. All waits are polls that include the
+// wake-up descriptor, which Stop rings.
+
 #include "host/usb_driver.h"
 
 #include <poll.h>
@@ -7,16 +16,17 @@
 #include <cstring>
 #include <utility>
 
+#include "host/accept_client.h"
+#include "platform/exhaustion.h"
 #include "transport/device/device_control_codes.h"
 #include "transport/usb/usb_listener.h"
 
 namespace vantry {
 namespace {
 
-constexpr int kExhaustedMilliseconds = 50;
 /// The unit of this driver's write time-outs.
 constexpr std::uint32_t kTimeoutUnitMilliseconds = 100;
-/// How long a host that has gone may wait for the hub to open its cable.
+/// How long after a host has disconnected the hub may still claim its cable.
 constexpr int kUnclaimedMilliseconds = 2000;
 
 std::int32_t SignedValue(std::span<const std::uint8_t> input) {
@@ -25,8 +35,9 @@ std::int32_t SignedValue(std::span<const std::uint8_t> input) {
     return value;
 }
 
-/// A handle of "UMF1:". The listener's only asks and tells; a stream's, known by its time-outs,
-/// claims the cable that was plugged in when it was opened, and moves bytes.
+/// A handle of "UMF1:". The listener's handle only uses control codes. A stream's handle is
+/// recognised by setting time-outs; it then claims the cable that was plugged in when it was
+/// opened, and reads and writes it.
 class UsbHandle final : public DeviceHandle {
 public:
     UsbHandle(const UsbDriver& usbDriver, std::shared_ptr<UsbCable> pluggedCable)
@@ -39,7 +50,7 @@ public:
         }
         const std::int32_t milliseconds = readTimeout;
         const std::int32_t count = cable->connection.Read(buffer, length, milliseconds);
-        // With a time-out, 0 may say that the time is over.
+        // With a time-out, 0 may mean that the time has passed.
         if (count < 0 || (count == 0 && milliseconds < 0)) {
             cable->EndReading();
         }
@@ -95,6 +106,7 @@ public:
     }
 
 private:
+    /// Returns whether this handle has claimed the cable, now or before.
     bool Claim() {
         if (!claimed && cable) {
             claimed = cable->Claim();
@@ -117,8 +129,8 @@ UsbDriver::UsbDriver(const DeviceSocket& listening, SystemEventRegistry& events,
       attachedEvent(events.Create(UsbListener::kAttachedName)),
       removedEvent(events.Create(UsbListener::kRemovedName)) {}
 
-void UsbDriver::Start() {
-    stopping = !thread.Start([this] { Run(); }, "usb-driver");
+bool UsbDriver::Start() {
+    return thread.Start([this] { Run(); }, "usb-driver");
 }
 
 void UsbDriver::Stop() {

@@ -15,17 +15,18 @@
 
 namespace vantry {
 
-/// A cable that is plugged in: one client of the socket. It serves one handle, the first that asks.
+/// An attached host: one client of the socket. It serves the first handle that claims it. All
+/// operations are thread-safe, and those of this class don't block.
 class UsbCable {
 public:
     UsbCable(int descriptor, std::shared_ptr<OutputFlusher> flusher)
         : connection(descriptor, std::move(flusher), {}) {}
 
-    /// Returns whether the caller is the first to ask.
+    /// Claims the cable. Returns whether no handle had claimed it before.
     bool Claim() { return !claimed.exchange(true); }
     bool IsClaimed() const { return claimed; }
 
-    /// Says that whoever claimed the cable has read all that came over it, or reads no more.
+    /// Records that the handle that claimed the cable has read everything, or reads no more.
     void EndReading() {
         ended = true;
         readingEnded.Ring();
@@ -42,31 +43,36 @@ private:
     WakeUp readingEnded;
 };
 
-/// The driver behind "UMF1:": a client of its socket is a USB host. Connecting attaches it, closing
-/// detaches it once what it sent has been read; a second one waits until the first has gone.
+/// The driver of "UMF1:". A client of its socket is a USB host: it is attached when it connects,
+/// and detached when it has closed and what it sent was read. A second client isn't accepted before
+/// the first is detached. Open and Plugged are thread-safe; one thread calls Start and Stop.
 class UsbDriver final : public DeviceDriver {
 public:
-    /// Makes the two named events. `listening` must outlive the driver's Start and Stop.
+    /// Makes the two named events. `listening` must outlive the call of Stop.
     UsbDriver(const DeviceSocket& listening, SystemEventRegistry& events,
               std::shared_ptr<OutputFlusher> outputFlusher);
     ~UsbDriver() override { Stop(); }
 
-    /// Begins to serve the socket.
-    void Start();
-    /// Pulls the cable and ends the thread.
+    /// Starts the thread that serves the socket. Returns false if the system can't create it:
+    /// clients are never accepted then, and the hub works without USB hosts. Called once.
+    [[nodiscard]] bool Start();
+    /// Detaches the host and ends the thread. Blocks until it has ended. Further calls do nothing.
     void Stop();
 
     std::shared_ptr<DeviceHandle> Open() override;
 
-    /// The cable that is plugged in; empty if there is none.
+    /// Returns the cable of the attached host, or an empty reference if there is none. Doesn't
+    /// block.
     std::shared_ptr<UsbCable> Plugged() const;
 
 private:
     void Run();
-    /// Waits for the next host; empty when the driver is to stop.
+    /// Blocks until the next host connects. Returns an empty reference at the stop.
     std::shared_ptr<UsbCable> AwaitHost();
-    /// Waits until the host has gone and what it sent has been read.
+    /// Blocks until the host has disconnected and what it sent was read.
     void AwaitDetach(UsbCable& cable);
+    /// Blocks until a handle has read what the host sent, or none has claimed the cable for a
+    /// while.
     void AwaitEndOfReading(const UsbCable& cable);
     void SetPlugged(std::shared_ptr<UsbCable> cable);
 

@@ -8,44 +8,47 @@
 #include <string>
 #include <string_view>
 
+#include "platform/wake_up.h"
 #include "runtime/lock.h"
 
 namespace vantry {
 
-/// An auto-reset event of the operating system, by which drivers and the hub tell each other that
-/// something has happened. Unlike the hub's own Event, several can be waited for at once.
-/// Safe for any number of threads.
+/// An auto-reset event by which drivers and the hub notify each other: a wait that it ends also
+/// resets it. Unlike the runtime's Event, several can be waited for at once. All operations are
+/// thread-safe. If the system has no descriptor for it, Set has no effect and waits fail.
 class SystemEvent {
 public:
-    SystemEvent();
-    ~SystemEvent();
+    SystemEvent() = default;
     SystemEvent(const SystemEvent&) = delete;
     SystemEvent& operator=(const SystemEvent&) = delete;
 
-    void Set();
-    void Reset();
+    /// Sets the event and ends one wait for it. Doesn't block.
+    void Set() { state.Ring(); }
+    /// Resets the event. Doesn't block.
+    void Reset() { state.Clear(); }
 
 private:
     friend std::optional<std::size_t> WaitForAny(
         std::span<const std::shared_ptr<SystemEvent>> events);
 
-    /// True if the event was set, and takes it.
-    bool Take();
-
-    int descriptor;
+    WakeUp state;
 };
 
-/// Waits until one of the events is set, takes it, and gives its place in the list; the first one
-/// wins. Nothing, at once, if the list holds an empty reference: the wait has failed.
-std::optional<std::size_t> WaitForAny(std::span<const std::shared_ptr<SystemEvent>> events);
+/// Blocks until one of the events is set, resets it, and returns its index in the list, the lowest
+/// if several are set. Returns nothing, without blocking, if the list has an empty reference or an
+/// event without a descriptor. Any number of threads may wait for the same event; one of them gets
+/// it.
+[[nodiscard]] std::optional<std::size_t> WaitForAny(
+    std::span<const std::shared_ptr<SystemEvent>> events);
 
-/// The events of the machine by name. Safe for any number of threads.
+/// The events of the machine by name. All operations are thread-safe and none blocks.
 class SystemEventRegistry {
 public:
-    /// The event of that name, made if there is none. It exists as long as somebody holds it.
-    std::shared_ptr<SystemEvent> Create(std::u16string_view name);
-    /// The event of that name, or an empty reference.
-    std::shared_ptr<SystemEvent> Open(std::u16string_view name);
+    /// Returns the event of that name, and creates it if there is none. The registry doesn't own
+    /// it: the name is free again when the last reference is released.
+    [[nodiscard]] std::shared_ptr<SystemEvent> Create(std::u16string_view name);
+    /// Returns the event of that name, or an empty reference if there is none.
+    [[nodiscard]] std::shared_ptr<SystemEvent> Open(std::u16string_view name);
 
 private:
     Lock lock;

@@ -39,7 +39,7 @@ public:
         registry.Register(UsbListener::kDeviceName, usb);
         registry.Register(BluetoothListener::kDeviceName,
                           std::make_shared<BluetoothDriver>(*bluetoothSocket, flusher));
-        usb->Start();
+        EXPECT_TRUE(usb->Start());
     }
     ~Drivers() {
         registry.Unregister(UsbListener::kDeviceName);

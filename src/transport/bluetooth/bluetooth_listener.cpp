@@ -1,16 +1,19 @@
+// Accepting Bluetooth peers.
+//
+// Each Accept opens a new handle, because a handle serves one peer. Between the opening and the
+// peer the handle is stored in `waiting`, so that Close can end the driver's wait from another
+// thread; whether the listener was closed meanwhile is checked under the same lock at both ends of
+// the wait, so no Close is missed.
+
 #include "transport/bluetooth/bluetooth_listener.h"
 
 #include <array>
 #include <bit>
 
+#include "platform/exhaustion.h"
 #include "transport/device/device_control_codes.h"
 
 namespace vantry {
-namespace {
-
-constexpr std::uint32_t kExhaustedMilliseconds = 50;
-
-}  // namespace
 
 BluetoothListener::BluetoothListener(Platform& machine, std::uint32_t peerChannel)
     : platform(machine), channel(peerChannel), device(machine.devices.Open(kDeviceName)) {}
@@ -53,7 +56,7 @@ bool BluetoothListener::AwaitPeer(const std::shared_ptr<DeviceHandle>& handle) {
     }
     const auto number =
         std::bit_cast<std::array<std::uint8_t, 2>>(static_cast<std::uint16_t>(channel));
-    // What it returns says nothing: a stream without a peer ends at its first read.
+    // The result isn't needed: the first Read of a stream without a peer fails.
     handle->Control(ControlCode::kAwaitPeer, number, {});
     return NoteWaiting(nullptr);
 }

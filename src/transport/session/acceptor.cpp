@@ -2,12 +2,12 @@
 
 #include <utility>
 
+#include "platform/exhaustion.h"
+
 namespace vantry {
 namespace {
 
 constexpr std::uint32_t kPriority = 249;
-/// How long to leave peers waiting when the system has no thread for another session.
-constexpr std::uint32_t kExhaustedMilliseconds = 50;
 
 }  // namespace
 
@@ -32,7 +32,7 @@ Acceptor::~Acceptor() {
     wake.Set();
     listener->Close();
     stopped.Wait();
-    // The thread is gone for good before what it stands on goes.
+    // Join the thread before the members it uses are destroyed.
     thread->Stop();
 }
 

@@ -1,28 +1,34 @@
+// One thread for all outputs that wait.
+//
+// The thread sleeps in epoll_wait: without a time limit while no output waits, else for some
+// milliseconds at most, because the limits on slow peers are checked by time. After each wait it
+// calls Advance of every output, whatever ended the wait; Advance finds out what there is to do.
+// Few outputs wait at a time, so that costs less than keeping track of which socket is ready. The
+// thread calls Advance without the flusher's lock, since an output calls back into Watch and Forget
+// under its own. A wake-up descriptor in the same epoll set ends the wait when an output is added
+// and at the stop.
+
 #include "transport/socket/output_flusher.h"
 
 #include <sys/epoll.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <utility>
 
 namespace vantry {
 namespace {
 
-/// How often the limits of waiting outputs are looked at; a fraction of the shortest of them.
+/// How often the limits of waiting outputs are checked. It is a fraction of the shortest of them.
 constexpr int kLookMilliseconds = 25;
 
 }  // namespace
 
 OutputFlusher::OutputFlusher(std::uint64_t mostLingering)
-    : most(mostLingering),
-      poller(epoll_create1(EPOLL_CLOEXEC)),
-      wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    epoll_event event{.events = EPOLLIN, .data = {.fd = wake}};
-    epoll_ctl(poller, EPOLL_CTL_ADD, wake, &event);
+    : most(mostLingering), poller(epoll_create1(EPOLL_CLOEXEC)) {
+    epoll_event event{.events = EPOLLIN, .data = {.fd = wake.Number()}};
+    epoll_ctl(poller, EPOLL_CTL_ADD, wake.Number(), &event);
     if (!thread.Start([this] { Run(); }, "output-flusher")) {
         ScopedLock guard(lock);
         stopping = true;
@@ -31,7 +37,6 @@ OutputFlusher::OutputFlusher(std::uint64_t mostLingering)
 
 OutputFlusher::~OutputFlusher() {
     Stop();
-    close(wake);
     close(poller);
 }
 
@@ -40,8 +45,7 @@ void OutputFlusher::Stop() {
         ScopedLock guard(lock);
         stopping = true;
     }
-    const std::uint64_t one = 1;
-    static_cast<void>(!write(wake, &one, sizeof one));
+    wake.Ring();
     thread.Join();
     for (const std::shared_ptr<SocketOutput>& output : Watched()) {
         output->CloseNow();
@@ -61,9 +65,8 @@ bool OutputFlusher::Watch(int number, std::shared_ptr<SocketOutput> output, bool
         Forget(number);
         return false;
     }
-    // The thread may sleep without a time limit, having had nothing to look after.
-    const std::uint64_t one = 1;
-    static_cast<void>(!write(wake, &one, sizeof one));
+    // The thread sleeps without a time limit if no output was watched.
+    wake.Ring();
     return true;
 }
 
@@ -120,8 +123,7 @@ void OutputFlusher::Run() {
         BoundLingering(all);
         epoll_wait(poller, ready.data(), static_cast<int>(ready.size()),
                    all.empty() ? -1 : kLookMilliseconds);
-        std::uint64_t count = 0;
-        static_cast<void>(!read(wake, &count, sizeof count));
+        wake.Clear();
     }
 }
 

@@ -4,38 +4,45 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/wake_up.h"
 #include "runtime/lock.h"
 #include "runtime/native_thread.h"
 #include "transport/socket/socket_output.h"
 
 namespace vantry {
 
-/// The one thread that empties the outputs of all sockets whose peers are slower than the hub.
+/// The thread that sends the waiting output of all sockets whose peers read more slowly than the
+/// hub writes. It sleeps while no output waits. All operations are thread-safe.
 ///
-/// It sleeps while nothing waits. Safe for any number of threads. Shared by the outputs, so whoever
-/// made it calls Stop before letting go, or its last owner might be its own thread. Outputs may
-/// outlive that: they fail then instead of waiting.
+/// SocketOutputs share ownership of the flusher. The creator must call Stop() before it releases
+/// its reference; otherwise the flusher's own thread could release the last one and join itself.
+/// After Stop a SocketOutput fails where it would have to wait.
+///
+/// If the system can't create the thread, the flusher behaves as after Stop: the hub serves peers
+/// that read fast enough, and closes a connection as soon as its output would have to wait. Nothing
+/// is reported, since each such connection ends as that of any peer that is too slow.
 class OutputFlusher {
 public:
-    /// Of the connections with an account that are closed and still have output, at most
-    /// `mostLingering` are kept; the one that was closed first goes first.
+    /// Starts the thread. Of the connections with an account that are closed and still have output,
+    /// at most `mostLingering` are kept; beyond that, the ones that were closed first are dropped.
     explicit OutputFlusher(std::uint64_t mostLingering = kUnbounded);
     ~OutputFlusher();
     OutputFlusher(const OutputFlusher&) = delete;
     OutputFlusher& operator=(const OutputFlusher&) = delete;
 
-    /// Ends the thread; what waits is dropped and its connections are closed. Later calls of
-    /// Watch fail.
+    /// Ends the thread, drops the output that waits and closes its connections. Blocks until the
+    /// thread has ended. Further calls do nothing.
     void Stop();
 
 private:
     friend class SocketOutput;
 
-    /// Advances `output` every few milliseconds and, if it waits for the socket, whenever that
-    /// takes more. False if it can't be.
+    /// Has the thread call Advance of `output` every few milliseconds and, if `waitsForSocket`,
+    /// whenever the socket is writable. Returns false if that isn't possible, as after Stop.
     [[nodiscard]] bool Watch(int number, std::shared_ptr<SocketOutput> output, bool waitsForSocket);
-    /// Doesn't look at the socket itself any more.
+    /// Stops watching the socket itself; the regular calls of Advance continue.
     void WatchByTime(int number);
+    /// Ends what Watch began.
     void Forget(int number);
 
     void Run();
@@ -44,7 +51,7 @@ private:
 
     const std::uint64_t most;
     const int poller;
-    const int wake;
+    WakeUp wake;
     Lock lock;
     bool stopping GUARDED_BY(lock) = false;
     std::unordered_map<int, std::shared_ptr<SocketOutput>> outputs GUARDED_BY(lock);

@@ -1,3 +1,11 @@
+// Accepting TCP connections.
+//
+// Open binds and listens; it sets SO_REUSEADDR, so that connections of an earlier hub that are
+// being closed don't keep the port. accept reports errors of connections that failed before they
+// were accepted, and those end nothing. When descriptors or memory are exhausted, accept would fail
+// again at once, so the thread pauses on an event that Close sets. Any other error means that the
+// socket doesn't listen, because Open failed or Close was called.
+
 #include "transport/tcp/tcp_listener.h"
 
 #include <arpa/inet.h>
@@ -10,19 +18,14 @@
 #include <string>
 #include <utility>
 
+#include "platform/exhaustion.h"
 #include "runtime/interruptible.h"
 #include "transport/tcp/tcp_stream.h"
 
 namespace vantry {
 namespace {
 
-constexpr std::uint32_t kExhaustedMilliseconds = 50;
-
-bool IsExhaustion(int error) {
-    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
-}
-
-/// The errors by which accept tells of a peer that has gone, or of nothing at all.
+/// Returns whether an error of accept concerns one connection only, or nothing at all.
 bool IsPassing(int error) {
     switch (error) {
         case EINTR:
@@ -66,7 +69,7 @@ void TcpListener::Open() {
         platform.tcp.bindError = EMFILE;
         return;
     }
-    // Old connections of an earlier hub may linger on the port; another listener still blocks it.
+    // The port is still refused if another socket listens on it.
     const int on = 1;
     setsockopt(use.Number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in address{};
