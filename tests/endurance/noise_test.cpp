@@ -52,13 +52,17 @@ protected:
 /// What an attacker sends: frames of each section, seeds and noise.
 class Arsenal {
 public:
-    Arsenal(unsigned seed, bool mayWrite) : random(seed) {
+    /// An internal peer may write, and may report as fast as the queue of changes holds; it would
+    /// change what others check. So it only reads and subscribes.
+    Arsenal(unsigned seed, bool isInternal)
+        : random(seed), manySections(isInternal ? 2 : std::size(kSections)) {
         for (const char* folder : {"messages", "frames"}) {
             const std::filesystem::path corpus = std::filesystem::path(CORPUS_PATH) / folder;
             for (const auto& entry : std::filesystem::directory_iterator(corpus)) {
-                // An internal peer may write, and would change what others check.
-                if (mayWrite || entry.path().filename() != "set") {
-                    seeds.push_back(ReadFile(entry.path()));
+                const std::string bytes = ReadFile(entry.path());
+                if (!isInternal || (bytes.find("PropertySet") == std::string::npos &&
+                                    bytes.find("Responses") == std::string::npos)) {
+                    seeds.push_back(bytes);
                 }
             }
         }
@@ -71,13 +75,10 @@ public:
             case 0:
                 return std::string(Below(100'000), static_cast<char>(random()));
             case 1:
-                return FrameOf(Many("PropertyGetRequests"));
             case 2:
-                return FrameOf(Many("PropertySubscribeRequests"));
             case 3:
-                return FrameOf(Many("PropertySetRequests"));
             case 4:
-                return FrameOf(Many("PropertyGetResponses"));
+                return FrameOf(Many(kSections[Below(manySections)]));
             case 5:
                 return FrameOf(Large());
             case 6:
@@ -90,6 +91,9 @@ public:
     }
 
 private:
+    static constexpr const char* kSections[] = {"PropertyGetRequests", "PropertySubscribeRequests",
+                                                "PropertySetRequests", "PropertyGetResponses"};
+
     std::string Many(const std::string& section) {
         std::vector<std::string> entries;
         const std::size_t count = Below(5'000);
@@ -117,13 +121,14 @@ private:
     }
 
     std::mt19937 random;
+    const std::size_t manySections;
     std::vector<std::string> seeds;
 };
 
 void Noise::Attack(unsigned seed) {
     const std::string links[] = {"TCP", "TCP", "TCP", "BTD0", "UMF1", "PRN1"};
     const std::string& link = links[seed % std::size(links)];
-    Arsenal arsenal(seed, link != "PRN1");
+    Arsenal arsenal(seed, link == "PRN1");
     while (Goes()) {
         FrameClient peer = Connect(link);
         peer.GiveUpSendingAfter(200);
@@ -227,8 +232,12 @@ TEST_F(Noise, NothingIsLostBesideTenAttackers) {
     }
     constexpr std::size_t kEndedPeers = 128;
     constexpr std::size_t kSettling = 6;
-    EXPECT_TRUE(Eventually([&] { return hub.Count("task") <= threads + kSettling; }))
-        << hub.Count("task") << " threads, " << threads << " before";
+    // What attackers have sent before they closed is still worked on, which may take a while.
+    std::size_t left = hub.Count("task");
+    while (left > threads + kSettling && Eventually([&] { return hub.Count("task") < left; })) {
+        left = hub.Count("task");
+    }
+    EXPECT_LE(left, threads + kSettling) << threads << " threads before";
     EXPECT_TRUE(Eventually([&] { return hub.Count("fd") <= descriptors + kEndedPeers; }))
         << hub.Count("fd") << " descriptors, " << descriptors << " before";
     std::printf("seed %u: %zu attacks, %zu checks, %zu MiB at the end, %zu MiB at most\n", seed,
