@@ -30,19 +30,19 @@ ChangeQueue::Slot* ChangeQueue::NewestExternal() {
     return slot;
 }
 
-std::shared_ptr<Property> ChangeQueue::Pop() {
+std::vector<std::shared_ptr<Property>> ChangeQueue::TakeAll() {
+    std::vector<std::shared_ptr<Property>> taken;
     if (count == 0) {
-        return nullptr;
+        return taken;
     }
+    taken.reserve(kSlots);
     ScopedLock guard(lock);
-    const std::uint32_t held = count;
-    if (held == 0) {
-        return nullptr;
+    for (std::uint32_t place = count; place-- > 0;) {
+        taken.push_back(std::exchange(slots[place].changed, nullptr));
     }
-    Slot& top = slots[held - 1];
-    externals -= top.origin == ChangeOrigin::External ? 1 : 0;
-    count = held - 1;
-    return std::exchange(top.changed, nullptr);
+    count = 0;
+    externals = 0;
+    return taken;
 }
 
 }  // namespace vantry

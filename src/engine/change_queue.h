@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "property/property.h"
 #include "runtime/lock.h"
@@ -16,16 +17,17 @@ enum class ChangeOrigin : std::uint8_t { Internal, External };
 /// A bounded stack (499 entries) of changed properties that wait for the next publishing tick.
 ///
 /// When it is full, an internal change takes the place of the newest external one, and any other
-/// change is dropped. All operations are thread-safe; they wait for a short lock at most and
-/// allocate nothing.
+/// change is dropped. All operations are thread-safe and wait for a short lock at most; Push
+/// allocates nothing.
 class ChangeQueue {
 public:
-    /// Shares ownership of the property until it is popped. A change that is dropped is reported to
-    /// nobody.
+    /// Shares ownership of the property until it is taken out. A change that is dropped is reported
+    /// to nobody.
     void Push(const std::shared_ptr<Property>& changed,
               ChangeOrigin origin = ChangeOrigin::Internal);
-    /// Removes and returns the newest entry. Returns null if there is none.
-    [[nodiscard]] std::shared_ptr<Property> Pop();
+    /// Removes and returns all entries, newest first. What is pushed meanwhile waits for the next
+    /// call, so a pusher that is faster than the caller can't keep it busy for ever.
+    [[nodiscard]] std::vector<std::shared_ptr<Property>> TakeAll();
 
 private:
     static constexpr std::uint32_t kSlots = 500;

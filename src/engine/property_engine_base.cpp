@@ -99,7 +99,7 @@ PendingRecord PropertyEngineBase::LocalRecord(std::shared_ptr<Property> property
 }
 
 void PropertyEngineBase::AppendLocalChanges(PendingRecords& pending) {
-    while (const std::shared_ptr<Property> changed = localChanges.Pop()) {
+    for (const std::shared_ptr<Property>& changed : localChanges.TakeAll()) {
         pending.Add(LocalRecord(changed, RecordTextOf(*changed, LocalOwner()), false));
     }
 }

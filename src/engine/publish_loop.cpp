@@ -4,6 +4,7 @@
 // writes, it holds the send lock of that stream and no other lock.
 
 #include <algorithm>
+#include <unordered_map>
 
 #include "engine/fan_out.h"
 #include "engine/property_engine.h"
@@ -101,9 +102,18 @@ void PropertyEngine::CollectChanges(PendingRecords& pending) {
 }
 
 void PropertyEngine::AppendRemoteChanges(PendingRecords& pending) {
-    while (const std::shared_ptr<Property> changed = remoteChanges.Pop()) {
+    // Each property has one text here, however often its value changes meanwhile.
+    std::unordered_map<const Property*, KeptText::Shared> texts;
+    for (const std::shared_ptr<Property>& changed : remoteChanges.TakeAll()) {
         const auto& property = static_cast<const RemoteProperty&>(*changed);
-        pending.Add({.text = RecordTextOf(property, OwnerOf(property)),
+        const auto [text, isFirst] = texts.try_emplace(&property);
+        if (isFirst) {
+            text->second = RecordTextOf(property, OwnerOf(property));
+        } else if (pending.TextBytes() >= kMostPendingBytes) {
+            // A long record for each of many changes would make a message of any size.
+            continue;
+        }
+        pending.Add({.text = text->second,
                      .key = property.Key(),
                      .passesOutside = Rights().MaySee(property.GroupGuid()),
                      .isWithdrawal = false,

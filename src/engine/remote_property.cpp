@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "wire/json/json_escapes.h"
+
 namespace vantry {
 
 RemoteProperty::RemoteProperty(const RecordView& report, std::shared_ptr<Stream> reporter)
@@ -21,7 +23,7 @@ std::optional<Bound> RemoteProperty::Charge() {
     const std::optional<Bound> tooLong =
         names.Add(component.size() + componentName.size() + GroupGuid().size() + Guid().size() +
                   Group().size() + Name().size());
-    const std::optional<Bound> valueTooLong = ChargeValue(held.size(), *owner);
+    const std::optional<Bound> valueTooLong = ChargeValue(held, *owner);
     return tooMany ? tooMany : tooLong ? tooLong : valueTooLong;
 }
 
@@ -32,15 +34,17 @@ RemoteProperty::StoreResult RemoteProperty::StoreReported(std::string_view text,
     if (held == text) {
         return {};
     }
-    const std::optional<Bound> exceeded = ChargeValue(text.size(), reporter);
+    const std::optional<Bound> exceeded = ChargeValue(text, reporter);
     static_cast<void>(SetTextQuietly(text));
     return {.isChange = true, .exceeded = exceeded};
 }
 
-std::optional<Bound> RemoteProperty::ChargeValue(std::size_t bytes, const Stream& reporter) {
+std::optional<Bound> RemoteProperty::ChargeValue(std::string_view text, const Stream& reporter) {
     // The charge of the old value is removed first, so that at the bound a value can be replaced by
     // one of the same length.
     value.reset();
+    // Counted as it stands in records, where a control character takes six bytes.
+    const std::size_t bytes = reporter.Account() ? EscapedLength(text) : 0;
     return value.emplace(reporter.Account(), Resource::PropertyText).Add(bytes);
 }
 

@@ -46,7 +46,7 @@ public:
     const std::shared_ptr<Stream> owner;
 
 private:
-    [[nodiscard]] std::optional<Bound> ChargeValue(std::size_t bytes, const Stream& reporter);
+    [[nodiscard]] std::optional<Bound> ChargeValue(std::string_view text, const Stream& reporter);
 
     ScopedCharge place;
     ScopedCharge names;

@@ -5,8 +5,9 @@
 
 namespace vantry {
 
-Subscriber::Subscriber(std::shared_ptr<Stream> peer)
-    : stream(std::move(peer)), charge(stream->Account(), Resource::Subscriptions) {}
+Subscriber::Subscriber(std::shared_ptr<Stream> peer) : stream(std::move(peer)) {}
+
+Subscriber::~Subscriber() { CountLess(counted); }
 
 bool Subscriber::IsGone() const {
     const std::shared_ptr<ConnectionAccount>& account = stream->Account();
@@ -19,7 +20,12 @@ std::optional<Bound> Subscriber::Add(PropertyRequest wanted, bool evenIfListed) 
     if (!evenIfListed && std::find(row.begin(), row.end(), wanted) != row.end()) {
         return std::nullopt;
     }
-    const std::optional<Bound> exceeded = charge.Add(WeightOf(wanted));
+    std::optional<Bound> exceeded;
+    if (const std::shared_ptr<ConnectionAccount>& account = stream->Account()) {
+        const std::uint64_t weight = WeightOf(wanted);
+        counted += weight;
+        exceeded = account->Add(Resource::Subscriptions, weight);
+    }
     row.push_back(std::move(wanted));
     ++listed;
     return exceeded;
@@ -37,11 +43,19 @@ void Subscriber::RemoveEntry(const std::string& fullKey) {
     if (row == entries.end()) {
         return;
     }
+    CountLess(WeightOf(row->second.front()));
     row->second.erase(row->second.begin());
     if (row->second.empty()) {
         entries.erase(row);
     }
     --listed;
+}
+
+void Subscriber::CountLess(std::uint64_t weight) {
+    if (const std::shared_ptr<ConnectionAccount>& account = stream->Account()) {
+        counted -= weight;
+        account->Remove(Resource::Subscriptions, weight);
+    }
 }
 
 bool Subscriber::Send(const std::shared_ptr<const std::string>& frame) const {

@@ -23,6 +23,9 @@ namespace vantry {
 class Subscriber {
 public:
     explicit Subscriber(std::shared_ptr<Stream> peer);
+    ~Subscriber();
+    Subscriber(const Subscriber&) = delete;
+    Subscriber& operator=(const Subscriber&) = delete;
 
     std::uint32_t Id() const { return stream->Id(); }
     Stream& Peer() const { return *stream; }
@@ -46,11 +49,14 @@ public:
     void End();
 
 private:
+    /// Removes `weight` from what is counted in the account.
+    void CountLess(std::uint64_t weight);
     /// Returns what the entry counts in the account: 1, and more for very long names.
     static std::uint64_t WeightOf(const PropertyRequest& request);
 
     const std::shared_ptr<Stream> stream;
-    ScopedCharge charge;
+    /// What of the list is counted in the account.
+    std::uint64_t counted = 0;
     bool ended = false;
     /// The requested entries by full key. Two different requests can have the same full key, so
     /// each key maps to a vector.

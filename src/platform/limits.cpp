@@ -141,6 +141,10 @@ void Limits::FitToMachine() {
     const std::uint64_t mostOverTcp = std::max<std::uint64_t>(most - most / 16, 1);
     Set(Bound::Connections, std::min((*this)[Bound::Connections], most));
     Set(Bound::TcpConnections, std::min((*this)[Bound::TcpConnections], mostOverTcp));
+    // A TCP peer that has ended its side keeps a descriptor without being a connection, and as many
+    // that the hub has ended linger.
+    const std::uint64_t left = machine - (*this)[Bound::Connections];
+    Set(Bound::EndedPeers, std::clamp<std::uint64_t>(left / 4, 1, (*this)[Bound::EndedPeers]));
 }
 
 std::string Limits::Read(std::string_view text) {

@@ -60,7 +60,9 @@ TEST_F(Bounds, WhoeverExceedsABoundOfItsOwnIsClosedAndWithdrawn) {
         again += (round == 0 ? "" : ",") + ReportEntry(Numbered("X", 7), "1") + "," +
                  ReportEntry(Numbered("X", 7), "1", "Property No Longer Available");
     }
-    const std::string excesses[] = {Reports("X", 9), Reports("X", 2, std::string(6'000, 'x')),
+    const std::string excesses[] = {Reports("X", 9),
+                                    Reports("X", 2, std::string(6'000, 'x')),
+                                    Reports("X", 1, std::string(2'000, '\x01')),
                                     again + "]}",
                                     "{\"PropertySubscribeRequests\": [" + subscriptions + "]}",
                                     "{\"PropertyGetRequests\": [" + reads + "]}"};
@@ -99,6 +101,25 @@ TEST_F(Bounds, WhatIsLeftBehindGoesBeforeWhatIsInUse) {
     EXPECT_EQ(Known("MOST"), 0U);
     EXPECT_EQ(Known("STAYS") + Known("LAST"), 6U);
     EXPECT_TRUE(staying->Ask(Get(Numbered("STAYS", 0))));
+}
+
+TEST_F(Bounds, AnEntryThatAWithdrawalTookOffAListCountsNoMore) {
+    const auto outside = hub.Connect(true);
+    for (const char* const component : {"A", "B", "C"}) {
+        inside->Send(Reports(component, 4));
+        ASSERT_EQ(Known(component), 4U);
+        std::vector<std::string> wanted;
+        for (int number = 0; number < 4; ++number) {
+            wanted.push_back(Numbered(component, number).Entry());
+        }
+        ASSERT_TRUE(outside->Ask(Section("PropertySubscribeRequests", wanted)));
+        for (int number = 0; number < 4; ++number) {
+            inside->Send(Report(Numbered(component, number), "1", "Property No Longer Available"));
+        }
+        ASSERT_TRUE(outside->ReceiveUntil("No Longer Available"));
+        EXPECT_TRUE(Eventually(
+            [&] { return hub.platform.platform.accounting->Total(Resource::Subscriptions) == 0; }));
+    }
 }
 
 /// A stream with one frame to read, whose writes block until it is closed.

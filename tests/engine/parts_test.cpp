@@ -11,21 +11,21 @@ namespace {
 
 TEST(ChangeQueue, HoldsFourHundredNinetyNineNewestFirst) {
     ChangeQueue queue;
-    EXPECT_FALSE(queue.Pop());
+    EXPECT_TRUE(queue.TakeAll().empty());
+    const auto first = MakeStringProperty("", {"first", "", "", ""});
     const auto old = MakeStringProperty("", {"old", "", "", ""});
     const auto lost = MakeStringProperty("", {"lost", "", "", ""});
-    for (int count = 0; count < 499; ++count) {
+    queue.Push(first);
+    for (int count = 0; count < 498; ++count) {
         queue.Push(old);
     }
     queue.Push(lost);
-    EXPECT_EQ(queue.Pop(), old);
+    const auto taken = queue.TakeAll();
+    ASSERT_EQ(taken.size(), 499U);
+    EXPECT_EQ(taken.front(), old);
+    EXPECT_EQ(taken.back(), first);
     queue.Push(lost);
-    EXPECT_EQ(queue.Pop(), lost);
-    int left = 0;
-    while (queue.Pop()) {
-        ++left;
-    }
-    EXPECT_EQ(left, 498);
+    EXPECT_EQ(queue.TakeAll(), std::vector<std::shared_ptr<Property>>{lost});
     EXPECT_EQ(lost.use_count(), 1);
 }
 

@@ -65,6 +65,20 @@ TEST_F(Publishing, ChangesOfAPeriodComeInOneMessageNewestFirstWithTheLatestValue
     EXPECT_LT(message.find("HEAT"), message.find("SPEED"));
 }
 
+TEST_F(Publishing, ManyChangesOfALongValueMakeNoEndlessMessage) {
+    component->Send(Report(kSpeed, "1"));
+    const auto client = hub.Connect();
+    client->Ask(Subscribe(kSpeed));
+    client->Receive();
+    std::vector<std::string> changes;
+    for (int change = 0; change < 50; ++change) {
+        changes.push_back(ReportEntry(kSpeed, std::to_string(change)));
+    }
+    changes.push_back(ReportEntry(kSpeed, std::string(1U << 20U, 'x')));
+    component->Send(Section("PropertyGetResponses", changes));
+    EXPECT_LT(client->ReceiveUntil("xx")->size(), 34U << 20U);
+}
+
 TEST_F(Publishing, TheLastChangeOfAPropertyStandsBeforeItsWithdrawal) {
     component->Send(Report(kSpeed, "1"));
     const auto client = hub.Connect();

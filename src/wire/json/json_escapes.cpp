@@ -91,17 +91,22 @@ void CopyPlainBytes(const char*& from, const char* end, char*& to) {
 
 }  // namespace
 
-std::string EscapeJsonText(std::string_view text) {
-    std::size_t extra = 0;
+std::size_t EscapedLength(std::string_view text) {
+    std::size_t length = text.size();
     for (const char byte : text) {
-        extra += ExtraBytes(byte);
+        length += ExtraBytes(byte);
     }
-    if (extra == 0) {
+    return length;
+}
+
+std::string EscapeJsonText(std::string_view text) {
+    const std::size_t length = EscapedLength(text);
+    if (length == text.size()) {
         return std::string(text);
     }
     constexpr std::string_view kHex = "0123456789abcdef";
     // The result is filled with backslashes, so that an escape only writes the bytes after its own.
-    std::string escaped(text.size() + extra, '\\');
+    std::string escaped(length, '\\');
     auto out = escaped.begin();
     for (const char byte : text) {
         if (const char letter = ShortEscape(byte)) {

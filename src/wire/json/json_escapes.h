@@ -12,6 +12,9 @@ namespace vantry {
 /// nothing.
 std::string EscapeJsonText(std::string_view text);
 
+/// Returns the size of what EscapeJsonText returns.
+std::size_t EscapedLength(std::string_view text);
+
 /// Returns the number of bytes of the escape at `from`, which must be a backslash, or 0 if it isn't
 /// a good escape that ends before `end`.
 std::size_t EscapeLength(const char* from, const char* end);
