@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 
 #include "wire/json/json_writer.h"
@@ -37,96 +38,44 @@ Reading Read(const std::string& text) {
     return {Written(value), testing::internal::GetCapturedStderr()};
 }
 
-TEST(JsonReader, TakesWhatItsLanguageTakes) {
+void ExpectReading(const std::string& text, const std::string& expected) {
+    const bool isRefused = expected == "syntax error";
+    const Reading reading = Read(text);
+    EXPECT_EQ(reading.written, isRefused ? "null" : expected) << text;
+    EXPECT_EQ(reading.errors, isRefused ? "error: syntax error\n" : "") << text;
+}
+
+TEST(JsonReader, ReadsTheTextsOfTheVectorsAsTheySay) {
+    std::ifstream file(VECTORS_PATH "/json.txt");
+    int lines = 0;
+    for (std::string line; std::getline(file, line); ++lines) {
+        const std::size_t tab = line.find('\t');
+        ExpectReading(line.substr(0, tab), line.substr(tab + 1));
+    }
+    EXPECT_EQ(lines, 60);
+}
+
+TEST(JsonReader, ReadsBytesThatNoLineCanHold) {
+    const std::string zeros(400, '0');
     const struct {
         std::string text;
         const char* written;
     } cases[] = {
-        {"{}", "{}"},
-        {"[]", "[]"},
-        {"1", "1"},
-        {"\"x\"", "\"x\""},
-        {"true", "true"},
-        {"null", "null"},
-        {"[,1]", "[1]"},
-        {"{,\"a\":1}", "{\"a\": 1}"},
-        {"[1]junk", "[1]"},
-        {"{'a':1}", "{\"a\": 1}"},
-        {"{\"a\":1,\"a\":2}", "{\"a\": 1}"},
-        {"{\"a\":1,\"a\":{\"b\":[2]},\"c\":3}", "{\"a\": 1,\"c\": 3}"},
-        {"{\"b\":1,\"a\":2,\"B\":3,\"ab\":4}", "{\"B\": 3,\"a\": 2,\"ab\": 4,\"b\": 1}"},
-        {"[tru]", "[]"},
-        {"[nullable]", "[null]"},
-        {"[truefalse]", nullptr},
-        {"[\"a\\qb\"]", "[]"},
-        {"[\"a\\u12\"]", "[12]"},
-        {"{\"k\":\"1\\q\"}", "{\"k\": 1}"},
-        {"[\"a\"b\"]", "[\"a\"]"},
         {"// c\n{}", "{}"},
-        {"/* x */[]", "[]"},
         {"\xEF\xBB\xBF{}", "{}"},
         {"[1,\r\n\t2]", "[1,2]"},
-        {"[0123]", "[123]"},
-        {"[+1,-1]", "[1,-1]"},
-        {"[+,-,.,e5]", "[0.00000000,0.00000000,0.00000000,0.00000000]"},
-        {"[5e]", "[5]"},
-        {"[5e+]", nullptr},
-        {"[1.,.5,1e3,-2.5E-1]", "[1.00000000,0.50000000,1000.00000000,-0.25000000]"},
-        {"[1" + Repeated("0", 400) + "e-400]", "[1.00000000]"},
-        {"[0." + Repeated("0", 400) + "1E401]", "[1.00000000]"},
-        {"[1" + Repeated("0", 400) + "e-5,1e400,1e99999999999999999999]", "[inf,inf,inf]"},
-        {"[-1" + Repeated("0", 400) + ".5,-.5e+400]", "[-inf,-inf]"},
-        {"[0." + Repeated("0", 400) + "1e5,0." + Repeated("0", 400) + "1E+5]",
-         "[0.00000000,0.00000000]"},
-        {"[-1e-400,0.1e-99999999999999999999]", "[-0.00000000,0.00000000]"},
-        {"[4294967296,2147483648]", "[0,-2147483648]"},
-        {"[99999999999999999999]", "[-1]"},
-        {"['a\\']", "[\"a\\\"]"},
-        {"['it is \"so\"']", "[\"it is \"so\"\"]"},
-        {"\"a\\u0000b\"", "\"a\""},
-        {"\"\\u00e9\"", "\"\xC3\xA9\""},
+        {"[1" + zeros + "e-400]", "[1.00000000]"},
+        {"[0." + zeros + "1E401]", "[1.00000000]"},
+        {"[1" + zeros + "e-5,1e400,1e99999999999999999999]", "[inf,inf,inf]"},
+        {"[-1" + zeros + ".5,-.5e+400]", "[-inf,-inf]"},
+        {"[0." + zeros + "1e5,0." + zeros + "1E+5]", "[0.00000000,0.00000000]"},
         {"\"\\ud83d\\ude00\"", "\"\xED\xA0\xBD\xED\xB8\x80\""},
         {"\"\\b\\f\\n\\r\\t\\/\"", "\"\b\f\n\r\t/\""},
         {"[1]\0[2]"s, "[1]"},
         {"\"\x01\xFF\n\"", "\"\x01\xFF\n\""},
     };
     for (const auto& [text, written] : cases) {
-        const Reading reading = Read(text);
-        EXPECT_EQ(reading.written, written == nullptr ? "null" : written) << text;
-        EXPECT_EQ(reading.errors, written == nullptr ? "error: syntax error\n" : "") << text;
-    }
-}
-
-TEST(JsonReader, RefusesTheRestWithOneLine) {
-    for (const char* text : {"",
-                             "  \t\n",
-                             "{\"a\":1,}",
-                             "[1,]",
-                             "[,,1]",
-                             "[,]",
-                             "[1,,2]",
-                             "1 2",
-                             "[1][2]",
-                             "{a:1}",
-                             "{1:2}",
-                             "tru",
-                             "True",
-                             "[0x10]",
-                             "1.2.3",
-                             "1true",
-                             "[",
-                             "{\"a\"",
-                             "{\"a\":",
-                             "]",
-                             "[}",
-                             "{\"a\" 1}",
-                             "{\"a\":1 \"b\":2}",
-                             ":",
-                             "[\"a\":1]",
-                             "{,}"}) {
-        const Reading reading = Read(text);
-        EXPECT_EQ(reading.written, "null") << text;
-        EXPECT_EQ(reading.errors, "error: syntax error\n") << text;
+        ExpectReading(text, written);
     }
 }
 
