@@ -10,7 +10,8 @@ set(VANTRY_CLIENT_HEADERS endpoint event_queue hub property result)
 list(TRANSFORM VANTRY_CLIENT_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/src/client/)
 list(TRANSFORM VANTRY_CLIENT_HEADERS APPEND .h)
 install(FILES ${VANTRY_CLIENT_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantry/client)
-install(FILES src/runtime/result.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantry/runtime)
+install(FILES src/runtime/result.h src/runtime/hub_port.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantry/runtime)
 set(VANTRY_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/vantry)
 install(EXPORT vantry NAMESPACE vantry:: FILE vantry-targets.cmake DESTINATION ${VANTRY_CMAKE_DIR})
 file(WRITE ${PROJECT_BINARY_DIR}/vantry-config.cmake

@@ -306,7 +306,8 @@ TEST_F(Hostile, AReaderThatPausesGetsItsWholeAnswer) {
         FrameClient reader = Connect(link);
         reader.Send(ManyReads(reads));
         EXPECT_TRUE(reader.HearsWithin(kPatienceMilliseconds));
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));  // This pause is what the test needs.
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(300));  // This pause is what the test needs.
         const std::string answer = reader.Receive().value_or("");
         EXPECT_EQ(Count(answer, "Property Not Found"), reads) << link;
     }
