@@ -60,7 +60,7 @@ void Channel::Run(std::shared_ptr<FrameSocket> first) {
 Outcome Channel::ServeOnce(const std::shared_ptr<FrameSocket>& socket) {
     SetCurrent(socket);
     Outcome end = stopping ? Outcome(Done{}) : callbacks.restore(*socket);
-    if (end && !stopping) {
+    if (end) {
         end = Serve(*socket);
     }
     socket->Abort();
@@ -70,6 +70,13 @@ Outcome Channel::ServeOnce(const std::shared_ptr<FrameSocket>& socket) {
 
 Outcome Channel::Serve(FrameSocket& socket) {
     up = true;
+    // Stop, which may have looked before the channel was up, leaves such a connection to this
+    // thread.
+    if (stopping) {
+        Leave(socket);
+        up = false;
+        return Done{};
+    }
     callbacks.onState(true);
     Settle(Done{});
     Outcome end = Done{};
@@ -134,11 +141,24 @@ void Channel::Restart() {
     hurry.Set();
 }
 
-void Channel::Stop() {
-    stopping = true;
+Outcome Channel::SayGoodbye() {
     PropertyMessage goodbye;
     goodbye.EncodeDisconnect();
-    if (up && Send(goodbye, Deadline::In(kGoodbyeMilliseconds))) {
+    return Send(goodbye, Deadline::In(kGoodbyeMilliseconds));
+}
+
+void Channel::Leave(FrameSocket& socket) {
+    const Deadline deadline = Deadline::In(kGoodbyeMilliseconds);
+    if (SayGoodbye()) {
+        while (socket.Receive(deadline)) {
+        }
+    }
+}
+
+void Channel::Stop() {
+    stopping = true;
+    // A connection whose state is being restored is ended by the channel's thread.
+    if (up ? bool(SayGoodbye()) : Current() != nullptr) {
         static_cast<void>(thread.WaitForEnd(kGoodbyeMilliseconds));
     }
     Restart();

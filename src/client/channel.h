@@ -71,6 +71,10 @@ private:
     void Run(std::shared_ptr<FrameSocket> first);
     Outcome ServeOnce(const std::shared_ptr<FrameSocket>& socket);
     Outcome Serve(FrameSocket& socket);
+    /// Asks the hub to close the connection.
+    Outcome SayGoodbye();
+    /// Says goodbye and waits, as long as Stop would, for the hub to close the connection.
+    void Leave(FrameSocket& socket);
     void Settle(const Outcome& outcome);
     std::shared_ptr<FrameSocket> Current() const;
     void SetCurrent(std::shared_ptr<FrameSocket> socket);

@@ -188,6 +188,7 @@ TEST_F(Owner, AnOrderlyEndLosesNothingAndLeavesNoLineInTheLog) {
     for (int round = 0; round < 20; ++round) {
         const std::string value = std::to_string(round);
         {
+            // The hub often ends while its subscription is still connecting.
             const auto hub = Connect();
             const Subscription everything = hub->Subscribe(Interest::Everything(), [](auto&) {});
             ASSERT_TRUE(hub->Announce({Announced("R" + value, "")}));
