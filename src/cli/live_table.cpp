@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <optional>
 
 #include "cli/text.h"
@@ -22,15 +21,6 @@ namespace vantry::cli {
 namespace {
 
 constexpr std::size_t kHistory = 512;
-
-std::optional<double> NumberIn(const std::string& text) {
-    char* end = nullptr;
-    const double number = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end != '\0') {
-        return std::nullopt;
-    }
-    return number;
-}
 
 }  // namespace
 

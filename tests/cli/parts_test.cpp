@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "cli/condition.h"
 #include "cli/live_table.h"
 #include "cli/property_names.h"
 #include "cli/script.h"
@@ -44,6 +45,37 @@ TEST(FindByName, TakesEveryWayToNameAProperty) {
     ASSERT_FALSE(misspelt);
     EXPECT_NE(misspelt.error().text.find("\"General/Print Speed\""), std::string::npos);
     EXPECT_EQ(FindByName(all, "zzzzzzzzzzzz").error().text.find("did you mean"), std::string::npos);
+}
+
+TEST(Condition, ComparesNumbersAndTextsAsAPersonMeans) {
+    const struct {
+        const char* text;
+        const char* name;
+        const char* holds;
+        const char* fails;
+    } cases[] = {{"Fan Speed > 0", "Fan Speed", "1200", "0"},
+                 {"Fan Speed>=10", "Fan Speed", "10.0", "9"},
+                 {"A/B/C < -1.5", "A/B/C", "-2", "none"},
+                 {"Speed <= 4", "Speed", "4", ""},
+                 {"Move Feed Motor == true", "Move Feed Motor", "True", "False"},
+                 {"Speed = 4", "Speed", "04", "40"},
+                 {"Speed != 4", "Speed", "5", "4.0"},
+                 {"Version ~ 1.*", "Version", "1.2", "2.1"},
+                 {"Version ~ beta", "Version", "2 Beta", "2"},
+                 {"Empty =", "Empty", "", " "},
+                 {"\"a \\\"<\\\" b\" = \" x>y\"", "a \"<\" b", " x>y", "x>y"}};
+    for (const auto& [text, name, holds, fails] : cases) {
+        const auto condition = Condition::Parse(text);
+        ASSERT_TRUE(condition) << text << ": " << condition.error().text;
+        EXPECT_EQ(condition->Name(), name);
+        EXPECT_TRUE(condition->Holds(holds)) << text;
+        EXPECT_FALSE(condition->Holds(fails)) << text;
+    }
+    for (const char* wrong : {"", "Fan Speed", "> 3", "Fan Speed > fast", "\"a > 3", "x ! 3"}) {
+        const auto condition = Condition::Parse(wrong);
+        ASSERT_FALSE(condition) << wrong;
+        EXPECT_NE(condition.error().text.find("'Fan Speed > 0'"), std::string::npos);
+    }
 }
 
 TEST(Text, FitsColumnsWhateverTheCharacters) {
