@@ -18,7 +18,7 @@ _vantry() {
         return
     fi
     case $command in
-        "") mapfile -t COMPREPLY < <(compgen -W "list get set watch announce raw record replay bench status" -- "$cur") ;;
+        "") mapfile -t COMPREPLY < <(compgen -W "list get set watch announce raw record replay bench status help" -- "$cur") ;;
         get | set | watch)
             local name typed=${cur//\\/}
             while IFS= read -r name; do

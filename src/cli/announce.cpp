@@ -12,7 +12,7 @@
 #include <fstream>
 #include <thread>
 
-#include "cli/commands.h"
+#include "cli/command_line.h"
 #include "cli/script.h"
 #include "cli/terminal.h"
 #include "cli/text.h"
@@ -64,8 +64,6 @@ void MoveRamps(client::Hub& hub, const std::vector<ScriptedProperty>& script) {
     }
 }
 
-}  // namespace
-
 int RunAnnounce(const Context& context, const std::string& fileName) {
     const auto script = ReadFile(fileName);
     if (!script) {
@@ -92,6 +90,18 @@ int RunAnnounce(const Context& context, const std::string& fileName) {
         static_cast<void>((*hub)->Withdraw(announcement.id));
     }
     return Exit::kDone;
+}
+
+}  // namespace
+
+void AddAnnounce(CommandLine& line) {
+    const auto file = std::make_shared<std::string>();
+    line.Add({.name = "announce",
+              .summary = "play a component from a file",
+              .group = CommandGroup::kByHand,
+              .examples = "  vantry announce fan.txt\n"},
+             [file](const Context& context) { return RunAnnounce(context, *file); })
+        .Text("file", *file, "its properties, see vantry(1)", CommandOptions::Need::kRequired);
 }
 
 }  // namespace vantry::cli

@@ -14,7 +14,7 @@
 #include <chrono>
 #include <thread>
 
-#include "cli/commands.h"
+#include "cli/command_line.h"
 #include "cli/terminal.h"
 
 namespace vantry::cli {
@@ -28,6 +28,11 @@ const client::PropertyId kAsked = {client::Hub::OwnComponent(),
                                    "ACEB1224-1DAF-42A2-BBAA-4678D5D3C8DA"};
 const client::PropertyId kChanged = {"0BE9C4A7-6E0B-4C57-9B8F-2B1F6A3C9D01", "Job bench",
                                      "COUNTER"};
+
+struct BenchOptions {
+    int connections = 4;
+    double seconds = 5;
+};
 
 /// What a run has measured so far. Each thread that reads appends to latencies of its own.
 struct Run {
@@ -120,8 +125,6 @@ void PrintResults(const Run& run, double seconds, bool json) {
     fmt::print("{} publications\n", run.publications.load());
 }
 
-}  // namespace
-
 int RunBench(const Context& context, const BenchOptions& options) {
     const auto probe = context.Connect();
     if (!probe) {
@@ -145,6 +148,18 @@ int RunBench(const Context& context, const BenchOptions& options) {
     return run.failures == 0 ? Exit::kDone
                              : Fail({client::ErrorCode::NoConnection,
                                      "a connection was lost while it was measured"});
+}
+
+}  // namespace
+
+void AddBench(CommandLine& line) {
+    const auto options = std::make_shared<BenchOptions>();
+    line.Add({.name = "bench",
+              .summary = "put load on the hub and measure it",
+              .group = CommandGroup::kByHand},
+             [options](const Context& context) { return RunBench(context, *options); })
+        .Count("--connections", options->connections, 1, 1000, "how many ask at once")
+        .Number("--seconds", options->seconds, 0.1, 86400, "for how long");
 }
 
 }  // namespace vantry::cli

@@ -5,7 +5,7 @@
 
 #include <fmt/core.h>
 
-#include "cli/commands.h"
+#include "cli/command_line.h"
 #include "cli/property_names.h"
 #include "cli/text.h"
 
@@ -35,7 +35,15 @@ void PrintValues(const std::vector<Property>& properties, bool json) {
     fmt::print("\n]\n");
 }
 
-}  // namespace
+/// What the arguments of `get` and `set` are.
+constexpr const char* kPropertyHelp = "a name, Group/Name, or GROUP-GUID:GUID";
+
+struct SetOptions {
+    std::string name;
+    std::string value;
+    /// Doesn't wait until the new value is seen or the time-out passes.
+    bool noWait = false;
+};
 
 int RunGet(const Context& context, const std::vector<std::string>& names) {
     const auto seen = context.ConnectAndReadAll();
@@ -58,7 +66,7 @@ int RunGet(const Context& context, const std::vector<std::string>& names) {
     return status;
 }
 
-int RunSet(const Context& context, const std::string& name, const std::string& value, bool noWait) {
+int RunSet(const Context& context, const SetOptions& options) {
     if (!context.tcp.empty()) {
         return Fail({client::ErrorCode::Refused,
                      "the hub takes no writes over TCP; use its local device (--device)"});
@@ -67,15 +75,15 @@ int RunSet(const Context& context, const std::string& name, const std::string& v
     if (!seen) {
         return Fail(seen.error());
     }
-    const auto property = FindByName(seen->properties, name);
+    const auto property = FindByName(seen->properties, options.name);
     if (!property) {
         return Fail(property.error());
     }
-    if (noWait) {
-        const client::Outcome sent = seen->hub->Write(property->id, value);
+    if (options.noWait) {
+        const client::Outcome sent = seen->hub->Write(property->id, options.value);
         return sent ? Exit::kDone : Fail(sent.error());
     }
-    const auto now = seen->hub->WriteAndWait(property->id, value);
+    const auto now = seen->hub->WriteAndWait(property->id, options.value);
     if (!now) {
         return Fail(now.error());
     }
@@ -85,6 +93,30 @@ int RunSet(const Context& context, const std::string& name, const std::string& v
         fmt::print("{} is now {}\n", DisplayName(*now, false), Printable(now->value));
     }
     return Exit::kDone;
+}
+
+}  // namespace
+
+void AddGet(CommandLine& line) {
+    const auto names = std::make_shared<std::vector<std::string>>();
+    line.Add({.name = "get",
+              .summary = "print the value of properties",
+              .group = CommandGroup::kReading,
+              .examples = "  vantry get \"Print Speed\"\n"},
+             [names](const Context& context) { return RunGet(context, *names); })
+        .Texts("property", *names, kPropertyHelp, CommandOptions::Need::kRequired);
+}
+
+void AddSet(CommandLine& line) {
+    const auto options = std::make_shared<SetOptions>();
+    line.Add({.name = "set",
+              .summary = "set a property",
+              .group = CommandGroup::kWriting,
+              .examples = "  vantry set \"Print Speed\" 8\n"},
+             [options](const Context& context) { return RunSet(context, *options); })
+        .Text("property", options->name, kPropertyHelp, CommandOptions::Need::kRequired)
+        .Text("value", options->value, "its new value", CommandOptions::Need::kRequired)
+        .Flag("--no-wait", options->noWait, "don't wait until the value is seen");
 }
 
 }  // namespace vantry::cli

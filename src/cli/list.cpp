@@ -9,7 +9,7 @@
 #include <map>
 #include <tuple>
 
-#include "cli/commands.h"
+#include "cli/command_line.h"
 #include "cli/property_names.h"
 #include "cli/terminal.h"
 #include "cli/text.h"
@@ -18,6 +18,16 @@ namespace vantry::cli {
 namespace {
 
 using client::Property;
+
+struct ListOptions {
+    // Patterns, see MatchesPattern. An empty one matches everything.
+    std::string component;
+    std::string group;
+    std::string name;
+    /// Prints one name a line, in the form that the other commands accept. Shell completion uses
+    /// it.
+    bool namesOnly = false;
+};
 
 constexpr std::size_t kWidestName = 48;
 constexpr std::size_t kWidestComponent = 24;
@@ -56,8 +66,6 @@ void PrintTable(const std::vector<Property>& properties, const Style& style) {
     }
 }
 
-}  // namespace
-
 int RunList(const Context& context, const ListOptions& options) {
     auto seen = context.ConnectAndReadAll();
     if (!seen) {
@@ -83,6 +91,21 @@ int RunList(const Context& context, const ListOptions& options) {
         PrintTable(all, Style(context.Fancy()));
     }
     return all.empty() && !context.json ? Exit::kRefused : Exit::kDone;
+}
+
+}  // namespace
+
+void AddList(CommandLine& line) {
+    const auto options = std::make_shared<ListOptions>();
+    line.Add({.name = "list",
+              .summary = "list the properties, by group",
+              .group = CommandGroup::kReading,
+              .examples = "  vantry list --group General\n  vantry list '*temp*'\n"},
+             [options](const Context& context) { return RunList(context, *options); })
+        .Text("name", options->name, "only names that hold this, or match this glob")
+        .Text("--component", options->component, "only of components named like this")
+        .Text("--group", options->group, "only of groups named like this")
+        .Flag("--names", options->namesOnly, "one name a line");
 }
 
 }  // namespace vantry::cli

@@ -17,7 +17,7 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "cli/commands.h"
+#include "cli/command_line.h"
 #include "cli/raw_socket.h"
 #include "cli/terminal.h"
 #include "cli/text.h"
@@ -126,8 +126,6 @@ int Converse(const Context& context, Recorder& recorder, const SendAll& sendAll)
                 : Fail({client::ErrorCode::NoConnection, "the hub has ended the connection"});
 }
 
-}  // namespace
-
 int RunRaw(const Context& context, const std::string& recordFile) {
     Recorder recorder(recordFile);
     if (!recorder.IsGood(recordFile)) {
@@ -163,6 +161,35 @@ int RunReplay(const Context& context, const std::string& file, bool fast) {
         }
         return true;
     });
+}
+
+}  // namespace
+
+void AddRaw(CommandLine& line) {
+    line.Add({.name = "raw",
+              .summary = "send each line of standard input as a frame, print answers",
+              .group = CommandGroup::kByHand},
+             [](const Context& context) { return RunRaw(context, ""); });
+}
+
+void AddRecord(CommandLine& line) {
+    const auto file = std::make_shared<std::string>();
+    line.Add({.name = "record",
+              .summary = "as raw, and keep the conversation",
+              .group = CommandGroup::kByHand},
+             [file](const Context& context) { return RunRaw(context, *file); })
+        .Text("file", *file, "where to keep it", CommandOptions::Need::kRequired);
+}
+
+void AddReplay(CommandLine& line) {
+    const auto file = std::make_shared<std::string>();
+    const auto fast = std::make_shared<bool>(false);
+    line.Add({.name = "replay",
+              .summary = "send a recorded conversation again",
+              .group = CommandGroup::kByHand},
+             [file, fast](const Context& context) { return RunReplay(context, *file, *fast); })
+        .Text("file", *file, "the recording", CommandOptions::Need::kRequired)
+        .Flag("--fast", *fast, "without its pauses");
 }
 
 }  // namespace vantry::cli

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <map>
 
-#include "cli/commands.h"
+#include "cli/command_line.h"
 #include "cli/terminal.h"
 #include "cli/text.h"
 #include "runtime/default_paths.h"
@@ -85,8 +85,6 @@ void PrintText(const Report& report, const Style& style) {
     }
 }
 
-}  // namespace
-
 int RunStatus(const Context& context, const std::string& root) {
     const auto endpoint = context.HubEndpoint();
     const auto seen = context.ConnectAndReadAll();
@@ -109,6 +107,17 @@ int RunStatus(const Context& context, const std::string& root) {
         PrintText(report, Style(context.Fancy()));
     }
     return Exit::kDone;
+}
+
+}  // namespace
+
+void AddStatus(CommandLine& line) {
+    const auto root = std::make_shared<std::string>();
+    line.Add({.name = "status",
+              .summary = "what the hub is and holds",
+              .group = CommandGroup::kFindingOut},
+             [root](const Context& context) { return RunStatus(context, *root); })
+        .Text("--root", *root, "root directory of the hub, for its log");
 }
 
 }  // namespace vantry::cli

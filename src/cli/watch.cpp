@@ -14,7 +14,7 @@
 #include <string>
 #include <utility>
 
-#include "cli/commands.h"
+#include "cli/command_line.h"
 #include "cli/live_table.h"
 #include "cli/property_names.h"
 #include "cli/terminal.h"
@@ -25,6 +25,13 @@ namespace vantry::cli {
 namespace {
 
 constexpr std::chrono::milliseconds kLook(100);
+
+struct WatchOptions {
+    std::vector<std::string> names;
+    bool live = false;
+    /// The number of changes after which the command ends; 0 means never.
+    int count = 0;
+};
 
 std::string TimeNow() {
     const auto now = std::chrono::system_clock::now();
@@ -136,8 +143,6 @@ int ShowTable(client::EventQueue& changes, const ConnectionReporter& reporter) {
     return Exit::kDone;
 }
 
-}  // namespace
-
 int RunWatch(const Context& context, const WatchOptions& options) {
     const auto endpoint = context.HubEndpoint();
     if (!endpoint) {
@@ -161,6 +166,21 @@ int RunWatch(const Context& context, const WatchOptions& options) {
     client::EventQueue changes;
     const client::Subscription subscription = (*hub)->Subscribe(*interest, changes.Callback());
     return live ? ShowTable(changes, reporter) : PrintChanges(changes, context, options.count);
+}
+
+}  // namespace
+
+void AddWatch(CommandLine& line) {
+    const auto options = std::make_shared<WatchOptions>();
+    line.Add({.name = "watch",
+              .summary = "print every change",
+              .group = CommandGroup::kReading,
+              .examples = "  vantry watch \"Printhead Temperature\" --count 3\n"
+                          "  vantry watch --live\n"},
+             [options](const Context& context) { return RunWatch(context, *options); })
+        .Texts("property", options->names, "what to watch (default: everything)")
+        .Flag("--live", options->live, "a table that updates in place")
+        .Count("--count", options->count, 1, 1000000000, "end after so many changes");
 }
 
 }  // namespace vantry::cli

@@ -1,6 +1,7 @@
 // Runs vantry as users do, against a running hub.
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <nlohmann/json.hpp>
 
@@ -80,9 +81,12 @@ TEST_F(VantryCommand, SaysWhatIsWrongByWordAndStatus) {
         {{"--timeout", "0.5", "set", "Head Temperature", "1"}, 4, "did not take"},
         {{"announce", "/nonexistent"}, 1, "No such file"},
         {{"replay", VANTRY_PATH}, 1, "no recorded message"},
-        {{"frobnicate"}, 2, ""},
-        {{"set", "one"}, 2, ""},
-        {{"--timeout", "never", "list"}, 2, ""},
+        {{"lst"}, 2, "no command \"lst\"; did you mean \"list\"?"},
+        {{"set", "one"}, 2, "vantry help set"},
+        {{"set", "Print", "Speed", "8"}, 2, "in quotes"},
+        {{"set", "one", "-x"}, 2, "-- stands before"},
+        {{"help", "wtch"}, 1, "did you mean \"watch\"?"},
+        {{"--timeout", "0", "list"}, 2, "0.001 to 86400"},
     };
     for (const auto& [arguments, status, mentions] : cases) {
         const ProcessResult result = Run(arguments);
@@ -106,6 +110,20 @@ TEST_F(VantryCommand, WatchesChangesAsLinesOrJson) {
     // Without a terminal there is no table.
     EXPECT_EQ(Run({"watch", "--live", "Head Temperature", "--count", "1"}).output.find('\x1b'),
               std::string::npos);
+}
+
+TEST_F(VantryCommand, EndsWhenItsOutputCannotBeWritten) {
+    const auto component = Announce();
+    const std::string run = std::string("exec 2>&1; ") + VANTRY_PATH + " --device '" +
+                            (hub.devices / "PRN1").string() + "' ";
+    // The test program may have been started with the signal ignored.
+    EXPECT_EQ(RunProgram("/bin/bash", {"-c", "trap '' PIPE; set -o pipefail; " + run +
+                                                 "watch 'Head Temperature' | head -n 1 >/dev/null"})
+                  .exitStatus,
+              128 + SIGPIPE);
+    const ProcessResult full = RunProgram("/bin/bash", {"-c", run + "list >/dev/full"});
+    EXPECT_EQ(full.exitStatus, 1);
+    EXPECT_NE(full.output.find("No space left on device"), std::string::npos) << full.output;
 }
 
 TEST_F(VantryCommand, AnEndedComponentIsWithdrawn) {

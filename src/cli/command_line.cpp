@@ -1,0 +1,205 @@
+// The command line of vantry.
+//
+// Each command is a subcommand of CLI11, whose callback runs it. CLI11 calls the callback while it
+// parses, so the exit status is kept until the end. The library's own error texts are short; a hint
+// with the next step is added for the mistakes that people make: a misspelt command, and a name
+// with blanks that isn't quoted.
+//
+// A command writes through stdio. Standard output is flushed and checked here once more, so that a
+// full disk ends every command with an error. A closed pipe ends the program by its signal.
+
+#include "cli/command_line.h"
+
+#include <fmt/core.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include "cli/suggestions.h"
+
+namespace vantry::cli {
+namespace {
+
+int NotWritten(int number) {
+    std::fprintf(stderr, "vantry: can't write the output: %s\n", std::strerror(number));
+    return Exit::kRefused;
+}
+
+CLI::Validator Between(double least, double most) {
+    return CLI::Validator(
+        [least, most](const std::string& text) {
+            double number = 0;
+            return CLI::detail::lexical_cast(text, number) && number >= least && number <= most
+                       ? std::string()
+                       : fmt::format("'{}' is no number from {} to {}", text, least, most);
+        },
+        "");
+}
+
+CLI::Option* Demand(CLI::Option* option, CommandOptions::Need need) {
+    return option->required(need == CommandOptions::Need::kRequired);
+}
+
+}  // namespace
+
+CommandOptions& CommandOptions::Text(const char* name, std::string& into, const char* help,
+                                     Need need) {
+    Demand(command.add_option(name, into, help), need);
+    return *this;
+}
+
+CommandOptions& CommandOptions::Texts(const char* name, std::vector<std::string>& into,
+                                      const char* help, Need need) {
+    CLI::Option* const option = Demand(command.add_option(name, into, help), need);
+    if (*name == '-') {
+        option->allow_extra_args(false);
+    }
+    return *this;
+}
+
+CommandOptions& CommandOptions::Flag(const char* name, bool& into, const char* help) {
+    command.add_flag(name, into, help);
+    return *this;
+}
+
+CommandOptions& CommandOptions::Number(const char* name, double& into, double least, double most,
+                                       const char* help) {
+    CLI::Option* const option =
+        command.add_option(name, into, help)->check(Between(least, most))->type_name("NUMBER");
+    if (into != 0) {
+        option->capture_default_str();
+    }
+    return *this;
+}
+
+CommandOptions& CommandOptions::Count(const char* name, int& into, int least, int most,
+                                      const char* help) {
+    CLI::Option* const option =
+        command.add_option(name, into, help)->check(Between(least, most))->type_name("NUMBER");
+    if (into != 0) {
+        option->capture_default_str();
+    }
+    return *this;
+}
+
+CommandOptions& CommandOptions::Choice(const char* name, std::string& into,
+                                       const std::vector<std::string>& words, const char* help) {
+    command.add_option(name, into, help)->check(CLI::IsMember(words));
+    return *this;
+}
+
+CommandLine::CommandLine()
+    : app(std::make_unique<CLI::App>(
+          "Reads, sets and watches the properties of a label printer's hub.", "vantry")) {
+    CLI::Option* const tcp = app->add_option("--tcp", context.tcp, "reach the hub over TCP (IPv4)")
+                                 ->type_name("HOST[:PORT]");
+    app->add_option(
+           "--device", context.device,
+           "socket of the local device (default: $VANTRY_DEVICE, else " + DefaultDevice() + ")")
+        ->type_name("PATH")
+        ->excludes(tcp);
+    app->add_option("--timeout", context.timeoutSeconds, "how long to wait for the hub")
+        ->type_name("SECONDS")
+        ->check(Between(0.001, 86400))
+        ->capture_default_str();
+    app->add_flag("--json", context.json, "print JSON");
+    app->add_flag("--no-color", context.noColor, "no colours, whatever the terminal");
+    app->set_version_flag("--version", "vantry " VANTRY_VERSION);
+    app->fallthrough();
+    app->require_subcommand(1);
+#define COMMAND(Name) Add##Name(*this);
+#include "cli/commands.def"
+#undef COMMAND
+}
+
+CommandLine::~CommandLine() = default;
+
+CommandOptions CommandLine::Add(const CommandText& text, std::function<int(const Context&)> run) {
+    CLI::App* const command = app->add_subcommand(text.name, text.summary)->group(text.group);
+    if (*text.examples != '\0') {
+        command->footer(std::string("Examples:\n") + text.examples);
+    }
+    command->callback([this, execute = std::move(run)] { status = execute(context); });
+    return CommandOptions(*command);
+}
+
+std::vector<std::string> CommandLine::CommandNames() const {
+    std::vector<std::string> names;
+    for (const CLI::App* command : app->get_subcommands([](const CLI::App*) { return true; })) {
+        names.push_back(command->get_name());
+    }
+    return names;
+}
+
+client::Result<std::string> CommandLine::HelpFor(const std::string& command) const {
+    if (command.empty()) {
+        return app->help();
+    }
+    const std::vector<std::string> names = CommandNames();
+    if (std::find(names.begin(), names.end(), command) == names.end()) {
+        return client::Error{client::ErrorCode::NotFound, "there is no help for \"" + command +
+                                                              "\"" + DidYouMean(command, names, 1)};
+    }
+    return app->get_subcommand(command)->help();
+}
+
+std::string CommandLine::Hint(const CLI::ParseError& error) const {
+    const std::vector<CLI::App*> chosen = app->get_subcommands();
+    const std::vector<std::string> rest = app->remaining(true);
+    const bool isOption = !rest.empty() && rest.front().starts_with('-');
+    if (chosen.empty()) {
+        const std::string nearest =
+            rest.empty() || isOption ? "" : DidYouMean(rest.front(), CommandNames(), 1);
+        return nearest + "; \"vantry help\" lists the commands";
+    }
+    std::string hint;
+    if (isOption) {
+        hint = "; -- stands before a name or value that begins with -";
+    } else if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+        hint = "; names with blanks go in quotes";
+    }
+    return hint + "; \"vantry help " + chosen.front()->get_name() + "\" shows how it is used";
+}
+
+int CommandLine::WrongUsage(const CLI::ParseError& error) const {
+    std::string text = error.what();
+    const std::vector<std::string> rest = app->remaining();
+    if (app->get_subcommands().empty() && !rest.empty() && !rest.front().starts_with('-')) {
+        text = "there is no command \"" + rest.front() + "\"";
+    }
+    while (!text.empty() && (text.back() == '\n' || text.back() == '.')) {
+        text.pop_back();
+    }
+    fmt::print(stderr, "vantry: {}{}\n", text, Hint(error));
+    return Exit::kUsage;
+}
+
+int CommandLine::Parsed(int argc, char** argv) {
+    try {
+        app->parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return error.get_exit_code() == 0 ? app->exit(error) : WrongUsage(error);
+    }
+    return status;
+}
+
+int CommandLine::Run(int argc, char** argv) {
+    try {
+        const int result = Parsed(argc, argv);
+        errno = 0;
+        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+            return NotWritten(errno == 0 ? ENOSPC : errno);
+        }
+        return result;
+    } catch (const std::system_error& error) {
+        // fmt reports a failed write in this way.
+        return NotWritten(error.code().value());
+    }
+}
+
+}  // namespace vantry::cli

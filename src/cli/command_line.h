@@ -1,0 +1,105 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/context.h"
+
+namespace CLI {
+class App;
+class ParseError;
+}  // namespace CLI
+
+namespace vantry::cli {
+
+/// What the help says about a command.
+struct CommandText {
+    const char* name;
+    /// One line, which begins with a small letter and has no full stop.
+    const char* summary;
+    /// The heading under which the help lists the command, see CommandGroup.
+    const char* group;
+    /// Lines that `vantry help COMMAND` prints as they are, each an example and what it does.
+    const char* examples = "";
+};
+
+/// The headings of the help.
+struct CommandGroup {
+    static constexpr const char* kReading = "Read";
+    static constexpr const char* kWriting = "Write";
+    static constexpr const char* kFindingOut = "Find out what is wrong";
+    static constexpr const char* kByHand = "By hand";
+    static constexpr const char* kHelp = "Help";
+};
+
+/// The options of one command. The files of commands use it instead of the library that parses the
+/// arguments, whose headers take seconds to compile.
+///
+/// A name such as "--count" is that of an option, any other that of a positional argument. What is
+/// parsed is stored in `into`, which must live until the command has run; without the option it
+/// keeps its value, which the help shows for numbers unless it is 0.
+class CommandOptions {
+public:
+    enum class Need { kOptional, kRequired };
+
+    explicit CommandOptions(CLI::App& itsCommand) : command(itsCommand) {}
+
+    CommandOptions& Text(const char* name, std::string& into, const char* help,
+                         Need need = Need::kOptional);
+    /// A positional argument takes all that are left; an option may be given several times.
+    CommandOptions& Texts(const char* name, std::vector<std::string>& into, const char* help,
+                          Need need = Need::kOptional);
+    CommandOptions& Flag(const char* name, bool& into, const char* help);
+    /// Accepts the numbers from `least` to `most`.
+    CommandOptions& Number(const char* name, double& into, double least, double most,
+                           const char* help);
+    CommandOptions& Count(const char* name, int& into, int least, int most, const char* help);
+    /// Accepts one of the words.
+    CommandOptions& Choice(const char* name, std::string& into,
+                           const std::vector<std::string>& words, const char* help);
+
+private:
+    CLI::App& command;
+};
+
+/// The command line of vantry: the options that all commands share, and the commands.
+///
+/// A command is one file. It defines a function AddNAME(CommandLine&), which calls Add and then
+/// adds its own options, and it has a line in commands.def. Its options are kept in an object that
+/// `run` shares, because they are read into it later. Only the main thread uses this class.
+class CommandLine {
+public:
+    CommandLine();
+    ~CommandLine();
+    CommandLine(const CommandLine&) = delete;
+    CommandLine& operator=(const CommandLine&) = delete;
+
+    /// Adds a command. `run` prints the result to standard output and errors to standard error, and
+    /// returns the exit status, see Exit.
+    CommandOptions Add(const CommandText& text, std::function<int(const Context&)> run);
+    /// Returns the help of the program or, unless `command` is empty, of one command, with its
+    /// examples. Returns an error if there is no such command.
+    client::Result<std::string> HelpFor(const std::string& command) const;
+    /// Parses the arguments, runs the command, and returns the exit status of the program. Output
+    /// that couldn't be written is an error.
+    int Run(int argc, char** argv);
+
+private:
+    std::vector<std::string> CommandNames() const;
+    int Parsed(int argc, char** argv);
+    int WrongUsage(const CLI::ParseError& error) const;
+    std::string Hint(const CLI::ParseError& error) const;
+
+    const std::unique_ptr<CLI::App> app;
+    Context context;
+    int status = Exit::kDone;
+};
+
+// The functions that add the commands, which the lines of commands.def name.
+#define COMMAND(Name) void Add##Name(CommandLine& line);
+#include "cli/commands.def"
+#undef COMMAND
+
+}  // namespace vantry::cli
