@@ -5,13 +5,16 @@ install(TARGETS vantryd vantry RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS prn LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 # The client library: an archive, its headers, a CMake package and a pkg-config file.
-install(TARGETS vantry_client EXPORT vantry ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS vantry_client vantry_describe EXPORT vantry ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 set(VANTRY_CLIENT_HEADERS endpoint event_queue hub property result)
 list(TRANSFORM VANTRY_CLIENT_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/src/client/)
 list(TRANSFORM VANTRY_CLIENT_HEADERS APPEND .h)
 install(FILES ${VANTRY_CLIENT_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantry/client)
 install(FILES src/runtime/result.h src/runtime/hub_port.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantry/runtime)
+install(FILES src/describe/description.h src/describe/descriptions.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantry/describe)
+install(DIRECTORY packaging/properties.d DESTINATION ${CMAKE_INSTALL_DATADIR}/vantry)
 set(VANTRY_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/vantry)
 install(EXPORT vantry NAMESPACE vantry:: FILE vantry-targets.cmake DESTINATION ${VANTRY_CMAKE_DIR})
 file(WRITE ${PROJECT_BINARY_DIR}/vantry-config.cmake
@@ -22,7 +25,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/vantry-config-version.cma
 install(FILES ${PROJECT_BINARY_DIR}/vantry-config.cmake
   ${PROJECT_BINARY_DIR}/vantry-config-version.cmake DESTINATION ${VANTRY_CMAKE_DIR})
 configure_file(packaging/vantry-client.pc.in vantry-client.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vantry-client.pc
+configure_file(packaging/vantry-describe.pc.in vantry-describe.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vantry-client.pc ${PROJECT_BINARY_DIR}/vantry-describe.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # The service, its user and its directories. System paths don't follow the prefix.
@@ -44,7 +48,7 @@ install(FILES packaging/completions/_vantry
 install(FILES packaging/completions/vantry.fish
   DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 install(FILES README.md CHANGELOG.md docs/ARCHITECTURE.md docs/PROTOCOL.md docs/PROPERTY_FILE.md
-  docs/SECURITY.md docs/WRITE_A_COMPONENT.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  docs/SECURITY.md docs/DESCRIPTIONS.md docs/WRITE_A_COMPONENT.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vantry)
