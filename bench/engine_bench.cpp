@@ -140,6 +140,9 @@ void OneRequest(benchmark::State& state) { Request(state, SmallRequest()); }
 BENCHMARK(OneRequest);
 void AskForEverything(benchmark::State& state) { Request(state, R"({"GetAllProperties": true})"); }
 BENCHMARK(AskForEverything);
+/// A message of 900 reports whose values are those that the hub already has.
+void ReportMessage(benchmark::State& state) { Request(state, Answer(900)); }
+BENCHMARK(ReportMessage);
 
 }  // namespace
 }  // namespace vantry::bench

@@ -1,0 +1,140 @@
+// The least that a server can do: it receives so many bytes and sends so many others.
+//
+//     compare_echo REQUEST_BYTES ANSWER_BYTES twice|once|epoll
+//
+// It listens on a free TCP port of 127.0.0.1, prints its number, and serves until it is killed.
+// With "twice" and "once" each connection has a thread, which receives a request with two calls
+// (32 bytes, then the rest) or with one. With "epoll" one thread serves all connections.
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+namespace vantry::bench {
+namespace {
+
+constexpr std::size_t kHeadBytes = 32;
+
+int Listen() {
+    const int listening = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    if (bind(listening, generic, size) != 0 || listen(listening, 1024) != 0 ||
+        getsockname(listening, generic, &size) != 0) {
+        std::perror("compare_echo");
+        std::exit(1);
+    }
+    std::printf("%d\n", ntohs(address.sin_port));
+    std::fflush(stdout);
+    return listening;
+}
+
+bool SendAll(int number, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t sent = send(number, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent <= 0) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+    return true;
+}
+
+void Serve(int number, std::size_t requestBytes, std::size_t first, const std::string& answer) {
+    std::vector<char> request(requestBytes);
+    std::size_t received = 0;
+    for (;;) {
+        const std::size_t wanted = received == 0 ? first : requestBytes - received;
+        const ssize_t got = recv(number, request.data() + received, wanted, 0);
+        if (got <= 0) {
+            break;
+        }
+        received += static_cast<std::size_t>(got);
+        if (received == requestBytes) {
+            received = 0;
+            if (!SendAll(number, answer)) {
+                break;
+            }
+        }
+    }
+    close(number);
+}
+
+void ServeWithThreads(int listening, std::size_t requestBytes, std::size_t first,
+                      const std::string& answer) {
+    for (;;) {
+        const int number = accept(listening, nullptr, nullptr);
+        std::thread([=, &answer] { Serve(number, requestBytes, first, answer); }).detach();
+    }
+}
+
+void Watch(int poller, int number) {
+    epoll_event event{.events = EPOLLIN, .data = {.fd = number}};
+    epoll_ctl(poller, EPOLL_CTL_ADD, number, &event);
+}
+
+void ServeWithEpoll(int listening, std::size_t requestBytes, const std::string& answer) {
+    const int poller = epoll_create1(0);
+    Watch(poller, listening);
+    std::vector<char> buffer(64U << 10U);
+    std::unordered_map<int, std::size_t> received;
+    std::array<epoll_event, 256> ready{};
+    for (;;) {
+        const int count = epoll_wait(poller, ready.data(), ready.size(), -1);
+        for (int place = 0; place < count; ++place) {
+            const int number = ready[static_cast<std::size_t>(place)].data.fd;
+            if (number == listening) {
+                Watch(poller, accept(listening, nullptr, nullptr));
+                continue;
+            }
+            const ssize_t got = recv(number, buffer.data(), buffer.size(), 0);
+            if (got <= 0) {
+                received.erase(number);
+                close(number);
+                continue;
+            }
+            std::size_t& sum = received[number];
+            sum += static_cast<std::size_t>(got);
+            if (sum >= requestBytes) {
+                sum -= requestBytes;
+                SendAll(number, answer);
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vantry::bench
+
+int main(int argc, char** argv) {
+    using namespace vantry::bench;
+    if (argc != 4) {
+        std::fprintf(stderr, "usage: compare_echo REQUEST_BYTES ANSWER_BYTES twice|once|epoll\n");
+        return 2;
+    }
+    const std::size_t requestBytes = std::strtoul(argv[1], nullptr, 10);
+    const std::string answer(std::strtoul(argv[2], nullptr, 10), 'x');
+    const std::string_view way = argv[3];
+    const int listening = Listen();
+    if (way == "epoll") {
+        ServeWithEpoll(listening, requestBytes, answer);
+    }
+    const std::size_t first = way == "twice" ? std::min(kHeadBytes, requestBytes) : requestBytes;
+    ServeWithThreads(listening, requestBytes, first, answer);
+    return 0;
+}
