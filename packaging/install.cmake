@@ -1,4 +1,4 @@
-# What `cmake --install` and the Debian package put where.
+# What `cmake --install` puts where. The Debian packages (debian/) take their files from there.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS vantryd vantry RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
@@ -47,23 +47,4 @@ install(FILES packaging/completions/_vantry
   DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
 install(FILES packaging/completions/vantry.fish
   DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
-install(FILES README.md CHANGELOG.md docs/ARCHITECTURE.md docs/PROTOCOL.md docs/PROPERTY_FILE.md
-  docs/SECURITY.md docs/DESCRIPTIONS.md docs/WRITE_A_COMPONENT.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_NAME vantry)
-set(CPACK_PACKAGE_VENDOR Vantry)
-set(CPACK_PACKAGE_CONTACT "Vantry engineers <engineers@vantry.example>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Property hub of a label printer")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_STRIP_FILES ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION misc)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS systemd)
-set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
-  ${PROJECT_SOURCE_DIR}/packaging/debian/conffiles
-  ${PROJECT_SOURCE_DIR}/packaging/debian/postinst
-  ${PROJECT_SOURCE_DIR}/packaging/debian/prerm
-  ${PROJECT_SOURCE_DIR}/packaging/debian/postrm)
-include(CPack)
+install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds the Debian package, installs it into a folder that stands for a system, runs what it brings,
-# and removes it again.
+# Builds the Debian packages, installs them into a folder that stands for a system, upgrades that from
+# version 1.0.0, runs what they bring, and removes them again. What only a running systemd does is
+# recorded by stand-ins and checked as far as that goes.
 #     package_test.sh BUILD-DIRECTORY
 set -euo pipefail
 build=$1
@@ -13,18 +14,40 @@ stop() {
 trap stop EXIT
 fail() { echo "package test: $*" >&2; exit 1; }
 
-(cd "$build" && cpack -G DEB -B "$work/out" >"$work/cpack.log") || { cat "$work/cpack.log"; exit 1; }
-package=$(ls "$work"/out/*.deb)
+"$(dirname "$0")/build_packages.sh" "$build" "$work/out"
 root=$work/system
-mkdir -p "$root"/var/lib/dpkg/{info,updates} "$root"/{etc,run}
+mkdir -p "$root"/var/lib/dpkg/{info,updates} "$root"/{etc,run} "$work"/{bin,old/DEBIAN}
 touch "$root"/var/lib/dpkg/status "$root"/etc/{passwd,group}
 as_package_manager() {
-  dpkg --root="$root" --force-script-chrootless --force-depends --force-not-root --log=/dev/null "$@"
+  dpkg --root="$root" --force-script-chrootless --force-depends --force-not-root --log=/dev/null \
+    "$@" >"$work/dpkg.log" 2>&1 || { cat "$work/dpkg.log" >&2; return 1; }
 }
-as_package_manager -i "$package" >/dev/null
+# A stand-in writes down what it is asked, and says of the unit what the test wants it to.
+for tool in systemctl systemd-sysusers systemd-tmpfiles deb-systemd-invoke py3compile py3clean; do
+  printf '#!/bin/sh\necho %s "$@" >>"%s"\n' "$tool" "$work/calls" >"$work/bin/$tool"
+  chmod +x "$work/bin/$tool"
+done
+export PATH=$work/bin:$PATH
+
+# Version 1.0.0 was one package with everything, and had saved settings. Its service was disabled.
+mkdir -p "$work"/old/usr/bin "$root"/var/lib/vantry/Store
+printf 'Package: vantry\nVersion: 1.0.0\nArchitecture: amd64\nMaintainer: x\nDescription: x\n' >"$work/old/DEBIAN/control"
+for file in vantry vantryd; do echo old >"$work/old/usr/bin/$file"; done
+printf '#!/bin/sh\nif [ "$1" = purge ]; then rm -rf "$DPKG_ROOT/var/lib/vantry"; fi\n' >"$work/old/DEBIAN/postrm"
+chmod 755 "$work/old/DEBIAN/postrm"
+dpkg-deb --build "$work/old" "$work/old.deb" >/dev/null
+as_package_manager -i "$work/old.deb"
+echo kept >"$root/var/lib/vantry/Store/kept"
+as_package_manager -i "$work"/out/{vantry_,vantry-c,vantryd_,libvantry-dev,python3-vantry}*.deb
+[ "$(cat "$root/var/lib/vantry/Store/kept")" = kept ] || fail "the upgrade lost a setting"
+grep -q systemd-sysusers "$work/calls" || fail "nobody asks for the user"
+[ "$(cat "$root/var/lib/systemd/deb-systemd-helper-enabled/vantryd.service.dsh-also")" = \
+  /etc/systemd/system/multi-user.target.wants/vantryd.service ] || fail "a disabled service is enabled"
 for file in usr/bin/vantryd usr/bin/vantry usr/share/man/man1/vantry.1.gz lib/systemd/system/vantryd.service \
   lib/sysusers.d/vantry.conf lib/tmpfiles.d/vantry.conf usr/share/bash-completion/completions/vantry \
-  usr/share/fish/vendor_completions.d/vantry.fish usr/share/zsh/vendor-completions/_vantry; do
+  usr/share/fish/vendor_completions.d/vantry.fish usr/share/zsh/vendor-completions/_vantry \
+  etc/default/vantryd etc/logrotate.d/vantryd usr/share/vantry/properties.d usr/lib/libprn.so \
+  usr/lib/libvantry_client.a usr/lib/python3/dist-packages/vantry/sync.py; do
   [ -e "$root/$file" ] || [ -e "$root/usr/$file" ] || [ -e "$root/${file%.gz}" ] || fail "$file is missing"
 done
 
@@ -56,7 +79,7 @@ wait "$hub" || fail "the hub did not stop cleanly"
 hub=
 [ -z "$(ls -A "$devices")" ] || fail "sockets are left"
 
-as_package_manager --purge vantry >/dev/null
+as_package_manager --purge vantry vantry-cli vantry-common vantryd libvantry-dev python3-vantry
 left=$(find "$root" -type f ! -path "$root/var/lib/dpkg/*" ! -path "$root/etc/*")
 [ -z "$left" ] || fail "files are left: $left"
 [ ! -e "$root/var/lib/vantry" ] || fail "its state is left"
