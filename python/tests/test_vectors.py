@@ -18,17 +18,9 @@ def talk(link, text):
 
 
 def hear(link):
-    def exactly(count):
-        data = b""
-        while len(data) < count:
-            piece = link.recv(count - len(data))
-            assert piece, "the hub has ended the connection"
-            data += piece
-        return data
-
-    head = exactly(messages.HEAD_BYTES)
-    assert head.startswith(messages.MAGIC)
-    return exactly(struct.unpack("<I", head[16:])[0])
+    head = link.recv(messages.HEAD_BYTES, socket.MSG_WAITALL)
+    assert head.startswith(messages.MAGIC), head
+    return link.recv(struct.unpack("<I", head[16:])[0], socket.MSG_WAITALL)
 
 
 class Vectors(HubTestCase):

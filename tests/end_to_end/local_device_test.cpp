@@ -17,12 +17,6 @@ namespace {
 
 using namespace test;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-
 class LocalDevice : public testing::Test {
 protected:
     std::string LimitsFile(const std::string& text) const {
@@ -51,12 +45,6 @@ std::string ProcessFile(const VantrydProcess& hub, const std::string& name) {
     return ReadFile("/proc/" + std::to_string(hub.Id()) + "/" + name);
 }
 
-/// Returns the peak of the memory of the process, in KiB.
-long PeakMemory(const VantrydProcess& hub) {
-    const std::string status = ProcessFile(hub, "status");
-    return std::stol(status.substr(status.find("VmHWM:") + 6));
-}
-
 /// Returns the processor time of the process, in hundredths of a second.
 long ProcessorTime(const VantrydProcess& hub) {
     std::istringstream fields(ProcessFile(hub, "stat"));
@@ -68,33 +56,6 @@ long ProcessorTime(const VantrydProcess& hub) {
     long system = 0;
     fields >> user >> system;
     return user + system;
-}
-
-TEST_F(LocalDevice, AReaderGetsAnAnswerOfAnySizeWhole) {
-    VantrydProcess hub(directory.Path());
-    FrameClient client = hub.Device("PRN1");
-    constexpr int kEntries = 200'000;
-    const std::optional<std::string> answer = client.Ask(AskForUnknown(kEntries));
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(Count(*answer, "Property Not Found"), std::size_t{kEntries});
-    // The second answer is made while the first one still waits.
-    client.Send(AskForUnknown(1000));
-    EXPECT_TRUE(client.Ask(kGetAll));
-    EXPECT_TRUE(client.Receive());
-}
-
-TEST_F(LocalDevice, AClientThatSendsFasterThanTheHubReadsHasToWait) {
-    VantrydProcess hub(directory.Path(), {"--limits", LimitsFile("local-input = 100000")});
-    const long before = PeakMemory(hub);
-    FrameClient client = hub.Device("PRN1");
-    const std::string junk(1U << 20U, 'x');
-    for (int count = 0; count < 48; ++count) {
-        client.SendBytes(junk);
-    }
-    EXPECT_TRUE(client.Ask(kGetAll));
-    if (!kSanitized) {
-        EXPECT_LT(PeakMemory(hub) - before, 24 << 10);
-    }
 }
 
 TEST_F(LocalDevice, OneThatReadsNothingIsClosedAndTold) {
@@ -110,15 +71,6 @@ TEST_F(LocalDevice, OneThatReadsNothingIsClosedAndTold) {
     }));
     EXPECT_TRUE(client.SeesEnd());
     EXPECT_TRUE(component.Ask(kGetAll));
-}
-
-TEST_F(LocalDevice, AWriteBehindAReadCountsThoughItsClientCloses) {
-    VantrydProcess hub(directory.Path());
-    FrameClient witness = hub.Device("PRN1");
-    for (int value = 1000; value < 1020; ++value) {
-        hub.Device("PRN1").SendBytes(FrameOf(kGetAll) + FrameOf(kGetAll) + SetPeriod(value));
-        ASSERT_TRUE(Eventually([&] { return PeriodIs(witness, value); })) << value;
-    }
 }
 
 TEST_F(LocalDevice, ADroppedClientWithOutputLeftCostsNothing) {

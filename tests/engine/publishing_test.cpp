@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "engine/change_queue.h"
 #include "property/property_factories.h"
 #include "runtime/event.h"
 #include "support/test_hub.h"
@@ -12,10 +13,6 @@ namespace {
 using namespace test;
 
 const Address kSpeed{"COMPONENT", "GROUP", "SPEED"};
-const Address kHeat{"COMPONENT", "GROUP", "HEAT"};
-
-/// Longer than two periods of a TestHub.
-constexpr int kSilenceMilliseconds = 700;
 
 class Publishing : public testing::Test {
 protected:
@@ -26,146 +23,9 @@ protected:
         witness->Ask(kSubscribeAll);
         witness->ReceiveUntil("Property Publishing Period in ms");
     }
-    std::string ValueIn(const std::string& message) {
-        const std::size_t start = message.find("\"Value\": \"") + 10;
-        return message.substr(start, message.find('"', start) - start);
-    }
-
     TestHub hub;
-    std::unique_ptr<TestPeer> component;
+    std::unique_ptr<FrameClient> component;
 };
-
-TEST_F(Publishing, ASubscriberHearsWhatItSubscribedToAndNothingElse) {
-    const auto client = hub.Connect();
-    EXPECT_NE(client->Ask(Subscribe(kSpeed))->find("Property Not Found"), std::string::npos);
-    component->Send(Report(kSpeed, "1"));
-    component->Send(Report(kHeat, "1"));
-    const std::string first = *client->Receive();
-    EXPECT_EQ(first,
-              R"({"PropertyGetResponses": [{"Component": "COMPONENT","ComponentString": "Sim",)"
-              R"("GUID": "GROUP:SPEED","GroupString": "Sim Group","NameString": "Sim Name",)"
-              R"("Status": "Successful","Value": "1"}]})");
-    component->Send(Report(kSpeed, "1"));
-    component->Send(Report(kHeat, "2"));
-    EXPECT_TRUE(client->HearsNothingFor(kSilenceMilliseconds));
-    component->Send(Report(kSpeed, "2"));
-    EXPECT_EQ(ValueIn(*client->Receive()), "2");
-}
-
-TEST_F(Publishing, ChangesOfAPeriodComeInOneMessageNewestFirstWithTheLatestValue) {
-    component->Send(Report(kSpeed, "1"));
-    component->Send(Report(kHeat, "1"));
-    const auto client = hub.Connect();
-    client->Ask(Section("PropertySubscribeRequests", {kSpeed.Entry(), kHeat.Entry()}));
-    client->Receive();
-    component->Send(
-        Section("PropertyGetResponses",
-                {ReportEntry(kSpeed, "2"), ReportEntry(kHeat, "3"), ReportEntry(kHeat, "4")}));
-    const std::string message = *client->Receive();
-    EXPECT_EQ(Count(message, "\"Value\": \"4\""), 2U);
-    EXPECT_LT(message.find("HEAT"), message.find("SPEED"));
-}
-
-TEST_F(Publishing, ManyChangesOfALongValueMakeNoEndlessMessage) {
-    component->Send(Report(kSpeed, "1"));
-    const auto client = hub.Connect();
-    client->Ask(Subscribe(kSpeed));
-    client->Receive();
-    std::vector<std::string> changes;
-    for (int change = 0; change < 50; ++change) {
-        changes.push_back(ReportEntry(kSpeed, std::to_string(change)));
-    }
-    changes.push_back(ReportEntry(kSpeed, std::string(1U << 20U, 'x')));
-    component->Send(Section("PropertyGetResponses", changes));
-    EXPECT_LT(client->ReceiveUntil("xx")->size(), 34U << 20U);
-}
-
-TEST_F(Publishing, TheLastChangeOfAPropertyStandsBeforeItsWithdrawal) {
-    component->Send(Report(kSpeed, "1"));
-    const auto client = hub.Connect();
-    client->Ask(Subscribe(kSpeed));
-    client->Receive();
-    component->Send(Report(kSpeed, "9", "Property No Longer Available"));
-    const std::string message = *client->Receive();
-    EXPECT_EQ(Count(message, "\"Value\": \"9\""), 2U);
-    EXPECT_LT(message.find("Successful"), message.find("Property No Longer Available"));
-    // The withdrawal has emptied its list, so it gets everything from now on.
-    component->Send(Report(kHeat, "1"));
-    EXPECT_TRUE(client->ReceiveUntil("HEAT"));
-}
-
-TEST_F(Publishing, ASubscriberOfEverythingNarrowsToAListAndNeverBack) {
-    const auto client = hub.Connect();
-    EXPECT_NE(client->Ask(kSubscribeAll)->find("GetAllPropertiesResponse"), std::string::npos);
-    component->Send(Report(kHeat, "1"));
-    EXPECT_TRUE(client->ReceiveUntil("HEAT"));
-    client->Ask(Subscribe(kSpeed));
-    EXPECT_NE(client->Ask(kSubscribeAll)->find("HEAT"), std::string::npos);
-    component->Send(Report(kHeat, "2"));
-    EXPECT_TRUE(client->HearsNothingFor(kSilenceMilliseconds));
-    component->Send(Report(kSpeed, "1"));
-    EXPECT_EQ(Count(*client->Receive(), "\"GUID\""), 1U);
-}
-
-TEST_F(Publishing, AllInTheReplyAndAListInOneMessageSubscribesToTheList) {
-    const auto client = hub.Connect();
-    const std::string list = Subscribe(kSpeed);
-    const std::string reply = *client->Ask(R"({"GetAllProperties": true,)" + list.substr(1));
-    EXPECT_NE(reply.find("GetAllPropertiesResponse"), std::string::npos);
-    component->Send(Report(kHeat, "1"));
-    component->Send(Report(kSpeed, "1"));
-    EXPECT_EQ(Count(*client->Receive(), "\"GUID\""), 1U);
-}
-
-TEST_F(Publishing, AnEntryThatIsListedTwiceIsSentOnce) {
-    const auto client = hub.Connect();
-    client->Ask(Section("PropertySubscribeRequests", {kSpeed.Entry(), kSpeed.Entry()}));
-    component->Send(Report(kSpeed, "1"));
-    EXPECT_EQ(Count(*client->Receive(), "\"GUID\""), 1U);
-}
-
-TEST_F(Publishing, AGroupWildcardHearsNoLaterChange) {
-    component->Send(Report(kSpeed, "1"));
-    const auto client = hub.Connect();
-    client->Ask(Subscribe({"COMPONENT", "GROUP", ""}));
-    component->Send(Report(kSpeed, "2"));
-    EXPECT_TRUE(client->HearsNothingFor(kSilenceMilliseconds));
-}
-
-TEST_F(Publishing, AComponentHearsItsOwnChangeAndTheHubsProperties) {
-    component->Ask(Subscribe(kSpeed));
-    component->Send(Report(kSpeed, "1"));
-    EXPECT_EQ(ValueIn(*component->Receive()), "1");
-    component->Ask(Subscribe(PublishingPeriod()));
-    component->Send(Set(PublishingPeriod(), "251"));
-    EXPECT_EQ(ValueIn(*component->Receive()), "251");
-}
-
-TEST_F(Publishing, AnExternalSubscriberOfEverythingHearsItsGroupsAndEveryWithdrawal) {
-    const Address job{"COMPONENT", "Job 7", "STATE"};
-    component->Send(Report(kSpeed, "1"));
-    const auto outside = hub.Connect(true);
-    outside->Ask(kSubscribeAll);
-    component->Send(Report(kSpeed, "2"));
-    EXPECT_TRUE(outside->HearsNothingFor(kSilenceMilliseconds));
-    component->Send(
-        Section("PropertyGetResponses", {ReportEntry(job, "1"), ReportEntry(kHeat, "1")}));
-    EXPECT_EQ(Count(*outside->Receive(), "\"GUID\""), 1U);
-    component->Send(Report(kSpeed, "2", "Property No Longer Available"));
-    EXPECT_NE(outside->Receive()->find("Property No Longer Available"), std::string::npos);
-}
-
-TEST_F(Publishing, ASubscriberThatIsGoneCostsTheOthersNothing) {
-    auto leaving = hub.Connect();
-    const auto staying = hub.Connect();
-    leaving->Ask(kSubscribeAll);
-    staying->Ask(Subscribe(kSpeed));
-    leaving.reset();
-    for (const char* value : {"1", "2"}) {
-        component->Send(Report(kSpeed, value));
-        EXPECT_EQ(ValueIn(*staying->Receive()), value);
-    }
-}
 
 TEST_F(Publishing, LocalPropertiesAreToldWhenTheyComeChangeAndGo) {
     const auto client = hub.Connect();
@@ -235,29 +95,42 @@ TEST_F(Publishing, AChangeWhileASubscriptionIsAnsweredIsTold) {
     published.Wait();
 }
 
-TEST_F(Publishing, AVeryLongPeriodCanBeTakenBack) {
-    const auto client = hub.Connect();
-    client->Ask(Subscribe(kSpeed));
-    client->Send(Set(PublishingPeriod(), "-1"));
-    // The new value applies from the end of the running period on, which may be now or soon.
-    int value = 1;
-    component->Send(Report(kSpeed, "1"));
-    while (!client->HearsNothingFor(kSilenceMilliseconds)) {
-        EXPECT_TRUE(client->Receive());
-        component->Send(Report(kSpeed, std::to_string(++value)));
+TEST(ChangeQueue, HoldsFourHundredNinetyNineNewestFirst) {
+    ChangeQueue queue;
+    EXPECT_TRUE(queue.TakeAll().empty());
+    const auto first = MakeStringProperty("", {"first", "", "", ""});
+    const auto old = MakeStringProperty("", {"old", "", "", ""});
+    const auto lost = MakeStringProperty("", {"lost", "", "", ""});
+    queue.Push(first);
+    for (int count = 0; count < 498; ++count) {
+        queue.Push(old);
     }
-    client->Send(Set(PublishingPeriod(), "250"));
-    EXPECT_EQ(ValueIn(*client->Receive()), std::to_string(value));
+    queue.Push(lost);
+    const auto taken = queue.TakeAll();
+    ASSERT_EQ(taken.size(), 499U);
+    EXPECT_EQ(taken.front(), old);
+    EXPECT_EQ(taken.back(), first);
+    queue.Push(lost);
+    EXPECT_EQ(queue.TakeAll(), std::vector<std::shared_ptr<Property>>{lost});
+    EXPECT_EQ(lost.use_count(), 1);
 }
 
-TEST_F(Publishing, APeriodOfNothingStillPublishes) {
-    const auto client = hub.Connect();
-    client->Ask(Subscribe(kSpeed));
-    client->Send(Set(PublishingPeriod(), "0"));
-    for (const char* value : {"1", "2", "3"}) {
-        component->Send(Report(kSpeed, value));
-        EXPECT_EQ(ValueIn(*client->Receive()), value);
+TEST(ChangeQueue, AnInternalChangeTakesThePlaceOfTheNewestExternalOne) {
+    ChangeQueue queue;
+    const auto outside = MakeStringProperty("", {"outside", "", "", ""});
+    const auto inside = MakeStringProperty("", {"inside", "", "", ""});
+    queue.Push(outside, ChangeOrigin::External);
+    queue.Push(outside, ChangeOrigin::External);
+    for (int count = 0; count < 497; ++count) {
+        queue.Push(inside);
     }
+    queue.Push(outside, ChangeOrigin::External);
+    queue.Push(inside);
+    EXPECT_EQ(outside.use_count(), 2);
+    queue.Push(inside);
+    queue.Push(inside);
+    EXPECT_EQ(outside.use_count(), 1);
+    EXPECT_EQ(inside.use_count(), 500);
 }
 
 }  // namespace

@@ -107,55 +107,48 @@ TEST_F(Store, LinesKeepTheirPlacesAndNobodysLineStays) {
         FileBecomes("G:A|Group:Name=7\nOld:Old|x:y=kept\nG:B|Group:Name=6\nG:C|Group:Name=5\n"));
 }
 
-TEST_F(Store, ADamagedFileIsReplacedByTheLastGoodOne) {
-    PutLines(kFile, "G:P|Group:Name=1\n");
-    Restart();
-    ASSERT_EQ(Register("P", 0)->SetText("2"), kAccepted);
-    ASSERT_TRUE(FileBecomes("G:P|Group:Name=2\n"));
-    store.reset();
-    const std::string whole = disk->Content(kFile);
-    disk->Put(kFile, whole.substr(0, whole.size() - 1));
-    Restart();
-    EXPECT_FALSE(LoadingFailed());
-    EXPECT_EQ(Register("P", 0)->Value(), 1U);
-    EXPECT_EQ(disk->Content(kFile), disk->Content(kBackup));
-}
-
-TEST_F(Store, WithoutAnyGoodFileItRunsOnDefaultsAndBeginsANewOne) {
-    disk->Put(kFile, "rubbish");
-    disk->Put(kBackup, "too");
-    PutLines(kOverride, "G:P|Group:Name=9\n");
-    Restart();
-    EXPECT_TRUE(LoadingFailed());
-    const auto property = Register("P", 3);
-    EXPECT_EQ(property->Value(), 3U);
-    EXPECT_TRUE(disk->Exists(kOverride));
-    store.reset();
-    static_cast<void>(disk->Delete(kFile));
-    Restart();
-    ASSERT_EQ(Register("P", 3)->SetText("4"), kAccepted);
-    EXPECT_TRUE(FileBecomes("G:P|Group:Name=4\n"));
-}
-
-TEST_F(Store, OverridesOfKnownLinesAreAppliedOnce) {
-    PutLines(kFile, "G:P|Group:Name=1\nG:Q|Group:Name=1\n");
-    PutLines(kOverride, "G:P|Group:Name=9\nG:Unknown|Group:Name=9\n");
-    Restart();
-    EXPECT_EQ(Register("P", 0)->Value(), 9U);
-    EXPECT_EQ(Register("Unknown", 0)->Value(), 0U);
-    EXPECT_TRUE(FileBecomes("G:P|Group:Name=9\nG:Q|Group:Name=1\n"));
-    EXPECT_TRUE(Eventually([&] { return disk->Exists(kOverride).IsMissing(); }));
-    // The backup has the content that was loaded.
-    EXPECT_EQ(disk->Content(kBackup), MakePropertyContent("G:P|Group:Name=1\nG:Q|Group:Name=1\n"));
-}
-
-TEST_F(Store, ADamagedOverrideIsLeftAlone) {
-    PutLines(kFile, "G:P|Group:Name=1\n");
-    disk->Put(kOverride, "rubbish");
-    Restart();
-    EXPECT_FALSE(LoadingFailed());
-    EXPECT_EQ(Register("P", 0)->Value(), 1U);
-    EXPECT_TRUE(disk->Exists(kOverride));
+TEST_F(Store, StartsOnTheBestFileThatItFinds) {
+    const std::string one = MakePropertyContent("G:P|Group:Name=1\nG:Q|Group:Name=1\n");
+    const std::string two = MakePropertyContent("G:P|Group:Name=2\nG:Q|Group:Name=1\n");
+    const std::string nine = MakePropertyContent("G:P|Group:Name=9\nG:R|Group:Name=9\n");
+    const std::string merged = MakePropertyContent("G:P|Group:Name=9\nG:Q|Group:Name=1\n");
+    const std::string torn = two.substr(0, two.size() - 1);
+    const struct {
+        const char* about;
+        std::string file, backup, overrides;
+        std::uint32_t value;
+        bool failed;
+        std::string fileAfter, backupAfter, overridesAfter;
+    } cases[] = {
+        {"a good file", two, one, "", 2, false, two, two, ""},
+        {"a torn file", torn, one, "", 1, false, one, one, ""},
+        {"an override of one known line", one, "", nine, 9, false, merged, one, ""},
+        {"an override of a backup", torn, one, nine, 9, false, merged, one, ""},
+        {"a damaged override", one, "", "rubbish", 1, false, one, one, "rubbish"},
+        {"no good file", torn, torn, nine, 3, true, torn, torn, nine},
+        {"no file", "", "", nine, 3, true, "", "", nine},
+    };
+    for (const auto& given : cases) {
+        SCOPED_TRACE(given.about);
+        const std::pair<std::u16string, std::string> files[] = {
+            {kFile, given.file}, {kBackup, given.backup}, {kOverride, given.overrides}};
+        store.reset();
+        for (const auto& [name, content] : files) {
+            static_cast<void>(disk->Delete(name));
+            if (!content.empty()) {
+                disk->Put(name, content);
+            }
+        }
+        Restart();
+        EXPECT_EQ(LoadingFailed(), given.failed);
+        EXPECT_EQ(Register("P", 3)->Value(), given.value);
+        EXPECT_EQ(Register("R", 0)->Value(), 0U);
+        EXPECT_TRUE(Eventually([&] {
+            return disk->Content(kFile) == given.fileAfter &&
+                   disk->Content(kBackup) == given.backupAfter &&
+                   disk->Content(kOverride) == given.overridesAfter;
+        }));
+    }
 }
 
 TEST_F(Store, TheStoreTriggerSavesEveryRegisteredProperty) {

@@ -77,6 +77,15 @@ inline std::string FrameOf(std::string_view text) {
     return frame.append(text);
 }
 
+/// Returns the first value in a message.
+inline std::string ValueIn(const std::string& message) {
+    const std::size_t start = message.find("\"Value\": \"") + 10;
+    return message.substr(start, message.find('"', start) - start);
+}
+
+/// How many properties a hub has that nobody has announced anything to.
+inline constexpr std::size_t kHubProperties = 35;
+
 inline std::size_t Count(std::string_view text, std::string_view part) {
     std::size_t count = 0;
     for (std::size_t at = text.find(part); at != std::string_view::npos;

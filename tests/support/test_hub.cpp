@@ -1,121 +1,45 @@
-// A hub in this process, without sockets.
+// A hub in this process, without links.
 //
 // It is assembled as DriverRoot assembles the real one, but without its links, its loopback and its
-// versions. Peers are ends of pipes in memory. The thread of a peer queues what arrives, so that a
-// test can wait for a frame with a timeout, which the blocking Read of a stream doesn't offer.
+// versions. Peers are ends of pairs of sockets.
 
 #include "support/test_hub.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
 
 #include "property/property_factories.h"
-#include "support/eventually.h"
 #include "transport/session/framed_json_handler.h"
-#include "wire/json/json_writer.h"
-#include "wire/json_message.h"
 
 namespace vantry::test {
 namespace {
 
-/// One end of a pipe as the stream of an external link, with an account.
-class ExternalEnd final : public Stream {
+/// The hub's end of a pair of sockets; external if it has an account.
+class SocketEnd final : public Stream {
 public:
-    ExternalEnd(std::shared_ptr<Stream> end, std::shared_ptr<ConnectionAccount> ownAccount)
-        : Stream(ownAccount), inner(std::move(end)) {
-        ownAccount->OnCut([end = inner] { end->Close(); });
-    }
+    explicit SocketEnd(int end) : descriptor(end) {}
+    SocketEnd(int end, std::shared_ptr<ConnectionAccount> ownAccount)
+        : Stream(std::move(ownAccount)), descriptor(end) {}
+    ~SocketEnd() override { close(descriptor); }
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
-        return inner->Read(buffer, length);
+        const ssize_t count = recv(descriptor, buffer, static_cast<std::size_t>(length), 0);
+        return count > 0 ? static_cast<std::int32_t>(count) : StreamCode::kEndOfData;
     }
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
-        return inner->Write(buffer, length);
+        const ssize_t count =
+            send(descriptor, buffer, static_cast<std::size_t>(length), MSG_NOSIGNAL);
+        return count > 0 ? static_cast<std::int32_t>(count) : StreamCode::kEndOfData;
     }
-    void Close() override { inner->Close(); }
+    void Close() override { shutdown(descriptor, SHUT_RDWR); }
 
 private:
-    const std::shared_ptr<Stream> inner;
-};
-
-class ReceivedMessage final : public JsonMessage {
-public:
-    std::string Text() const {
-        std::string text;
-        WriteJsonObject(text, object);
-        return text;
-    }
+    const int descriptor;
 };
 
 }  // namespace
-
-TestPeer::TestPeer(std::shared_ptr<Stream> clientEnd)
-    : stream(std::move(clientEnd)), reader([this] { ReadFrames(); }) {}
-
-void TestPeer::ReadFrames() {
-    for (;;) {
-        ReceivedMessage message;
-        const bool received = message.ReadFrom(*stream);
-        const std::lock_guard guard(mutex);
-        ended = !received;
-        if (received) {
-            frames.push_back(message.Text());
-        }
-        arrived.notify_all();
-        if (ended) {
-            return;
-        }
-    }
-}
-
-void TestPeer::Send(std::string_view text) {
-    const std::string frame = FrameOf(text);
-    stream->Write(reinterpret_cast<const std::uint8_t*>(frame.data()),
-                  static_cast<std::int32_t>(frame.size()));
-}
-
-std::optional<std::string> TestPeer::Receive() {
-    std::unique_lock guard(mutex);
-    arrived.wait_for(guard, std::chrono::milliseconds(kPatienceMilliseconds),
-                     [&] { return ended || !frames.empty(); });
-    if (frames.empty()) {
-        return std::nullopt;
-    }
-    std::string text = std::move(frames.front());
-    frames.pop_front();
-    return text;
-}
-
-std::optional<std::string> TestPeer::ReceiveUntil(std::string_view part) {
-    for (;;) {
-        std::optional<std::string> text = Receive();
-        if (!text || text->find(part) != std::string::npos) {
-            return text;
-        }
-    }
-}
-
-std::optional<std::string> TestPeer::Ask(std::string_view text) {
-    Send(text);
-    return Receive();
-}
-
-bool TestPeer::HearsNothingFor(int milliseconds) {
-    std::unique_lock guard(mutex);
-    return !arrived.wait_for(guard, std::chrono::milliseconds(milliseconds),
-                             [&] { return !frames.empty(); });
-}
-
-bool TestPeer::SeesEnd() {
-    std::unique_lock guard(mutex);
-    return arrived.wait_for(guard, std::chrono::milliseconds(kPatienceMilliseconds),
-                            [&] { return ended; });
-}
-
-void TestPeer::Close() {
-    stream->Close();
-    if (reader.joinable()) {
-        reader.join();
-    }
-}
 
 TestHub::TestHub(const Limits& limits) {
     platform.platform.SetLimits(limits);
@@ -146,15 +70,23 @@ TestHub::~TestHub() {
     engine.reset();
 }
 
-std::unique_ptr<TestPeer> TestHub::Connect(bool external) {
-    const PipePair pipe = PipePair::Make();
-    std::shared_ptr<Stream> hubEnd = pipe.peerEnd;
+std::unique_ptr<FrameClient> TestHub::Connect(bool external) {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+    std::shared_ptr<Stream> hubEnd;
     if (external) {
         admitted = platform.platform.accounting->Admit(Link::Tcp, "192.0.2.1:5");
-        hubEnd = std::make_shared<ExternalEnd>(pipe.peerEnd, admitted);
+        hubEnd = std::make_shared<SocketEnd>(ends[1], admitted);
+        admitted->OnCut([end = std::weak_ptr(hubEnd)] {
+            if (const std::shared_ptr<Stream> open = end.lock()) {
+                open->Close();
+            }
+        });
+    } else {
+        hubEnd = std::make_shared<SocketEnd>(ends[1]);
     }
     sessions->AddSession(std::make_shared<PeekStream>(hubEnd));
-    return std::make_unique<TestPeer>(pipe.clientEnd);
+    return std::make_unique<FrameClient>(FrameClient::On(ends[0]));
 }
 
 }  // namespace vantry::test

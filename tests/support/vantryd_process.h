@@ -55,6 +55,10 @@ public:
     FrameClient Device(const std::string& name) const {
         return FrameClient::ToUnixSocket(devices / name);
     }
+    /// Connects over "TCP" or over the device of this name.
+    FrameClient Connect(const std::string& link) const {
+        return link == "TCP" ? Tcp() : Device(link);
+    }
     const std::string& ReadyLine() const { return readyLine; }
     std::uint16_t Port() const { return port; }
     pid_t Id() const { return id; }

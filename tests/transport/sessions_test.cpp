@@ -39,6 +39,7 @@ public:
 
 class Sessions : public testing::Test {
 protected:
+    Sessions() { manager->AddHandler(std::make_unique<FramedJsonHandler>()); }
     void Write(const std::string& bytes) {
         pipe.clientEnd->Write(reinterpret_cast<const std::uint8_t*>(bytes.data()),
                               static_cast<std::int32_t>(bytes.size()));
@@ -58,7 +59,6 @@ protected:
 };
 
 TEST_F(Sessions, FindFramesHoweverTheyArrive) {
-    manager->AddHandler(std::make_unique<FramedJsonHandler>());
     Connect();
     for (const char byte : FrameOf(R"({"a": 1})")) {
         Write({byte});
@@ -73,7 +73,6 @@ TEST_F(Sessions, FindFramesHoweverTheyArrive) {
 }
 
 TEST_F(Sessions, BytesOutOfStepHideEveryFrameAndTheSessionLivesOn) {
-    manager->AddHandler(std::make_unique<FramedJsonHandler>());
     Connect();
     // The length of each later frame is a multiple of 16, so none of them begins where a window
     // does.
@@ -89,7 +88,6 @@ TEST_F(Sessions, BytesOutOfStepHideEveryFrameAndTheSessionLivesOn) {
 }
 
 TEST_F(Sessions, WhatCannotBeReadEndsTheSessionWithoutAWord) {
-    manager->AddHandler(std::make_unique<FramedJsonHandler>());
     for (const char* text : {"[1]", "\"x\"", "{\"a\":", ""}) {
         pipe = PipePair::Make();
         Connect();
@@ -102,7 +100,6 @@ TEST_F(Sessions, WhatCannotBeReadEndsTheSessionWithoutAWord) {
 }
 
 TEST_F(Sessions, TheLongestFrameIsReadAndALongerOneIsNot) {
-    manager->AddHandler(std::make_unique<FramedJsonHandler>());
     Connect();
     std::string text = "{}";
     text.resize(Frame::kMaximumText, ' ');
@@ -124,42 +121,6 @@ TEST_F(Sessions, EndBeforeTheirManagerDoes) {
     manager.reset();
     EXPECT_TRUE(Eventually([&] { return LiveObjectCounters::threads == threads; }));
     EXPECT_EQ(log->lines, 3);
-}
-
-/// A handler that recognises everything at one position and ends the session.
-class FixedHandler final : public DataHandler {
-public:
-    FixedHandler(std::uint32_t where, std::atomic<int>& openings)
-        : position(where), opened(openings) {}
-    std::uint32_t Recognise(const std::shared_ptr<PeekStream>&) override { return position; }
-    std::shared_ptr<DataObject> Open(const std::shared_ptr<PeekStream>&) override {
-        ++opened;
-        return nullptr;
-    }
-    std::uint32_t MinimumBytes() const override { return 100; }
-
-private:
-    const std::uint32_t position;
-    std::atomic<int>& opened;
-};
-
-TEST_F(Sessions, TheLowestPositionWinsAndTheEarlierHandlerAmongEquals) {
-    const struct {
-        std::uint32_t first;
-        std::uint32_t second;
-        int winner;
-    } cases[] = {{3, 3, 1}, {5, 3, 2}, {0xFFFF, 7, 2}, {3, DataHandler::kNoPosition, 1}};
-    for (const auto& [first, second, winner] : cases) {
-        DataHandlerManager choosing(visitor, reaper, log, 249, status);
-        std::atomic<int> openings[2] = {0, 0};
-        choosing.AddHandler(std::make_unique<FixedHandler>(first, openings[0]));
-        choosing.AddHandler(std::make_unique<FixedHandler>(second, openings[1]));
-        const PipePair fresh = PipePair::Make();
-        fresh.clientEnd->WriteBytes({1, 2, 3});
-        EXPECT_EQ(choosing.ProcessNext(std::make_shared<PeekStream>(fresh.peerEnd)), 0U);
-        EXPECT_EQ(openings[winner - 1], 1);
-        EXPECT_EQ(openings[2 - winner], 0);
-    }
 }
 
 /// A listener that accepts nobody and counts its calls.

@@ -55,19 +55,16 @@ protected:
 };
 
 TEST_F(Tcp, BytesGoBothWaysAndThePeersEndIsSeen) {
-    const std::shared_ptr<Listener> listener = layer->MakeListener(0, 10);
-    listener->Open();
-    test::FrameClient client = test::FrameClient::ToTcp(listening.boundPort);
-    const std::shared_ptr<Stream> stream = listener->Accept();
+    const std::shared_ptr<Stream> stream = Connect();
     ASSERT_TRUE(stream);
     EXPECT_EQ(stream->IsExternal(), 1U);
     EXPECT_EQ(stream->IsAlive(), 1U);
-    client.SendBytes("abc");
+    client->SendBytes("abc");
     std::uint8_t buffer[8] = {};
     EXPECT_EQ(stream->Read(buffer, sizeof buffer), 3);
     EXPECT_EQ(stream->Write(buffer, 3), 3);
-    EXPECT_TRUE(client.HearsWithin(5000));
-    client.Close();
+    EXPECT_TRUE(client->HearsWithin(5000));
+    client->Close();
     EXPECT_LT(stream->Read(buffer, sizeof buffer), 1);
 }
 
@@ -91,10 +88,7 @@ TEST_F(Tcp, WhatCameWithAnEarlierReadComesBeforeTheEnd) {
 }
 
 TEST_F(Tcp, CloseEndsABlockedReadAndAPeerSeesIt) {
-    const std::shared_ptr<Listener> listener = layer->MakeListener(0, 10);
-    listener->Open();
-    test::FrameClient client = test::FrameClient::ToTcp(listening.boundPort);
-    const std::shared_ptr<Stream> stream = listener->Accept();
+    const std::shared_ptr<Stream> stream = Connect();
     std::thread reader([&] {
         std::uint8_t byte = 0;
         EXPECT_EQ(stream->Read(&byte, 1), StreamCode::kError);
@@ -102,7 +96,7 @@ TEST_F(Tcp, CloseEndsABlockedReadAndAPeerSeesIt) {
     stream->Close();
     stream->Close();
     reader.join();
-    EXPECT_TRUE(client.SeesEnd());
+    EXPECT_TRUE(client->SeesEnd());
     const std::uint8_t byte = 0;
     EXPECT_EQ(stream->Write(&byte, 1), StreamCode::kError);
 }

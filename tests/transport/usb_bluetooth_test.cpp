@@ -6,7 +6,6 @@
 #include <thread>
 #include <vector>
 
-#include "runtime/event.h"
 #include "support/test_platform.h"
 #include "transport/bluetooth/bluetooth_layer.h"
 #include "transport/bluetooth/bluetooth_stream.h"
@@ -24,7 +23,6 @@ struct DriverScript {
     std::atomic<bool> answersQueries{true};
     std::atomic<std::int32_t> readResult{DeviceHandle::kFailed};
     std::atomic<std::int32_t> writeResult{1};
-    Event peerArrives{true};
     std::atomic<int> handles{0};
 
     void Note(std::uint32_t code, std::span<const std::uint8_t> input) {
@@ -64,12 +62,9 @@ public:
             output[0] = script->hostAttached ? 1 : 0;
             return script->answersQueries;
         }
-        if (code == ControlCode::kAwaitPeer) {
-            script->peerArrives.Wait();
-        }
         return true;
     }
-    void Close() override { script->peerArrives.Set(); }
+    void Close() override {}
 
 private:
     const std::shared_ptr<DriverScript> script;
@@ -106,34 +101,31 @@ protected:
     std::shared_ptr<SystemEvent> removed;
 };
 
-TEST_F(DeviceLinks, EachAttachmentGivesOneStream) {
+TEST_F(DeviceLinks, EachAttachmentGivesOneStreamAlsoOneBeforeTheStart) {
     AddUsbDriver();
-    const std::shared_ptr<Listener> listener = UsbListenerOpened();
-    attached->Set();
-    const std::shared_ptr<Stream> stream = listener->Accept();
-    ASSERT_TRUE(stream);
-    EXPECT_EQ(stream->IsExternal(), 1U);
+    for (const bool before : {false, true}) {
+        script->hostAttached = before;
+        if (before) {
+            attached->Set();
+        }
+        const std::shared_ptr<Listener> listener = UsbListenerOpened();
+        if (!before) {
+            attached->Set();
+        }
+        const std::shared_ptr<Stream> stream = listener->Accept();
+        ASSERT_TRUE(stream);
+        EXPECT_EQ(stream->IsExternal(), 1U);
+        std::thread blocked([&] { EXPECT_FALSE(listener->Accept()); });
+        listener->Close();
+        blocked.join();
+        EXPECT_FALSE(listener->Accept());
+    }
     EXPECT_EQ(script->InputOf(ControlCode::kSetWriteTimeout),
               (std::vector<std::uint8_t>{100, 0, 0, 0}));
     EXPECT_EQ(script->InputOf(ControlCode::kSetReadTimeout),
               (std::vector<std::uint8_t>{255, 255, 255, 255}));
-    std::thread blocked([&] { EXPECT_FALSE(listener->Accept()); });
-    listener->Close();
-    blocked.join();
-    EXPECT_FALSE(listener->Accept());
-}
-
-TEST_F(DeviceLinks, AHostThatWasThereBeforeTheHubGivesExactlyOneStream) {
-    AddUsbDriver();
-    script->hostAttached = true;
-    attached->Set();
-    const std::shared_ptr<Listener> listener = UsbListenerOpened();
-    EXPECT_TRUE(listener->Accept());
     const std::vector<std::uint32_t> codes = script->Codes();
     EXPECT_EQ(std::count(codes.begin(), codes.end(), ControlCode::kTakeAttachedHost), 1);
-    std::thread blocked([&] { EXPECT_FALSE(listener->Accept()); });
-    listener->Close();
-    blocked.join();
 }
 
 TEST_F(DeviceLinks, WithoutDriversNoListenerGivesAnything) {
@@ -175,20 +167,6 @@ TEST_F(DeviceLinks, AUsbStreamTellsADeadLinkFromASilentOne) {
     EXPECT_EQ(stream.IsAlive(), 0U);
 }
 
-TEST_F(DeviceLinks, ABluetoothListenerWaitsForItsPeerAndLetsGoOnClose) {
-    platform.platform.devices.Register(u"BTD0:", std::make_shared<ScriptedDriver>(script));
-    BluetoothLayer layer(platform.platform);
-    const std::shared_ptr<Listener> listener = layer.MakeListener(0x10002);
-    script->peerArrives.Set();
-    const std::shared_ptr<Stream> stream = listener->Accept();
-    ASSERT_TRUE(stream);
-    EXPECT_EQ(stream->IsExternal(), 1U);
-    EXPECT_EQ(script->InputOf(ControlCode::kAwaitPeer), (std::vector<std::uint8_t>{2, 0}));
-    std::thread blocked([&] { EXPECT_FALSE(listener->Accept()); });
-    listener->Close();
-    blocked.join();
-}
-
 TEST_F(DeviceLinks, AReadThatEndsGivesTheHandleBackAlthoughTheStreamIsHeld) {
     AddUsbDriver();
     for (const std::int32_t result : {0, -1}) {
@@ -201,15 +179,6 @@ TEST_F(DeviceLinks, AReadThatEndsGivesTheHandleBackAlthoughTheStreamIsHeld) {
         EXPECT_EQ(script->handles, 0) << result;
         EXPECT_EQ(bluetooth.IsAlive(), 0U);
     }
-}
-
-TEST_F(DeviceLinks, AnUnknownDeviceFailsQuietly) {
-    DeviceStream stream(platform.platform.devices, u"NONE:");
-    std::uint8_t byte = 0;
-    EXPECT_EQ(stream.Read(&byte, 1), StreamCode::kError);
-    EXPECT_EQ(stream.Write(&byte, 1), StreamCode::kError);
-    stream.Close();
-    stream.Close();
 }
 
 }  // namespace
