@@ -42,6 +42,7 @@ std::vector<const Property*> Named(const std::vector<Property>& all, const Equal
 
 std::string NearestNames(const std::vector<Property>& all, const std::string& name) {
     std::vector<std::string> names;
+    names.reserve(all.size());
     for (const Property& property : all) {
         names.push_back(DisplayName(property, false));
     }

@@ -47,7 +47,7 @@ Outcome Owner::Report(const std::vector<Announcement>& properties, std::string_v
     }
     for (std::deque<PropertyResponse>& part : InParts(std::move(records))) {
         PropertyMessage message;
-        message.EncodeGetResponses(std::move(part));
+        message.EncodeGetResponses(part);
         if (Outcome sent = send(message); !sent) {
             return sent;
         }

@@ -111,7 +111,7 @@ void Recover(std::string_view text, PropertyMessage& message) {
         while (std::optional<PropertySetRequest> write = TakeWrite(text)) {
             writes.push_back(std::move(*write));
         }
-        message.EncodeSetRequests(std::move(writes));
+        message.EncodeSetRequests(writes);
         return;
     }
     const bool isWhole = text.starts_with(Beginning(Section::kGetAllResponse, "true,"));
@@ -125,7 +125,7 @@ void Recover(std::string_view text, PropertyMessage& message) {
     while (std::optional<PropertyResponse> record = TakeRecord(text)) {
         records.push_back(std::move(*record));
     }
-    message.EncodeGetResponses(std::move(records));
+    message.EncodeGetResponses(records);
 }
 
 }  // namespace vantry::client

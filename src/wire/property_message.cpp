@@ -45,17 +45,17 @@ void DecodeRequests(const PropertyMessage& message, std::string_view section,
 }
 
 /// Returns the entry of a response section for a record.
-JsonObject MakeResponseEntry(PropertyResponse response) {
+JsonObject MakeResponseEntry(const PropertyResponse& response) {
     JsonObject entry;
     entry.reserve(kResponseFields);
     // In the order of the keys, so that each is appended.
-    entry.insert(std::string(Field::kComponent), std::move(response.component));
-    entry.insert(std::string(Field::kComponentString), std::move(response.componentString));
+    entry.insert(std::string(Field::kComponent), response.component);
+    entry.insert(std::string(Field::kComponentString), response.componentString);
     entry.insert(std::string(Field::kGuid), CompositeGuid(response.groupGuid, response.guid));
-    entry.insert(std::string(Field::kGroupString), std::move(response.groupString));
-    entry.insert(std::string(Field::kNameString), std::move(response.nameString));
-    entry.insert(std::string(Field::kStatus), std::move(response.status));
-    entry.insert(std::string(Field::kValue), std::move(response.value));
+    entry.insert(std::string(Field::kGroupString), response.groupString);
+    entry.insert(std::string(Field::kNameString), response.nameString);
+    entry.insert(std::string(Field::kStatus), response.status);
+    entry.insert(std::string(Field::kValue), response.value);
     return entry;
 }
 
@@ -79,24 +79,24 @@ void PropertyMessage::EncodeGetRequests(const std::deque<PropertyRequest>& reque
     object[Section::kGetRequests] = MakeRequestEntries(requests);
 }
 
-void PropertyMessage::EncodeSetRequests(std::deque<PropertySetRequest> requests) {
+void PropertyMessage::EncodeSetRequests(const std::deque<PropertySetRequest>& requests) {
     JsonArray entries;
     entries.reserve(requests.size());
-    for (PropertySetRequest& request : requests) {
+    for (const PropertySetRequest& request : requests) {
         JsonObject entry;
-        entry.insert(std::string(Field::kComponent), std::move(request.component));
+        entry.insert(std::string(Field::kComponent), request.component);
         entry.insert(std::string(Field::kGuid), CompositeGuid(request.groupGuid, request.guid));
-        entry.insert(std::string(Field::kValue), std::move(request.value));
+        entry.insert(std::string(Field::kValue), request.value);
         entries.emplace_back(std::move(entry));
     }
     object[Section::kSetRequests] = std::move(entries);
 }
 
-void PropertyMessage::EncodeGetResponses(std::deque<PropertyResponse> responses) {
+void PropertyMessage::EncodeGetResponses(const std::deque<PropertyResponse>& responses) {
     JsonArray entries;
     entries.reserve(responses.size());
-    for (PropertyResponse& response : responses) {
-        entries.emplace_back(MakeResponseEntry(std::move(response)));
+    for (const PropertyResponse& response : responses) {
+        entries.emplace_back(MakeResponseEntry(response));
     }
     object[Section::kGetResponses] = std::move(entries);
 }

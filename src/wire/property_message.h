@@ -52,9 +52,9 @@ public:
 
     void AddSubscribeRequests(const std::deque<PropertyRequest>& requests);
     void EncodeGetRequests(const std::deque<PropertyRequest>& requests);
-    void EncodeSetRequests(std::deque<PropertySetRequest> requests);
+    void EncodeSetRequests(const std::deque<PropertySetRequest>& requests);
     /// Requires that the texts of the records are escaped (see EscapeJsonText).
-    void EncodeGetResponses(std::deque<PropertyResponse> responses);
+    void EncodeGetResponses(const std::deque<PropertyResponse>& responses);
     void EncodeGetAll();
     void EncodeGetAllResponse();
     void EncodeSubscribeAll();

@@ -36,7 +36,10 @@ public:
             Exchange(other);
         }
     }
-    JsonText& operator=(const JsonText& other) { return *this = std::string_view(other); }
+    JsonText& operator=(const JsonText& other) {
+        JsonText(other).Exchange(*this);
+        return *this;
+    }
     JsonText& operator=(JsonText&& other) noexcept {
         JsonText(std::move(other)).Exchange(*this);
         return *this;
