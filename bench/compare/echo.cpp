@@ -1,25 +1,22 @@
 // The least that a server can do: it receives so many bytes and sends so many others.
 //
-//     compare_echo REQUEST_BYTES ANSWER_BYTES twice|once|epoll
+//     compare_echo REQUEST_BYTES ANSWER_BYTES twice|once
 //
 // It listens on a free TCP port of 127.0.0.1, prints its number, and serves until it is killed.
-// With "twice" and "once" each connection has a thread, which receives a request with two calls
-// (32 bytes, then the rest) or with one. With "epoll" one thread serves all connections.
+// Each connection has a thread, which receives a request with two calls (32 bytes, then the rest)
+// or with one.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <string_view>
 #include <thread>
-#include <unordered_map>
 #include <vector>
 
 namespace vantry::bench {
@@ -83,57 +80,19 @@ void ServeWithThreads(int listening, std::size_t requestBytes, std::size_t first
     }
 }
 
-void Watch(int poller, int number) {
-    epoll_event event{.events = EPOLLIN, .data = {.fd = number}};
-    epoll_ctl(poller, EPOLL_CTL_ADD, number, &event);
-}
-
-void ServeWithEpoll(int listening, std::size_t requestBytes, const std::string& answer) {
-    const int poller = epoll_create1(0);
-    Watch(poller, listening);
-    std::vector<char> buffer(64U << 10U);
-    std::unordered_map<int, std::size_t> received;
-    std::array<epoll_event, 256> ready{};
-    for (;;) {
-        const int count = epoll_wait(poller, ready.data(), ready.size(), -1);
-        for (int place = 0; place < count; ++place) {
-            const int number = ready[static_cast<std::size_t>(place)].data.fd;
-            if (number == listening) {
-                Watch(poller, accept(listening, nullptr, nullptr));
-                continue;
-            }
-            const ssize_t got = recv(number, buffer.data(), buffer.size(), 0);
-            if (got <= 0) {
-                received.erase(number);
-                close(number);
-                continue;
-            }
-            std::size_t& sum = received[number];
-            sum += static_cast<std::size_t>(got);
-            if (sum >= requestBytes) {
-                sum -= requestBytes;
-                SendAll(number, answer);
-            }
-        }
-    }
-}
-
 }  // namespace
 }  // namespace vantry::bench
 
 int main(int argc, char** argv) {
     using namespace vantry::bench;
     if (argc != 4) {
-        std::fprintf(stderr, "usage: compare_echo REQUEST_BYTES ANSWER_BYTES twice|once|epoll\n");
+        std::fprintf(stderr, "usage: compare_echo REQUEST_BYTES ANSWER_BYTES twice|once\n");
         return 2;
     }
     const std::size_t requestBytes = std::strtoul(argv[1], nullptr, 10);
     const std::string answer(std::strtoul(argv[2], nullptr, 10), 'x');
     const std::string_view way = argv[3];
     const int listening = Listen();
-    if (way == "epoll") {
-        ServeWithEpoll(listening, requestBytes, answer);
-    }
     const std::size_t first = way == "twice" ? std::min(kHeadBytes, requestBytes) : requestBytes;
     ServeWithThreads(listening, requestBytes, first, answer);
     return 0;

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import math
 from pathlib import Path
-from typing import Dict, List
+from typing import Dict, List, Tuple
 
 WIDTH, HEIGHT, LEFT, RIGHT, TOP, BOTTOM = 640, 360, 70, 150, 40, 40
 COLOURS = ("#1b6ca8", "#c0392b", "#2e8b57", "#8e6bbf", "#7f6000")
@@ -34,18 +34,22 @@ def svg(title: str, curves: Dict[str, List[List[float]]]) -> str:
              'font-family="sans-serif" font-size="12">',
              f'<rect width="{WIDTH}" height="{HEIGHT}" fill="white"/>',
              f'<text x="{LEFT}" y="22" font-size="15">{title}</text>']
+    def grid(begin: Tuple[float, float], end: Tuple[float, float]) -> None:
+        parts.append(f'<line x1="{begin[0]:.1f}" y1="{begin[1]:.1f}" x2="{end[0]:.1f}" '
+                     f'y2="{end[1]:.1f}" stroke="#ddd"/>')
+
+    def write(at: Tuple[float, float], anchor: str, power: int) -> None:
+        parts.append(f'<text x="{at[0]:.1f}" y="{at[1]:.1f}" text-anchor="{anchor}">'
+                     f'{label(10.0**power)}</text>')
+
     for power in across:
         place = x(10.0**power)
-        parts.append(f'<line x1="{place:.1f}" y1="{TOP}" x2="{place:.1f}" y2="{HEIGHT - BOTTOM}" '
-                     'stroke="#ddd"/>')
-        parts.append(f'<text x="{place:.1f}" y="{HEIGHT - BOTTOM + 18}" text-anchor="middle">'
-                     f'{label(10.0**power)}</text>')
+        grid((place, TOP), (place, HEIGHT - BOTTOM))
+        write((place, HEIGHT - BOTTOM + 18), "middle", power)
     for power in up:
         place = y(10.0**power)
-        parts.append(f'<line x1="{LEFT}" y1="{place:.1f}" x2="{WIDTH - RIGHT}" y2="{place:.1f}" '
-                     'stroke="#ddd"/>')
-        parts.append(f'<text x="{LEFT - 8}" y="{place + 4:.1f}" text-anchor="end">'
-                     f'{label(10.0**power)}</text>')
+        grid((LEFT, place), (WIDTH - RIGHT, place))
+        write((LEFT - 8, place + 4), "end", power)
     for number, (name, curve) in enumerate(curves.items()):
         colour = COLOURS[number % len(COLOURS)]
         line = " ".join(f"{x(p[0]):.1f},{y(p[1]):.1f}" for p in curve)

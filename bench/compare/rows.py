@@ -320,7 +320,10 @@ def new_connections(stand: Stand) -> None:
                 client.sendall(request)
                 got = 0
                 while got < answer:
-                    got += len(client.recv(4096))
+                    piece = client.recv(4096)
+                    if not piece:
+                        raise EOFError("the server closed the connection")
+                    got += len(piece)
             count += 1
         return count / stand.seconds
 

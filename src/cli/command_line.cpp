@@ -41,6 +41,16 @@ CLI::Validator Between(double least, double most) {
         "");
 }
 
+template <typename Value>
+void AddNumber(CLI::App& command, const char* name, Value& into, double least, double most,
+               const char* help) {
+    CLI::Option* const option =
+        command.add_option(name, into, help)->check(Between(least, most))->type_name("NUMBER");
+    if (into != 0) {
+        option->capture_default_str();
+    }
+}
+
 CLI::Option* Demand(CLI::Option* option, CommandOptions::Need need) {
     return option->required(need == CommandOptions::Need::kRequired);
 }
@@ -55,10 +65,7 @@ CommandOptions& CommandOptions::Text(const char* name, std::string& into, const 
 
 CommandOptions& CommandOptions::Texts(const char* name, std::vector<std::string>& into,
                                       const char* help, Need need) {
-    CLI::Option* const option = Demand(command.add_option(name, into, help), need);
-    if (*name == '-') {
-        option->allow_extra_args(false);
-    }
+    Demand(command.add_option(name, into, help), need);
     return *this;
 }
 
@@ -69,27 +76,13 @@ CommandOptions& CommandOptions::Flag(const char* name, bool& into, const char* h
 
 CommandOptions& CommandOptions::Number(const char* name, double& into, double least, double most,
                                        const char* help) {
-    CLI::Option* const option =
-        command.add_option(name, into, help)->check(Between(least, most))->type_name("NUMBER");
-    if (into != 0) {
-        option->capture_default_str();
-    }
+    AddNumber(command, name, into, least, most, help);
     return *this;
 }
 
 CommandOptions& CommandOptions::Count(const char* name, int& into, int least, int most,
                                       const char* help) {
-    CLI::Option* const option =
-        command.add_option(name, into, help)->check(Between(least, most))->type_name("NUMBER");
-    if (into != 0) {
-        option->capture_default_str();
-    }
-    return *this;
-}
-
-CommandOptions& CommandOptions::Choice(const char* name, std::string& into,
-                                       const std::vector<std::string>& words, const char* help) {
-    command.add_option(name, into, help)->check(CLI::IsMember(words));
+    AddNumber(command, name, into, least, most, help);
     return *this;
 }
 
@@ -198,7 +191,10 @@ int CommandLine::Run(int argc, char** argv) {
         return result;
     } catch (const std::system_error& error) {
         // fmt reports a failed write in this way.
-        return NotWritten(error.code().value());
+        if (std::ferror(stdout) != 0) {
+            return NotWritten(error.code().value());
+        }
+        return Fail({client::ErrorCode::Refused, error.what()});
     }
 }
 

@@ -48,7 +48,7 @@ public:
 
     CommandOptions& Text(const char* name, std::string& into, const char* help,
                          Need need = Need::kOptional);
-    /// A positional argument takes all that are left; an option may be given several times.
+    /// Takes all arguments that are left.
     CommandOptions& Texts(const char* name, std::vector<std::string>& into, const char* help,
                           Need need = Need::kOptional);
     CommandOptions& Flag(const char* name, bool& into, const char* help);
@@ -56,9 +56,6 @@ public:
     CommandOptions& Number(const char* name, double& into, double least, double most,
                            const char* help);
     CommandOptions& Count(const char* name, int& into, int least, int most, const char* help);
-    /// Accepts one of the words.
-    CommandOptions& Choice(const char* name, std::string& into,
-                           const std::vector<std::string>& words, const char* help);
 
 private:
     CLI::App& command;

@@ -1,4 +1,4 @@
-// Conditions on values, for `vantry check --expect` and `vantry watch --until`.
+// Conditions on values, for `vantry watch --until`.
 //
 // A text is split at the first operator that stands outside double quotes; what is before it is the
 // name and what is behind it the operand. Whether numbers or texts are compared is decided by the
@@ -14,10 +14,12 @@
 #include <string_view>
 
 #include "cli/property_names.h"
-#include "cli/text.h"
+#include "describe/description.h"
 
 namespace vantry::cli {
 namespace {
+
+using describe::NumberIn;
 
 // In the order of the values of Condition::Comparison.
 constexpr std::array<const char*, 7> kOperators = {"=", "!=", ">", ">=", "<", "<=", "~"};

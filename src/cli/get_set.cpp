@@ -1,13 +1,16 @@
 // `vantry get` and `vantry set`.
 //
 // Both read all properties first, because only the hub knows which property a name refers to. Over
-// TCP `set` is refused without asking the hub, which would ignore the write without a word.
+// TCP `set` is refused without asking the hub, which would ignore the write without a word. A value
+// that the description of a property rules out isn't sent, because many owners ignore such a value
+// without a word, too.
 
 #include <fmt/core.h>
 
 #include "cli/command_line.h"
 #include "cli/property_names.h"
 #include "cli/text.h"
+#include "describe/descriptions.h"
 
 namespace vantry::cli {
 namespace {
@@ -43,7 +46,19 @@ struct SetOptions {
     std::string value;
     /// Doesn't wait until the new value is seen or the time-out passes.
     bool noWait = false;
+    /// Sends the value although the description of the property rules it out.
+    bool force = false;
 };
+
+/// Returns the value to send for what was typed, or why the description of the property rules it
+/// out. Prints which descriptions can't be read.
+client::Result<std::string> Described(const Property& property, const std::string& typed) {
+    const auto loaded = describe::Descriptions::Load(describe::Descriptions::StandardFolders());
+    for (const std::string& problem : loaded.problems) {
+        fmt::print(stderr, "vantry: {}\n", problem);
+    }
+    return describe::Fit(loaded.descriptions.Of(property), property.name, typed);
+}
 
 int RunGet(const Context& context, const std::vector<std::string>& names) {
     const auto seen = context.ConnectAndReadAll();
@@ -79,11 +94,16 @@ int RunSet(const Context& context, const SetOptions& options) {
     if (!property) {
         return Fail(property.error());
     }
+    const auto value = options.force ? client::Result<std::string>(options.value)
+                                     : Described(*property, options.value);
+    if (!value) {
+        return Fail({value.error().code, value.error().text + "; --force sends it nevertheless"});
+    }
     if (options.noWait) {
-        const client::Outcome sent = seen->hub->Write(property->id, options.value);
+        const client::Outcome sent = seen->hub->Write(property->id, *value);
         return sent ? Exit::kDone : Fail(sent.error());
     }
-    const auto now = seen->hub->WriteAndWait(property->id, options.value);
+    const auto now = seen->hub->WriteAndWait(property->id, *value);
     if (!now) {
         return Fail(now.error());
     }
@@ -116,7 +136,8 @@ void AddSet(CommandLine& line) {
              [options](const Context& context) { return RunSet(context, *options); })
         .Text("property", options->name, kPropertyHelp, CommandOptions::Need::kRequired)
         .Text("value", options->value, "its new value", CommandOptions::Need::kRequired)
-        .Flag("--no-wait", options->noWait, "don't wait until the value is seen");
+        .Flag("--no-wait", options->noWait, "don't wait until the value is seen")
+        .Flag("--force", options->force, "send what the description of the property rules out");
 }
 
 }  // namespace vantry::cli

@@ -16,6 +16,7 @@
 #include <optional>
 
 #include "cli/text.h"
+#include "describe/description.h"
 
 namespace vantry::cli {
 namespace {
@@ -48,7 +49,7 @@ void LiveTable::Record(const client::Property& change) {
     row.changed = !row.property.name.empty() && row.property.value != change.value;
     row.hasMoved = row.hasMoved || row.changed;
     row.property = change;
-    if (const std::optional<double> number = NumberIn(change.value)) {
+    if (const std::optional<double> number = describe::NumberIn(change.value)) {
         row.history.push_back(*number);
         if (row.history.size() > kHistory) {
             row.history.pop_front();

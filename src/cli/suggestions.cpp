@@ -6,13 +6,9 @@
 #include <utility>
 
 namespace vantry::cli {
+namespace {
 
-std::string Lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
-
+/// Returns how many bytes must be replaced, inserted or deleted to make one text of the other.
 std::size_t EditDistance(const std::string& one, const std::string& other) {
     std::vector<std::size_t> row(other.size() + 1);
     std::iota(row.begin(), row.end(), 0);
@@ -25,6 +21,14 @@ std::size_t EditDistance(const std::string& one, const std::string& other) {
         }
     }
     return row.back();
+}
+
+}  // namespace
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
 }
 
 std::string DidYouMean(const std::string& typed, const std::vector<std::string>& names,

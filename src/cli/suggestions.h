@@ -9,9 +9,6 @@ namespace vantry::cli {
 /// Returns the text in lower case; only the letters of ASCII change.
 std::string Lower(std::string text);
 
-/// Returns how many bytes must be replaced, inserted or deleted to make one text of the other.
-std::size_t EditDistance(const std::string& one, const std::string& other);
-
 /// Returns `; did you mean "one", "other"?` with the nearest of the names, at most `most` of them,
 /// or nothing if none is near. Upper and lower case are equal.
 std::string DidYouMean(const std::string& typed, const std::vector<std::string>& names,

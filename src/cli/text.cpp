@@ -10,8 +10,6 @@
 #include <fmt/core.h>
 
 #include <clocale>
-#include <cmath>
-#include <cstdlib>
 #include <cwchar>
 #include <nlohmann/json.hpp>
 
@@ -95,15 +93,6 @@ std::string Printable(std::string_view text) {
         }
     }
     return printable;
-}
-
-std::optional<double> NumberIn(const std::string& text) {
-    char* end = nullptr;
-    const double number = std::strtod(text.c_str(), &end);
-    if (text.empty() || end != text.c_str() + text.size() || !std::isfinite(number)) {
-        return std::nullopt;
-    }
-    return number;
 }
 
 std::string ToJson(const client::Property& property) {

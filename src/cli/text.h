@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,10 +16,6 @@ std::size_t ColumnsOf(std::string_view text);
 std::string Fitted(std::string_view text, std::size_t columns);
 /// Returns the text with its control characters replaced by visible escapes such as "\n".
 std::string Printable(std::string_view text);
-
-/// Returns the number that the whole text is, as strtod reads it, or nothing. Infinity and
-/// "nan" are no numbers.
-std::optional<double> NumberIn(const std::string& text);
 
 /// Returns the property as a JSON object on one line. Bytes that aren't UTF-8 become U+FFFD.
 std::string ToJson(const client::Property& property);

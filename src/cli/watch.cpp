@@ -11,10 +11,12 @@
 #include <atomic>
 #include <chrono>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "cli/command_line.h"
+#include "cli/condition.h"
 #include "cli/live_table.h"
 #include "cli/property_names.h"
 #include "cli/terminal.h"
@@ -31,6 +33,21 @@ struct WatchOptions {
     bool live = false;
     /// The number of changes after which the command ends; 0 means never.
     int count = 0;
+    /// A condition, see Condition; the command ends with the value that fulfils it.
+    std::string until;
+};
+
+/// When the command ends by itself.
+struct End {
+    int count;
+    std::optional<Condition> condition;
+    /// The property that the condition is about.
+    client::PropertyId property;
+
+    bool IsReached(int printed, const client::Property& change) const {
+        return printed == count || (condition && change.id == property && change.available &&
+                                    condition->Holds(change.value));
+    }
 };
 
 std::string TimeNow() {
@@ -112,13 +129,15 @@ private:
     std::map<client::PropertyId, std::string> last;
 };
 
-int PrintChanges(client::EventQueue& changes, const Context& context, int count) {
+int PrintChanges(client::EventQueue& changes, const Context& context, const End& end) {
     const Style style(context.Fancy());
     DuplicateFilter filter;
-    for (int printed = 0; !Interrupted() && (count == 0 || printed < count);) {
+    for (int printed = 0; !Interrupted();) {
         if (const auto change = changes.Take(kLook); change && filter.IsNew(*change)) {
             PrintChange(*change, context, style);
-            ++printed;
+            if (end.IsReached(++printed, *change)) {
+                break;
+            }
         }
     }
     return Exit::kDone;
@@ -148,7 +167,17 @@ int RunWatch(const Context& context, const WatchOptions& options) {
     if (!endpoint) {
         return Fail(endpoint.error());
     }
-    const bool live = options.live && context.Fancy();
+    End end{.count = options.count, .condition = {}, .property = {}};
+    std::vector<std::string> names = options.names;
+    if (!options.until.empty()) {
+        const auto condition = Condition::Parse(options.until);
+        if (!condition) {
+            return Fail(condition.error());
+        }
+        end.condition = *condition;
+        names.push_back(condition->Name());
+    }
+    const bool live = options.live && !end.condition && context.Fancy();
     ConnectionReporter reporter(live);
     client::Hub::Options hubOptions;
     hubOptions.deadlineMilliseconds = context.TimeoutMilliseconds();
@@ -158,14 +187,17 @@ int RunWatch(const Context& context, const WatchOptions& options) {
     if (!hub) {
         return Fail(hub.error());
     }
-    const auto interest = InterestIn(**hub, options.names);
+    const auto interest = InterestIn(**hub, names);
     if (!interest) {
         return Fail(interest.error());
+    }
+    if (end.condition) {
+        end.property = interest->ids.back();
     }
     CatchInterrupts();
     client::EventQueue changes;
     const client::Subscription subscription = (*hub)->Subscribe(*interest, changes.Callback());
-    return live ? ShowTable(changes, reporter) : PrintChanges(changes, context, options.count);
+    return live ? ShowTable(changes, reporter) : PrintChanges(changes, context, end);
 }
 
 }  // namespace
@@ -176,11 +208,13 @@ void AddWatch(CommandLine& line) {
               .summary = "print every change",
               .group = CommandGroup::kReading,
               .examples = "  vantry watch \"Printhead Temperature\" --count 3\n"
+                          "  vantry watch --until \"Printhead Temperature > 60\"\n"
                           "  vantry watch --live\n"},
              [options](const Context& context) { return RunWatch(context, *options); })
         .Texts("property", options->names, "what to watch (default: everything)")
         .Flag("--live", options->live, "a table that updates in place")
-        .Count("--count", options->count, 1, 1000000000, "end after so many changes");
+        .Count("--count", options->count, 1, 1000000000, "end after so many changes")
+        .Text("--until", options->until, "end with the value that fulfils this condition");
 }
 
 }  // namespace vantry::cli

@@ -20,17 +20,6 @@ using client::ErrorCode;
 using client::Result;
 using client::ValueType;
 
-std::optional<double> NumberIn(const std::string& text) {
-    constexpr const char* kBegins = "+-.0123456789";
-    char* end = nullptr;
-    const double number = std::strtod(text.c_str(), &end);
-    if (text.empty() || std::string(kBegins).find(text.front()) == std::string::npos ||
-        end != text.c_str() + text.size() || !std::isfinite(number)) {
-        return std::nullopt;
-    }
-    return number;
-}
-
 /// Returns the shortest text of the number.
 std::string Short(double number) {
     char text[32];
@@ -87,6 +76,17 @@ std::string Numbers(const Description& description) {
 
 }  // namespace
 
+std::optional<double> NumberIn(const std::string& text) {
+    constexpr const char* kBegins = "+-.0123456789";
+    char* end = nullptr;
+    const double number = std::strtod(text.c_str(), &end);
+    if (text.empty() || std::string(kBegins).find(text.front()) == std::string::npos ||
+        end != text.c_str() + text.size() || !std::isfinite(number)) {
+        return std::nullopt;
+    }
+    return number;
+}
+
 const char* NameOf(ValueType type) {
     switch (type) {
         case ValueType::Number:
@@ -98,10 +98,6 @@ const char* NameOf(ValueType type) {
         default:
             return "text";
     }
-}
-
-std::optional<ValueType> TypeFromValue(const std::string& value) {
-    return value == "True" || value == "False" ? std::optional(ValueType::Bool) : std::nullopt;
 }
 
 std::string AllowedValues(const Description& description) {

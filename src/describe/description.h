@@ -27,15 +27,14 @@ struct Description {
     std::optional<bool> writable = {};
 
     bool operator==(const Description&) const = default;
-    bool IsEmpty() const { return *this == Description(); }
 };
 
 /// Returns "text", "number", "bool" or "command".
 const char* NameOf(client::ValueType type);
 
-/// Returns Bool if the text is "True" or "False", which a property of another type seldom has, and
-/// nothing otherwise. This is for properties whose description has no type.
-std::optional<client::ValueType> TypeFromValue(const std::string& value);
+/// Returns the number that the whole text is, as strtod reads it, or nothing. A text that begins
+/// with a blank, "inf" and "nan" are no numbers.
+std::optional<double> NumberIn(const std::string& text);
 
 /// Returns the text to send when a person types `typed` as the new value: for a bool or a command,
 /// "True" for true, on, yes and 1, and "False" for their opposites, in upper or lower case; any

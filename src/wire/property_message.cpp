@@ -71,6 +71,12 @@ std::string_view EntryView::Text(std::string_view field) const {
 
 std::string_view EntryView::Component() const { return Text(Field::kComponent); }
 
+void PropertyMessage::AddSubscribeRequest(const PropertyRequest& request) {
+    JsonValue& section = object[Section::kSubscribeRequests];
+    section.type = JsonType::Array;
+    section.array.emplace_back(MakeRequestEntry(request));
+}
+
 void PropertyMessage::AddSubscribeRequests(const std::deque<PropertyRequest>& requests) {
     object[Section::kSubscribeRequests] = MakeRequestEntries(requests);
 }

@@ -30,7 +30,7 @@ private:
 /// A message of the hub or a component, which consists of sections with entries.
 ///
 /// Decoding never fails: a missing or wrongly typed field is decoded as an empty text. Encoding
-/// replaces a section. Used by one thread at a time.
+/// replaces a section; only AddSubscribeRequest appends to one. Used by one thread at a time.
 class PropertyMessage final : public JsonMessage {
 public:
     bool HasSection(std::string_view key) const { return FindKey(object, key) != nullptr; }
@@ -50,6 +50,9 @@ public:
         }
     }
 
+    /// Appends one entry to the subscribe section. The hub and the tools don't call it; it is kept
+    /// for programs that put a subscription together piece by piece.
+    void AddSubscribeRequest(const PropertyRequest& request);
     void AddSubscribeRequests(const std::deque<PropertyRequest>& requests);
     void EncodeGetRequests(const std::deque<PropertyRequest>& requests);
     void EncodeSetRequests(const std::deque<PropertySetRequest>& requests);

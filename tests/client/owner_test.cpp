@@ -166,7 +166,7 @@ TEST_F(Owner, AHandlerThatThrowsIsToldAndTheOthersRun) {
     EXPECT_TRUE(Eventually([&] { return errors > 10; }));
 }
 
-TEST_F(Owner, ACommandThatFailsTheSecondTimeIsNotTakenForTheFirst) {
+TEST_F(Owner, ACommandRunsOnEveryTrueAndAFailureIsNotTakenForTheLastSuccess) {
     const auto owner = Connect();
     std::atomic<int> runs{0};
     Announcement command = Announced("A", "False", ValueType::Command);
@@ -175,10 +175,12 @@ TEST_F(Owner, ACommandThatFailsTheSecondTimeIsNotTakenForTheFirst) {
     };
     ASSERT_TRUE(owner->Announce({command}));
     const auto client = Connect();
-    EXPECT_EQ(client->WriteAndWait(Mine("A"), "True")->value, "True");
+    ASSERT_TRUE(client->Write(Mine("A"), "False"));
+    EXPECT_EQ(client->WriteAndWait(Mine("A"), "true")->value, "True");
     const auto second = client->WriteAndWait(Mine("A"), "True");
     ASSERT_FALSE(second);
     EXPECT_EQ(second.error().code, ErrorCode::Refused);
+    EXPECT_EQ(runs, 2);
 }
 
 TEST_F(Owner, AnOrderlyEndLosesNothingAndLeavesNoLineInTheLog) {

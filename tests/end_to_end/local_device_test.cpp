@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <time.h>
 
-#include <fstream>
-#include <sstream>
 #include <thread>
 
 #include "support/eventually.h"
@@ -19,47 +18,22 @@ using namespace test;
 
 class LocalDevice : public testing::Test {
 protected:
-    std::string LimitsFile(const std::string& text) const {
-        WriteFile(directory.Path() / "limits", text);
-        return (directory.Path() / "limits").string();
-    }
-
     TemporaryDirectory directory;
 };
 
-/// Returns a request whose answer has about 187 bytes for each entry.
-std::string AskForUnknown(int entries) {
-    return Section(
-        "PropertyGetRequests",
-        std::vector<std::string>(static_cast<std::size_t>(entries), R"({"GUID":"a:b"})"));
-}
-
-std::string SetPeriod(int value) { return FrameOf(Set(PublishingPeriod(), std::to_string(value))); }
-
-bool PeriodIs(FrameClient& client, int value) {
-    return client.Ask(Get(PublishingPeriod()))->find("\"" + std::to_string(value) + "\"") !=
-           std::string::npos;
-}
-
-std::string ProcessFile(const VantrydProcess& hub, const std::string& name) {
-    return ReadFile("/proc/" + std::to_string(hub.Id()) + "/" + name);
-}
-
 /// Returns the processor time of the process, in hundredths of a second.
 long ProcessorTime(const VantrydProcess& hub) {
-    std::istringstream fields(ProcessFile(hub, "stat"));
-    std::string ignored;
-    for (int field = 1; field < 14; ++field) {
-        fields >> ignored;
-    }
-    long user = 0;
-    long system = 0;
-    fields >> user >> system;
-    return user + system;
+    clockid_t clock = 0;
+    timespec used{};
+    EXPECT_EQ(clock_getcpuclockid(hub.Id(), &clock), 0);
+    EXPECT_EQ(clock_gettime(clock, &used), 0);
+    return used.tv_sec * 100 + used.tv_nsec / 10'000'000;
 }
 
 TEST_F(LocalDevice, OneThatReadsNothingIsClosedAndTold) {
-    VantrydProcess hub(directory.Path(), {"--limits", LimitsFile("local-output = 1000000")});
+    const std::filesystem::path limits = directory.Path() / "limits";
+    WriteFile(limits, "local-output = 1000000");
+    VantrydProcess hub(directory.Path(), {"--limits", limits.string()});
     FrameClient component = hub.Device("PRN1");
     FrameClient client = hub.Device("PRN1");
     for (int count = 0; count < 400; ++count) {
@@ -80,12 +54,12 @@ TEST_F(LocalDevice, ADroppedClientWithOutputLeftCostsNothing) {
     std::vector<FrameClient> clients;
     for (int count = 0; count < 5; ++count) {
         clients.push_back(hub.Device("PRN1"));
-        clients.back().Send(AskForUnknown(10'000));
+        clients.back().Send(ManyReads(10'000));
         clients.back().Send(R"({"Disconnect": true})");
         clients.back().SendBytes(std::string(100'000, 'x'));
     }
     // The answers are complete when a later request has been answered.
-    ASSERT_TRUE(idle.Ask(AskForUnknown(20'000)));
+    ASSERT_TRUE(idle.Ask(ManyReads(20'000)));
     EXPECT_FALSE(idle.HearsWithin(500));
     const long before = ProcessorTime(hub);
     EXPECT_FALSE(idle.HearsWithin(1000));
@@ -107,7 +81,7 @@ TEST_F(LocalDevice, AStopActsOnWhatWasSentAndOnNoEndlessBacklog) {
         for (int count = 0; count < 2000; ++count) {
             frames += FrameOf(Get(PublishingPeriod()));
         }
-        client.SendBytes(frames + SetPeriod(3000));
+        client.SendBytes(frames + FrameOf(Set(PublishingPeriod(), "3000")));
         hub.Signal(SIGTERM);
         EXPECT_EQ(hub.Wait(), 0);
         EXPECT_TRUE(client.SeesEnd());
@@ -116,7 +90,7 @@ TEST_F(LocalDevice, AStopActsOnWhatWasSentAndOnNoEndlessBacklog) {
     }
     VantrydProcess hub(directory.Path());
     FrameClient client = hub.Device("PRN1");
-    EXPECT_TRUE(PeriodIs(client, 3000));
+    EXPECT_EQ(ValueIn(*client.Ask(Get(PublishingPeriod()))), "3000");
 }
 
 }  // namespace

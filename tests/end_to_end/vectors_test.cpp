@@ -5,7 +5,6 @@
 #include <fstream>
 #include <map>
 
-#include "support/messages.h"
 #include "support/temporary_directory.h"
 #include "support/vantryd_process.h"
 

@@ -48,9 +48,7 @@ unsigned long NumberOf(const std::string& text) {
 Numbers Ask(FrameClient& client) {
     Numbers numbers{};
     for (std::size_t place = 0; place < kCount; ++place) {
-        const std::string answer = client.Ask(Get(kProperties[place])).value_or("");
-        const std::size_t start = answer.find("\"Value\": \"") + 10;
-        numbers[place] = NumberOf(answer.substr(start, answer.find('"', start) - start));
+        numbers[place] = NumberOf(ValueIn(client.Ask(Get(kProperties[place])).value_or("")));
     }
     return numbers;
 }

@@ -30,9 +30,6 @@ const Address kFirmware = HubProperty(HubProperties::kFirmwareVersion, Groups::k
 
 class Noise : public testing::Test {
 protected:
-    FrameClient Connect(const std::string& link) const {
-        return link == "TCP" ? hub.Tcp() : hub.Device(link);
-    }
     bool Goes() const { return std::chrono::steady_clock::now() < end && !HasFailure(); }
 
     void Attack(unsigned seed);
@@ -78,7 +75,7 @@ public:
             case 2:
             case 3:
             case 4:
-                return FrameOf(Many(kSections[Below(manySections)]));
+                return FrameOf(ManyOf(kSections[Below(manySections)]));
             case 5:
                 return FrameOf(Large());
             case 6:
@@ -94,19 +91,15 @@ private:
     static constexpr const char* kSections[] = {"PropertyGetRequests", "PropertySubscribeRequests",
                                                 "PropertySetRequests", "PropertyGetResponses"};
 
-    std::string Many(const std::string& section) {
-        std::vector<std::string> entries;
-        const std::size_t count = Below(5'000);
-        for (std::size_t number = 0; number < count; ++number) {
+    std::string ManyOf(const std::string& section) {
+        return Many(section, Below(5'000), [&](std::size_t) {
             const Address address{Below(9) == 0 ? "OWNER" : "E", "Job " + std::to_string(Below(4)),
                                   std::to_string(Below(50'000))};
-            entries.push_back(
-                section == "PropertyGetResponses"
-                    ? ReportEntry(address, std::to_string(random()),
-                                  Below(5) == 0 ? "Property No Longer Available" : "Successful")
-                    : address.Entry(R"(,"Value": "x")"));
-        }
-        return Section(section, entries);
+            return section == "PropertyGetResponses"
+                       ? ReportEntry(address, std::to_string(random()),
+                                     Below(5) == 0 ? "Property No Longer Available" : "Successful")
+                       : address.Entry(R"(,"Value": "x")");
+        });
     }
 
     std::string Large() {
@@ -130,7 +123,7 @@ void Noise::Attack(unsigned seed) {
     const std::string& link = links[seed % std::size(links)];
     Arsenal arsenal(seed, link == "PRN1");
     while (Goes()) {
-        FrameClient peer = Connect(link);
+        FrameClient peer = hub.Connect(link);
         peer.GiveUpSendingAfter(200);
         for (std::size_t count = arsenal.Below(6) + 1; count > 0; --count) {
             const std::string bytes = arsenal.Bytes();
@@ -160,7 +153,7 @@ void Noise::Attack(unsigned seed) {
 
 /// Asks for two properties and for none, and knows every byte of the answers.
 void Noise::Read(const std::string& link) {
-    FrameClient peer = Connect(link);
+    FrameClient peer = hub.Connect(link);
     const std::string firmware = peer.Ask(Get(kFirmware)).value_or("");
     const std::string nothing = peer.Ask(Get(kNobodys)).value_or("");
     EXPECT_NE(firmware.find("1.1.153310"), std::string::npos);

@@ -27,6 +27,20 @@ protected:
     std::unique_ptr<FrameClient> component;
 };
 
+TEST_F(Publishing, ManyChangesOfALongValueMakeNoEndlessMessage) {
+    component->Send(Report(kSpeed, "1"));
+    const auto client = hub.Connect();
+    client->Ask(Subscribe(kSpeed));
+    client->Receive();
+    std::vector<std::string> changes;
+    for (int change = 0; change < 50; ++change) {
+        changes.push_back(ReportEntry(kSpeed, std::to_string(change)));
+    }
+    changes.push_back(ReportEntry(kSpeed, std::string(1U << 20U, 'x')));
+    component->Send(Section("PropertyGetResponses", changes));
+    EXPECT_LT(client->ReceiveUntil("xx")->size(), 34U << 20U);
+}
+
 TEST_F(Publishing, LocalPropertiesAreToldWhenTheyComeChangeAndGo) {
     const auto client = hub.Connect();
     const Address local{std::string(Components::kVantry.guid), "LOCAL GROUP", "LOCAL"};

@@ -10,9 +10,12 @@
 
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 #include <set>
 #include <string>
+#include <thread>
 
+#include "support/eventually.h"
 #include "support/messages.h"
 #include "support/temporary_directory.h"
 
@@ -55,12 +58,22 @@ Function Entry(void* library, const char* name) {
     return reinterpret_cast<Function>(dlsym(library, name));
 }
 
+/// Counts the threads ("task") or the descriptors ("fd") of this process.
+std::ptrdiff_t CountOf(const char* what) {
+    const std::filesystem::directory_iterator entries(std::string("/proc/self/") + what);
+    return std::distance(begin(entries), end(entries));
+}
+
 TEST(Library, LoadsStartsStopsAndUnloadsAgainAndAgain) {
     const TemporaryDirectory directory;
     std::filesystem::create_directories(directory.Path() / "Store");
     setenv("VANTRY_ROOT", directory.Path().c_str(), 1);
     setenv("VANTRY_PORT", "65534", 1);
-    for (int round = 0; round < 2; ++round) {
+    // A sanitizer's own thread begins with the first that is started.
+    std::thread([] {}).join();
+    const std::ptrdiff_t threads = CountOf("task");
+    std::ptrdiff_t descriptors = 0;
+    for (int round = 0; round < 3; ++round) {
         void* const library = dlopen(LIBPRN_PATH, RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(library, nullptr) << dlerror();
         const std::filesystem::path marker = directory.Path() / "DriverUnloadSuccessful";
@@ -80,6 +93,9 @@ TEST(Library, LoadsStartsStopsAndUnloadsAgainAndAgain) {
         EXPECT_EQ(Entry<std::uint32_t (*)(std::uint32_t)>(library, "PRN_Deinit")(1), 1U);
         EXPECT_EQ(ReadFile(marker).size(), 4U);
         EXPECT_EQ(dlclose(library), 0);
+        EXPECT_TRUE(Eventually([&] { return CountOf("task") == threads; }));
+        descriptors = round == 0 ? CountOf("fd") : descriptors;
+        EXPECT_EQ(CountOf("fd"), descriptors) << "round " << round;
     }
 }
 

@@ -8,7 +8,6 @@ tree=$2/tree
 mkdir -p "$tree"
 cp -R "$source"/{debian,python,docs,packaging,README.md,CHANGELOG.md} "$tree"
 find "$tree/python" -name __pycache__ -prune -exec rm -rf {} +
-# Objects that were built with a build folder above them have its name in their debug information.
 (cd "$tree" && VANTRY_BUILD=$build dpkg-buildpackage -b -us -uc -d -nc) >"$2/build.log" 2>&1 ||
   { cat "$2/build.log" >&2; exit 1; }
 rm -rf "$tree"

@@ -22,7 +22,7 @@ as_package_manager() {
   dpkg --root="$root" --force-script-chrootless --force-depends --force-not-root --log=/dev/null \
     "$@" >"$work/dpkg.log" 2>&1 || { cat "$work/dpkg.log" >&2; return 1; }
 }
-# A stand-in writes down what it is asked, and says of the unit what the test wants it to.
+# A stand-in writes down what it is asked.
 for tool in systemctl systemd-sysusers systemd-tmpfiles deb-systemd-invoke py3compile py3clean; do
   printf '#!/bin/sh\necho %s "$@" >>"%s"\n' "$tool" "$work/calls" >"$work/bin/$tool"
   chmod +x "$work/bin/$tool"

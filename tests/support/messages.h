@@ -43,6 +43,21 @@ inline std::string Section(const std::string& key, const std::vector<std::string
     return text + "]}";
 }
 
+/// Returns a section of so many entries, each of which `entry` makes from its number.
+template <typename Entry>
+std::string Many(const std::string& key, std::size_t count, const Entry& entry) {
+    std::vector<std::string> entries;
+    for (std::size_t number = 0; number < count; ++number) {
+        entries.push_back(entry(number));
+    }
+    return Section(key, entries);
+}
+
+/// Returns a request whose answer has about 187 bytes for each of so many unknown properties.
+inline std::string ManyReads(std::size_t count) {
+    return Many("PropertyGetRequests", count, [](std::size_t) { return R"({"GUID":"a:b"})"; });
+}
+
 inline std::string Get(const Address& what) {
     return Section("PropertyGetRequests", {what.Entry()});
 }

@@ -12,34 +12,6 @@
 
 namespace vantry::test {
 
-/// The exit status of a program, or -1 if a signal ended it, and what it wrote.
-struct ProcessResult {
-    int exitStatus;
-    std::string output;
-    std::string errors;
-};
-
-/// Runs a program with these arguments and this standard input. Blocks until it has ended.
-ProcessResult RunProgram(const std::string& program, const std::vector<std::string>& arguments,
-                         const std::string& input = "");
-/// Does the same for vantryd.
-ProcessResult RunVantryd(const std::vector<std::string>& arguments);
-
-/// A program that runs beside the test and whose output is discarded. The destructor kills it.
-class BackgroundProgram {
-public:
-    BackgroundProgram(const std::string& program, const std::vector<std::string>& arguments);
-    ~BackgroundProgram();
-    BackgroundProgram(const BackgroundProgram&) = delete;
-    BackgroundProgram& operator=(const BackgroundProgram&) = delete;
-
-    /// Ends the program as Ctrl-C does. Blocks until it has ended and returns its exit status.
-    int Interrupt();
-
-private:
-    pid_t id;
-};
-
 /// A vantryd on a free port of 127.0.0.1, with its directories below `base`. It may have at most so
 /// many descriptors, unless `descriptors` is 0. The constructor blocks until it is ready; the
 /// destructor kills it, and copies what it has written to standard error to this program's.

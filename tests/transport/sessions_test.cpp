@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
 
 #include "runtime/live_object_counters.h"
 #include "support/eventually.h"
@@ -121,6 +120,42 @@ TEST_F(Sessions, EndBeforeTheirManagerDoes) {
     manager.reset();
     EXPECT_TRUE(Eventually([&] { return LiveObjectCounters::threads == threads; }));
     EXPECT_EQ(log->lines, 3);
+}
+
+/// A handler that recognises everything at one position and ends the session.
+class FixedHandler final : public DataHandler {
+public:
+    FixedHandler(std::uint32_t where, std::atomic<int>& openings)
+        : position(where), opened(openings) {}
+    std::uint32_t Recognise(const std::shared_ptr<PeekStream>&) override { return position; }
+    std::shared_ptr<DataObject> Open(const std::shared_ptr<PeekStream>&) override {
+        ++opened;
+        return nullptr;
+    }
+    std::uint32_t MinimumBytes() const override { return 100; }
+
+private:
+    const std::uint32_t position;
+    std::atomic<int>& opened;
+};
+
+TEST_F(Sessions, TheLowestPositionWinsAndTheEarlierHandlerAmongEquals) {
+    const struct {
+        std::uint32_t first;
+        std::uint32_t second;
+        int winner;
+    } cases[] = {{3, 3, 1}, {5, 3, 2}, {0xFFFF, 7, 2}, {3, DataHandler::kNoPosition, 1}};
+    for (const auto& [first, second, winner] : cases) {
+        DataHandlerManager choosing(visitor, reaper, log, 249, status);
+        std::atomic<int> openings[2] = {0, 0};
+        choosing.AddHandler(std::make_unique<FixedHandler>(first, openings[0]));
+        choosing.AddHandler(std::make_unique<FixedHandler>(second, openings[1]));
+        const PipePair fresh = PipePair::Make();
+        fresh.clientEnd->WriteBytes({1, 2, 3});
+        EXPECT_EQ(choosing.ProcessNext(std::make_shared<PeekStream>(fresh.peerEnd)), 0U);
+        EXPECT_EQ(openings[winner - 1], 1);
+        EXPECT_EQ(openings[2 - winner], 0);
+    }
 }
 
 /// A listener that accepts nobody and counts its calls.

@@ -128,6 +128,13 @@ TEST_F(DeviceLinks, EachAttachmentGivesOneStreamAlsoOneBeforeTheStart) {
     EXPECT_EQ(std::count(codes.begin(), codes.end(), ControlCode::kTakeAttachedHost), 1);
 }
 
+TEST_F(DeviceLinks, ABluetoothListenerNamesItsChannel) {
+    platform.platform.devices.Register(u"BTD0:", std::make_shared<ScriptedDriver>(script));
+    const auto listener = BluetoothLayer(platform.platform).MakeListener(0x10002);
+    EXPECT_EQ(listener->Accept()->IsExternal(), 1U);
+    EXPECT_EQ(script->InputOf(ControlCode::kAwaitPeer), (std::vector<std::uint8_t>{2, 0}));
+}
+
 TEST_F(DeviceLinks, WithoutDriversNoListenerGivesAnything) {
     EXPECT_FALSE(UsbListenerOpened()->Accept());
     BluetoothLayer layer(platform.platform);

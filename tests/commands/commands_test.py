@@ -1,0 +1,67 @@
+#!/usr/bin/env python3
+"""Types the commands of a file beside a hub of its own, and checks what is written.
+
+    commands_test.py BUILD-DIRECTORY FILE
+
+A line with "$ " is a command. The lines behind it are what it writes to either output, where "..." stands
+for any text, and "[2]" is its exit status, if that isn't 0. "#" begins a comment. One shell runs all
+commands in an empty folder. The programs are in its path, $VANTRY_DEVICE is the hub's local device, $PORT
+its TCP port, $SOURCE the folder of the sources, and $EXAMPLES that of the example programs. `eventually
+COMMAND` repeats a command until it succeeds.
+"""
+import contextlib
+import os
+import re
+import signal
+import subprocess
+import sys
+
+SOURCE = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
+sys.path.insert(0, SOURCE + "/python/tests")
+from support import PATIENCE, RunningHub  # noqa: E402
+
+EVENTUALLY = 'eventually() { until "$@" >/dev/null 2>&1; do sleep 0.05; done; }\n'
+END = "--- the end of command"
+
+
+def play(commands, folder, environment):
+    """Runs the commands in a folder. Returns the output of each that has ended, with its exit status."""
+    script = EVENTUALLY + "".join("%s\necho \"%s $?\"\n" % (command, END) for command in commands)
+    name = os.path.join(folder, "..", "output")
+    with open(name, "w") as output:
+        shell = subprocess.Popen(["bash", "-c", script], cwd=folder, env=dict(os.environ, **environment),
+                                 start_new_session=True, stdin=subprocess.DEVNULL, stdout=output,
+                                 stderr=subprocess.STDOUT)
+    with contextlib.suppress(subprocess.TimeoutExpired):
+        shell.wait(4 * PATIENCE)
+    with contextlib.suppress(ProcessLookupError):
+        os.killpg(shell.pid, signal.SIGKILL)
+    with open(name, errors="backslashreplace") as output:
+        parts = re.split(END + r" (\d+)\n", output.read())
+    return [text + ("" if status == "0" else "[%s]\n" % status)
+            for text, status in zip(parts[::2], parts[1::2])]
+
+
+def main():
+    build, name = sys.argv[1:]
+    with open(name) as file:
+        steps = re.findall(r"^\$ (.*)\n((?:(?![$#]).*\n)*)", file.read(), re.M)
+    hub = RunningHub()
+    folder = os.path.join(hub.folder.name, "here")
+    os.mkdir(folder)
+    try:
+        outputs = play([command for command, _ in steps], folder, {
+            "PATH": build + "/src:" + os.environ["PATH"], "VANTRY_DEVICE": hub.device,
+            "PORT": hub.tcp.split(":")[1], "SOURCE": SOURCE, "EXAMPLES": build + "/examples"})
+    finally:
+        hub.end()
+    for (command, wanted), output in zip(steps, outputs):
+        pattern = ".*".join(re.escape(part) for part in wanted.rstrip("\n").split("..."))
+        if not re.fullmatch(pattern + "\n*", output, re.S):
+            sys.exit("%s: $ %s\n--- wanted\n%s--- written\n%s" % (name, command, wanted, output))
+    if len(outputs) < max(len(steps), 1):
+        sys.exit("%s: this never ended: %s" % (name, steps[len(outputs)][0] if steps else "no command"))
+
+
+if __name__ == "__main__":
+    main()
