@@ -172,7 +172,8 @@ int RunWatch(const Context& context, const WatchOptions& options) {
     if (!options.until.empty()) {
         const auto condition = Condition::Parse(options.until);
         if (!condition) {
-            return Fail(condition.error());
+            Fail(condition.error());
+            return Exit::kUsage;
         }
         end.condition = *condition;
         names.push_back(condition->Name());

@@ -43,7 +43,7 @@ def play(commands, folder, environment):
 
 
 def main():
-    build, name = sys.argv[1:]
+    build, name = map(os.path.abspath, sys.argv[1:])
     with open(name) as file:
         steps = re.findall(r"^\$ (.*)\n((?:(?![$#]).*\n)*)", file.read(), re.M)
     hub = RunningHub()

@@ -108,11 +108,9 @@ TEST_F(Links, ManyConnectionsComeAndGo) {
 
 TEST_F(Links, AClientThatStopsReadingDelaysNobodyAndIsDropped) {
     FrameClient component = hub.Device("PRN1");
-    std::vector<std::string> entries;
-    for (int count = 0; count < 500; ++count) {
-        entries.push_back(ReportEntry({"C", "Job ", std::to_string(count)}, std::string(900, 'v')));
-    }
-    component.Send(Section("PropertyGetResponses", entries));
+    component.Send(Many("PropertyGetResponses", 500, [](std::size_t number) {
+        return ReportEntry({"C", "Job ", std::to_string(number)}, std::string(900, 'v'));
+    }));
     ASSERT_TRUE(component.Ask(Get(kSpeed)));
     FrameClient client = hub.Tcp();
     ASSERT_TRUE(client.Ask(Get(kSpeed)));

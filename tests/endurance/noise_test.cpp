@@ -137,16 +137,12 @@ void Noise::Attack(unsigned seed) {
                 static_cast<void>(peer.HearsWithin(300));
             }
         }
-        switch (arsenal.Below(4)) {
-            case 0:
-                peer.Reset();
-                break;
-            case 1:
-                peer.ShutDownSending();
-                static_cast<void>(peer.HearsWithin(100));
-                break;
-            default:
-                break;
+        const std::size_t ending = arsenal.Below(4);
+        if (ending == 0) {
+            peer.Reset();
+        } else if (ending == 1) {
+            peer.ShutDownSending();
+            static_cast<void>(peer.HearsWithin(100));
         }
     }
 }

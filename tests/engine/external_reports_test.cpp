@@ -30,7 +30,7 @@ TEST(ExternalReports, AnExternalPeerCantAddASectionToMessagesOfOthers) {
     for (const auto& [text, passes] : cases) {
         for (const std::string field :
              {"Component", "ComponentString", "GUID", "GroupString", "NameString", "Status"}) {
-            const std::string name = "N" + std::to_string(++number);
+            const std::string name = "N" + std::to_string(++number) + ";";
             const std::string guid = "G:" + name + (field == "GUID" ? text : "");
             // The first of equal keys counts.
             outside->Ask(R"({"PropertyGetRequests": [],"PropertyGetResponses": [{")" + field +
@@ -39,10 +39,7 @@ TEST(ExternalReports, AnExternalPeerCantAddASectionToMessagesOfOthers) {
                          R"(","Status": "Successful"}]})");
             const std::string group = *inside->Ask(Get({"", "G", ""}));
             // A record with an unknown status announces nothing.
-            EXPECT_EQ(group.find("G:" + name + "\"") != std::string::npos ||
-                          group.find("G:" + name + "escaped") != std::string::npos ||
-                          group.find("G:" + name + "plain") != std::string::npos,
-                      passes && field != "Status")
+            EXPECT_EQ(group.find("G:" + name) != std::string::npos, passes && field != "Status")
                 << field << ": " << text;
         }
     }

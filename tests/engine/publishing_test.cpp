@@ -32,12 +32,10 @@ TEST_F(Publishing, ManyChangesOfALongValueMakeNoEndlessMessage) {
     const auto client = hub.Connect();
     client->Ask(Subscribe(kSpeed));
     client->Receive();
-    std::vector<std::string> changes;
-    for (int change = 0; change < 50; ++change) {
-        changes.push_back(ReportEntry(kSpeed, std::to_string(change)));
-    }
-    changes.push_back(ReportEntry(kSpeed, std::string(1U << 20U, 'x')));
-    component->Send(Section("PropertyGetResponses", changes));
+    component->Send(Many("PropertyGetResponses", 51, [](std::size_t number) {
+        return ReportEntry(kSpeed,
+                           number < 50 ? std::to_string(number) : std::string(1U << 20U, 'x'));
+    }));
     EXPECT_LT(client->ReceiveUntil("xx")->size(), 34U << 20U);
 }
 

@@ -125,36 +125,36 @@ TEST_F(Sessions, EndBeforeTheirManagerDoes) {
 /// A handler that recognises everything at one position and ends the session.
 class FixedHandler final : public DataHandler {
 public:
-    FixedHandler(std::uint32_t where, std::atomic<int>& openings)
-        : position(where), opened(openings) {}
+    FixedHandler(std::uint32_t where, std::string& openings, char itsName)
+        : position(where), opened(openings), name(itsName) {}
     std::uint32_t Recognise(const std::shared_ptr<PeekStream>&) override { return position; }
     std::shared_ptr<DataObject> Open(const std::shared_ptr<PeekStream>&) override {
-        ++opened;
+        opened += name;
         return nullptr;
     }
     std::uint32_t MinimumBytes() const override { return 100; }
 
 private:
     const std::uint32_t position;
-    std::atomic<int>& opened;
+    std::string& opened;
+    const char name;
 };
 
 TEST_F(Sessions, TheLowestPositionWinsAndTheEarlierHandlerAmongEquals) {
     const struct {
         std::uint32_t first;
         std::uint32_t second;
-        int winner;
-    } cases[] = {{3, 3, 1}, {5, 3, 2}, {0xFFFF, 7, 2}, {3, DataHandler::kNoPosition, 1}};
+        const char* winner;
+    } cases[] = {{3, 3, "1"}, {5, 3, "2"}, {0xFFFF, 7, "2"}, {3, DataHandler::kNoPosition, "1"}};
     for (const auto& [first, second, winner] : cases) {
         DataHandlerManager choosing(visitor, reaper, log, 249, status);
-        std::atomic<int> openings[2] = {0, 0};
-        choosing.AddHandler(std::make_unique<FixedHandler>(first, openings[0]));
-        choosing.AddHandler(std::make_unique<FixedHandler>(second, openings[1]));
+        std::string openings;
+        choosing.AddHandler(std::make_unique<FixedHandler>(first, openings, '1'));
+        choosing.AddHandler(std::make_unique<FixedHandler>(second, openings, '2'));
         const PipePair fresh = PipePair::Make();
         fresh.clientEnd->WriteBytes({1, 2, 3});
         EXPECT_EQ(choosing.ProcessNext(std::make_shared<PeekStream>(fresh.peerEnd)), 0U);
-        EXPECT_EQ(openings[winner - 1], 1);
-        EXPECT_EQ(openings[2 - winner], 0);
+        EXPECT_EQ(openings, winner);
     }
 }
 
