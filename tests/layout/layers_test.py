@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Checks every include in src/ against the table in src/layers.txt.
+"""Checks every include in src/ against the table in src/layers.txt and the picture in docs/ARCHITECTURE.md.
 
     layers_test.py SOURCE_DIRECTORY
 
-A folder may include itself, runtime, and the folders that its line names; "*" stands for every folder
-above it in the table.
+A folder may include itself, runtime, and the folders that its line of the table names; "*" stands for
+every folder above it in the table. In the picture it stands in a row above everything that it includes.
 """
 import pathlib
 import re
@@ -25,10 +25,23 @@ def read_table(path):
     return allowed
 
 
+def read_picture(path):
+    """The row of the picture in which each folder stands. A row is an indented line that begins with its number."""
+    rows = {}
+    for number, names in re.findall(r"^ {4,}(\d+) +(.*)$", path.read_text(), re.MULTILINE):
+        for name in names.split():
+            if name in rows:
+                sys.exit(f"ARCHITECTURE.md: {name} stands in two rows")
+            rows[name] = int(number)
+    return rows
+
+
 def main():
     source = pathlib.Path(sys.argv[1]) / "src"
     allowed = read_table(source / "layers.txt")
-    wrong = []
+    rows = read_picture(source.parent / "docs/ARCHITECTURE.md")
+    wrong = [f"the picture in ARCHITECTURE.md and layers.txt don't both name {folder}"
+             for folder in sorted(set(rows) ^ set(allowed))]
     seen = 0
     for path in sorted(source.rglob("*.h")) + sorted(source.rglob("*.cpp")):
         name = path.relative_to(source)
@@ -38,8 +51,11 @@ def main():
             continue
         for included in re.findall(r'^#include "(.*)"', path.read_text(), re.MULTILINE):
             seen += 1
-            if pathlib.PurePosixPath(included).parent.as_posix() not in allowed[folder]:
+            other = pathlib.PurePosixPath(included).parent.as_posix()
+            if other not in allowed[folder]:
                 wrong.append(f"{name} includes {included}")
+            elif other != folder and rows.get(other, -1) >= rows.get(folder, 99):
+                wrong.append(f"{name} includes {included}, which isn't below it in the picture")
     print("\n".join(wrong) if wrong else f"{seen} includes, all with the layers")
     sys.exit(1 if wrong or not seen else 0)
 
