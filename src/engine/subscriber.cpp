@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <utility>
 
-// The list of a subscriber is kept by full key, so that a fan-out finds with one look-up whether a record
-// is wanted. Equal entries may stand in a row: a subscription that names a property twice is cancelled
-// twice. Each entry weighs on the account of its stream until it is removed, a long one more than a short
-// one; the destructor gives back what is left. A publication and a reply to the same peer are kept apart
-// by the send lock of the stream, not by a lock of the subscriber.
+// The list of a subscriber is kept by full key, so that a fan-out finds with one look-up whether a
+// record is wanted. Equal entries may stand in a row: a first subscription that names a
+// property twice is cancelled twice, while a later one adds only what isn't listed. Each entry
+// weighs on the account of its stream until it is removed, a long one more than a short one; the
+// destructor gives back what is left. A publication and a reply to the same peer are kept apart by
+// the send lock of the stream, not by a lock of the subscriber.
 
 namespace vantry {
 
