@@ -4,11 +4,11 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "cli/condition.h"
-#include "cli/live_table.h"
-#include "cli/property_names.h"
-#include "cli/script.h"
-#include "cli/text.h"
+#include "cli/base/text.h"
+#include "cli/script/script.h"
+#include "cli/select/condition.h"
+#include "cli/select/property_names.h"
+#include "cli/show/live_table.h"
 
 namespace vantry::cli {
 namespace {

@@ -15,12 +15,12 @@
 #include <string>
 #include <utility>
 
-#include "cli/command_line.h"
-#include "cli/condition.h"
-#include "cli/live_table.h"
-#include "cli/property_names.h"
-#include "cli/terminal.h"
-#include "cli/text.h"
+#include "cli/base/command_line.h"
+#include "cli/base/terminal.h"
+#include "cli/base/text.h"
+#include "cli/select/condition.h"
+#include "cli/select/property_names.h"
+#include "cli/show/live_table.h"
 #include "client/event_queue.h"
 
 namespace vantry::cli {

@@ -12,10 +12,10 @@
 #include <fstream>
 #include <thread>
 
-#include "cli/command_line.h"
-#include "cli/script.h"
-#include "cli/terminal.h"
-#include "cli/text.h"
+#include "cli/base/command_line.h"
+#include "cli/base/terminal.h"
+#include "cli/base/text.h"
+#include "cli/script/script.h"
 
 namespace vantry::cli {
 namespace {

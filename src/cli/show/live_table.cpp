@@ -6,7 +6,7 @@
 // start are drawn first. The history behind the plots is bounded, so the memory in use depends on
 // the number of properties.
 
-#include "cli/live_table.h"
+#include "cli/show/live_table.h"
 
 #include <fmt/core.h>
 
@@ -15,7 +15,7 @@
 #include <cmath>
 #include <optional>
 
-#include "cli/text.h"
+#include "cli/base/text.h"
 #include "describe/description.h"
 
 namespace vantry::cli {

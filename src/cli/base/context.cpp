@@ -1,7 +1,7 @@
 // What all commands share: where the hub is, how it is reached, and how errors become exit
 // statuses.
 
-#include "cli/context.h"
+#include "cli/base/context.h"
 
 #include <fmt/core.h>
 #include <unistd.h>

@@ -5,15 +5,15 @@
 // candidates or, by edit distance, the nearest names. Everything is compared with everything, which
 // is fast enough for the thousands of properties that a hub holds.
 
-#include "cli/property_names.h"
+#include "cli/select/property_names.h"
 
 #include <fnmatch.h>
 #include <strings.h>
 
 #include <algorithm>
 
-#include "cli/suggestions.h"
-#include "cli/text.h"
+#include "cli/base/suggestions.h"
+#include "cli/base/text.h"
 
 namespace vantry::cli {
 namespace {

@@ -5,7 +5,7 @@
 // Control characters are replaced before a text is printed, so that a value can't move the cursor
 // or change the colours. JSON is written by a library, which replaces bytes that aren't UTF-8.
 
-#include "cli/text.h"
+#include "cli/base/text.h"
 
 #include <fmt/core.h>
 

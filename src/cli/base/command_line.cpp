@@ -8,7 +8,7 @@
 // A command writes through stdio. Standard output is flushed and checked here once more, so that a
 // full disk ends every command with an error. A closed pipe ends the program by its signal.
 
-#include "cli/command_line.h"
+#include "cli/base/command_line.h"
 
 #include <fmt/core.h>
 
@@ -20,7 +20,7 @@
 #include <system_error>
 #include <utility>
 
-#include "cli/suggestions.h"
+#include "cli/base/suggestions.h"
 
 namespace vantry::cli {
 namespace {
@@ -105,9 +105,6 @@ CommandLine::CommandLine()
     app->set_version_flag("--version", "vantry " VANTRY_VERSION);
     app->fallthrough();
     app->require_subcommand(1);
-#define COMMAND(Name) Add##Name(*this);
-#include "cli/commands.def"
-#undef COMMAND
 }
 
 CommandLine::~CommandLine() = default;

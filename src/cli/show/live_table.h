@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/terminal.h"
+#include "cli/base/terminal.h"
 #include "client/property.h"
 
 namespace vantry::cli {

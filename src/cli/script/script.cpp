@@ -5,7 +5,7 @@
 // out are hashes of the names, so that a component has the same ones each time it is played; they
 // have the form of a GUID and none of its version bits, which nothing in the hub looks at.
 
-#include "cli/script.h"
+#include "cli/script/script.h"
 
 #include <fmt/core.h>
 

@@ -7,9 +7,9 @@
 
 #include <fmt/core.h>
 
-#include "cli/command_line.h"
-#include "cli/property_names.h"
-#include "cli/text.h"
+#include "cli/base/command_line.h"
+#include "cli/base/text.h"
+#include "cli/select/property_names.h"
 #include "describe/descriptions.h"
 
 namespace vantry::cli {

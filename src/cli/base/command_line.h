@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/context.h"
+#include "cli/base/context.h"
 
 namespace CLI {
 class App;
@@ -64,8 +64,8 @@ private:
 /// The command line of vantry: the options that all commands share, and the commands.
 ///
 /// A command is one file. It defines a function AddNAME(CommandLine&), which calls Add and then
-/// adds its own options, and it has a line in commands.def. Its options are kept in an object that
-/// `run` shares, because they are read into it later. Only the main thread uses this class.
+/// adds its own options, and it has a line in cli/commands.def. Its options are kept in an object
+/// that `run` shares, because they are read into it later. Only the main thread uses this class.
 class CommandLine {
 public:
     CommandLine();
@@ -93,10 +93,5 @@ private:
     Context context;
     int status = Exit::kDone;
 };
-
-// The functions that add the commands, which the lines of commands.def name.
-#define COMMAND(Name) void Add##Name(CommandLine& line);
-#include "cli/commands.def"
-#undef COMMAND
 
 }  // namespace vantry::cli

@@ -10,9 +10,9 @@
 #include <fstream>
 #include <map>
 
-#include "cli/command_line.h"
-#include "cli/terminal.h"
-#include "cli/text.h"
+#include "cli/base/command_line.h"
+#include "cli/base/terminal.h"
+#include "cli/base/text.h"
 #include "runtime/default_paths.h"
 
 namespace vantry::cli {

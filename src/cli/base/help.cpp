@@ -2,7 +2,7 @@
 
 #include <fmt/core.h>
 
-#include "cli/command_line.h"
+#include "cli/base/command_line.h"
 
 namespace vantry::cli {
 

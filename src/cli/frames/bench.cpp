@@ -14,8 +14,8 @@
 #include <chrono>
 #include <thread>
 
-#include "cli/command_line.h"
-#include "cli/terminal.h"
+#include "cli/base/command_line.h"
+#include "cli/base/terminal.h"
 
 namespace vantry::cli {
 namespace {

@@ -9,10 +9,10 @@
 #include <map>
 #include <tuple>
 
-#include "cli/command_line.h"
-#include "cli/property_names.h"
-#include "cli/terminal.h"
-#include "cli/text.h"
+#include "cli/base/command_line.h"
+#include "cli/base/terminal.h"
+#include "cli/base/text.h"
+#include "cli/select/property_names.h"
 
 namespace vantry::cli {
 namespace {

@@ -1,4 +1,4 @@
-#include "cli/terminal.h"
+#include "cli/base/terminal.h"
 
 #include <poll.h>
 #include <signal.h>

@@ -1,4 +1,4 @@
-#include "cli/suggestions.h"
+#include "cli/base/suggestions.h"
 
 #include <algorithm>
 #include <cctype>

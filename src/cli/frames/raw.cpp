@@ -17,10 +17,10 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "cli/command_line.h"
-#include "cli/raw_socket.h"
-#include "cli/terminal.h"
-#include "cli/text.h"
+#include "cli/base/command_line.h"
+#include "cli/base/terminal.h"
+#include "cli/base/text.h"
+#include "cli/frames/raw_socket.h"
 
 namespace vantry::cli {
 namespace {

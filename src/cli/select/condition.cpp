@@ -4,7 +4,7 @@
 // name and what is behind it the operand. Whether numbers or texts are compared is decided by the
 // value and the operand together, because the protocol carries no types.
 
-#include "cli/condition.h"
+#include "cli/select/condition.h"
 
 #include <strings.h>
 
@@ -13,7 +13,7 @@
 #include <optional>
 #include <string_view>
 
-#include "cli/property_names.h"
+#include "cli/select/property_names.h"
 #include "describe/description.h"
 
 namespace vantry::cli {
