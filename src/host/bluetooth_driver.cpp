@@ -107,7 +107,7 @@ private:
 
     const std::array<int, 2> listening;
     const std::shared_ptr<OutputFlusher> flusher;
-    WakeUp closing;
+    WakeUp closing{Descriptors::OfSystem()};
     std::atomic<bool> closed{false};
     Lock lock;
     std::shared_ptr<SocketConnection> connection GUARDED_BY(lock);

@@ -90,7 +90,7 @@ bool HubHost::MakeSockets(std::string& error) {
 }
 
 void HubHost::RegisterDrivers() {
-    flusher = std::make_shared<OutputFlusher>();
+    flusher = std::make_shared<OutputFlusher>(Descriptors::OfSystem());
     usbDriver = std::make_shared<UsbDriver>(*usbSocket, platform.events, flusher);
     bluetoothDriver = std::make_shared<BluetoothDriver>(*bluetoothSocket, flusher);
     std::string why;

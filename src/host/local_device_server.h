@@ -64,7 +64,7 @@ private:
 
     const DeviceSocket& socket;
     const int poller;
-    WakeUp wake;
+    WakeUp wake{Descriptors::OfSystem()};
     std::atomic<bool> stopping{false};
     /// Only the serving thread uses this and the next two fields.
     std::map<std::uint64_t, std::unique_ptr<Client>> clients;

@@ -13,7 +13,7 @@ namespace vantry {
 
 SocketConnection::SocketConnection(int accepted, std::shared_ptr<OutputFlusher> flusher,
                                    OutputLimits limits)
-    : socket(std::make_shared<SocketDescriptor>(accepted)),
+    : socket(std::make_shared<SocketDescriptor>(Descriptors::OfSystem(), accepted)),
       output(SocketOutput::Make(socket, std::move(flusher), limits)) {}
 
 std::int32_t SocketConnection::Read(std::uint8_t* buffer, std::int32_t length,

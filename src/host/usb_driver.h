@@ -40,7 +40,7 @@ public:
 private:
     std::atomic<bool> claimed{false};
     std::atomic<bool> ended{false};
-    WakeUp readingEnded;
+    WakeUp readingEnded{Descriptors::OfSystem()};
 };
 
 /// The driver of "UMF1:". A client of its socket is a USB host: it is attached when it connects,
@@ -80,7 +80,7 @@ private:
     const std::shared_ptr<OutputFlusher> flusher;
     const std::shared_ptr<SystemEvent> attachedEvent;
     const std::shared_ptr<SystemEvent> removedEvent;
-    WakeUp wake;
+    WakeUp wake{Descriptors::OfSystem()};
     std::atomic<bool> stopping{false};
     Lock lock;
     std::shared_ptr<UsbCable> plugged GUARDED_BY(lock);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/accounting.h"
+#include "platform/descriptors.h"
 #include "platform/device.h"
 #include "platform/file_system.h"
 #include "platform/hub_settings.h"
@@ -30,7 +31,10 @@ namespace vantry {
 /// replaced; each object in them is thread-safe as its class says.
 struct Platform {
     explicit Platform(std::filesystem::path root)
-        : files(std::make_shared<PosixFileSystem>(std::move(root))) {}
+        : Platform(std::make_shared<PosixFileSystem>(std::move(root)), Descriptors::OfSystem()) {}
+    /// `calls` must outlive the platform.
+    Platform(std::shared_ptr<FileSystem> fileSystem, Descriptors& calls)
+        : files(std::move(fileSystem)), descriptors(calls), events(calls) {}
 
     /// Returns the platform of this process, which outlives every call into the hub. Any thread may
     /// call it; the first call may read the environment and a limits file. Never fails.
@@ -39,6 +43,7 @@ struct Platform {
     /// Shared with the threads that write files, because such a thread may still wait for the disk
     /// when the hub has ended. A program may replace it before the hub starts.
     std::shared_ptr<FileSystem> files;
+    Descriptors& descriptors;
     DeviceRegistry devices;
     SystemEventRegistry events;
     TcpListening tcp;

@@ -10,13 +10,13 @@
 #include "platform/socket_descriptor.h"
 
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <utility>
 
 namespace vantry {
 
-SocketDescriptor::SocketDescriptor(int descriptor) : number(descriptor), closed(descriptor < 0) {}
+SocketDescriptor::SocketDescriptor(Descriptors& calls, int descriptor)
+    : descriptors(calls), number(descriptor), closed(descriptor < 0) {}
 
 SocketDescriptor::~SocketDescriptor() { Close(); }
 
@@ -32,14 +32,14 @@ SocketDescriptor::Use::Use(Use&& other) noexcept : owner(std::exchange(other.own
 
 void SocketDescriptor::Close() {
     if (!closed.exchange(true)) {
-        shutdown(number, SHUT_RDWR);
+        descriptors.ShutDown(number, SHUT_RDWR);
         Leave();
     }
 }
 
 void SocketDescriptor::ShutDownReceiving() {
     if (const Use use{*this}) {
-        shutdown(use.Number(), SHUT_RD);
+        descriptors.ShutDown(use.Number(), SHUT_RD);
     }
 }
 
@@ -59,7 +59,7 @@ bool SocketDescriptor::Enter() {
 
 void SocketDescriptor::Leave() {
     if (users.fetch_sub(1) == 1) {
-        close(number);
+        descriptors.Close(number);
     }
 }
 

@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "platform/descriptors.h"
+
 namespace vantry {
 
 /// Owns the descriptor of a socket that several threads use.
@@ -14,8 +16,9 @@ namespace vantry {
 /// All operations are thread-safe and none blocks.
 class SocketDescriptor {
 public:
-    /// Becomes the owner of `descriptor`. With -1 the object is closed from the start.
-    explicit SocketDescriptor(int descriptor);
+    /// Becomes the owner of `descriptor`. If it is below 0 the object is closed from the start.
+    /// `calls` must outlive the object.
+    SocketDescriptor(Descriptors& calls, int descriptor);
     ~SocketDescriptor();
     SocketDescriptor(const SocketDescriptor&) = delete;
     SocketDescriptor& operator=(const SocketDescriptor&) = delete;
@@ -42,6 +45,8 @@ public:
     /// Ends the receiving direction, so that a blocked reader returns. Sending stays possible.
     void ShutDownReceiving();
     bool IsClosed() const { return closed; }
+    /// Returns the calls that the descriptor is used with.
+    Descriptors& Calls() const { return descriptors; }
 
 private:
     /// Adds a user. Returns false, and adds none, if the socket was closed.
@@ -49,6 +54,7 @@ private:
     /// Removes a user; the last one closes the descriptor.
     void Leave();
 
+    Descriptors& descriptors;
     const int number;
     std::atomic<bool> closed;
     /// How many Uses there are, and one more until Close.

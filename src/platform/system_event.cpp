@@ -1,7 +1,5 @@
 #include "platform/system_event.h"
 
-#include <poll.h>
-
 #include <vector>
 
 #include "runtime/interruptible.h"
@@ -17,6 +15,9 @@ std::optional<std::size_t> WaitForAny(std::span<const std::shared_ptr<SystemEven
         }
         waits.push_back({event->state.Number(), POLLIN, 0});
     }
+    if (events.empty()) {
+        return std::nullopt;
+    }
     for (;;) {
         for (std::size_t place = 0; place < events.size(); ++place) {
             if (events[place]->state.Clear()) {
@@ -24,7 +25,7 @@ std::optional<std::size_t> WaitForAny(std::span<const std::shared_ptr<SystemEven
             }
         }
         Interruptible here;
-        poll(waits.data(), waits.size(), -1);
+        events.front()->descriptors.Poll(waits);
     }
 }
 
@@ -33,7 +34,7 @@ std::shared_ptr<SystemEvent> SystemEventRegistry::Create(std::u16string_view nam
     std::weak_ptr<SystemEvent>& entry = events[std::u16string(name)];
     std::shared_ptr<SystemEvent> event = entry.lock();
     if (!event) {
-        event = std::make_shared<SystemEvent>();
+        event = std::make_shared<SystemEvent>(descriptors);
         entry = event;
     }
     return event;

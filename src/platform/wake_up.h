@@ -1,9 +1,6 @@
 #pragma once
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
-#include <cstdint>
+#include "platform/descriptors.h"
 
 namespace vantry {
 
@@ -11,27 +8,23 @@ namespace vantry {
 /// operations are thread-safe and none blocks.
 class WakeUp {
 public:
-    /// If the system has no descriptor for it, Number is -1 and Ring has no effect.
-    WakeUp() : descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
-    ~WakeUp() { close(descriptor); }
+    /// `calls` must outlive the object. If they give no descriptor for it, Number is below 0 and
+    /// Ring has no effect.
+    explicit WakeUp(Descriptors& calls) : descriptors(calls), number(calls.OpenEvent()) {}
+    ~WakeUp() { descriptors.Close(number); }
     WakeUp(const WakeUp&) = delete;
     WakeUp& operator=(const WakeUp&) = delete;
 
     /// Returns the descriptor, which is readable from Ring until Clear.
-    int Number() const { return descriptor; }
+    int Number() const { return number; }
     /// Sets the flag.
-    void Ring() {
-        const std::uint64_t one = 1;
-        static_cast<void>(!write(descriptor, &one, sizeof one));
-    }
+    void Ring() { descriptors.SetEvent(number); }
     /// Clears the flag. Returns whether it was set.
-    bool Clear() {
-        std::uint64_t count = 0;
-        return read(descriptor, &count, sizeof count) == sizeof count;
-    }
+    bool Clear() { return descriptors.ClearEvent(number); }
 
 private:
-    const int descriptor;
+    Descriptors& descriptors;
+    const int number;
 };
 
 }  // namespace vantry

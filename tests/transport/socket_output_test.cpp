@@ -29,7 +29,7 @@ public:
         EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
         const int bytes = 8192;
         setsockopt(ends[0], SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes);
-        socket = std::make_shared<SocketDescriptor>(ends[0]);
+        socket = std::make_shared<SocketDescriptor>(Descriptors::OfSystem(), ends[0]);
         peer = ends[1];
         output = SocketOutput::Make(socket, flusher, limits);
     }
@@ -55,7 +55,8 @@ public:
         return all;
     }
 
-    std::shared_ptr<OutputFlusher> flusher = std::make_shared<OutputFlusher>();
+    std::shared_ptr<OutputFlusher> flusher =
+        std::make_shared<OutputFlusher>(Descriptors::OfSystem());
     std::shared_ptr<SocketDescriptor> socket;
     std::shared_ptr<SocketOutput> output;
     int peer;

@@ -10,11 +10,7 @@
 
 #include "transport/socket/output_flusher.h"
 
-#include <sys/epoll.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace vantry {
@@ -25,10 +21,9 @@ constexpr int kLookMilliseconds = 25;
 
 }  // namespace
 
-OutputFlusher::OutputFlusher(std::uint64_t mostLingering)
-    : most(mostLingering), poller(epoll_create1(EPOLL_CLOEXEC)) {
-    epoll_event event{.events = EPOLLIN, .data = {.fd = wake.Number()}};
-    epoll_ctl(poller, EPOLL_CTL_ADD, wake.Number(), &event);
+OutputFlusher::OutputFlusher(Descriptors& calls, std::uint64_t mostLingering)
+    : descriptors(calls), most(mostLingering), poller(calls.OpenPoller()), wake(calls) {
+    descriptors.AddToPoller(poller, wake.Number(), POLLIN);
     if (!thread.Start([this] { Run(); }, "output-flusher")) {
         ScopedLock guard(lock);
         stopping = true;
@@ -37,7 +32,7 @@ OutputFlusher::OutputFlusher(std::uint64_t mostLingering)
 
 OutputFlusher::~OutputFlusher() {
     Stop();
-    close(poller);
+    descriptors.Close(poller);
 }
 
 void OutputFlusher::Stop() {
@@ -60,8 +55,7 @@ bool OutputFlusher::Watch(int number, std::shared_ptr<SocketOutput> output, bool
         }
         outputs.insert_or_assign(number, std::move(output));
     }
-    epoll_event event{.events = EPOLLOUT, .data = {.fd = number}};
-    if (waitsForSocket && epoll_ctl(poller, EPOLL_CTL_ADD, number, &event) != 0) {
+    if (waitsForSocket && descriptors.AddToPoller(poller, number, POLLOUT) != 0) {
         Forget(number);
         return false;
     }
@@ -70,7 +64,7 @@ bool OutputFlusher::Watch(int number, std::shared_ptr<SocketOutput> output, bool
     return true;
 }
 
-void OutputFlusher::WatchByTime(int number) { epoll_ctl(poller, EPOLL_CTL_DEL, number, nullptr); }
+void OutputFlusher::WatchByTime(int number) { descriptors.RemoveFromPoller(poller, number); }
 
 void OutputFlusher::Forget(int number) {
     WatchByTime(number);
@@ -108,7 +102,6 @@ void OutputFlusher::BoundLingering(const std::vector<std::shared_ptr<SocketOutpu
 }
 
 void OutputFlusher::Run() {
-    std::array<epoll_event, 64> ready{};
     for (;;) {
         {
             ScopedLock guard(lock);
@@ -121,8 +114,7 @@ void OutputFlusher::Run() {
             output->Advance();
         }
         BoundLingering(all);
-        epoll_wait(poller, ready.data(), static_cast<int>(ready.size()),
-                   all.empty() ? -1 : kLookMilliseconds);
+        descriptors.WaitForPoller(poller, all.empty() ? -1 : kLookMilliseconds);
         wake.Clear();
     }
 }

@@ -25,7 +25,8 @@ class OutputFlusher {
 public:
     /// Starts the thread. Of the connections with an account that are closed and still have output,
     /// at most `mostLingering` are kept; beyond that, the ones that were closed first are dropped.
-    explicit OutputFlusher(std::uint64_t mostLingering = kUnbounded);
+    /// `calls` are those of the sockets; they must outlive the flusher.
+    explicit OutputFlusher(Descriptors& calls, std::uint64_t mostLingering = kUnbounded);
     ~OutputFlusher();
     OutputFlusher(const OutputFlusher&) = delete;
     OutputFlusher& operator=(const OutputFlusher&) = delete;
@@ -49,6 +50,7 @@ private:
     std::vector<std::shared_ptr<SocketOutput>> Watched();
     void BoundLingering(const std::vector<std::shared_ptr<SocketOutput>>& all);
 
+    Descriptors& descriptors;
     const std::uint64_t most;
     const int poller;
     WakeUp wake;

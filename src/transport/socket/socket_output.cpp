@@ -27,15 +27,12 @@
 
 #include "transport/socket/socket_output.h"
 
-#include <linux/sockios.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 
 #include <array>
 #include <cerrno>
+#include <span>
 #include <utility>
 
 #include "runtime/clock.h"
@@ -159,14 +156,14 @@ std::optional<std::size_t> SocketOutput::SendNow(std::string_view text) {
         Fail(EPIPE);
         return std::nullopt;
     }
-    const ssize_t count = send(use.Number(), text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    const ssize_t count = socket->Calls().Send(use.Number(), text);
     if (count >= 0) {
         return static_cast<std::size_t>(count);
     }
-    if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) {
+    if (count == -EAGAIN || count == -EINTR) {
         return 0;
     }
-    Fail(errno);
+    Fail(static_cast<int>(-count));
     return std::nullopt;
 }
 
@@ -242,14 +239,12 @@ void SocketOutput::SendWaiting() {
         const std::string_view text = piece->Text().substr(std::exchange(skip, 0));
         parts[count++] = {const_cast<char*>(text.data()), text.size()};
     }
-    msghdr message{};
-    message.msg_iov = parts.data();
-    message.msg_iovlen = count;
-    const ssize_t sent = sendmsg(watched->Number(), &message, MSG_DONTWAIT | MSG_NOSIGNAL);
+    const ssize_t sent =
+        socket->Calls().SendParts(watched->Number(), std::span(parts).first(count));
     if (sent >= 0) {
         DropTaken(static_cast<std::size_t>(sent));
-    } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
-        Fail(errno);
+    } else if (sent != -EAGAIN && sent != -EINTR) {
+        Fail(static_cast<int>(-sent));
     }
 }
 
@@ -273,10 +268,7 @@ void SocketOutput::DropFirst() {
     pieces.pop_front();
 }
 
-int SocketOutput::Queued() const {
-    int queued = 0;
-    return ioctl(watched->Number(), SIOCOUTQ, &queued) == 0 ? queued : 0;
-}
+int SocketOutput::Queued() const { return socket->Calls().Unreceived(watched->Number()); }
 
 void SocketOutput::StartProgress() {
     given = 0;
@@ -299,14 +291,15 @@ void SocketOutput::StartLingering() {
     lingering = true;
     windowStart = 0;
     takenSince = NowNanoseconds();
-    shutdown(watched->Number(), SHUT_WR);
+    socket->Calls().ShutDown(watched->Number(), SHUT_WR);
     flusher->WatchByTime(watched->Number());
 }
 
 bool SocketOutput::HasPeerEnded(int number) {
     std::array<char, 16U << 10U> thrown;
     for (std::size_t times = 0; times < kThrowsAtOnce; ++times) {
-        const ssize_t count = recv(number, thrown.data(), thrown.size(), MSG_DONTWAIT);
+        iovec part{thrown.data(), thrown.size()};
+        const ssize_t count = socket->Calls().Receive(number, {&part, 1}, false);
         if (count <= 0) {
             break;
         }
@@ -314,14 +307,7 @@ bool SocketOutput::HasPeerEnded(int number) {
     }
     // The result of recv can't be used: the receiving direction may have been shut down in order to
     // end a reader's call. The state of the connection shows whether the peer has ended its side.
-    tcp_info info{};
-    socklen_t size = sizeof info;
-    if (thrownAway > kMostThrownAway ||
-        getsockopt(number, IPPROTO_TCP, TCP_INFO, &info, &size) != 0) {
-        return true;
-    }
-    return info.tcpi_state != TCP_ESTABLISHED && info.tcpi_state != TCP_FIN_WAIT1 &&
-           info.tcpi_state != TCP_FIN_WAIT2;
+    return thrownAway > kMostThrownAway || socket->Calls().HasPeerEnded(number);
 }
 
 void SocketOutput::Fail(int error) {

@@ -7,7 +7,8 @@ namespace vantry {
 
 SocketLayer::SocketLayer(Platform& machine)
     : platform(machine),
-      flusher(std::make_shared<OutputFlusher>(machine.accounting->Bounds()[Bound::EndedPeers])),
+      flusher(std::make_shared<OutputFlusher>(machine.descriptors,
+                                              machine.accounting->Bounds()[Bound::EndedPeers])),
       halfClosed(
           std::make_shared<HalfClosedStreams>(machine.accounting->Bounds()[Bound::EndedPeers])) {}
 

@@ -1,8 +1,7 @@
 // Accepting TCP connections.
 //
-// Open binds and listens; it sets SO_REUSEADDR, so that connections of an earlier hub that are
-// being closed don't keep the port. accept reports errors of connections that failed before they
-// were accepted, and those end nothing. When descriptors or memory are exhausted, accept would fail
+// Open binds and listens. Accept reports errors of connections that failed before they
+// were accepted, and those end nothing. When descriptors or memory are exhausted, Accept would fail
 // again at once, so the thread pauses on an event that Close sets. Any other error means that the
 // socket doesn't listen, because Open failed or Close was called.
 
@@ -10,8 +9,6 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -45,10 +42,10 @@ bool IsPassing(int error) {
     }
 }
 
-std::string AddressText(const sockaddr_in& peer) {
+std::string AddressText(const InternetAddress& peer) {
     std::array<char, INET_ADDRSTRLEN> address{};
-    inet_ntop(AF_INET, &peer.sin_addr, address.data(), address.size());
-    return std::string(address.data()) + ":" + std::to_string(ntohs(peer.sin_port));
+    inet_ntop(AF_INET, &peer.address, address.data(), address.size());
+    return std::string(address.data()) + ":" + std::to_string(ntohs(peer.port));
 }
 
 }  // namespace
@@ -57,7 +54,7 @@ TcpListener::TcpListener(Platform& machine, std::uint16_t tcpPort, std::int32_t 
                          std::shared_ptr<OutputFlusher> sharedFlusher,
                          std::shared_ptr<HalfClosedStreams> halfClosedStreams)
     : platform(machine),
-      socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP)),
+      socket(machine.descriptors, machine.descriptors.OpenTcp()),
       port(tcpPort),
       backlog(queueLength),
       flusher(std::move(sharedFlusher)),
@@ -69,21 +66,13 @@ void TcpListener::Open() {
         platform.tcp.bindError = EMFILE;
         return;
     }
-    // The port is still refused if another socket listens on it.
-    const int on = 1;
-    setsockopt(use.Number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(platform.tcp.Address());
-    address.sin_port = htons(port);
-    socklen_t size = sizeof address;
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    if (bind(use.Number(), generic, size) != 0 || listen(use.Number(), backlog) != 0 ||
-        getsockname(use.Number(), generic, &size) != 0) {
-        platform.tcp.bindError = errno;
+    InternetAddress address{htonl(platform.tcp.Address()), htons(port)};
+    const int result = socket.Calls().Listen(use.Number(), address, backlog);
+    if (result < 0) {
+        platform.tcp.bindError = -result;
         return;
     }
-    platform.tcp.boundPort = ntohs(address.sin_port);
+    platform.tcp.boundPort = ntohs(address.port);
 }
 
 std::shared_ptr<Stream> TcpListener::Accept() {
@@ -92,38 +81,36 @@ std::shared_ptr<Stream> TcpListener::Accept() {
         if (!use) {
             return nullptr;
         }
-        sockaddr_in peer{};
-        socklen_t size = sizeof peer;
+        InternetAddress peer;
         int accepted = -1;
         {
             Interruptible here;
-            accepted =
-                accept4(use.Number(), reinterpret_cast<sockaddr*>(&peer), &size, SOCK_CLOEXEC);
+            accepted = socket.Calls().Accept(use.Number(), peer);
         }
-        const int error = errno;
         if (accepted >= 0) {
             if (std::shared_ptr<Stream> stream = Admit(accepted, peer)) {
                 return stream;
             }
             continue;
         }
-        if (IsExhaustion(error)) {
+        if (IsExhaustion(-accepted)) {
             static_cast<void>(closed.Wait(kExhaustedMilliseconds));
-        } else if (!IsPassing(error)) {
+        } else if (!IsPassing(-accepted)) {
             return nullptr;
         }
     }
 }
 
-std::shared_ptr<Stream> TcpListener::Admit(int accepted, const sockaddr_in& peer) {
+std::shared_ptr<Stream> TcpListener::Admit(int accepted, const InternetAddress& peer) {
     const std::shared_ptr<ConnectionAccount> account =
         platform.accounting->Admit(Link::Tcp, AddressText(peer));
     if (!account) {
-        close(accepted);
+        socket.Calls().Close(accepted);
         return nullptr;
     }
-    auto stream = std::make_shared<TcpStream>(peer.sin_addr.s_addr, peer.sin_port, accepted,
-                                              account, flusher, halfClosed);
+    auto stream = std::make_shared<TcpStream>(
+        peer, std::make_shared<SocketDescriptor>(socket.Calls(), accepted), account, flusher,
+        halfClosed);
     Stream::GiveUpWhenCut(stream);
     return stream;
 }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <netinet/in.h>
-
 #include <cstdint>
 #include <memory>
 
@@ -33,7 +31,7 @@ public:
 private:
     /// Returns a stream over the accepted socket. Returns an empty reference, with the socket
     /// closed, if the bound on connections is reached.
-    std::shared_ptr<Stream> Admit(int accepted, const sockaddr_in& peer);
+    std::shared_ptr<Stream> Admit(int accepted, const InternetAddress& peer);
 
     Platform& platform;
     SocketDescriptor socket;

@@ -8,7 +8,6 @@
 
 #include "transport/tcp/tcp_stream.h"
 
-#include <sys/socket.h>
 #include <sys/uio.h>
 
 #include <algorithm>
@@ -30,12 +29,12 @@ bool IsLostPeer(int error) { return error == ECONNABORTED || error == ETIMEDOUT;
 
 }  // namespace
 
-TcpStream::TcpStream(std::uint32_t address, std::uint16_t port, int accepted,
+TcpStream::TcpStream(const InternetAddress& peer, std::shared_ptr<SocketDescriptor> accepted,
                      const std::shared_ptr<ConnectionAccount>& account,
                      std::shared_ptr<OutputFlusher> flusher,
                      std::shared_ptr<HalfClosedStreams> halfClosedStreams)
-    : SocketStream(address, port, account),
-      socket(std::make_shared<SocketDescriptor>(accepted)),
+    : SocketStream(peer.address, peer.port, account),
+      socket(std::move(accepted)),
       output(SocketOutput::Make(socket, std::move(flusher), {.lingers = true})),
       halfClosed(std::move(halfClosedStreams)) {
     output->ChargeTo(account);
@@ -58,27 +57,23 @@ std::int32_t TcpStream::Read(std::uint8_t* buffer, std::int32_t length) {
         return End(lateError);
     }
     // A Read that has kept bytes to return doesn't wait for more.
-    const ssize_t count =
-        Receive(use.Number(), buffer + kept, wanted - kept, kept == 0 ? 0 : MSG_DONTWAIT);
-    const int error = count < 0 ? errno : 0;
+    const ssize_t count = Receive(use.Number(), buffer + kept, wanted - kept, kept == 0);
+    const int error = count < 0 ? static_cast<int>(-count) : 0;
     if (count > 0) {
         return static_cast<std::int32_t>(kept + static_cast<std::size_t>(count));
     }
     if (kept == 0) {
         return End(error);
     }
-    if (error != EAGAIN && error != EWOULDBLOCK) {
+    if (error != EAGAIN) {
         lateError = error;
     }
     return static_cast<std::int32_t>(kept);
 }
 
-ssize_t TcpStream::Receive(int number, std::uint8_t* buffer, std::size_t length, int flags) {
+ssize_t TcpStream::Receive(int number, std::uint8_t* buffer, std::size_t length, bool waits) {
     std::array<std::uint8_t, kReadAhead> more;
     std::array<iovec, 2> parts{{{buffer, length}, {more.data(), more.size()}}};
-    msghdr message{};
-    message.msg_iov = parts.data();
-    message.msg_iovlen = parts.size();
     ssize_t count = 0;
     do {
         // The order matters: either Close sees that a thread is receiving, or this thread sees that
@@ -89,9 +84,9 @@ ssize_t TcpStream::Receive(int number, std::uint8_t* buffer, std::size_t length,
             return 0;
         }
         Interruptible here;
-        count = recvmsg(number, &message, flags);
+        count = socket->Calls().Receive(number, parts, waits);
         reading = false;
-    } while (count < 0 && errno == EINTR);
+    } while (count == -EINTR);
     if (count > 0 && static_cast<std::size_t>(count) > length) {
         ahead.assign(more.data(), more.data() + (static_cast<std::size_t>(count) - length));
         return static_cast<ssize_t>(length);

@@ -23,8 +23,8 @@ namespace vantry {
 /// Read returns kError but Write still works.
 class TcpStream final : public SocketStream, public std::enable_shared_from_this<TcpStream> {
 public:
-    /// Becomes the owner of the accepted socket. Address and port are in network byte order.
-    TcpStream(std::uint32_t address, std::uint16_t port, int accepted,
+    /// Becomes the owner of the accepted socket.
+    TcpStream(const InternetAddress& peer, std::shared_ptr<SocketDescriptor> accepted,
               const std::shared_ptr<ConnectionAccount>& account,
               std::shared_ptr<OutputFlusher> flusher,
               std::shared_ptr<HalfClosedStreams> halfClosedStreams);
@@ -43,8 +43,8 @@ public:
 
 private:
     /// Receives at most `length` bytes into `buffer`, and keeps the bytes that were received behind
-    /// them. Returns what recv would have returned for `length`.
-    ssize_t Receive(int number, std::uint8_t* buffer, std::size_t length, int flags);
+    /// them. Returns what Descriptors::Receive would have returned for `length`.
+    ssize_t Receive(int number, std::uint8_t* buffer, std::size_t length, bool waits);
     /// Copies at most `length` kept bytes and consumes them. Returns their number.
     std::size_t TakeAhead(std::uint8_t* buffer, std::size_t length);
     /// Ends reading because of an error number, or of 0 if the peer sends no more. Returns the

@@ -20,6 +20,8 @@ UsbListener::UsbListener(Platform& machine, std::int32_t writeTimeoutOfStreams,
                          std::int32_t readTimeoutOfStreams)
     : platform(machine),
       device(machine.devices.Open(kDeviceName)),
+      stopEvent(std::make_shared<SystemEvent>(machine.descriptors)),
+      wakeEvent(std::make_shared<SystemEvent>(machine.descriptors)),
       writeTimeout(writeTimeoutOfStreams),
       readTimeout(readTimeoutOfStreams) {}
 

@@ -35,8 +35,8 @@ private:
 
     Platform& platform;
     const std::shared_ptr<DeviceHandle> device;
-    const std::shared_ptr<SystemEvent> stopEvent = std::make_shared<SystemEvent>();
-    const std::shared_ptr<SystemEvent> wakeEvent = std::make_shared<SystemEvent>();
+    const std::shared_ptr<SystemEvent> stopEvent;
+    const std::shared_ptr<SystemEvent> wakeEvent;
     Lock eventsLock;
     std::shared_ptr<SystemEvent> attachedEvent GUARDED_BY(eventsLock);
     std::shared_ptr<SystemEvent> removedEvent GUARDED_BY(eventsLock);
