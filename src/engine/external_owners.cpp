@@ -3,7 +3,7 @@
 namespace vantry {
 
 void ExternalOwners::Enter(const RemoteProperty& property) {
-    text += property.ExternalText();
+    CountText(property);
     if (const Account& account = property.owner->Account()) {
         Row& row = rows[account.get()];
         row.account = account;
@@ -13,7 +13,7 @@ void ExternalOwners::Enter(const RemoteProperty& property) {
 }
 
 void ExternalOwners::Leave(const RemoteProperty& property) {
-    text -= property.ExternalText();
+    UncountText(property);
     const auto row = rows.find(property.owner->Account().get());
     if (row != rows.end()) {
         --properties;
@@ -21,6 +21,32 @@ void ExternalOwners::Leave(const RemoteProperty& property) {
             rows.erase(row);
         }
     }
+}
+
+void ExternalOwners::UncountText(const RemoteProperty& property) {
+    text -= property.ExternalText();
+    foreignText -= property.ForeignText();
+}
+
+void ExternalOwners::CountText(const RemoteProperty& property) {
+    text += property.ExternalText();
+    foreignText += property.ForeignText();
+}
+
+std::optional<Bound> ExternalOwners::BoundAgainst(const ConnectionAccount& reporter,
+                                                  const RemoteProperty& property,
+                                                  std::uint64_t bytes) const {
+    const Limits& limits = reporter.Owner().Bounds();
+    const std::uint64_t ofReporter =
+        reporter.Held(Resource::PropertyText) - property.ValueCountedIn(reporter);
+    if (ofReporter + bytes > limits[Bound::PropertyText]) {
+        return Bound::PropertyText;
+    }
+    const std::uint64_t ofOthers = foreignText - property.ForeignText();
+    if (ofOthers + bytes > limits[Bound::AllPropertyText] / 2) {
+        return Bound::AllPropertyText;
+    }
+    return std::nullopt;
 }
 
 bool ExternalOwners::IsOver(Bound bound, const Limits& limits) const {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -23,9 +24,17 @@ public:
     void Enter(const RemoteProperty& property);
     /// Removes a property that is erased from the table.
     void Leave(const RemoteProperty& property);
-    /// Updates the number of bytes after a value in the table has changed, from `before` to `after`
-    /// bytes of external text.
-    void Revalue(std::uint64_t before, std::uint64_t after) { text += after - before; }
+    /// Leaves the text of a property in the table out of what is counted, because its value is
+    /// about to change. CountText follows.
+    void UncountText(const RemoteProperty& property);
+    /// Counts the text of the property again.
+    void CountText(const RemoteProperty& property);
+
+    /// Returns the bound that stands against storing a value of `bytes` bytes which `reporter`
+    /// reports for a property of another owner, if one does. Such a value stays when its reporter
+    /// has been closed, so all of them together may have half of the text of all properties.
+    std::optional<Bound> BoundAgainst(const ConnectionAccount& reporter,
+                                      const RemoteProperty& property, std::uint64_t bytes) const;
 
     /// Returns whether the properties in the table exceed `bound`, which is AllProperties or
     /// the bound of the text of all properties.
@@ -46,6 +55,8 @@ private:
     std::unordered_map<const ConnectionAccount*, Row> rows;
     std::uint64_t properties = 0;
     std::uint64_t text = 0;
+    /// The part of `text` that is values of properties of other owners.
+    std::uint64_t foreignText = 0;
 };
 
 }  // namespace vantry

@@ -64,23 +64,34 @@ private:
 
     // Writes and reports.
     void ApplySetRequests(const PropertyMessage& request);
-    /// Stores one reported value. Returns the bound that the connection now exceeds, if any.
-    std::optional<Bound> TakeReport(const RecordView& report, const StreamReference& stream);
-    std::optional<Bound> Announce(const RecordView& report, const StreamReference& stream)
+    /// A bound that a report exceeds.
+    struct Excess {
+        Bound bound;
+        /// Whether the reporter must be closed in any case, because withdrawing properties of
+        /// others wouldn't help.
+        bool isOfReporter = false;
+    };
+    static std::optional<Excess> ExcessOf(std::optional<Bound> exceeded);
+    /// Stores one reported value. Returns what it exceeds, if anything.
+    std::optional<Excess> TakeReport(const RecordView& report, const StreamReference& stream);
+    std::optional<Excess> Announce(const RecordView& report, const StreamReference& stream)
         REQUIRES(reportsLock);
-    std::optional<Bound> Revalue(const std::shared_ptr<RemoteProperty>& known,
-                                 std::string_view value, const Stream& reporter)
+    std::optional<Excess> Revalue(const std::shared_ptr<RemoteProperty>& known,
+                                  std::string_view value, const Stream& reporter)
         REQUIRES(reportsLock);
     void Withdraw(const std::shared_ptr<RemoteProperty>& property) REQUIRES(reportsLock);
     void WithdrawAllOf(const ConnectionAccount& account);
-    /// Closes connections and withdraws their properties until `exceeded` is kept again.
-    void Relieve(const std::shared_ptr<ConnectionAccount>& reporter, Bound exceeded);
+    /// Closes connections and withdraws their properties until the bound is kept again.
+    void Relieve(const std::shared_ptr<ConnectionAccount>& reporter, const Excess& excess);
 
     // The steps of a publishing tick.
     void DropGoneSubscribers();
     void WithdrawOfCutOwners();
     void CollectChanges(PendingRecords& pending);
     void AppendRemoteChanges(PendingRecords& pending);
+    /// Publishes the records before the end of the period if their text is long. Returns whether it
+    /// did.
+    bool PublishIfMuch(PendingRecords& pending);
     void Publish(PendingRecords& pending);
     void ShowStatus();
 

@@ -15,6 +15,7 @@
 
 #include "engine/property_engine.h"
 #include "engine/record_texts.h"
+#include "wire/json/json_escapes.h"
 #include "wire/record_text.h"
 #include "wire/section_keys.h"
 
@@ -37,6 +38,10 @@ RecordView ReportIn(const EntryView& entry) {
 }
 
 }  // namespace
+
+std::optional<PropertyEngine::Excess> PropertyEngine::ExcessOf(std::optional<Bound> exceeded) {
+    return exceeded ? std::optional(Excess{.bound = *exceeded}) : std::nullopt;
+}
 
 bool PropertyEngine::AnswerEntry(const EntryView& entry, bool external, Reply& reply) {
     bool found = false;
@@ -139,15 +144,15 @@ void PropertyEngine::ApplySetRequests(const PropertyMessage& request) {
 void PropertyEngine::TakeReports(const StreamReference& stream, const PropertyMessage& request) {
     const std::shared_ptr<ConnectionAccount> account = stream->Account();
     request.ForEachEntry(Section::kGetResponses, [&](const EntryView& entry) {
-        if (const std::optional<Bound> exceeded = TakeReport(ReportIn(entry), stream)) {
-            Relieve(account, *exceeded);
+        if (const std::optional<Excess> excess = TakeReport(ReportIn(entry), stream)) {
+            Relieve(account, *excess);
         }
         return !account || !account->WasCut();
     });
 }
 
-std::optional<Bound> PropertyEngine::TakeReport(const RecordView& report,
-                                                const StreamReference& stream) {
+std::optional<PropertyEngine::Excess> PropertyEngine::TakeReport(const RecordView& report,
+                                                                 const StreamReference& stream) {
     if (report.status == Status::kNotFound) {
         return std::nullopt;
     }
@@ -171,15 +176,15 @@ std::optional<Bound> PropertyEngine::TakeReport(const RecordView& report,
     if (!known) {
         return report.status == Status::kSuccessful ? Announce(report, stream) : std::nullopt;
     }
-    const std::optional<Bound> exceeded = Revalue(known, report.value, *stream);
+    const std::optional<Excess> excess = Revalue(known, report.value, *stream);
     if (report.status == Status::kNoLongerAvailable) {
         Withdraw(known);
     }
-    return exceeded;
+    return excess;
 }
 
-std::optional<Bound> PropertyEngine::Announce(const RecordView& report,
-                                              const StreamReference& stream) {
+std::optional<PropertyEngine::Excess> PropertyEngine::Announce(const RecordView& report,
+                                                               const StreamReference& stream) {
     const auto announced = std::make_shared<RemoteProperty>(report, stream);
     if (!remoteTable.Insert(announced)) {
         return std::nullopt;
@@ -188,18 +193,26 @@ std::optional<Bound> PropertyEngine::Announce(const RecordView& report,
     externalOwners.Enter(*announced);
     // The first report counts as a change.
     remoteChanges.Push(announced, OriginOf(*stream));
-    return exceeded;
+    return ExcessOf(exceeded);
 }
 
-std::optional<Bound> PropertyEngine::Revalue(const std::shared_ptr<RemoteProperty>& known,
-                                             std::string_view value, const Stream& reporter) {
-    const std::uint64_t before = known->ExternalText();
+std::optional<PropertyEngine::Excess> PropertyEngine::Revalue(
+    const std::shared_ptr<RemoteProperty>& known, std::string_view value, const Stream& reporter) {
+    const std::shared_ptr<ConnectionAccount>& account = reporter.Account();
+    if (account && account != known->owner->Account()) {
+        // Closing the reporter would not withdraw the value, so it isn't stored at all.
+        if (const auto bound =
+                externalOwners.BoundAgainst(*account, *known, EscapedLength(value))) {
+            return Excess{.bound = *bound, .isOfReporter = true};
+        }
+    }
+    externalOwners.UncountText(*known);
     const RemoteProperty::StoreResult stored = known->StoreReported(value, reporter);
-    externalOwners.Revalue(before, known->ExternalText());
+    externalOwners.CountText(*known);
     if (stored.isChange) {
         remoteChanges.Push(known, OriginOf(reporter));
     }
-    return stored.exceeded;
+    return ExcessOf(stored.exceeded);
 }
 
 void PropertyEngine::Withdraw(const std::shared_ptr<RemoteProperty>& property) {
@@ -220,9 +233,12 @@ void PropertyEngine::WithdrawAllOf(const ConnectionAccount& account) {
     }
 }
 
-void PropertyEngine::Relieve(const std::shared_ptr<ConnectionAccount>& reporter, Bound exceeded) {
+void PropertyEngine::Relieve(const std::shared_ptr<ConnectionAccount>& reporter,
+                             const Excess& excess) {
+    const Bound exceeded = excess.bound;
     const Accounting& books = reporter->Owner();
-    const bool ofOne = exceeded == Bound::Properties || exceeded == Bound::PropertyText;
+    const bool ofOne =
+        excess.isOfReporter || exceeded == Bound::Properties || exceeded == Bound::PropertyText;
     const bool ofNumber = exceeded == Bound::Properties || exceeded == Bound::AllProperties;
     const Resource resource = ofNumber ? Resource::Properties : Resource::PropertyText;
     if (ofOne || books.Total(resource) > 2 * books.Bounds()[exceeded]) {
@@ -240,8 +256,7 @@ void PropertyEngine::Relieve(const std::shared_ptr<ConnectionAccount>& reporter,
             next = externalOwners.NextToGo(resource);
         }
         if (!next) {
-            // The excess is text that external connections reported for properties of others.
-            reporter->Cut(exceeded);
+            // Only values of properties of others are left, which have half of the bound.
             return;
         }
         if (next->LeftAt() == 0) {

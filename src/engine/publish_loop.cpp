@@ -98,18 +98,30 @@ void PropertyEngine::CollectChanges(PendingRecords& pending) {
                      .passesOutside = true,
                      .isWithdrawal = true,
                      .property = retired});
+        PublishIfMuch(pending);
     }
+}
+
+bool PropertyEngine::PublishIfMuch(PendingRecords& pending) {
+    // Values that change while their texts are made can have more text than all of them have at any
+    // moment, so the texts are published and released before more are made.
+    if (pending.TextBytes() < kMostPendingBytes) {
+        return false;
+    }
+    Publish(pending);
+    return true;
 }
 
 void PropertyEngine::AppendRemoteChanges(PendingRecords& pending) {
     // Each property has one text here, however often its value changes meanwhile.
     std::unordered_map<const Property*, KeptText::Shared> texts;
+    bool isMuch = false;
     for (const std::shared_ptr<Property>& changed : remoteChanges.TakeAll()) {
         const auto& property = static_cast<const RemoteProperty&>(*changed);
         const auto [text, isFirst] = texts.try_emplace(&property);
         if (isFirst) {
             text->second = RecordTextOf(property, OwnerOf(property));
-        } else if (pending.TextBytes() >= kMostPendingBytes) {
+        } else if (isMuch) {
             // A long record for each of many changes would make a message of any size.
             continue;
         }
@@ -118,6 +130,12 @@ void PropertyEngine::AppendRemoteChanges(PendingRecords& pending) {
                      .passesOutside = Rights().MaySee(property.GroupGuid()),
                      .isWithdrawal = false,
                      .property = changed});
+        if (PublishIfMuch(pending)) {
+            isMuch = true;
+            for (auto& [key, released] : texts) {
+                released.reset();
+            }
+        }
     }
 }
 

@@ -43,9 +43,10 @@ std::optional<Bound> RemoteProperty::ChargeValue(std::string_view text, const St
     // The charge of the old value is removed first, so that at the bound a value can be replaced by
     // one of the same length.
     value.reset();
+    reporterOfValue = reporter.Account();
     // Counted as it stands in records, where a control character takes six bytes.
-    const std::size_t bytes = reporter.Account() ? EscapedLength(text) : 0;
-    return value.emplace(reporter.Account(), Resource::PropertyText).Add(bytes);
+    const std::size_t bytes = reporterOfValue ? EscapedLength(text) : 0;
+    return value.emplace(reporterOfValue, Resource::PropertyText).Add(bytes);
 }
 
 }  // namespace vantry

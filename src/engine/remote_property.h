@@ -38,6 +38,14 @@ public:
     /// Returns the number of bytes of this property that are counted in accounts of external
     /// connections.
     std::uint64_t ExternalText() const { return names.Amount() + (value ? value->Amount() : 0); }
+    /// Returns how much of ExternalText is a value that another connection than the owner reported.
+    std::uint64_t ForeignText() const {
+        return value && reporterOfValue != owner->Account() ? value->Amount() : 0;
+    }
+    /// Returns how much of ExternalText is a value that is counted in `account`.
+    std::uint64_t ValueCountedIn(const ConnectionAccount& account) const {
+        return value && reporterOfValue.get() == &account ? value->Amount() : 0;
+    }
     /// Returns the full key, which is made anew by each call.
     std::string Key() const { return FullKey(component, GroupGuid(), Guid()); }
 
@@ -51,6 +59,7 @@ private:
     ScopedCharge place;
     ScopedCharge names;
     std::optional<ScopedCharge> value;
+    std::shared_ptr<ConnectionAccount> reporterOfValue;
 };
 
 }  // namespace vantry

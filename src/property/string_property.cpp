@@ -3,6 +3,21 @@
 #include <utility>
 
 namespace vantry {
+namespace {
+
+/// Assigns `text` so that `value` keeps little more memory than the text needs, however long the
+/// values before it were.
+void Replace(std::string& value, std::string_view text) {
+    constexpr std::size_t kShort = 64;
+    if (text.size() > value.capacity() || value.capacity() > 2 * text.size() + kShort) {
+        // A move from a short string would keep the memory.
+        std::string(text).swap(value);
+    } else {
+        value = text;
+    }
+}
+
+}  // namespace
 
 StringProperty::StringProperty(std::string initial, PropertyIdentity name)
     : Property(std::move(name)), value(std::move(initial)) {}
@@ -10,7 +25,7 @@ StringProperty::StringProperty(std::string initial, PropertyIdentity name)
 Refusal StringProperty::SetTextQuietly(std::string_view text) {
     {
         ScopedLock guard(lock);
-        value = text;
+        Replace(value, text);
     }
     ValueStored();
     return kAccepted;
@@ -22,7 +37,7 @@ Refusal StringProperty::SetValue(std::string_view text) {
         if (value == text) {
             return kAccepted;
         }
-        value = text;
+        Replace(value, text);
     }
     ValueStored();
     return NotifyChanged();

@@ -189,6 +189,34 @@ TEST_F(Hostile, SubscribersThatDontReadCostOneFrame) {
     }
 }
 
+TEST_F(Hostile, AReportCostsNoMoreThanTheValueThatItLeaves) {
+    Start();
+    const auto address = [](const char* component, int number) {
+        return Address{component, "Job", std::to_string(number)};
+    };
+    const std::string large(2'000'000, 'x');
+    FrameClient owner = hub->Device("PRN1");
+    FrameClient attacker = hub->Tcp();
+    for (int number = 0; number < 150; ++number) {
+        owner.Send(Report(address("MOTOR", number), "0"));
+        attacker.Send(Report(address("E", number), large));
+        attacker.Send(Report(address("E", number), ""));
+    }
+    EXPECT_TRUE(owner.Ask(Get(kNobodys)));
+    // Values for properties of others stay when their reporter has gone.
+    for (int number = 0; number < 150; ++number) {
+        FrameClient other = hub->Tcp();
+        other.Send(Report(address("MOTOR", number), large));
+        other.Send(Get(kNobodys));
+        static_cast<void>(other.Receive());
+    }
+    EXPECT_TRUE(Told("'all-property-text'"));
+    EXPECT_TRUE(attacker.Ask(Get(kNobodys)));
+    if (!kIsSanitized) {
+        EXPECT_LT(hub->KibibytesOf("VmHWM"), 150U << 10U);
+    }
+}
+
 TEST_F(Hostile, WhoExceedsABoundIsClosedAndNamed) {
     const auto report = [](std::size_t number, const char* status) {
         return ReportEntry({"E", "Job", std::to_string(number)}, "1", status);
