@@ -121,4 +121,8 @@ std::uint32_t DriverRoot::OpenLocalSession() {
     return handle;
 }
 
+bool DriverRoot::ServeLocalClient(const std::shared_ptr<Stream>& client) {
+    return dataHandlers->AddSession(std::make_shared<PeekStream>(client));
+}
+
 }  // namespace vantry

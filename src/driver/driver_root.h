@@ -41,6 +41,9 @@ public:
     /// no thread can be started, reads from the session fail at once.
     std::uint32_t OpenLocalSession();
     LocalSessionTable& LocalSessions() const { return *localSessions; }
+    /// Starts a session of an internal stream. Returns false, with the stream closed, if there is
+    /// no thread for it.
+    [[nodiscard]] bool ServeLocalClient(const std::shared_ptr<Stream>& client);
 
 private:
     std::shared_ptr<Property> MakeTxTimeout();

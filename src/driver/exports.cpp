@@ -16,7 +16,7 @@
 #include <utility>
 
 #include "driver/driver_root.h"
-#include "driver/local_handles.h"
+#include "driver/local_clients.h"
 #include "driver/quoted_ini.h"
 #include "platform/platform.h"
 #include "runtime/event.h"
@@ -82,11 +82,19 @@ std::int32_t ToLength(std::uint32_t count) {
         std::min<std::uint32_t>(count, std::numeric_limits<std::int32_t>::max()));
 }
 
-}  // namespace
-
 std::shared_ptr<LocalSession> LocalSessionOf(std::uint32_t handle) {
     const std::shared_ptr<DriverRoot> hub = Root();
     return hub ? hub->LocalSessions().Find(handle) : nullptr;
+}
+
+}  // namespace
+
+bool ServeLocalClient(const std::shared_ptr<Stream>& client) {
+    if (const std::shared_ptr<DriverRoot> hub = Root()) {
+        return hub->ServeLocalClient(client);
+    }
+    client->Close();
+    return false;
 }
 
 }  // namespace vantry

@@ -1,10 +1,7 @@
-// The bounds between a client of the local device and the hub.
+// The bound between the hub and a program that opened the local device.
 //
 // The pipe itself has no bound, because a write must block neither the hub nor a program that calls
-// the entry points. So the side that can wait enforces the bound of each direction.
-//
-// Input: the host calls HoldInput after each write. While more than the bound is unread, it stops
-// reading the client's socket; the callback of OnChange makes it continue.
+// the entry points. What that program writes is its own affair, as it shares the hub's process.
 //
 // Output: the session's thread doesn't read the next request of a client while more than half of
 // the bound is unread, as long as the client continues to read. So only two kinds of clients reach
@@ -30,34 +27,9 @@ void LocalLink::Abandon() {
     pipe.toClient->Discard();
 }
 
-bool LocalLink::HoldInput() {
-    if (!InputIsFull()) {
-        return false;
-    }
-    inputIsHeld = true;
-    // The hub may have read everything before it could see the flag; then no callback would come.
-    return pipe.fromClient->Waiting() > inputBound / 2 || !inputIsHeld.exchange(false);
-}
-
-void LocalLink::OnChange(std::function<void()> callback) {
-    ScopedLock guard(changeLock);
-    changed = std::move(callback);
-}
-
-void LocalLink::TellChange() {
-    ScopedLock guard(changeLock);
-    if (changed) {
-        changed();
-    }
-}
-
 std::int32_t LocalLink::ReadInput(std::uint8_t* buffer, std::int32_t length) {
     AwaitReadingClient();
     const std::int32_t count = pipe.fromClient->Read(buffer, length);
-    if (inputIsHeld && pipe.fromClient->Waiting() <= inputBound / 2 &&
-        inputIsHeld.exchange(false)) {
-        TellChange();
-    }
     if (count < 0) {
         pipe.Close();
     }
@@ -89,7 +61,6 @@ bool LocalLink::MakeRoomFor(std::uint64_t length) {
     if (!cut.exchange(true)) {
         notices.TellClosed(Bound::LocalOutput, "a client of PRN1");
         Abandon();
-        TellChange();
     }
     return false;
 }

@@ -2,28 +2,23 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 
 #include "platform/limits.h"
 #include "platform/notices.h"
-#include "runtime/lock.h"
 #include "transport/stream/pipe.h"
 
 namespace vantry {
 
-/// The connection between one client of the local device and the hub: a two-way pipe with its
-/// bounds. Its two ends share ownership of it. All operations are thread-safe, but only one thread
-/// may call ReadInput.
+/// The connection between a program that opened the local device and the hub: a two-way pipe with
+/// its bounds. Its two ends share ownership of it. All operations are thread-safe, but only one
+/// thread may call ReadInput.
 class LocalLink {
 public:
     /// `hubNotices` must outlive the link.
     LocalLink(const Limits& limits, Notices& hubNotices)
-        : pipe(PipePair::Make()),
-          inputBound(limits[Bound::LocalInput]),
-          outputBound(limits[Bound::LocalOutput]),
-          notices(hubNotices) {}
+        : pipe(PipePair::Make()), outputBound(limits[Bound::LocalOutput]), notices(hubNotices) {}
 
     // Operations of the client's end; LocalSession describes them.
 
@@ -36,13 +31,7 @@ public:
     void CloseBoth() { pipe.Close(); }
     void EndInput() { pipe.fromClient->Close(); }
     void Abandon();
-    bool InputIsFull() const { return pipe.fromClient->Waiting() > inputBound; }
-    bool HoldInput();
     bool IsIdle() const { return hubHasLeft || pipe.fromClient->IsDrained(); }
-    std::uint64_t OutputTaken() const { return pipe.toClient->Taken(); }
-    bool HasOutput() const { return pipe.toClient->Waiting() != 0; }
-    bool WasCut() const { return cut; }
-    void OnChange(std::function<void()> callback);
 
     // Operations of the hub's end.
 
@@ -62,21 +51,15 @@ public:
 private:
     void AwaitReadingClient();
     bool MakeRoomFor(std::uint64_t length);
-    void TellChange();
 
     const PipePair pipe;
-    const std::uint64_t inputBound;
     const std::uint64_t outputBound;
     Notices& notices;
-    std::atomic<bool> inputIsHeld{false};
     std::atomic<bool> hubHasLeft{false};
     std::atomic<bool> cut{false};
     /// The number of bytes that the client had read when a wait for it last timed out. Only
     /// ReadInput uses it.
     std::uint64_t takenAtStall = kUnbounded;
-    /// Held while `changed` runs, so that OnChange returns when no call of the old one is left.
-    Lock changeLock;
-    std::function<void()> changed GUARDED_BY(changeLock);
 };
 
 }  // namespace vantry

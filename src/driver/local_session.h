@@ -1,9 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
-#include <utility>
 
 #include "driver/local_link.h"
 #include "transport/stream/stream.h"
@@ -35,23 +33,8 @@ public:
     /// Closes both directions and discards what is in them.
     void Abandon() { link->Abandon(); }
 
-    /// Returns whether the hub has more than Bound::LocalInput of the client's bytes still to read.
-    bool InputIsFull() const { return link->InputIsFull(); }
-    /// Returns the same. If the result is true, the callback of OnChange is called when half of
-    /// that bound is free again.
-    bool HoldInput() { return link->HoldInput(); }
     /// Returns whether the hub has processed everything that the client sent, or never will.
     bool IsIdle() const { return link->IsIdle(); }
-    /// Returns whether there are bytes for the client to read.
-    bool HasOutput() const { return link->HasOutput(); }
-    /// Returns the number of bytes that the client has read so far.
-    std::uint64_t OutputTaken() const { return link->OutputTaken(); }
-    /// Returns whether the hub ended the session because the client left too much unread.
-    bool WasCut() const { return link->WasCut(); }
-    /// Sets the callback that threads of the hub call when held input may continue or when the
-    /// client was cut. It must not block and must not use this object. An empty function removes
-    /// it. When OnChange returns, no call of the previous callback is running.
-    void OnChange(std::function<void()> changed) { link->OnChange(std::move(changed)); }
 
     /// Returns a new stream that is the hub's end; called once. When its last owner releases it,
     /// the link closes, so that the client sees the end of its session.

@@ -107,7 +107,7 @@ void HubHost::Start() {
     }
     PRN_Init();
     running = true;
-    localServer.emplace(*localSocket);
+    localServer.emplace(*localSocket, flusher, platform);
     if (!localServer->IsServing()) {
         platform.notices.Tell("the local device can't be served: the system has no thread");
     }

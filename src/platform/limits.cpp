@@ -60,8 +60,8 @@ constexpr std::array<BoundDescription, kBoundCount> kDescriptions = {{
      "Records that wait for the end of a publishing period. The period ends early."},
     {"log-bytes", kUnbounded, "Bytes of the error log. A line beyond it is dropped and counted."},
     {"local-input", 4 * kMiB,
-     "Bytes that one client of the local device has sent and the hub has not yet read. Its socket "
-     "isn't read meanwhile."},
+     "Bytes that the hub takes from the socket of one client of the local device beyond the "
+     "message that it is reading. The others wait in the socket."},
     {"local-output", 64 * kMiB,
      "Bytes that wait for one client of the local device, unless they are a single frame. The "
      "client "

@@ -82,6 +82,9 @@ TEST_F(LocalDevice, AStopActsOnWhatWasSentAndOnNoEndlessBacklog) {
             frames += FrameOf(Get(PublishingPeriod()));
         }
         client.SendBytes(frames + FrameOf(Set(PublishingPeriod(), "3000")));
+        FrameClient listening = hub.Device("PRN1");
+        listening.Send(ManyReads(10'000));
+        listening.ShutDownSending();
         hub.Signal(SIGTERM);
         EXPECT_EQ(hub.Wait(), 0);
         EXPECT_TRUE(client.SeesEnd());

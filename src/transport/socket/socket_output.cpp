@@ -103,6 +103,9 @@ int SocketOutput::Take(std::string_view text, const std::shared_ptr<const std::s
     if (failure != 0 || closing) {
         return failure != 0 ? failure : EPIPE;
     }
+    if (peerHasLeft) {
+        return 0;
+    }
     std::size_t taken = 0;
     if (waiting == 0) {
         const std::optional<std::size_t> now = SendNow(text);
@@ -111,7 +114,7 @@ int SocketOutput::Take(std::string_view text, const std::shared_ptr<const std::s
         }
         taken = *now;
         StartProgress();
-    } else if (waiting + text.size() > MostWaiting()) {
+    } else if (waiting > limits.admittedBytes && waiting + text.size() > MostWaiting()) {
         exceeded = Bound::Output;
         Fail(ETIMEDOUT);
         return failure;
@@ -163,7 +166,7 @@ std::optional<std::size_t> SocketOutput::SendNow(std::string_view text) {
     if (count == -EAGAIN || count == -EINTR) {
         return 0;
     }
-    Fail(static_cast<int>(-count));
+    FailToSend(static_cast<int>(-count));
     return std::nullopt;
 }
 
@@ -207,13 +210,14 @@ void SocketOutput::Advance() {
     if (waiting != 0) {
         SendWaiting();
     }
-    if (failure != 0) {
+    changed.WakeAll();
+    if (failure != 0 || !watched) {
         return;
     }
     // Input is dropped even while output waits: a peer that sends before it reads would block in
     // its send, and never read the output.
     const bool peerEnded = closing && limits.lingers && HasPeerEnded(watched->Number());
-    if (waiting != 0 || (lingering && Queued() != 0)) {
+    if (waiting != 0 || (lingering && Queued(watched->Number()) != 0)) {
         takenSince = NowNanoseconds();
         if (HasStalled()) {
             Fail(ETIMEDOUT);
@@ -244,7 +248,7 @@ void SocketOutput::SendWaiting() {
     if (sent >= 0) {
         DropTaken(static_cast<std::size_t>(sent));
     } else if (sent != -EAGAIN && sent != -EINTR) {
-        Fail(static_cast<int>(-sent));
+        FailToSend(static_cast<int>(-sent));
     }
 }
 
@@ -268,7 +272,41 @@ void SocketOutput::DropFirst() {
     pieces.pop_front();
 }
 
-int SocketOutput::Queued() const { return socket->Calls().Unreceived(watched->Number()); }
+int SocketOutput::Queued(int number) const { return socket->Calls().Unreceived(number); }
+
+std::size_t SocketOutput::Waiting() {
+    ScopedLock guard(lock);
+    return waiting;
+}
+
+std::int64_t SocketOutput::Received() {
+    ScopedLock guard(lock);
+    const SocketDescriptor::Use use(*socket);
+    return use ? given - Queued(use.Number()) : given;
+}
+
+bool SocketOutput::AwaitPeer(std::size_t bytes, std::uint32_t stallMilliseconds) {
+    const std::uint64_t stall = stallMilliseconds * kNanosecondsPerMillisecond;
+    std::int64_t seen = Received();
+    std::uint64_t deadline = NowNanoseconds() + stall;
+    for (;;) {
+        {
+            ScopedLock guard(lock);
+            if (waiting <= bytes || closing) {
+                return true;
+            }
+            changed.WaitUntil(lock, deadline);
+        }
+        const std::int64_t received = Received();
+        const std::uint64_t now = NowNanoseconds();
+        if (received != seen) {
+            seen = received;
+            deadline = now + stall;
+        } else if (now >= deadline) {
+            return false;
+        }
+    }
+}
 
 void SocketOutput::StartProgress() {
     given = 0;
@@ -276,7 +314,7 @@ void SocketOutput::StartProgress() {
 }
 
 bool SocketOutput::HasStalled() {
-    const std::int64_t taken = given - Queued();
+    const std::int64_t taken = given - Queued(watched->Number());
     const std::uint64_t now = NowNanoseconds();
     if (windowStart == 0 || taken - takenAtStart >= due) {
         windowStart = now;
@@ -310,15 +348,29 @@ bool SocketOutput::HasPeerEnded(int number) {
     return thrownAway > kMostThrownAway || socket->Calls().HasPeerEnded(number);
 }
 
+void SocketOutput::FailToSend(int error) {
+    if (limits.outlivesPeer && !closing && (error == EPIPE || error == ECONNRESET)) {
+        peerHasLeft = true;
+        DropAll();
+    } else {
+        Fail(error);
+    }
+}
+
 void SocketOutput::Fail(int error) {
     failure = error;
+    DropAll();
+    socket->Close();
+}
+
+void SocketOutput::DropAll() {
     while (!pieces.empty()) {
         DropFirst();
     }
     waiting = 0;
     sentOfFirst = 0;
     LeaveFlusher();
-    socket->Close();
+    changed.WakeAll();
 }
 
 void SocketOutput::LeaveFlusher() {
@@ -338,6 +390,7 @@ void SocketOutput::Close(bool mayHaveReader) {
         return;
     }
     closedAt = NowNanoseconds();
+    changed.WakeAll();
     if (mayHaveReader) {
         socket->ShutDownReceiving();
     }

@@ -10,6 +10,7 @@
 
 #include "platform/accounting.h"
 #include "platform/socket_descriptor.h"
+#include "runtime/condition.h"
 #include "runtime/lock.h"
 
 namespace vantry {
@@ -25,6 +26,11 @@ struct OutputLimits {
     /// Whether a closed connection is kept until the peer has received everything, so that unread
     /// input doesn't reset it. For TCP.
     bool lingers = false;
+    /// While at most so many bytes wait, a frame of any size is accepted.
+    std::size_t admittedBytes = 0;
+    /// Whether a peer that has disconnected leaves the socket open for its reader. Output is
+    /// accepted and dropped then. For local clients, whose last requests still count.
+    bool outlivesPeer = false;
 };
 
 /// The sending side of a stream socket, whose writers never wait for the peer.
@@ -32,8 +38,8 @@ struct OutputLimits {
 /// A frame is sent at once as far as the socket accepts it; the rest waits in memory, and an
 /// OutputFlusher sends it when the socket has space. If a peer exceeds the limits, the connection
 /// has failed: the socket is shut down and the memory is freed. The flusher shares the ownership
-/// while output waits. All operations are thread-safe and none blocks; frames of several writers
-/// never mix.
+/// while output waits. All operations are thread-safe and none but AwaitPeer blocks; frames of
+/// several writers never mix.
 class SocketOutput : public std::enable_shared_from_this<SocketOutput> {
 public:
     /// Makes the output of a connected socket. `socket` is shared with the connection's reader.
@@ -60,6 +66,13 @@ public:
     void Close(bool mayHaveReader = true);
     /// Drops what waits and closes the socket at once. A reader that blocks returns.
     void CloseNow();
+    /// Blocks until at most `bytes` bytes wait or the connection is closed, and returns true.
+    /// Returns false if the peer received nothing for `stallMilliseconds` meanwhile.
+    [[nodiscard]] bool AwaitPeer(std::size_t bytes, std::uint32_t stallMilliseconds);
+    /// Returns how many bytes wait.
+    std::size_t Waiting();
+    /// Returns a number that grows when the peer receives something while output waits.
+    std::int64_t Received();
     /// Replaces OutputLimits::stallMilliseconds.
     void SetStallMilliseconds(std::uint32_t milliseconds);
 
@@ -107,7 +120,12 @@ private:
     /// Reads input and drops it. Returns whether the peer has ended its side or sends too much.
     bool HasPeerEnded(int number) REQUIRES(lock);
     /// Returns how many bytes the socket has that the peer hasn't received.
-    int Queued() const REQUIRES(lock);
+    int Queued(int number) const;
+    /// Handles an error of the socket: a peer that has left, see OutputLimits::outlivesPeer, or a
+    /// failure.
+    void FailToSend(int error) REQUIRES(lock);
+    /// Drops the output and leaves the flusher.
+    void DropAll() REQUIRES(lock);
     /// Records the failure, drops the output, leaves the flusher and closes the socket.
     void Fail(int error) REQUIRES(lock);
     void LeaveFlusher() REQUIRES(lock);
@@ -124,6 +142,9 @@ private:
     int failure GUARDED_BY(lock) = 0;
     bool closing GUARDED_BY(lock) = false;
     bool lingering GUARDED_BY(lock) = false;
+    bool peerHasLeft GUARDED_BY(lock) = false;
+    /// Signals AwaitPeer that output was sent or dropped.
+    Condition changed;
     std::uint64_t closedAt GUARDED_BY(lock) = 0;
     std::uint64_t takenSince GUARDED_BY(lock) = 0;
     std::size_t thrownAway GUARDED_BY(lock) = 0;

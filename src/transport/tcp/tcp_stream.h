@@ -1,15 +1,12 @@
 #pragma once
 
-#include <sys/types.h>
-
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "platform/socket_descriptor.h"
 #include "transport/socket/output_flusher.h"
+#include "transport/socket/socket_input.h"
 #include "transport/socket/socket_output.h"
 #include "transport/tcp/half_closed_streams.h"
 #include "transport/tcp/socket_stream.h"
@@ -39,14 +36,9 @@ public:
     std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override;
     void Close() override;
     /// Returns whether the stream was closed, so that nothing more can be written.
-    bool IsClosed() const { return closed || socket->IsClosed(); }
+    bool IsClosed() const { return input.IsClosed() || socket->IsClosed(); }
 
 private:
-    /// Receives at most `length` bytes into `buffer`, and keeps the bytes that were received behind
-    /// them. Returns what Descriptors::Receive would have returned for `length`.
-    ssize_t Receive(int number, std::uint8_t* buffer, std::size_t length, bool waits);
-    /// Copies at most `length` kept bytes and consumes them. Returns their number.
-    std::size_t TakeAhead(std::uint8_t* buffer, std::size_t length);
     /// Ends reading because of an error number, or of 0 if the peer sends no more. Returns the
     /// result for Read.
     std::int32_t End(int error);
@@ -54,18 +46,9 @@ private:
     static std::int32_t ResultOf(int error, std::size_t length);
 
     const std::shared_ptr<SocketDescriptor> socket;
+    SocketInput input;
     const std::shared_ptr<SocketOutput> output;
     const std::shared_ptr<HalfClosedStreams> halfClosed;
-    /// Bytes that were received and not yet read. Only the reading thread uses this and the next
-    /// two fields.
-    std::vector<std::uint8_t> ahead;
-    std::size_t aheadTaken = 0;
-    int lateError = 0;
-    /// Set before the socket is shut down, so that a reader can distinguish Close from an end by
-    /// the peer.
-    std::atomic<bool> closed{false};
-    /// Whether a thread is inside a call that receives.
-    std::atomic<bool> reading{false};
 };
 
 }  // namespace vantry
