@@ -6,7 +6,7 @@ install(TARGETS prn LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 # The client library: an archive, its headers, a CMake package and a pkg-config file.
 install(TARGETS vantry_client vantry_describe EXPORT vantry ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-set(VANTRY_CLIENT_HEADERS endpoint event_queue hub property result)
+set(VANTRY_CLIENT_HEADERS endpoint event_queue hub owners property result)
 list(TRANSFORM VANTRY_CLIENT_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/src/client/)
 list(TRANSFORM VANTRY_CLIENT_HEADERS APPEND .h)
 install(FILES ${VANTRY_CLIENT_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantry/client)

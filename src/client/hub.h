@@ -52,6 +52,11 @@ public:
         /// The interval at which subscribed properties are read again. The hub may drop changes in
         /// a burst, so a subscriber may have a wrong value for this time at most. 0 for never.
         std::uint32_t reconcileMilliseconds = 10'000;
+        /// The interval at which announced properties show that their program runs: Announce adds
+        /// a heartbeat property for each component, which this class keeps up to date, and from
+        /// which an Owners object tells other programs whether an owner runs and when it set its
+        /// values. 0 for no heartbeats.
+        std::uint32_t heartbeatMilliseconds = 10'000;
         /// The longest message that is accepted from the hub; a longer one ends the connection.
         /// Memory is allocated only for bytes that have arrived.
         std::uint32_t longestMessageBytes = 256U << 20U;
@@ -95,7 +100,8 @@ public:
     /// Sends a write, blocks until the property has the value, and returns its state. Numbers and
     /// bools may be spelled differently (see SameValue). Returns Refused if the hub rejects the
     /// value for a property of its own. The owner of another property sends nothing when it rejects
-    /// a value, so the result is TimedOut.
+    /// a value, so the result is TimedOut; it is OwnerGone, after a second or at the deadline, if
+    /// the heartbeat of the owner shows that its program has ended (see Owners).
     ///
     /// If a bool of another component has the value already, it may be a command, whose result is
     /// published only if it differs: the call then blocks until the deadline, and returns Refused

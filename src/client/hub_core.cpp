@@ -8,6 +8,7 @@
 
 #include "client/hub_core.h"
 
+#include <algorithm>
 #include <cassert>
 #include <chrono>
 #include <utility>
@@ -24,9 +25,16 @@ namespace {
 /// When this many messages with writes wait for slow handlers, no more messages are received.
 constexpr std::size_t kMostWrites = 100'000;
 
+/// The milliseconds that the last heartbeats may take when a Hub ends.
+constexpr std::uint32_t kLongestFarewell = 300;
+
 Error NotFound(const PropertyId& id) {
     return {ErrorCode::NotFound, "the hub has no property " + id.group + ":" + id.property};
 }
+
+/// The milliseconds that a write has if its owner is known to be gone. They aren't 0, because a
+/// program without heartbeats may have become the owner since.
+constexpr std::uint32_t kWithoutOwner = 1000;
 
 Error NotTaken(ErrorCode code, const Property& now) {
     return {code, "\"" + now.name + "\" did not take the value" +
@@ -47,7 +55,8 @@ Hub::Core::Core(Endpoint hubEndpoint, Options given)
                 .onState = [this](bool connected) { OnState(connected); },
                 .onFailure = [this](const Error& error) { ReportError(error); }}),
       requester(requests),
-      owner(requests, requester, [this](const Error& error) { ReportError(error); }),
+      owner(requests, requester, {options.deadlineMilliseconds, options.heartbeatMilliseconds},
+            [this](const Error& error) { ReportError(error); }),
       subscriptions(std::make_shared<Subscriptions>(
           endpoint, timing,
           Subscriptions::Surroundings{.requester = requester,
@@ -58,7 +67,7 @@ Hub::Core::Core(Endpoint hubEndpoint, Options given)
 Hub::Core::~Core() {
     assert(!handlers.IsMine() && !subscriptions->RunsHere() &&
            "a callback must not destroy its Hub");
-    owner.Stop();
+    owner.Stop(Deadline::In(kLongestFarewell));
     subscriptions->Stop();
     handlers.Stop();
     requests.Stop();
@@ -92,8 +101,7 @@ Result<std::vector<Property>> Hub::Core::ReadMany(const Question& question) {
 }
 
 Outcome Hub::Core::Restore(FrameSocket& socket) {
-    return owner.Restore(socket, options.deadlineMilliseconds,
-                         [this](auto message) { TakeWrites(message->message); });
+    return owner.Restore(socket, [this](auto message) { TakeWrites(message->message); });
 }
 
 void Hub::Core::OnMessage(std::unique_ptr<ReceivedMessage> message) {
@@ -107,9 +115,8 @@ void Hub::Core::TakeWrites(const PropertyMessage& message) {
     std::deque<PropertySetRequest> writes;
     message.DecodeSetRequests(writes);
     if (!writes.empty()) {
-        handlers.PostWithin(kMostWrites, [this, taken = std::move(writes)] {
-            owner.TakeWrites(taken, options.deadlineMilliseconds);
-        });
+        handlers.PostWithin(kMostWrites,
+                            [this, taken = std::move(writes)] { owner.TakeWrites(taken); });
     }
 }
 
@@ -153,6 +160,16 @@ Outcome Hub::Core::Write(const PropertyId& id, const std::string& value, const D
     return requests.Send(message, deadline);
 }
 
+Owners::State Hub::Core::OwnerOf(const PropertyId& id) {
+    Owners owners;
+    if (const auto heartbeats = ReadMany(Question::Group(Owners::HeartbeatGroup()))) {
+        for (const Property& heartbeat : *heartbeats) {
+            owners.Take(heartbeat);
+        }
+    }
+    return owners.Of(id);
+}
+
 Result<Property> Hub::Core::AwaitValue(const Property& before, const std::string& value,
                                        const Deadline& deadline) {
     const bool hadIt = SameValue(before.value, value);
@@ -173,7 +190,16 @@ Result<Property> Hub::Core::AwaitValue(const Property& before, const std::string
         }
     }
     const Result<Property> now = Read(before.id, In());
-    return !now || SameValue(now->value, value) ? now : NotTaken(ErrorCode::TimedOut, *now);
+    if (!now || SameValue(now->value, value)) {
+        return now;
+    }
+    const Owners::State owner = OwnerOf(before.id);
+    if (owner.presence == Owners::Presence::Gone) {
+        return Error{ErrorCode::OwnerGone, "\"" + now->name +
+                                               "\" has no owner any more: " + owner.why +
+                                               "; the value is still \"" + now->value + "\""};
+    }
+    return NotTaken(ErrorCode::TimedOut, *now);
 }
 
 Result<Property> Hub::Core::WriteAndWait(const PropertyId& id, const std::string& value) {
@@ -195,7 +221,12 @@ Result<Property> Hub::Core::WriteAndWait(const PropertyId& id, const std::string
     }
     const bool mayBeCommand =
         SameValue(before->value, value) && IsValue(ValueType::Bool, before->value);
-    return hasIt && !mayBeCommand ? now : AwaitValue(*before, value, deadline);
+    if (hasIt && !mayBeCommand) {
+        return now;
+    }
+    const bool isGone = OwnerOf(id).presence == Owners::Presence::Gone;
+    return AwaitValue(*before, value,
+                      isGone ? Deadline::In(std::min(kWithoutOwner, deadline.Left())) : deadline);
 }
 
 }  // namespace vantry::client

@@ -9,6 +9,7 @@
 #include "client/channel.h"
 #include "client/hub.h"
 #include "client/owner.h"
+#include "client/owners.h"
 #include "client/question.h"
 #include "client/requester.h"
 #include "client/subscriptions.h"
@@ -51,6 +52,8 @@ private:
     /// Waits for the value that was written. The property may have had it before.
     Result<Property> AwaitValue(const Property& before, const std::string& value,
                                 const Deadline& deadline);
+    /// Returns what the heartbeats say about the owner of the property. Blocks.
+    Owners::State OwnerOf(const PropertyId& id);
 
     /// Calls a function of the program's options on the thread of the handlers, if it is set.
     template <typename Callback, typename Argument>

@@ -36,8 +36,13 @@ Question Probe() {
 
 }  // namespace
 
-Owner::Owner(Channel& itsChannel, Requester& itsRequester, ErrorCallback tellError)
-    : channel(itsChannel), requester(itsRequester), onError(std::move(tellError)) {}
+Owner::Owner(Channel& itsChannel, Requester& itsRequester, Timing itsTiming,
+             ErrorCallback tellError)
+    : channel(itsChannel),
+      requester(itsRequester),
+      timing(itsTiming),
+      onError(std::move(tellError)),
+      heartbeats(timing.heartbeatMilliseconds) {}
 
 Outcome Owner::Report(const std::vector<Announcement>& properties, std::string_view status,
                       const SendFunction& send) {
@@ -96,19 +101,37 @@ Outcome Owner::ReplaceEarlierAnnouncement(const std::vector<Announcement>& prope
     return answer ? Outcome(Done{}) : Outcome(answer.error());
 }
 
-Outcome Owner::Announce(const std::vector<Announcement>& properties, const Deadline& deadline) {
+std::vector<Announcement> Owner::WithHeartbeats(const std::vector<Announcement>& properties) {
+    std::vector<Announcement> all = properties;
+    for (const Announcement& heartbeat : heartbeats.Join(properties)) {
+        if (const Outcome added = announcements.Add({heartbeat}); added) {
+            all.push_back(heartbeat);
+        } else {
+            onError(added.error());
+        }
+    }
+    if (heartbeats.Interval() != 0 && !isBeating.exchange(true) &&
+        !beating.Start(heartbeats.Interval(),
+                       [this] { Beat(false, Deadline::In(timing.deadlineMilliseconds)); })) {
+        onError({ErrorCode::NoConnection, "the system has no thread to give for heartbeats"});
+    }
+    return all;
+}
+
+Outcome Owner::Announce(const std::vector<Announcement>& wanted, const Deadline& deadline) {
     const ScopedTurn turn(announcing, deadline);
     if (!turn) {
         return Error{ErrorCode::TimedOut, "the announcement before took too long"};
     }
-    Outcome known = announcements.Add(properties);
-    if (!known || properties.empty()) {
+    Outcome known = announcements.Add(wanted);
+    if (!known || wanted.empty()) {
         return known;
     }
+    const std::vector<Announcement> properties = WithHeartbeats(wanted);
     known = ReplaceEarlierAnnouncement(properties, OverChannel(deadline));
     if (known) {
         announcements.MarkKnown(properties);
-        static_cast<void>(SendUnsent(deadline));
+        Beat(false, deadline);
         return known;
     }
     if (known.error().code == ErrorCode::NoConnection) {
@@ -117,11 +140,37 @@ Outcome Owner::Announce(const std::vector<Announcement>& properties, const Deadl
     for (const Announcement& property : properties) {
         static_cast<void>(announcements.Withdraw(property.id));
     }
+    for (const Announcement& property : wanted) {
+        heartbeats.Leave(property.id);
+    }
     return known;
 }
 
+Outcome Owner::SetValue(const PropertyId& id, const std::string& value) {
+    Outcome changed = announcements.SetValue(id, value);
+    if (changed) {
+        heartbeats.NoteChange(id);
+    }
+    return changed;
+}
+
+void Owner::Beat(bool ends, const Deadline& deadline) {
+    for (const auto& [id, text] : heartbeats.Beat(ends)) {
+        static_cast<void>(announcements.SetValue(id, text));
+    }
+    static_cast<void>(SendUnsent(deadline));
+}
+
+void Owner::Stop(const Deadline& deadline) {
+    ending.Set();
+    beating.Stop();
+    if (channel.IsUp()) {
+        Beat(true, deadline);
+    }
+}
+
 Outcome Owner::Change(const PropertyId& id, const std::string& value, const Deadline& deadline) {
-    if (Outcome changed = announcements.SetValue(id, value); !changed) {
+    if (Outcome changed = SetValue(id, value); !changed) {
         return changed;
     }
     static_cast<void>(SendUnsent(deadline));
@@ -135,6 +184,9 @@ Outcome Owner::Change(const PropertyId& id, const std::string& value, const Dead
 Outcome Owner::Withdraw(const PropertyId& id, const Deadline& deadline) {
     if (Outcome withdrawn = announcements.Withdraw(id); !withdrawn) {
         return withdrawn;
+    }
+    if (const auto heartbeat = heartbeats.Leave(id)) {
+        static_cast<void>(announcements.Withdraw(*heartbeat));
     }
     static_cast<void>(SendUnsent(deadline));
     return Done{};
@@ -168,7 +220,7 @@ void Owner::RunHandler(const PropertySetRequest& write) {
     try {
         const std::optional<std::string> value = property->onWrite(write.value);
         if (value) {
-            if (Outcome changed = announcements.SetValue(id, *value); !changed) {
+            if (Outcome changed = SetValue(id, *value); !changed) {
                 onError(changed.error());
             }
         }
@@ -178,20 +230,20 @@ void Owner::RunHandler(const PropertySetRequest& write) {
     }
 }
 
-void Owner::TakeWrites(const std::deque<PropertySetRequest>& writes, std::uint32_t milliseconds) {
+void Owner::TakeWrites(const std::deque<PropertySetRequest>& writes) {
     for (const PropertySetRequest& write : writes) {
         RunHandler(write);
     }
-    static_cast<void>(SendUnsent(Deadline::In(milliseconds)));
+    static_cast<void>(SendUnsent(Deadline::In(timing.deadlineMilliseconds)));
 }
 
-Outcome Owner::Restore(FrameSocket& socket, std::uint32_t milliseconds,
+Outcome Owner::Restore(FrameSocket& socket,
                        const std::function<void(std::unique_ptr<ReceivedMessage>)>& other) {
     const auto send = [&](const PropertyMessage& message) {
-        return socket.Send(message, Deadline::In(milliseconds));
+        return socket.Send(message, Deadline::In(timing.deadlineMilliseconds));
     };
     const auto ask = [&](const Question& question) -> Result<std::deque<PropertyResponse>> {
-        const Deadline deadline = Deadline::In(milliseconds);
+        const Deadline deadline = Deadline::In(timing.deadlineMilliseconds);
         auto answer = socket.Ask(question.Message(), deadline);
         while (answer && !(*answer)->message.HasSection(Section::kGetResponses)) {
             other(std::move(*answer));

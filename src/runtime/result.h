@@ -15,7 +15,9 @@ enum class ErrorCode {
     /// The hub doesn't have the property, or this connection may not see it.
     NotFound,
     /// What was asked can't be: a value of another type, a property that is announced already.
-    Refused
+    Refused,
+    /// The program that owned the property has ended, so nobody takes what is written.
+    OwnerGone
 };
 
 /// What went wrong: a code for programs and a sentence for people.

@@ -46,7 +46,14 @@ client::Result<Snapshot> Context::ConnectAndReadAll() const {
     if (!all) {
         return all.error();
     }
-    return Snapshot{std::move(*hub), std::move(*all)};
+    client::Owners owners;
+    for (const client::Property& property : *all) {
+        owners.Take(property);
+    }
+    std::erase_if(*all, [](const client::Property& property) {
+        return client::Owners::IsHeartbeat(property.id);
+    });
+    return Snapshot{std::move(*hub), std::move(*all), std::move(owners)};
 }
 
 std::uint32_t Context::TimeoutMilliseconds() const {

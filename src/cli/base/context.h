@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "client/hub.h"
+#include "client/owners.h"
 
 namespace vantry::cli {
 
@@ -18,10 +19,12 @@ struct Exit {
     static constexpr int kTimedOut = 4;
 };
 
-/// A connection, and all properties that the hub showed over it when it was made.
+/// A connection, and all properties that the hub showed over it when it was made, except for the
+/// heartbeats, which `owners` has learned from.
 struct Snapshot {
     std::unique_ptr<client::Hub> hub;
     std::vector<client::Property> properties;
+    client::Owners owners;
 };
 
 /// The options that all commands share, and what follows from them. Only the main thread changes

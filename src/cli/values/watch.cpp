@@ -197,7 +197,12 @@ int RunWatch(const Context& context, const WatchOptions& options) {
     }
     CatchInterrupts();
     client::EventQueue changes;
-    const client::Subscription subscription = (*hub)->Subscribe(*interest, changes.Callback());
+    const client::Subscription subscription =
+        (*hub)->Subscribe(*interest, [report = changes.Callback()](const client::Property& change) {
+            if (!client::Owners::IsHeartbeat(change.id)) {
+                report(change);
+            }
+        });
     return live ? ShowTable(changes, reporter) : PrintChanges(changes, context, end);
 }
 
