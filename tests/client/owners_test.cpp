@@ -174,7 +174,7 @@ TEST_F(OwnersOfAHub, HeartbeatsFollowWhatIsAnnouncedAndSet) {
         return OwnersIn(*reader).AgeOf(Mine(name))->milliseconds;
     };
     for (const char* name : {"A", "B", "C", "D"}) {
-        EXPECT_EQ(presence(name), Presence::Alive) << name;
+        EXPECT_TRUE(Eventually([&] { return presence(name) == Presence::Alive; })) << name;
     }
     ASSERT_TRUE(Eventually([&] { return age("A") > 300 && age("B") > 300; }));
     ASSERT_TRUE(first->Change(Mine("B"), "2"));
