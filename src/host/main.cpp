@@ -17,8 +17,8 @@
 
 #include "host/hub_host.h"
 #include "host/options.h"
-#include "host/service_notify.h"
 #include "host/service_reporter.h"
+#include "runtime/service_notify.h"
 
 namespace {
 

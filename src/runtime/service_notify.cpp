@@ -1,4 +1,4 @@
-#include "host/service_notify.h"
+#include "runtime/service_notify.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>
