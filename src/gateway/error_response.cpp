@@ -1,0 +1,16 @@
+#include "gateway/error_response.h"
+
+#include <nlohmann/json.hpp>
+
+namespace vantry::gateway {
+
+Response ErrorResponse(unsigned status, const std::string& text) {
+    using nlohmann::json;
+    Response response;
+    response.status = status;
+    response.body =
+        json{{"error", text}}.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
+    return response;
+}
+
+}  // namespace vantry::gateway

@@ -1,0 +1,56 @@
+#include "gateway/glob.h"
+
+#include <algorithm>
+
+namespace vantry::gateway {
+namespace {
+
+char Lower(char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+bool Fits(char wanted, char byte, LetterCase letters) {
+    return wanted == '?' || wanted == byte ||
+           (letters == LetterCase::Ignored && Lower(wanted) == Lower(byte));
+}
+
+}  // namespace
+
+bool GlobMatches(std::string_view glob, std::string_view text, LetterCase letters) {
+    std::size_t at = 0;
+    std::size_t next = 0;
+    // Only the last star can be extended usefully: what stands before it matches already.
+    std::size_t star = std::string_view::npos;
+    std::size_t resume = 0;
+    while (next < text.size()) {
+        if (at < glob.size() && glob[at] == '*') {
+            star = at++;
+            resume = next;
+        } else if (at < glob.size() && Fits(glob[at], text[next], letters)) {
+            ++at;
+            ++next;
+        } else if (star != std::string_view::npos) {
+            at = star + 1;
+            next = ++resume;
+        } else {
+            return false;
+        }
+    }
+    return glob.find_first_not_of('*', at) == std::string_view::npos;
+}
+
+bool GlobNames(std::string_view glob, const client::Property& property, LetterCase letters) {
+    const std::string inGroup = property.groupName + "/" + property.name;
+    const client::PropertyId& id = property.id;
+    return GlobMatches(glob, property.name, letters) || GlobMatches(glob, inGroup, letters) ||
+           GlobMatches(glob, property.componentName + "/" + inGroup, letters) ||
+           GlobMatches(glob, id.component + "/" + id.group + "/" + id.property, letters);
+}
+
+bool WriteRules::Allow(const client::Property& property) const {
+    return std::any_of(globs.begin(), globs.end(), [&](const std::string& glob) {
+        return GlobNames(glob, property, LetterCase::Exact);
+    });
+}
+
+}  // namespace vantry::gateway
