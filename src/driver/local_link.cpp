@@ -49,8 +49,8 @@ std::int32_t LocalLink::WriteOutput(const std::uint8_t* buffer, std::int32_t len
                                                            : StreamCode::kEndOfData;
 }
 
-std::int32_t LocalLink::WriteSharedOutput(const std::shared_ptr<const std::string>& frame) {
-    return MakeRoomFor(frame->size()) ? pipe.toClient->WriteShared(frame) : StreamCode::kEndOfData;
+std::int32_t LocalLink::WriteSharedOutput(const SharedFrame& frame) {
+    return MakeRoomFor(frame.Size()) ? pipe.toClient->WriteShared(frame) : StreamCode::kEndOfData;
 }
 
 bool LocalLink::MakeRoomFor(std::uint64_t length) {

@@ -43,7 +43,7 @@ public:
     /// Accepts a frame for the client without blocking. If the client has left too much unread,
     /// cuts the client and returns kEndOfData.
     std::int32_t WriteOutput(const std::uint8_t* buffer, std::int32_t length);
-    std::int32_t WriteSharedOutput(const std::shared_ptr<const std::string>& frame);
+    std::int32_t WriteSharedOutput(const SharedFrame& frame);
     /// Ends the session. Discards what the client has sent; the client can still read what was
     /// written.
     void LeaveFromHub();

@@ -69,7 +69,7 @@ void FanOut::SendTo(const Group& group, const Selection& selection,
     if (selection.empty()) {
         return;
     }
-    const std::shared_ptr<const std::string> frame = FrameOf(selection);
+    const SharedFrame frame = FrameOf(selection);
     for (const std::shared_ptr<Subscriber>& subscriber : group) {
         if (stopping) {
             return;
@@ -80,21 +80,20 @@ void FanOut::SendTo(const Group& group, const Selection& selection,
     }
 }
 
-std::shared_ptr<const std::string> FanOut::FrameOf(const Selection& selection) const {
-    std::size_t size = 0;
-    for (const std::uint32_t place : selection) {
-        size += records[place].text->size() + 1;
-    }
+SharedFrame FanOut::FrameOf(const Selection& selection) const {
     MessageFrame frame;
-    std::string& text = frame.Buffer();
-    constexpr std::size_t kAround = 64;
-    text.reserve(size + kAround);
-    text.append("{\"").append(Section::kGetResponses).append("\": [");
+    std::size_t size = 64;
     for (const std::uint32_t place : selection) {
-        text.append(*records[place].text).push_back(',');
+        size += MessageFrame::CopiedBytes(*records[place].text) + 1;
     }
-    text.back() = ']';
-    text.push_back('}');
+    frame.Buffer().reserve(size);
+    frame.Buffer().append("{\"").append(Section::kGetResponses).append("\": [");
+    for (const std::uint32_t place : selection) {
+        frame.Append(records[place].text);
+        frame.Buffer().push_back(',');
+    }
+    frame.Buffer().back() = ']';
+    frame.Buffer().push_back('}');
     return frame.Share();
 }
 

@@ -13,8 +13,9 @@
 namespace vantry {
 
 /// Sends the records of one publishing period to the subscribers. Subscribers that get the same
-/// records share one frame. Besides the frames that streams keep for their peers, only one frame
-/// exists at a time. Used by the publishing thread only.
+/// records share one frame, and a long record is shared by all frames. Besides the frames that
+/// streams keep for their peers, only one frame exists at a time. Used by the publishing thread
+/// only.
 class FanOut {
 public:
     explicit FanOut(std::deque<PendingRecord> pending) : records(std::move(pending)) {}
@@ -34,7 +35,7 @@ private:
     using Selection = std::vector<std::uint32_t>;
     using Group = std::vector<std::shared_ptr<Subscriber>>;
 
-    std::shared_ptr<const std::string> FrameOf(const Selection& selection) const;
+    SharedFrame FrameOf(const Selection& selection) const;
     void SendTo(const Group& group, const Selection& selection, const std::atomic<bool>& stopping,
                 Group& failed) const;
     Selection AllOf(bool external) const;

@@ -65,7 +65,7 @@ void Subscriber::CountLess(std::uint64_t weight) {
     }
 }
 
-bool Subscriber::Send(const std::shared_ptr<const std::string>& frame) const {
+bool Subscriber::Send(const SharedFrame& frame) const {
     ScopedLock guard(stream->SendLock());
     return ended || MessageFrame::WriteShared(*stream, frame);
 }

@@ -44,7 +44,7 @@ public:
 
     /// Writes a publication, unless End was called, with the send lock of the stream held. Returns
     /// false if the stream doesn't accept the whole frame. Doesn't wait for the peer.
-    [[nodiscard]] bool Send(const std::shared_ptr<const std::string>& frame) const;
+    [[nodiscard]] bool Send(const SharedFrame& frame) const;
     /// Closes the stream. Nothing is sent to it afterwards.
     void End();
 

@@ -42,7 +42,7 @@ public:
         return peer ? peer->Write(buffer, length) : kFailed;
     }
 
-    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override {
+    std::int32_t WriteShared(const SharedFrame& frame) override {
         const std::shared_ptr<SocketConnection> peer = Peer();
         return peer ? peer->WriteShared(frame) : kFailed;
     }

@@ -113,8 +113,8 @@ std::int32_t LocalStream::Write(const std::uint8_t* buffer, std::int32_t length)
     return ResultOf(output->Write(buffer, size), size);
 }
 
-std::int32_t LocalStream::WriteShared(const std::shared_ptr<const std::string>& frame) {
-    return ResultOf(output->WriteShared(frame), frame->size());
+std::int32_t LocalStream::WriteShared(const SharedFrame& frame) {
+    return ResultOf(output->WriteShared(frame), frame.Size());
 }
 
 std::int32_t LocalStream::ResultOf(int error, std::size_t length) {

@@ -33,7 +33,7 @@ public:
 
     [[nodiscard]] std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
-    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override;
+    std::int32_t WriteShared(const SharedFrame& frame) override;
     /// Ends reading at once; what was written is still sent.
     void Close() override;
 

@@ -53,11 +53,11 @@ bool SocketConnection::HasGoneUnread() {
     return poll(&state, 1, 0) > 0 && ioctl(use.Number(), FIONREAD, &unread) == 0 && unread > 0;
 }
 
-std::int32_t SocketConnection::WriteShared(const std::shared_ptr<const std::string>& frame) {
+std::int32_t SocketConnection::WriteShared(const SharedFrame& frame) {
     if (HasGoneUnread()) {
-        return static_cast<std::int32_t>(frame->size());
+        return static_cast<std::int32_t>(frame.Size());
     }
-    return output->WriteShared(frame) == 0 ? static_cast<std::int32_t>(frame->size()) : -1;
+    return output->WriteShared(frame) == 0 ? static_cast<std::int32_t>(frame.Size()) : -1;
 }
 
 }  // namespace vantry

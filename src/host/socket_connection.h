@@ -30,7 +30,7 @@ public:
     /// is returned, so that the session handles that input first.
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length);
     /// Does the same with a frame that other connections share.
-    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame);
+    std::int32_t WriteShared(const SharedFrame& frame);
     /// Counts what waits for the client in `account`; see SocketOutput::ChargeTo.
     void ChargeTo(const std::shared_ptr<ConnectionAccount>& account) { output->ChargeTo(account); }
     /// Ends reading at once, and closes the connection when what was written has been sent.

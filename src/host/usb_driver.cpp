@@ -61,7 +61,7 @@ public:
         return claimed ? cable->connection.Write(buffer, length) : kFailed;
     }
 
-    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override {
+    std::int32_t WriteShared(const SharedFrame& frame) override {
         return claimed ? cable->connection.WriteShared(frame) : kFailed;
     }
 

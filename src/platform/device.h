@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "platform/accounting.h"
+#include "platform/shared_frame.h"
 #include "runtime/lock.h"
 
 namespace vantry {
@@ -29,10 +30,11 @@ public:
     /// connection has failed or the handle has no peer.
     virtual std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) = 0;
     /// Does the same with the whole of `frame`. A handle that has to keep bytes for its peer keeps
-    /// a reference to the frame, which must not change any more.
-    virtual std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) {
-        return Write(reinterpret_cast<const std::uint8_t*>(frame->data()),
-                     static_cast<std::int32_t>(frame->size()));
+    /// references to its texts.
+    virtual std::int32_t WriteShared(const SharedFrame& frame) {
+        const SharedFrame::Text whole = frame.Joined();
+        return Write(reinterpret_cast<const std::uint8_t*>(whole->data()),
+                     static_cast<std::int32_t>(whole->size()));
     }
     /// Counts what waits for the peer in `account` from now on. The owner calls it at most once,
     /// before the first write.

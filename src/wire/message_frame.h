@@ -3,7 +3,10 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
+#include "platform/shared_frame.h"
 #include "transport/stream/stream.h"
 
 namespace vantry {
@@ -13,23 +16,32 @@ class MessageFrame {
 public:
     MessageFrame();
 
-    /// Returns the bytes so far, which begin with the head. The caller appends text to them.
+    /// Returns the bytes so far, which begin with the head unless Append has shared a text. The
+    /// caller appends text to them.
     std::string& Buffer() { return bytes; }
+    /// Appends a text. A long one isn't copied but shared, and Buffer then returns what follows it.
+    void Append(const SharedFrame::Text& text);
+    /// Returns how many bytes Append copies of this text.
+    static std::size_t CopiedBytes(std::string_view text);
     /// Writes the whole frame in one call. Returns false if the stream doesn't accept all of it;
     /// nothing more may be written to that stream then. The frame may be empty afterwards. Blocks
     /// as long as Write of the stream does.
     [[nodiscard]] bool WriteTo(Stream& stream);
     /// Returns the whole frame, which several streams may share, and leaves this one empty.
-    [[nodiscard]] std::shared_ptr<const std::string> Share();
+    [[nodiscard]] SharedFrame Share();
     /// Writes a frame that Share returned. Returns false as WriteTo does, and for a frame whose
     /// length a stream can't express.
-    [[nodiscard]] static bool WriteShared(Stream& stream,
-                                          const std::shared_ptr<const std::string>& frame);
+    [[nodiscard]] static bool WriteShared(Stream& stream, const SharedFrame& frame);
 
 private:
-    void SetLength();
+    /// Ends the text that is being made, and begins another.
+    void EndText();
 
     std::string bytes;
+    /// The first text, which begins with the head, if it has ended.
+    std::shared_ptr<std::string> first;
+    /// The texts that have ended, without the first.
+    std::vector<SharedFrame::Text> others;
 };
 
 }  // namespace vantry

@@ -127,22 +127,25 @@ TEST_F(Tcp, AConnectionWithoutAPlaceIsClosedAndALaterOneIsServed) {
 
 TEST_F(Tcp, ASharedFrameIsCountedOnceAndWhoHoldsMostIsCut) {
     SetBound(Bound::Outputs, 50'000'000);
-    const auto frame = std::make_shared<const std::string>(40'000'000, 'x');
+    const auto text = std::make_shared<const std::string>(40'000'000, 'x');
     std::vector<std::shared_ptr<Stream>> streams;
     for (int count = 0; count < 4; ++count) {
         streams.push_back(Connect());
         clients.push_back(std::move(*client));
     }
+    // Each of the frames has a text of its own and shares the long one.
     for (int count = 0; count < 3; ++count) {
+        SharedFrame frame(std::make_shared<const std::string>("head"));
+        frame.Add(text);
         streams[std::size_t(count)]->WriteShared(frame);
     }
     const Accounting& accounting = *machine.platform.accounting;
-    EXPECT_EQ(accounting.Total(Resource::Output), frame->size());
-    streams[3]->Write(reinterpret_cast<const std::uint8_t*>(frame->data()),
-                      static_cast<std::int32_t>(frame->size()));
+    EXPECT_EQ(accounting.Total(Resource::Output), text->size());
+    streams[3]->Write(reinterpret_cast<const std::uint8_t*>(text->data()),
+                      static_cast<std::int32_t>(text->size()));
     EXPECT_EQ(streams[3]->IsAlive(), 0U);
     EXPECT_EQ(streams[0]->IsAlive(), 1U);
-    EXPECT_EQ(accounting.Total(Resource::Output), frame->size());
+    EXPECT_EQ(accounting.Total(Resource::Output), text->size());
     clients.clear();
     EXPECT_TRUE(test::Eventually([&] { return accounting.Total(Resource::Output) == 0; }));
 }

@@ -35,7 +35,7 @@ std::int32_t DeviceStream::Write(const std::uint8_t* buffer, std::int32_t length
     return device ? CountOrError(device->Write(buffer, length)) : StreamCode::kError;
 }
 
-std::int32_t DeviceStream::WriteShared(const std::shared_ptr<const std::string>& frame) {
+std::int32_t DeviceStream::WriteShared(const SharedFrame& frame) {
     const std::shared_ptr<DeviceHandle> device = Handle();
     return device ? CountOrError(device->WriteShared(frame)) : StreamCode::kError;
 }

@@ -26,7 +26,7 @@ public:
 
     [[nodiscard]] std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
-    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override;
+    std::int32_t WriteShared(const SharedFrame& frame) override;
     void Close() override;
 
     /// Sends the driver a control code; see DeviceHandle. Returns false without an open handle, or

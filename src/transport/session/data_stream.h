@@ -40,7 +40,7 @@ public:
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
         return inner->Write(buffer, length);
     }
-    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override {
+    std::int32_t WriteShared(const SharedFrame& frame) override {
         return inner->WriteShared(frame);
     }
     void Close() override { inner->Close(); }

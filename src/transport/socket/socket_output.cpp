@@ -1,7 +1,7 @@
 // Output whose writers never wait.
 //
 // A write first calls send without blocking. What the socket doesn't accept waits in a list of
-// pieces: copies, or references to frames that several connections share. While pieces wait, the
+// pieces: copies, or references to texts that several connections share. While pieces wait, the
 // flusher's thread calls Advance whenever the socket is writable, and every few milliseconds. An
 // output is in one of these states:
 //
@@ -30,6 +30,7 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <span>
@@ -50,6 +51,10 @@ constexpr std::size_t kPartDue = 256;
 constexpr std::uint64_t kLingerNanoseconds = 1'000 * kNanosecondsPerMillisecond;
 constexpr std::size_t kMostThrownAway = 16U << 20U;
 constexpr std::size_t kThrowsAtOnce = 64;
+/// How many texts are sent with one call.
+constexpr std::size_t kPartsAtOnce = 16;
+
+iovec VectorOf(std::string_view text) { return {const_cast<char*>(text.data()), text.size()}; }
 
 }  // namespace
 
@@ -77,28 +82,31 @@ void SocketOutput::ChargeTo(std::shared_ptr<ConnectionAccount> owner) {
 }
 
 int SocketOutput::Write(const std::uint8_t* frame, std::size_t length) {
+    const Part whole{{reinterpret_cast<const char*>(frame), length}, nullptr};
+    return WriteParts({&whole, 1}, length);
+}
+
+int SocketOutput::WriteShared(const SharedFrame& frame) {
+    std::vector<Part> parts;
+    parts.reserve(frame.Texts().size());
+    for (const SharedFrame::Text& text : frame.Texts()) {
+        parts.push_back({*text, text});
+    }
+    return WriteParts(parts, frame.Size());
+}
+
+int SocketOutput::WriteParts(std::span<const Part> parts, std::size_t length) {
     std::optional<Bound> exceeded;
     int result = 0;
     {
         ScopedLock guard(lock);
-        result = Take({reinterpret_cast<const char*>(frame), length}, nullptr, exceeded);
+        result = Take(parts, length, exceeded);
     }
     Enforce(exceeded);
     return result;
 }
 
-int SocketOutput::WriteShared(const std::shared_ptr<const std::string>& frame) {
-    std::optional<Bound> exceeded;
-    int result = 0;
-    {
-        ScopedLock guard(lock);
-        result = Take(*frame, frame, exceeded);
-    }
-    Enforce(exceeded);
-    return result;
-}
-
-int SocketOutput::Take(std::string_view text, const std::shared_ptr<const std::string>& shared,
+int SocketOutput::Take(std::span<const Part> parts, std::size_t length,
                        std::optional<Bound>& exceeded) {
     if (failure != 0 || closing) {
         return failure != 0 ? failure : EPIPE;
@@ -108,21 +116,21 @@ int SocketOutput::Take(std::string_view text, const std::shared_ptr<const std::s
     }
     std::size_t taken = 0;
     if (waiting == 0) {
-        const std::optional<std::size_t> now = SendNow(text);
+        const std::optional<std::size_t> now = SendNow(parts);
         if (!now) {
             return failure;
         }
         taken = *now;
         StartProgress();
-    } else if (waiting > limits.admittedBytes && waiting + text.size() > MostWaiting()) {
+    } else if (waiting > limits.admittedBytes && waiting + length > MostWaiting()) {
         exceeded = Bound::Output;
         Fail(ETIMEDOUT);
         return failure;
     }
-    if (taken == text.size()) {
+    if (taken == length) {
         return 0;
     }
-    exceeded = Keep(text.substr(taken), shared);
+    exceeded = Keep(parts, taken);
     if (!watched && !JoinFlusher(true)) {
         Fail(EPIPE);
         return failure;
@@ -153,13 +161,23 @@ std::size_t SocketOutput::MostWaiting() const {
     return account ? account->Owner().Bounds()[Bound::Output] : limits.waitingBytes;
 }
 
-std::optional<std::size_t> SocketOutput::SendNow(std::string_view text) {
+std::optional<std::size_t> SocketOutput::SendNow(std::span<const Part> parts) {
     const SocketDescriptor::Use use(*socket);
     if (!use) {
         Fail(EPIPE);
         return std::nullopt;
     }
-    const ssize_t count = socket->Calls().Send(use.Number(), text);
+    ssize_t count = 0;
+    if (parts.size() == 1) {
+        count = socket->Calls().Send(use.Number(), parts.front().text);
+    } else {
+        std::array<iovec, kPartsAtOnce> texts;
+        const std::size_t most = std::min(parts.size(), texts.size());
+        for (std::size_t place = 0; place < most; ++place) {
+            texts[place] = VectorOf(parts[place].text);
+        }
+        count = socket->Calls().SendParts(use.Number(), std::span(texts).first(most));
+    }
     if (count >= 0) {
         return static_cast<std::size_t>(count);
     }
@@ -170,15 +188,27 @@ std::optional<std::size_t> SocketOutput::SendNow(std::string_view text) {
     return std::nullopt;
 }
 
-std::optional<Bound> SocketOutput::Keep(std::string_view rest,
-                                        const std::shared_ptr<const std::string>& shared) {
-    waiting += rest.size();
-    if (shared && rest.size() >= kShort) {
-        if (pieces.empty()) {
-            sentOfFirst = shared->size() - rest.size();
+std::optional<Bound> SocketOutput::Keep(std::span<const Part> parts, std::size_t taken) {
+    std::optional<Bound> exceeded;
+    for (const Part& part : parts) {
+        const std::size_t skipped = std::min(taken, part.text.size());
+        taken -= skipped;
+        if (skipped < part.text.size()) {
+            const std::optional<Bound> now = KeepPart(part, part.text.substr(skipped));
+            exceeded = now ? now : exceeded;
         }
-        pieces.push_back({{}, shared});
-        return account ? account->AddShared(shared.get(), shared->size()) : std::nullopt;
+    }
+    return exceeded;
+}
+
+std::optional<Bound> SocketOutput::KeepPart(const Part& part, std::string_view rest) {
+    waiting += rest.size();
+    if (part.shared && rest.size() >= kShort) {
+        if (pieces.empty()) {
+            sentOfFirst = part.text.size() - rest.size();
+        }
+        pieces.push_back({{}, part.shared});
+        return account ? account->AddShared(part.shared.get(), part.text.size()) : std::nullopt;
     }
     const bool joins = !pieces.empty() && !pieces.back().shared && rest.size() < kShort &&
                        pieces.back().own.size() < kLongestJoined;
@@ -235,13 +265,12 @@ void SocketOutput::Advance() {
 }
 
 void SocketOutput::SendWaiting() {
-    constexpr std::size_t kAtOnce = 16;
-    std::array<iovec, kAtOnce> parts;
+    std::array<iovec, kPartsAtOnce> parts;
     std::size_t count = 0;
     std::size_t skip = sentOfFirst;
-    for (auto piece = pieces.begin(); piece != pieces.end() && count < kAtOnce; ++piece) {
+    for (auto piece = pieces.begin(); piece != pieces.end() && count < parts.size(); ++piece) {
         const std::string_view text = piece->Text().substr(std::exchange(skip, 0));
-        parts[count++] = {const_cast<char*>(text.data()), text.size()};
+        parts[count++] = VectorOf(text);
     }
     const ssize_t sent =
         socket->Calls().SendParts(watched->Number(), std::span(parts).first(count));

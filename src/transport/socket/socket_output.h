@@ -5,10 +5,13 @@
 #include <list>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/accounting.h"
+#include "platform/shared_frame.h"
 #include "platform/socket_descriptor.h"
 #include "runtime/condition.h"
 #include "runtime/lock.h"
@@ -57,8 +60,8 @@ public:
     /// Accepts the whole frame, and copies what the socket doesn't accept at once. Returns 0, or
     /// the error number by which the connection has failed; nothing more is sent then.
     [[nodiscard]] int Write(const std::uint8_t* frame, std::size_t length);
-    /// Does the same, but keeps a reference instead of a copy. The frame must not change any more.
-    [[nodiscard]] int WriteShared(const std::shared_ptr<const std::string>& frame);
+    /// Does the same, but keeps references to the texts instead of copies.
+    [[nodiscard]] int WriteShared(const SharedFrame& frame);
     /// Closes the socket when what waits has been sent; the caller doesn't wait for that. A reader
     /// that blocks returns at once. A caller that knows that there is none passes false: the
     /// receiving direction then stays open, and data that the peer still sends doesn't reset a
@@ -83,7 +86,7 @@ private:
     struct Piece {
         std::string own;
         /// If it isn't empty, it is the text in place of `own`.
-        std::shared_ptr<const std::string> shared;
+        SharedFrame::Text shared;
 
         std::string_view Text() const { return shared ? *shared : own; }
     };
@@ -98,17 +101,25 @@ private:
     /// flusher's thread calls it.
     std::uint64_t LingersSince();
 
-    /// Sends or keeps a frame; `shared` is empty or holds the text. Sets `exceeded` to the bound
-    /// that is exceeded then, if one is. Returns 0 or the error number of the failure.
-    int Take(std::string_view text, const std::shared_ptr<const std::string>& shared,
-             std::optional<Bound>& exceeded) REQUIRES(lock);
+    /// A part of a frame that is being written; `shared` is empty or holds the text.
+    struct Part {
+        std::string_view text;
+        SharedFrame::Text shared;
+    };
+
+    int WriteParts(std::span<const Part> parts, std::size_t length);
+    /// Sends or keeps a frame of `length` bytes. Sets `exceeded` to the bound that is exceeded
+    /// then, if one is. Returns 0 or the error number of the failure.
+    int Take(std::span<const Part> parts, std::size_t length, std::optional<Bound>& exceeded)
+        REQUIRES(lock);
     /// Closes connections because of a bound. The caller doesn't hold the lock.
     void Enforce(std::optional<Bound> exceeded);
     std::size_t MostWaiting() const REQUIRES(lock);
-    /// Returns how many bytes of the text the socket accepted, or nothing if it failed.
-    std::optional<std::size_t> SendNow(std::string_view text) REQUIRES(lock);
-    std::optional<Bound> Keep(std::string_view rest,
-                              const std::shared_ptr<const std::string>& shared) REQUIRES(lock);
+    /// Returns how many bytes of the frame the socket accepted, or nothing if it failed.
+    std::optional<std::size_t> SendNow(std::span<const Part> parts) REQUIRES(lock);
+    /// Keeps what follows the first `taken` bytes of the frame.
+    std::optional<Bound> Keep(std::span<const Part> parts, std::size_t taken) REQUIRES(lock);
+    std::optional<Bound> KeepPart(const Part& part, std::string_view rest) REQUIRES(lock);
     bool JoinFlusher(bool waitsForSocket) REQUIRES(lock);
     void SendWaiting() REQUIRES(lock);
     void DropTaken(std::size_t count) REQUIRES(lock);

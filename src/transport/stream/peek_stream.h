@@ -20,7 +20,7 @@ public:
     /// from the window, it returns the number of those.
     [[nodiscard]] std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
-    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override {
+    std::int32_t WriteShared(const SharedFrame& frame) override {
         return inner->WriteShared(frame);
     }
     void Close() override { inner->Close(); }

@@ -2,7 +2,7 @@
 //
 // Small writes are stored in one block, so that a peer that writes single bytes can't make the
 // queue use many times the memory of what it wrote; a block is freed as soon as it was read. A
-// shared frame is a piece of its own and costs a reference. The counters are atomics that can be
+// shared text is a piece of its own and costs a reference. The counters are atomics that can be
 // read without the lock, because an owner that bounds the queue reads them after every write. A
 // Read signals kRead only while a thread is inside AwaitReader.
 
@@ -18,9 +18,9 @@ constexpr std::uint32_t kSmallestBlock = 4096;
 
 }  // namespace
 
-std::uint32_t QueueStream::SharedFrame::Take(std::uint8_t* out, std::uint32_t count) {
+std::uint32_t QueueStream::SharedText::Take(std::uint8_t* out, std::uint32_t count) {
     const std::uint32_t copied = std::min(count, Untaken());
-    std::memcpy(out, frame->data() + read, copied);
+    std::memcpy(out, text->data() + read, copied);
     read += copied;
     return copied;
 }
@@ -99,16 +99,18 @@ std::int32_t QueueStream::Write(const std::uint8_t* buffer, std::int32_t length)
     return length;
 }
 
-std::int32_t QueueStream::WriteShared(const std::shared_ptr<const std::string>& frame) {
+std::int32_t QueueStream::WriteShared(const SharedFrame& frame) {
     ScopedLock guard(lock);
     if (closed) {
         return StreamCode::kEndOfData;
     }
-    if (!frame->empty()) {
-        pieces.emplace_back(SharedFrame{frame});
-        CountWritten(static_cast<std::uint32_t>(frame->size()));
+    for (const SharedFrame::Text& text : frame.Texts()) {
+        pieces.emplace_back(SharedText{text});
     }
-    return static_cast<std::int32_t>(frame->size());
+    if (frame.Size() != 0) {
+        CountWritten(static_cast<std::uint32_t>(frame.Size()));
+    }
+    return static_cast<std::int32_t>(frame.Size());
 }
 
 void QueueStream::Close() {

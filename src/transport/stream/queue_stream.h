@@ -23,8 +23,8 @@ class QueueStream final : public Stream {
 public:
     std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
-    /// Keeps a reference to the frame until it has been read.
-    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override;
+    /// Keeps references to the texts until they have been read.
+    std::int32_t WriteShared(const SharedFrame& frame) override;
     void Close() override;
     /// Closes the queue and drops what hasn't been read. Doesn't block.
     void Discard();
@@ -46,15 +46,15 @@ private:
     static constexpr std::uint32_t kClosed = 2;
     static constexpr std::uint32_t kRead = 4;
 
-    /// A frame that other streams hold too, and how much of it was read from this queue.
-    struct SharedFrame {
+    /// A text that other streams hold too, and how much of it was read from this queue.
+    struct SharedText {
         std::uint32_t Take(std::uint8_t* out, std::uint32_t count);
-        std::uint32_t Untaken() const { return static_cast<std::uint32_t>(frame->size()) - read; }
+        std::uint32_t Untaken() const { return static_cast<std::uint32_t>(text->size()) - read; }
 
-        std::shared_ptr<const std::string> frame;
+        SharedFrame::Text text;
         std::uint32_t read = 0;
     };
-    using Piece = std::variant<StreamBuffer, SharedFrame>;
+    using Piece = std::variant<StreamBuffer, SharedText>;
 
     std::int32_t TakePieces(std::uint8_t* buffer, std::uint32_t length) REQUIRES(lock);
     void CountWritten(std::uint32_t count) REQUIRES(lock);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/accounting.h"
+#include "platform/shared_frame.h"
 #include "runtime/lock.h"
 #include "transport/stream/stream_codes.h"
 
@@ -44,11 +45,11 @@ public:
     /// the engine.
     virtual std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) = 0;
     /// Does the same with the whole of `frame`. A stream that has to keep bytes for its peer keeps
-    /// a reference to the frame instead of a copy, so that a frame for many peers is in memory
-    /// once. The frame must not change any more.
-    virtual std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) {
-        return Write(reinterpret_cast<const std::uint8_t*>(frame->data()),
-                     static_cast<std::int32_t>(frame->size()));
+    /// references to its texts instead of a copy, so that a frame for many peers is in memory once.
+    virtual std::int32_t WriteShared(const SharedFrame& frame) {
+        const SharedFrame::Text whole = frame.Joined();
+        return Write(reinterpret_cast<const std::uint8_t*>(whole->data()),
+                     static_cast<std::int32_t>(whole->size()));
     }
     /// Ends the stream: a Read that blocks returns, and later calls fail. Bytes that were accepted
     /// may still be sent. Further calls do nothing.

@@ -50,8 +50,8 @@ std::int32_t TcpStream::Write(const std::uint8_t* buffer, std::int32_t length) {
     return ResultOf(output->Write(buffer, size), size);
 }
 
-std::int32_t TcpStream::WriteShared(const std::shared_ptr<const std::string>& frame) {
-    return ResultOf(output->WriteShared(frame), frame->size());
+std::int32_t TcpStream::WriteShared(const SharedFrame& frame) {
+    return ResultOf(output->WriteShared(frame), frame.Size());
 }
 
 std::int32_t TcpStream::ResultOf(int error, std::size_t length) {

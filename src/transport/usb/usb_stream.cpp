@@ -61,7 +61,7 @@ std::int32_t UsbStream::Write(const std::uint8_t* buffer, std::int32_t length) {
     return ResultOf(DeviceStream::Write(buffer, length));
 }
 
-std::int32_t UsbStream::WriteShared(const std::shared_ptr<const std::string>& frame) {
+std::int32_t UsbStream::WriteShared(const SharedFrame& frame) {
     return ResultOf(DeviceStream::WriteShared(frame));
 }
 

@@ -22,7 +22,7 @@ public:
     /// attached but nothing was read.
     [[nodiscard]] std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
-    std::int32_t WriteShared(const std::shared_ptr<const std::string>& frame) override;
+    std::int32_t WriteShared(const SharedFrame& frame) override;
     /// Passes a read time-out to the driver. Returns false if the driver refuses and another value
     /// is in force.
     bool SetReadTimeout(std::int32_t value);
