@@ -51,7 +51,7 @@ public:
     /// `how` is SHUT_RD, SHUT_WR or SHUT_RDWR.
     virtual void ShutDown(int socket, int how) = 0;
     /// Returns how many bytes a socket has taken that its peer hasn't received. Returns 0 if that
-    /// can't be found out.
+    /// can't be found out or the peer has reset the connection.
     [[nodiscard]] virtual int Unreceived(int socket) = 0;
     /// Returns whether the peer of a TCP socket has ended its sending side, or is gone.
     [[nodiscard]] virtual bool HasPeerEnded(int socket) = 0;

@@ -14,6 +14,7 @@
 
 #include <array>
 #include <cerrno>
+#include <optional>
 
 #include "platform/descriptors.h"
 
@@ -31,6 +32,16 @@ msghdr MessageOf(std::span<iovec> parts) {
     message.msg_iov = parts.data();
     message.msg_iovlen = parts.size();
     return message;
+}
+
+/// Returns the state of a TCP connection, or nothing for a socket of another kind.
+std::optional<int> StateOf(int number) {
+    tcp_info info{};
+    socklen_t size = sizeof info;
+    if (getsockopt(number, IPPROTO_TCP, TCP_INFO, &info, &size) != 0) {
+        return std::nullopt;
+    }
+    return info.tcpi_state;
 }
 
 class SystemDescriptors final : public Descriptors {
@@ -81,17 +92,16 @@ public:
 
     int Unreceived(int number) override {
         int queued = 0;
-        return ioctl(number, SIOCOUTQ, &queued) == 0 ? queued : 0;
+        if (ioctl(number, SIOCOUTQ, &queued) != 0 || queued == 0) {
+            return 0;
+        }
+        // A connection that was reset goes on counting what its peer will never receive.
+        return StateOf(number) == TCP_CLOSE ? 0 : queued;
     }
 
     bool HasPeerEnded(int number) override {
-        tcp_info info{};
-        socklen_t size = sizeof info;
-        if (getsockopt(number, IPPROTO_TCP, TCP_INFO, &info, &size) != 0) {
-            return true;
-        }
-        return info.tcpi_state != TCP_ESTABLISHED && info.tcpi_state != TCP_FIN_WAIT1 &&
-               info.tcpi_state != TCP_FIN_WAIT2;
+        const std::optional<int> state = StateOf(number);
+        return state != TCP_ESTABLISHED && state != TCP_FIN_WAIT1 && state != TCP_FIN_WAIT2;
     }
 
     void Close(int descriptor) override { close(descriptor); }

@@ -1,6 +1,7 @@
 #include "transport/socket/socket_output.h"
 
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -14,6 +15,7 @@
 #include <thread>
 
 #include "support/eventually.h"
+#include "support/frame_client.h"
 #include "transport/socket/output_flusher.h"
 
 namespace vantry {
@@ -109,6 +111,27 @@ TEST(SocketOutput, OneFrameMayBeLargerThanTheLimitAndTwoMayNot) {
     EXPECT_EQ(connection.Write(std::string(500'000, 'x')), 0);
     EXPECT_NE(connection.Write("y"), 0);
     EXPECT_TRUE(connection.socket->IsClosed());
+}
+
+TEST(SocketOutput, APeerThatResetsEndsALingeringConnection) {
+    Descriptors& system = Descriptors::OfSystem();
+    InternetAddress address{.address = htonl(INADDR_LOOPBACK)};
+    SocketDescriptor listener(system, system.OpenTcp());
+    ASSERT_EQ(system.Listen(SocketDescriptor::Use(listener).Number(), address, 1), 0);
+    test::FrameClient peer = test::FrameClient::ToTcp(ntohs(address.port));
+    peer.ReceiveLittle();
+    const auto accepted = std::make_shared<SocketDescriptor>(
+        system, system.Accept(SocketDescriptor::Use(listener).Number(), address));
+    const auto flusher = std::make_shared<OutputFlusher>(system);
+    // By its time limits alone the connection would stay for an hour.
+    const auto output =
+        SocketOutput::Make(accepted, flusher, {.stallMilliseconds = 3'600'000, .lingers = true});
+    const std::string frame(200'000, 'x');
+    EXPECT_EQ(output->Write(reinterpret_cast<const std::uint8_t*>(frame.data()), frame.size()), 0);
+    output->Close(false);
+    peer.Reset();
+    EXPECT_TRUE(Eventually([&] { return accepted->IsClosed(); }));
+    flusher->Stop();
 }
 
 TEST(SocketOutput, AStoppedFlusherEndsWhatWaits) {
