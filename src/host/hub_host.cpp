@@ -7,7 +7,6 @@
 
 #include "host/hub_host.h"
 
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 #include <system_error>
@@ -33,9 +32,8 @@ Options WithAbsoluteDirectories(Options options) {
     return options;
 }
 
-void WriteToStandardError(std::string_view line) {
-    std::fprintf(stderr, "vantryd: %.*s\n", static_cast<int>(line.size()), line.data());
-}
+/// How long the start waits for the reader of standard error.
+constexpr std::uint32_t kFlushMilliseconds = 1'000;
 
 std::string Refused(const std::filesystem::path& directory, const std::string& why) {
     return directory.string() + ": " + why;
@@ -45,10 +43,10 @@ std::string Refused(const std::filesystem::path& directory, const std::string& w
 
 HubHost::HubHost(const Options& wanted)
     : options(WithAbsoluteDirectories(wanted)), platform(options.root) {
+    platform.notices.SetPrefix("vantryd: ");
     platform.tcp.Replace(options.address, options.port);
     platform.settings = options.settings;
     platform.SetLimits(options.limits);
-    platform.notices.SetSink(WriteToStandardError);
 }
 
 bool HubHost::Prepare(std::string& error) {
@@ -116,6 +114,7 @@ void HubHost::Start() {
         platform.notices.Tell("TCP port " + std::to_string(port) +
                               " can't be listened on: " + std::strerror(platform.tcp.bindError));
     }
+    platform.notices.Flush(kFlushMilliseconds);
 }
 
 void HubHost::Stop() {

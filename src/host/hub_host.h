@@ -27,7 +27,7 @@ public:
     /// then.
     [[nodiscard]] bool Prepare(std::string& error);
     /// Starts the hub and serves its devices. The hub starts even if a port or a device can't be
-    /// served; each of these is reported as a notice.
+    /// served; each of these is reported as a notice, for whose reader this waits up to 1 s.
     void Start();
     /// Ends the sessions, the hub and the devices. Blocks for 3 seconds, and for up to 2 more while
     /// input or output of local clients is left. Does nothing if the hub isn't running.

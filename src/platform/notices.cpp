@@ -1,6 +1,5 @@
 #include "platform/notices.h"
 
-#include <cstdio>
 #include <utility>
 
 #include "runtime/clock.h"
@@ -10,13 +9,9 @@ namespace {
 
 constexpr std::uint64_t kBetweenLines = 1'000 * kNanosecondsPerMillisecond;
 
-void WriteToStandardError(std::string_view line) {
-    std::fprintf(stderr, "vantry: %.*s\n", static_cast<int>(line.size()), line.data());
-}
-
 }  // namespace
 
-Notices::Notices() : sink(WriteToStandardError) {}
+Notices::Notices() : sink([this](std::string_view line) { lines.Write(line); }) {}
 
 void Notices::SetSink(Sink writeLine) {
     ScopedLock guard(lock);

@@ -5,25 +5,34 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/limits.h"
+#include "platform/standard_error_lines.h"
 #include "runtime/lock.h"
 
 namespace vantry {
 
 /// Reports to the operator, one line at a time, by way of the program around the hub. All
 /// operations are thread-safe; the lines of different threads never mix. An operation blocks while
-/// the sink of another thread's line runs.
+/// the sink of another thread's line runs, so a sink must not wait for whoever reads the lines.
 class Notices {
 public:
     using Sink = std::function<void(std::string_view line)>;
 
-    /// Lines go to standard error, after the prefix "vantry: ", until SetSink.
+    /// Lines go to standard error, after the prefix "vantry: ", until SetSink. No operation waits
+    /// for whoever reads them; the destructor waits for up to 1 s (see StandardErrorLines).
     Notices();
+
+    /// Replaces the prefix of later lines.
+    void SetPrefix(std::string prefix) { lines.SetPrefix(std::move(prefix)); }
 
     /// Passes all later lines, without their line ends, to `writeLine`. The sink runs under this
     /// object's lock, so it must not call any operation of it.
     void SetSink(Sink writeLine);
+
+    /// Blocks until the lines for standard error are written or the time has passed.
+    void Flush(std::uint32_t milliseconds) { lines.Flush(milliseconds); }
 
     /// Reports one line.
     void Tell(std::string_view line);
@@ -41,6 +50,7 @@ private:
         std::uint64_t leftOut = 0;
     };
 
+    StandardErrorLines lines{"vantry: "};
     Lock lock;
     Sink sink GUARDED_BY(lock);
     std::array<Row, kBoundCount> rows GUARDED_BY(lock){};

@@ -64,6 +64,9 @@ std::unique_ptr<Platform> PlatformFromEnvironment() {
         std::make_unique<Platform>(root.empty() ? DefaultRoot() : std::filesystem::path(root));
     ReadListeningAddress(*platform);
     ReadSettings(*platform);
+    // A program that ends soon shows these lines too.
+    constexpr std::uint32_t kFlushMilliseconds = 1'000;
+    platform->notices.Flush(kFlushMilliseconds);
     return platform;
 }
 
