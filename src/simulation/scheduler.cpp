@@ -1,0 +1,289 @@
+// One thread of the system that plays all threads of the hub.
+//
+// Each simulated thread has a stack of its own and gives the processor away only inside the
+// scheduler, so a run depends on nothing but its seed. At each point the scheduler may let another
+// thread go on. Half of the seeds choose at random, each with its own readiness to interrupt. The
+// other half give threads random priorities: the highest that can run does, and at a few random
+// steps the running one becomes the lowest. The second way needs few runs to find an order of
+// events in which one thread is very late.
+//
+// Time stands still while a thread can run, but for a little lateness that some seeds add; else it
+// jumps to the first deadline. If nobody can run and nobody has a deadline, or if threads wait for
+// each other in a circle, the hub is deadlocked. A run that takes too many steps or too long in
+// virtual time has a thread that never ends, or one that nobody wakes.
+
+#include "simulation/scheduler.h"
+
+#include <execinfo.h>
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "runtime/clock.h"
+#include "simulation/report.h"
+
+namespace vantry::simulation {
+namespace {
+
+constexpr std::size_t kStackBytes = 512U << 10U;
+constexpr std::uint64_t kMostSteps = 40'000'000;
+constexpr std::uint64_t kMostNanoseconds = 900'000 * kNanosecondsPerMillisecond;
+constexpr std::uint64_t kMostLateness = 300 * kNanosecondsPerMillisecond;
+constexpr std::uint64_t kUsualSteps = 200'000;
+constexpr int kDeepest = 24;
+
+Scheduler* existing = nullptr;
+
+void* NewStack() {
+    void* const stack = mmap(nullptr, kStackBytes, PROT_READ | PROT_WRITE,
+                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
+    // A stack that is too small is then a crash and no damage.
+    mprotect(stack, 4096, PROT_NONE);
+    return stack;
+}
+
+}  // namespace
+
+Scheduler::Scheduler(const RunSettings& runSettings, std::uint64_t seed)
+    : settings(runSettings),
+      random(seed * 2 + 1),
+      hasPriorities(random.OneIn(2)),
+      interruptOneIn(std::uint64_t{2} << random.Below(8)),
+      lateOneIn(random.OneIn(3) ? std::uint64_t{1'000} << random.Below(4) : 0),
+      latenessLeft(kMostLateness) {
+    const std::uint64_t count = random.Below(8);
+    for (std::uint64_t change = 0; change < count; ++change) {
+        changes.push_back(random.Below(kUsualSteps >> random.Below(8)));
+    }
+    existing = this;
+}
+
+Scheduler::~Scheduler() { existing = nullptr; }
+
+Scheduler& Scheduler::Current() { return *existing; }
+
+void Scheduler::Run(std::function<void()> body) {
+    Start("root", std::move(body));
+    current = threads.front().get();
+    swapcontext(&outside, &current->context);
+}
+
+void Scheduler::Start(std::string_view name, std::function<void()> body) {
+    auto thread = std::make_unique<SimulatedThread>();
+    thread->number = static_cast<std::uint32_t>(threads.size());
+    thread->name = std::string(name) + " " + std::to_string(thread->number);
+    thread->body = std::move(body);
+    thread->priority = static_cast<std::int64_t>(random.Below(1'000'000)) + 1;
+    if (freeStacks.empty()) {
+        thread->stack = NewStack();
+    } else {
+        thread->stack = freeStacks.back();
+        freeStacks.pop_back();
+    }
+    getcontext(&thread->context);
+    thread->context.uc_stack.ss_sp = thread->stack;
+    thread->context.uc_stack.ss_size = kStackBytes;
+    makecontext(&thread->context, &Scheduler::Enter, 0);
+    threads.push_back(std::move(thread));
+    if (settings.trace) {
+        Tell("starts " + threads.back()->name);
+    }
+}
+
+void Scheduler::Enter() {
+    Scheduler& scheduler = Current();
+    SimulatedThread& self = *scheduler.current;
+    self.hasBegun = true;
+    self.body();
+    self.body = nullptr;
+    scheduler.Tell("ends");
+    self.state = SimulatedThread::State::Ended;
+    if (self.number == 0) {
+        setcontext(&scheduler.outside);
+    }
+    scheduler.freeStacks.push_back(self.stack);
+    scheduler.SwitchAway();
+}
+
+void Scheduler::Step() {
+    if (++steps > kMostSteps) {
+        Fail("the run doesn't end: a thread never gets done");
+    }
+    if (latenessLeft != 0 && random.OneIn(lateOneIn)) {
+        const std::uint64_t late = std::min(latenessLeft, random.Below(30) * 1'000'000);
+        latenessLeft -= late;
+        now += late;
+    }
+}
+
+void Scheduler::Point(std::string_view what) {
+    Tell(what);
+    QuietPoint();
+}
+
+void Scheduler::QuietPoint() {
+    if (current == nullptr) {
+        return;
+    }
+    Step();
+    if (MayInterrupt()) {
+        SwitchAway();
+    }
+}
+
+bool Scheduler::MayInterrupt() {
+    if (interruptions >= settings.switches) {
+        return false;
+    }
+    if (hasPriorities) {
+        if (std::find(changes.begin(), changes.end(), steps) != changes.end()) {
+            current->priority = --lowest;
+        }
+        return true;
+    }
+    return random.OneIn(interruptOneIn);
+}
+
+void Scheduler::Wait(std::string_view what, const void* object, std::uint64_t deadline,
+                     const SimulatedThread* blocker) {
+    Step();
+    current->waitsFor = what;
+    current->object = object;
+    current->deadline = deadline;
+    current->blocker = blocker;
+    current->state = SimulatedThread::State::Waits;
+    if (settings.trace) {
+        Tell("waits for " + current->waitsFor);
+    }
+    CheckForDeadlock();
+    SwitchAway();
+    current->object = nullptr;
+    current->blocker = nullptr;
+}
+
+void Scheduler::CheckForDeadlock() const {
+    for (const SimulatedThread* other = current->blocker; other != nullptr;
+         other = other->state == SimulatedThread::State::Waits ? other->blocker : nullptr) {
+        if (other == current) {
+            const_cast<Scheduler*>(this)->Fail("deadlock: threads wait for each other");
+        }
+    }
+}
+
+void Scheduler::Wake(const void* object) {
+    for (const std::unique_ptr<SimulatedThread>& thread : threads) {
+        if (thread->state == SimulatedThread::State::Waits && thread->object == object) {
+            thread->state = SimulatedThread::State::CanRun;
+        }
+    }
+}
+
+void Scheduler::Sleep(std::uint64_t nanoseconds) {
+    const std::uint64_t until = now + nanoseconds;
+    while (now < until) {
+        Wait("some time", nullptr, until);
+    }
+}
+
+SimulatedThread* Scheduler::Choose() {
+    able.clear();
+    while (able.empty()) {
+        for (const std::unique_ptr<SimulatedThread>& thread : threads) {
+            if (thread->state == SimulatedThread::State::CanRun) {
+                able.push_back(thread.get());
+            }
+        }
+        if (able.empty()) {
+            AdvanceTime();
+        }
+    }
+    if (!hasPriorities) {
+        return able[random.Below(able.size())];
+    }
+    return *std::max_element(able.begin(), able.end(), [](const auto* left, const auto* right) {
+        return left->priority < right->priority;
+    });
+}
+
+void Scheduler::AdvanceTime() {
+    std::uint64_t next = kNever;
+    for (const std::unique_ptr<SimulatedThread>& thread : threads) {
+        if (thread->state == SimulatedThread::State::Waits) {
+            next = std::min(next, thread->deadline);
+        }
+    }
+    if (next == kNever) {
+        Fail("deadlock: nobody can run, and nobody waits for a time");
+    }
+    now = std::max(now, next);
+    if (now > kMostNanoseconds) {
+        Fail("the run doesn't end: a thread waits for what never comes");
+    }
+    for (const std::unique_ptr<SimulatedThread>& thread : threads) {
+        if (thread->state == SimulatedThread::State::Waits && thread->deadline <= now) {
+            thread->state = SimulatedThread::State::CanRun;
+        }
+    }
+}
+
+void Scheduler::SwitchTo(SimulatedThread* next) {
+    if (next == current) {
+        return;
+    }
+    if (current->state == SimulatedThread::State::CanRun) {
+        ++interruptions;
+    }
+    SimulatedThread* const before = std::exchange(current, next);
+    if (before->state == SimulatedThread::State::Ended) {
+        setcontext(&next->context);
+    }
+    swapcontext(&before->context, &next->context);
+    if (reporter != nullptr) {
+        NoteCalls(*current);
+    }
+}
+
+void Scheduler::NoteCalls(SimulatedThread& thread) {
+    thread.calls.resize(kDeepest);
+    const int count = backtrace(thread.calls.data(), kDeepest);
+    thread.calls.resize(static_cast<std::size_t>(count));
+    if (&thread != reporter) {
+        setcontext(&reporter->context);
+    }
+}
+
+std::size_t Scheduler::Living() const {
+    return static_cast<std::size_t>(std::count_if(
+        threads.begin(), threads.end(),
+        [](const auto& thread) { return thread->state != SimulatedThread::State::Ended; }));
+}
+
+void Scheduler::Tell(std::string_view what) {
+    if (settings.trace) {
+        std::printf("%10.3f ms  %-22s %.*s\n", static_cast<double>(now - 1'000'000'000) / 1e6,
+                    current == nullptr ? "" : current->name.c_str(), static_cast<int>(what.size()),
+                    what.data());
+    }
+}
+
+void Scheduler::Fail(std::string_view reason) {
+    SimulatedThread* const self = current;
+    reporter = self;
+    for (const std::unique_ptr<SimulatedThread>& thread : threads) {
+        if (thread->hasBegun && thread->state != SimulatedThread::State::Ended &&
+            thread.get() != self) {
+            current = thread.get();
+            swapcontext(&self->context, &thread->context);
+        }
+    }
+    current = self;
+    NoteCalls(*self);
+    WriteReport(reason, settings, now, threads);
+    std::fflush(stdout);
+    _Exit(1);
+}
+
+}  // namespace vantry::simulation

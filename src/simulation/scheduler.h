@@ -1,0 +1,124 @@
+#pragma once
+
+#include <ucontext.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulation/random.h"
+#include "simulation/run_settings.h"
+
+namespace vantry::simulation {
+
+/// A moment that never comes.
+inline constexpr std::uint64_t kNever = ~std::uint64_t{0};
+
+/// One simulated thread.
+struct SimulatedThread {
+    enum class State { CanRun, Waits, Ended };
+
+    std::uint32_t number = 0;
+    std::string name;
+    std::function<void()> body;
+    ucontext_t context{};
+    void* stack = nullptr;
+    bool hasBegun = false;
+    State state = State::CanRun;
+    /// While it waits: what for, in words, the object that wakes it, and the moment that does.
+    std::string waitsFor;
+    const void* object = nullptr;
+    std::uint64_t deadline = kNever;
+    /// The thread that it can't go on without, if that is one thread, as with a lock.
+    const SimulatedThread* blocker = nullptr;
+    /// Higher ones run first in a run with priorities.
+    std::int64_t priority = 0;
+    /// The addresses of the calls that it is in, filled in for a report.
+    std::vector<void*> calls;
+};
+
+/// Runs the simulated threads, one at a time, in an order that a seed decides, and owns the virtual
+/// time. One exists at a time in a process. Only simulated threads call its operations, but for the
+/// constructor and Run.
+class Scheduler {
+public:
+    /// `seed` decides the order in place of that of the settings.
+    Scheduler(const RunSettings& runSettings, std::uint64_t seed);
+    ~Scheduler();
+    Scheduler(const Scheduler&) = delete;
+    Scheduler& operator=(const Scheduler&) = delete;
+
+    /// Returns the one that exists.
+    static Scheduler& Current();
+
+    /// Runs `body` as the first thread, named "root", and returns when it has ended, whatever other
+    /// threads do then.
+    void Run(std::function<void()> body);
+    /// Adds a thread, which runs when the order says so.
+    void Start(std::string_view name, std::function<void()> body);
+
+    /// A place where another thread may go on instead of the caller. `what` tells the story what
+    /// the caller does.
+    void Point(std::string_view what);
+    /// A place like Point that is so frequent that it isn't told.
+    void QuietPoint();
+    /// Lets the caller wait until Wake of `object` or until the time is `deadline`. `blocker` is
+    /// the thread that has to act first, if it is known.
+    void Wait(std::string_view what, const void* object, std::uint64_t deadline = kNever,
+              const SimulatedThread* blocker = nullptr);
+    /// Lets all that wait for `object` go on.
+    void Wake(const void* object);
+    /// Lets the caller wait for a time.
+    void Sleep(std::uint64_t nanoseconds);
+
+    /// Returns the virtual time in nanoseconds.
+    std::uint64_t Now() const { return now; }
+    const SimulatedThread* Self() const { return current; }
+    /// Returns how many threads haven't ended.
+    std::size_t Living() const;
+    std::uint64_t Steps() const { return steps; }
+
+    /// Adds a line to the story, if it is told.
+    void Tell(std::string_view what);
+    /// Ends the process with a report: the reason, and each thread with what it waits for.
+    [[noreturn]] void Fail(std::string_view reason);
+
+private:
+    static void Enter();
+    bool MayInterrupt();
+    void CheckForDeadlock() const;
+    SimulatedThread* Choose();
+    void AdvanceTime();
+    void SwitchTo(SimulatedThread* next);
+    void SwitchAway() { SwitchTo(Choose()); }
+    void NoteCalls(SimulatedThread& thread);
+    void Step();
+
+    const RunSettings settings;
+    Random random;
+    /// Whether threads have priorities; otherwise the order is random.
+    const bool hasPriorities;
+    /// In a random order: one in how many points interrupts.
+    const std::uint64_t interruptOneIn;
+    /// With priorities: the steps at which the running thread becomes the least.
+    std::vector<std::uint64_t> changes;
+    std::uint64_t lateOneIn;
+    std::uint64_t latenessLeft;
+    std::int64_t lowest = 0;
+    std::uint64_t interruptions = 0;
+    std::uint64_t steps = 0;
+    std::uint64_t now = 1'000'000'000;
+    std::vector<std::unique_ptr<SimulatedThread>> threads;
+    std::vector<void*> freeStacks;
+    /// Those that can run. Only Choose uses it.
+    std::vector<SimulatedThread*> able;
+    SimulatedThread* current = nullptr;
+    /// Set while a report is made: the thread to return to.
+    SimulatedThread* reporter = nullptr;
+    ucontext_t outside{};
+};
+
+}  // namespace vantry::simulation

@@ -1,0 +1,207 @@
+// A disk in memory.
+//
+// A file is a content that names lead to. What was written is seen at once and survives the end of
+// the process; what was synced survives a power cut, the content by Sync of the file and its name
+// by SyncDirectory. A power cut leaves each content that wasn't synced as it was, as it is, or as
+// the beginning of the new with the rest of the old, and each name on the old or the new content.
+// A write happens in two halves, so that another thread, a kill or a power cut meets the first.
+
+#include "simulation/simulated_disk.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "runtime/clock.h"
+#include "simulation/scheduler.h"
+
+namespace vantry::simulation {
+namespace {
+
+/// Returns the name with slashes.
+std::u16string Slashed(std::u16string_view name) {
+    std::u16string slashed(name);
+    std::replace(slashed.begin(), slashed.end(), u'\\', u'/');
+    return slashed;
+}
+
+std::string Torn(const std::string& before, const std::string& after, Random& random) {
+    const std::size_t cut = random.Below(std::min(before.size(), after.size()) + 1);
+    return after.substr(0, cut) + before.substr(cut);
+}
+
+}  // namespace
+
+class SimulatedDisk::OpenFile final : public File {
+public:
+    OpenFile(SimulatedDisk& owner, std::shared_ptr<Content> shared, bool appends)
+        : disk(owner), content(std::move(shared)), appending(appends) {}
+
+    FileResult Read(std::uint64_t offset, std::span<char> buffer, std::size_t& count) override {
+        count = 0;
+        if (const FileResult result = disk.Begin("reads a file"); !result) {
+            return result;
+        }
+        if (offset < content->now.size()) {
+            count = content->now.copy(buffer.data(), buffer.size(), offset);
+        }
+        return {};
+    }
+
+    FileResult Write(std::uint64_t offset, std::string_view bytes) override {
+        if (const FileResult result = disk.Begin("begins to write a file"); !result) {
+            return result;
+        }
+        const std::uint64_t place = appending ? content->now.size() : offset;
+        const std::size_t half = disk.random.Below(bytes.size() + 1);
+        Put(place, bytes.substr(0, half));
+        if (const FileResult result = disk.Begin("writes a file"); !result) {
+            return result;
+        }
+        Put(place + half, bytes.substr(half));
+        return {};
+    }
+
+    FileResult Size(std::uint64_t& bytes) override {
+        bytes = content->now.size();
+        return disk.Begin("asks for the size of a file");
+    }
+
+    FileResult Cut(std::uint64_t bytes) override {
+        if (const FileResult result = disk.Begin("cuts a file"); !result) {
+            return result;
+        }
+        content->now.resize(bytes);
+        return {};
+    }
+
+    FileResult Sync() override {
+        if (const FileResult result = disk.Begin("syncs a file"); !result) {
+            return result;
+        }
+        content->synced = content->now;
+        return {};
+    }
+
+private:
+    void Put(std::uint64_t offset, std::string_view bytes) {
+        std::string& now = content->now;
+        now.resize(std::max<std::size_t>(now.size(), offset + bytes.size()));
+        now.replace(offset, bytes.size(), bytes);
+    }
+
+    SimulatedDisk& disk;
+    const std::shared_ptr<Content> content;
+    const bool appending;
+};
+
+SimulatedDisk::SimulatedDisk(std::uint64_t seed, const Image& image)
+    : random(seed * 2 + 5), slowOneIn(random.OneIn(2) ? 4 : 0) {
+    for (const auto& [name, content] : image) {
+        names[name] = std::make_shared<Content>(Content{content, content});
+    }
+    syncedNames = names;
+}
+
+FileResult SimulatedDisk::Begin(std::string_view what) {
+    Scheduler::Current().Point(what);
+    if (random.OneIn(slowOneIn)) {
+        Scheduler::Current().Sleep(random.Below(30) * kNanosecondsPerMillisecond);
+    }
+    if (failing && random.OneIn(4)) {
+        constexpr std::array<int, 4> kErrors = {ENOSPC, EIO, EMFILE, EACCES};
+        Scheduler::Current().Tell("is refused by the disk");
+        return FileResult::Refused(kErrors[random.Below(kErrors.size())]);
+    }
+    return {};
+}
+
+SimulatedDisk::Image SimulatedDisk::Now() const {
+    Image image;
+    for (const auto& [name, content] : names) {
+        image[name] = content->now;
+    }
+    return image;
+}
+
+SimulatedDisk::Image SimulatedDisk::AfterPowerCut() {
+    Image image;
+    const auto survive = [&](const std::u16string& name, const Content& content) {
+        switch (random.Below(3)) {
+            case 0:
+                image[name] = content.synced;
+                break;
+            case 1:
+                image[name] = content.now;
+                break;
+            default:
+                image[name] = Torn(content.synced, content.now, random);
+        }
+    };
+    for (const auto& [name, content] : syncedNames) {
+        if (const auto newer = names.find(name); newer != names.end() && random.OneIn(2)) {
+            survive(name, *newer->second);
+        } else {
+            survive(name, *content);
+        }
+    }
+    return image;
+}
+
+FileResult SimulatedDisk::Open(std::u16string_view name, std::uint32_t use,
+                               std::unique_ptr<File>& opened) {
+    if (const FileResult result = Begin("opens a file"); !result) {
+        return result;
+    }
+    auto found = names.find(Slashed(name));
+    if (found == names.end()) {
+        if ((use & FileUse::kMake) == 0) {
+            return FileResult::Refused(ENOENT);
+        }
+        found = names.emplace(Slashed(name), std::make_shared<Content>()).first;
+    }
+    opened = std::make_unique<OpenFile>(*this, found->second, (use & FileUse::kAppend) != 0);
+    return {};
+}
+
+FileResult SimulatedDisk::Exists(std::u16string_view name) {
+    if (const FileResult result = Begin("looks for a file"); !result) {
+        return result;
+    }
+    return names.contains(Slashed(name)) ? FileResult() : FileResult::Refused(ENOENT);
+}
+
+FileResult SimulatedDisk::Delete(std::u16string_view name) {
+    if (const FileResult result = Begin("deletes a file"); !result) {
+        return result;
+    }
+    return names.erase(Slashed(name)) == 1 ? FileResult() : FileResult::Refused(ENOENT);
+}
+
+FileResult SimulatedDisk::Rename(std::u16string_view from, std::u16string_view to) {
+    if (const FileResult result = Begin("renames a file"); !result) {
+        return result;
+    }
+    const auto found = names.find(Slashed(from));
+    if (found == names.end()) {
+        return FileResult::Refused(ENOENT);
+    }
+    names[Slashed(to)] = found->second;
+    names.erase(Slashed(from));
+    return {};
+}
+
+FileResult SimulatedDisk::SyncDirectory(std::u16string_view) {
+    if (const FileResult result = Begin("syncs a directory"); !result) {
+        return result;
+    }
+    syncedNames = names;
+    return {};
+}
+
+FileResult SimulatedDisk::CanWrite(std::u16string_view) { return Begin("asks to write"); }
+
+std::string SimulatedDisk::ShownDirectory(std::u16string_view) const { return "/Store"; }
+
+}  // namespace vantry::simulation

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "platform/file_system.h"
+#include "simulation/random.h"
+
+namespace vantry::simulation {
+
+/// Files in memory, with what of them has reached the disk. Calls take their time, and fail as the
+/// seed decides while SetFailing is on.
+class SimulatedDisk final : public FileSystem {
+public:
+    /// The names and contents of the files.
+    using Image = std::map<std::u16string, std::string, std::less<>>;
+
+    /// Starts with files that are on the disk.
+    SimulatedDisk(std::uint64_t seed, const Image& image);
+
+    /// Lets calls fail from now on, or no longer: some are refused, and some writes store a part.
+    void SetFailing(bool fails) { failing = fails; }
+    /// Returns what the files hold now, as a killed process leaves them.
+    Image Now() const;
+    /// Returns what a power cut at this moment could leave: what was synced, and of what wasn't,
+    /// some parts or nothing.
+    Image AfterPowerCut();
+
+    FileResult Open(std::u16string_view name, std::uint32_t use,
+                    std::unique_ptr<File>& opened) override;
+    FileResult Exists(std::u16string_view name) override;
+    FileResult Delete(std::u16string_view name) override;
+    FileResult Rename(std::u16string_view from, std::u16string_view to) override;
+    FileResult SyncDirectory(std::u16string_view name) override;
+    FileResult CanWrite(std::u16string_view name) override;
+    std::string ShownDirectory(std::u16string_view name) const override;
+
+private:
+    class OpenFile;
+    struct Content {
+        std::string now;
+        std::string synced;
+    };
+    using Names = std::map<std::u16string, std::shared_ptr<Content>, std::less<>>;
+
+    /// Lets the call take its time. Returns its failure, if it is to fail.
+    FileResult Begin(std::string_view what);
+
+    Random random;
+    const std::uint64_t slowOneIn;
+    bool failing = false;
+    Names names;
+    /// The entries of the directories as they are on the disk.
+    Names syncedNames;
+};
+
+}  // namespace vantry::simulation

@@ -1,0 +1,175 @@
+// The runtime's locks, conditions, threads and clock, played by the scheduler.
+//
+// This file takes the place of lock.cpp, condition.cpp, native_thread.cpp and clock.cpp when the
+// simulation is linked; event flags, events, threads and their reaper are built on those and run
+// as they are. A lock's state stands behind the mutex that its handle refers to, so the classes
+// keep their declarations. A condition needs no state: its address tells who waits for it.
+
+#include "runtime/clock.h"
+#include "runtime/condition.h"
+#include "runtime/lock.h"
+#include "runtime/native_thread.h"
+#include "simulation/races.h"
+#include "simulation/scheduler.h"
+
+namespace vantry {
+namespace {
+
+using simulation::kNever;
+using simulation::Scheduler;
+using simulation::SimulatedThread;
+
+/// What the handle of a lock refers to. The mutex itself is never locked.
+struct Mutex {
+    pthread_mutex_t native;
+    const SimulatedThread* owner;
+    std::uint32_t depth;
+};
+
+Mutex& StateOf(const Lock& lock) { return *reinterpret_cast<Mutex*>(lock.NativeMutex()); }
+
+void Take(Mutex& mutex) {
+    Scheduler& scheduler = Scheduler::Current();
+    while (mutex.depth != 0 && mutex.owner != scheduler.Self()) {
+        scheduler.Wait("a lock that '" + mutex.owner->name + "' holds", &mutex, kNever,
+                       mutex.owner);
+    }
+    mutex.owner = scheduler.Self();
+    ++mutex.depth;
+    simulation::Acquire(&mutex);
+}
+
+void GiveBack(Mutex& mutex) {
+    if (mutex.depth == 0 || mutex.owner != Scheduler::Current().Self()) {
+        Scheduler::Current().Fail("a lock is left that its thread doesn't hold");
+    }
+    simulation::Release(&mutex);
+    if (--mutex.depth == 0) {
+        mutex.owner = nullptr;
+        Scheduler::Current().Wake(&mutex);
+    }
+}
+
+}  // namespace
+
+std::uint64_t NowNanoseconds() { return Scheduler::Current().Now(); }
+
+Lock::Lock() {
+    std::shared_ptr<Mutex> made(new Mutex{}, [](Mutex* last) {
+        if (last->depth != 0) {
+            Scheduler::Current().Fail("a lock is destroyed that '" + last->owner->name + "' holds");
+        }
+        delete last;
+    });
+    mutex = std::shared_ptr<pthread_mutex_t>(made, &made->native);
+}
+
+void Lock::Enter() const NO_THREAD_SAFETY_ANALYSIS {
+    Scheduler::Current().QuietPoint();
+    Take(StateOf(*this));
+}
+
+bool Lock::TryEnter() const NO_THREAD_SAFETY_ANALYSIS {
+    Scheduler::Current().QuietPoint();
+    Mutex& mutexState = StateOf(*this);
+    if (mutexState.depth != 0 && mutexState.owner != Scheduler::Current().Self()) {
+        return false;
+    }
+    Take(mutexState);
+    return true;
+}
+
+void Lock::Leave() const NO_THREAD_SAFETY_ANALYSIS {
+    GiveBack(StateOf(*this));
+    Scheduler::Current().QuietPoint();
+}
+
+Condition::Condition() : condition{} {}
+
+Condition::~Condition() = default;
+
+void Condition::Wait(const Lock& lock) { WaitUntil(lock, kNever); }
+
+void Condition::WaitUntil(const Lock& lock, std::uint64_t deadline) {
+    Mutex& mutex = StateOf(lock);
+    if (mutex.depth != 1) {
+        Scheduler::Current().Fail("a wait whose caller doesn't hold the lock exactly once");
+    }
+    GiveBack(mutex);
+    Scheduler::Current().Wait("an event", this, deadline);
+    Take(mutex);
+}
+
+void Condition::WakeAll() { Scheduler::Current().Wake(this); }
+
+struct NativeThread::State {
+    std::function<void()> body;
+    std::string name;
+    bool ended = false;
+};
+
+NativeThread::~NativeThread() { Join(); }
+
+bool NativeThread::StartSuspended(std::function<void()> body, std::string_view name, int,
+                                  std::size_t) {
+    state = std::make_shared<State>(State{std::move(body), std::string(name)});
+    handle = {};
+    return true;
+}
+
+void NativeThread::Resume() {
+    const std::shared_ptr<State> mine = state;
+    simulation::Release(mine.get());
+    Scheduler::Current().Start(mine->name, [mine] {
+        simulation::Acquire(mine.get());
+        mine->body();
+        mine->body = nullptr;
+        mine->ended = true;
+        simulation::Release(mine.get());
+        Scheduler::Current().Wake(mine.get());
+    });
+    Scheduler::Current().QuietPoint();
+}
+
+bool NativeThread::Start(std::function<void()> body, std::string_view name) {
+    if (!StartSuspended(std::move(body), name)) {
+        return false;
+    }
+    Resume();
+    return true;
+}
+
+bool NativeThread::SetNiceOffset(int) { return true; }
+
+bool NativeThread::WaitForEnd(std::uint32_t milliseconds) const {
+    const std::shared_ptr<State> mine = state;
+    Scheduler& scheduler = Scheduler::Current();
+    const std::uint64_t deadline = scheduler.Now() + milliseconds * kNanosecondsPerMillisecond;
+    while (mine && !mine->ended && scheduler.Now() < deadline) {
+        scheduler.Wait("the end of '" + mine->name + "'", mine.get(), deadline);
+    }
+    if (mine && mine->ended) {
+        simulation::Acquire(mine.get());
+    }
+    return !mine || mine->ended;
+}
+
+void NativeThread::Join() {
+    Scheduler& scheduler = Scheduler::Current();
+    while (state && !state->ended) {
+        scheduler.Wait("the end of '" + state->name + "'", state.get());
+    }
+    if (state) {
+        simulation::Acquire(state.get());
+    }
+    state.reset();
+}
+
+void NativeThread::Terminate() {
+    if (state && !state->ended) {
+        Scheduler::Current().Fail("'" + state->name + "' has to be ended by force");
+    }
+    Join();
+}
+
+}  // namespace vantry

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "model.h"
+
+namespace vantry::simulation {
+
+/// What the programs of one round share.
+struct Round {
+    World& world;
+    Model& model;
+    /// Set when the programs have nothing more to send; subscribers go on listening.
+    bool allSent = false;
+    /// Set when each subscriber must have heard everything.
+    bool allHeard = false;
+    /// Whether the hub may end connections, because it is being stopped.
+    bool hubEnds = false;
+    std::uint32_t senders = 0;
+    std::uint32_t running = 0;
+};
+
+/// Starts a program for a peer: what it does is random. It ends when its peer has ended.
+void StartProgram(Round& round, std::uint32_t number);
+
+}  // namespace vantry::simulation
