@@ -37,7 +37,7 @@ void Channel::Run(std::shared_ptr<FrameSocket> first) {
         Outcome end = Done{};
         if (!socket) {
             const auto connected = FrameSocket::Connect(
-                endpoint, Deadline::In(timing.deadlineMilliseconds), timing.longestText);
+                endpoint, Deadline::In(timing.deadlineMilliseconds), timing.longestText, &stop);
             end = connected ? Outcome(Done{}) : Outcome(connected.error());
             socket = connected ? *connected : nullptr;
         }
@@ -157,6 +157,7 @@ void Channel::Leave(FrameSocket& socket) {
 
 void Channel::Stop() {
     stopping = true;
+    stop.Set();
     // A connection whose state is being restored is ended by the channel's thread.
     if (up ? bool(SayGoodbye()) : Current() != nullptr) {
         static_cast<void>(thread.WaitForEnd(kGoodbyeMilliseconds));

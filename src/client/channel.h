@@ -8,6 +8,7 @@
 
 #include "client/endpoint.h"
 #include "client/frame_socket.h"
+#include "client/interruption.h"
 #include "client/quiet_thread.h"
 #include "client/turn.h"
 #include "runtime/event.h"
@@ -84,6 +85,8 @@ private:
     const Callbacks callbacks;
     std::atomic<bool> stopping{false};
     std::atomic<bool> up{false};
+    /// Ends an attempt to connect when the channel stops.
+    Interruption stop;
     /// Ends the pause before the next attempt to connect.
     Event hurry{true};
     Event settled{false};

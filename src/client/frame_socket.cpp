@@ -29,8 +29,9 @@ namespace vantry::client {
 
 Result<std::shared_ptr<FrameSocket>> FrameSocket::Connect(const Endpoint& endpoint,
                                                           const Deadline& deadline,
-                                                          std::uint32_t longestText) {
-    const Result<int> connected = ConnectTo(endpoint, deadline);
+                                                          std::uint32_t longestText,
+                                                          const Interruption* interruption) {
+    const Result<int> connected = ConnectTo(endpoint, deadline, interruption);
     if (!connected) {
         return connected.error();
     }

@@ -9,6 +9,7 @@
 
 #include "client/deadline.h"
 #include "client/endpoint.h"
+#include "client/interruption.h"
 #include "client/result.h"
 #include "transport/stream/stream.h"
 #include "wire/property_message.h"
@@ -30,11 +31,12 @@ public:
     /// The default bound on the length of a received text, in bytes.
     static constexpr std::uint32_t kLongest = 256U << 20U;
 
-    /// Connects to the endpoint. Blocks until the deadline at most (see ConnectTo). Receiving a
-    /// text of more than `longestText` bytes fails.
+    /// Connects to the endpoint. Blocks until the deadline at most, or until the interruption (see
+    /// ConnectTo). Receiving a text of more than `longestText` bytes fails.
     static Result<std::shared_ptr<FrameSocket>> Connect(const Endpoint& endpoint,
                                                         const Deadline& deadline,
-                                                        std::uint32_t longestText = kLongest);
+                                                        std::uint32_t longestText = kLongest,
+                                                        const Interruption* interruption = nullptr);
     /// Takes ownership of the descriptor of a connected, non-blocking socket.
     FrameSocket(int connected, std::string name, std::uint32_t longestText);
     ~FrameSocket() override;

@@ -33,8 +33,7 @@ private:
 /// When the connection is lost, it connects again, with growing pauses, and restores announcements
 /// and subscriptions. All operations are thread-safe and may be called within callbacks and
 /// handlers. An operation that blocks does so until the deadline of the options at most, which
-/// includes the time in which questions of other threads are answered. Only the look-up of a host
-/// name may take longer.
+/// includes the time in which questions of other threads are answered.
 ///
 /// What the protocol can't express is refused, with nothing sent: Announcement says which
 /// identities are valid, and one property or write must fit into a message of 4 MiB. Larger
