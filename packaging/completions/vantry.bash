@@ -18,13 +18,14 @@ _vantry() {
         return
     fi
     case $command in
-        "") mapfile -t COMPREPLY < <(compgen -W "list get set watch announce raw record replay bench status help" -- "$cur") ;;
+        "") mapfile -t COMPREPLY < <(compgen -W "list get set watch history announce raw record replay bench status help" -- "$cur") ;;
         get | set | watch)
             local name typed=${cur//\\/}
             while IFS= read -r name; do
                 [[ ${name,,} == "${typed,,}"* ]] && COMPREPLY+=("${name// /\\ }")
             done < <(vantry --timeout 1 "${hub[@]}" list --names 2>/dev/null)
             ;;
+        history) mapfile -t COMPREPLY < <(compgen -W "record query export" -- "$cur") ;;
         announce | record | replay) mapfile -t COMPREPLY < <(compgen -f -- "$cur") ;;
     esac
 }

@@ -67,11 +67,15 @@ client::Result<HistoryWriter> HistoryWriter::Open(const std::filesystem::path& f
                                                   HistoryBounds bounds) {
     std::error_code problem;
     std::filesystem::create_directories(file.parent_path(), problem);
+    auto claim = RecordingClaim::Take(file);
+    if (!claim) {
+        return claim.error();
+    }
     auto database = Database::Open(file, Database::Access::kWrite);
     if (!database) {
         return database.error();
     }
-    HistoryWriter writer(std::move(*database), bounds);
+    HistoryWriter writer(std::move(*claim), std::move(*database), bounds);
     if (auto prepared = writer.Prepare(); !prepared) {
         return client::Error{prepared.error().code, file.string() + ": " + prepared.error().text};
     }

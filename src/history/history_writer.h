@@ -12,6 +12,7 @@
 #include "history/database.h"
 #include "history/moment.h"
 #include "history/quarter_sums.h"
+#include "history/recording_claim.h"
 #include "history/schema.h"
 
 namespace vantry::history {
@@ -31,12 +32,12 @@ struct HistoryBounds {
     std::uint64_t bytes = 256U << 20U;
 };
 
-/// Writes a history. It belongs to one thread at a time, and only one process may write to a file;
-/// readers may use it at the same time. All operations but IdOf block for the disk.
+/// Writes a history. It belongs to one thread at a time. Readers may use the file at the same time.
+/// All operations but IdOf block for the disk.
 class HistoryWriter {
 public:
-    /// Opens the file, or creates it with its folder. If the last recording didn't end in order,
-    /// its end is entered.
+    /// Opens the file, or creates it with its folder. Returns Refused if another writer has it. If
+    /// the last recording didn't end in order, its end is entered.
     static client::Result<HistoryWriter> Open(const std::filesystem::path& file,
                                               HistoryBounds bounds);
 
@@ -56,8 +57,8 @@ private:
         client::Property names;
     };
 
-    HistoryWriter(Database opened, HistoryBounds itsBounds)
-        : database(std::move(opened)), bounds(itsBounds) {}
+    HistoryWriter(RecordingClaim taken, Database opened, HistoryBounds itsBounds)
+        : claim(std::move(taken)), database(std::move(opened)), bounds(itsBounds) {}
     client::Outcome Prepare();
     client::Outcome EndLastRecording();
     client::Outcome Insert(const std::vector<ChangeRow>& rows, Moment now);
@@ -68,6 +69,7 @@ private:
     client::Outcome KeepBounds(Moment now);
     bool IsNearlyFull();
 
+    RecordingClaim claim;
     Database database;
     HistoryBounds bounds;
     Moment lastMoment = 0;

@@ -109,8 +109,17 @@ CommandLine::CommandLine()
 
 CommandLine::~CommandLine() = default;
 
+void CommandLine::AddFamily(const CommandText& text) {
+    app->add_subcommand(text.name, text.summary)->group(text.group)->require_subcommand(1);
+}
+
 CommandOptions CommandLine::Add(const CommandText& text, std::function<int(const Context&)> run) {
-    CLI::App* const command = app->add_subcommand(text.name, text.summary)->group(text.group);
+    const std::string name = text.name;
+    const std::size_t blank = name.find(' ');
+    CLI::App* const parent =
+        blank == std::string::npos ? app.get() : app->get_subcommand(name.substr(0, blank));
+    CLI::App* const command =
+        parent->add_subcommand(name.substr(blank + 1), text.summary)->group(text.group);
     if (*text.examples != '\0') {
         command->footer(std::string("Examples:\n") + text.examples);
     }

@@ -73,6 +73,9 @@ public:
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
+    /// Adds a word that is followed by one of several commands, such as "history". The name of such
+    /// a command is both words.
+    void AddFamily(const CommandText& text);
     /// Adds a command. `run` prints the result to standard output and errors to standard error, and
     /// returns the exit status, see Exit.
     CommandOptions Add(const CommandText& text, std::function<int(const Context&)> run);

@@ -109,6 +109,17 @@ std::string ToJson(const client::Property& property) {
 
 std::string JsonString(const std::string& text) { return Dumped(text); }
 
+std::string CsvText(const std::string& text) {
+    if (text.find_first_of(",\"\r\n") == std::string::npos) {
+        return text;
+    }
+    std::string quoted = "\"";
+    for (const char byte : text) {
+        quoted += byte == '"' ? "\"\"" : std::string(1, byte);
+    }
+    return quoted + "\"";
+}
+
 std::string DisplayName(const client::Property& property, bool withComponent) {
     const std::string name = property.groupName + "/" + property.name;
     return Printable(withComponent ? property.componentName + "/" + name : name);

@@ -21,6 +21,8 @@ std::string Printable(std::string_view text);
 std::string ToJson(const client::Property& property);
 /// Returns the text as a JSON string, with quotes and escapes.
 std::string JsonString(const std::string& text);
+/// Returns the text as a field of a CSV file, in quotes if it needs them.
+std::string CsvText(const std::string& text);
 
 /// Returns "Group/Name" or, with `withComponent`, "Component/Group/Name", fit for printing.
 std::string DisplayName(const client::Property& property, bool withComponent);

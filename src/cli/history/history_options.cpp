@@ -1,0 +1,40 @@
+#include "cli/history/history_options.h"
+
+#include "cli/history/time_text.h"
+#include "runtime/default_paths.h"
+
+namespace vantry::cli {
+
+std::filesystem::path HistoryOptions::File() const {
+    // The folder stands beside that of the hub, which holds the printer's files alone.
+    return file.empty() ? DefaultRoot().parent_path() / "vantry-history/history.db"
+                        : std::filesystem::path(file);
+}
+
+client::Result<history::Span> HistoryOptions::Span() const {
+    const history::Moment now = history::Now();
+    history::Span span{0, now};
+    for (const auto& [text, moment] :
+         {std::pair(&since, &span.begin), std::pair(&until, &span.end)}) {
+        if (text->empty()) {
+            continue;
+        }
+        const auto parsed = ParseMoment(*text, now);
+        if (!parsed) {
+            return parsed.error();
+        }
+        *moment = *parsed;
+    }
+    return span;
+}
+
+void HistoryOptions::AddFile(CommandOptions& command, HistoryOptions& into) {
+    command.Text("--file", into.file, "the history (default: history.db in vantry-history)");
+}
+
+void HistoryOptions::AddSpan(CommandOptions& command, HistoryOptions& into) {
+    command.Text("--since", into.since, "from this time on: 2h, 7d, \"2026-03-01 14:30\"")
+        .Text("--until", into.until, "up to this time");
+}
+
+}  // namespace vantry::cli
