@@ -13,6 +13,8 @@
 
 #include "gateway/error_response.h"
 #include "gateway/event_stream.h"
+#include "gateway/metrics.h"
+#include "gateway/openapi.h"
 #include "gateway/property_list.h"
 #include "page/page_files.h"
 
@@ -80,6 +82,7 @@ unsigned StatusOf(const client::Error& error) {
         case client::ErrorCode::NoConnection:
             return 503;
         case client::ErrorCode::TimedOut:
+        case client::ErrorCode::OwnerGone:
             return 504;
         case client::ErrorCode::NotFound:
             return 404;
@@ -96,7 +99,10 @@ Api::Api(Parts given)
              {"GET", {"api", "properties", "*", "*", "*"}, false, &Api::GetProperty},
              {"PUT", {"api", "properties", "*", "*", "*"}, false, &Api::PutProperty},
              {"GET", {"api", "changes"}, false, &Api::GetChanges},
-             {"GET", {"healthz"}, true, &Api::GetHealth}} {}
+             {"GET", {"api", "history"}, false, &Api::GetHistory},
+             {"GET", {"api", "openapi.json"}, true, &Api::GetDocument},
+             {"GET", {"healthz"}, true, &Api::GetHealth},
+             {"GET", {"metrics"}, false, &Api::GetMetrics}} {}
 
 const Api::Route* Api::RouteTo(const std::string& method, const Target& target) const {
     for (const Route& route : routes) {
@@ -169,6 +175,7 @@ std::string Api::About() const {
     return json{{"version", VANTRY_VERSION},
                 {"time", TimeText(std::chrono::system_clock::now())},
                 {"writes", parts.allowsWrites},
+                {"history", parts.history.IsThere()},
                 {"hub", json::parse(HubJson(hub))}}
         .dump();
 }
@@ -282,6 +289,40 @@ void Api::GetHealth(const Call&, const Reply& reply) {
     response.status = isUp ? 200 : 503;
     response.body = json{{"gateway", "ok"}, {"hub", isUp ? "ok" : "absent"}}.dump() + "\n";
     reply(std::move(response));
+}
+
+void Api::GetMetrics(const Call& call, const Reply& reply) {
+    const MetricsFormat format = FormatFor(call.request.accept);
+    Response response;
+    response.contentType = ContentTypeOf(format);
+    response.source =
+        std::make_unique<Metrics>(parts.table, parts.hub.Now(), parts.statistics, format);
+    reply(std::move(response));
+}
+
+void Api::GetDocument(const Call&, const Reply& reply) {
+    Response response;
+    response.body = OpenApiDocument();
+    reply(std::move(response));
+}
+
+void Api::GetHistory(const Call& call, const Reply& reply) {
+    const auto question = HistoryQuestion::From(call.target.query);
+    if (!question) {
+        reply(ErrorResponse(400, question.error().text));
+        return;
+    }
+    const bool isQueued = parts.history.Post(*question, [this, reply](HistoryReader::Answer text) {
+        parts.post([reply, answer = std::move(text)] {
+            Response response;
+            response.status = answer.status;
+            response.body = answer.body;
+            reply(std::move(response));
+        });
+    });
+    if (!isQueued) {
+        reply(Busy("too many questions about the past wait"));
+    }
 }
 
 }  // namespace vantry::gateway

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "gateway/access.h"
+#include "gateway/history_reader.h"
 #include "gateway/http_message.h"
 #include "gateway/hub_link.h"
 #include "gateway/property_table.h"
@@ -24,6 +25,7 @@ public:
         const PropertyTable& table;
         const HubLink& hub;
         Writers& writers;
+        HistoryReader& history;
         Statistics& statistics;
         /// Runs a function on the thread of the server. Thread-safe.
         std::function<void(std::function<void()>)> post;
@@ -63,6 +65,9 @@ private:
     void GetProperty(const Call& call, const Reply& reply);
     void PutProperty(const Call& call, const Reply& reply);
     void GetChanges(const Call& call, const Reply& reply);
+    void GetHistory(const Call& call, const Reply& reply);
+    void GetDocument(const Call& call, const Reply& reply);
+    void GetMetrics(const Call& call, const Reply& reply);
     void GetHealth(const Call& call, const Reply& reply);
 
     const Parts parts;

@@ -37,15 +37,18 @@ Gateway::Gateway(const Options& options)
       server(options.server, *this, statistics),
       hub(options.hub, [this] { WakeServer(); }),
       writers(hub),
+      history(options.history),
       api({.access = access,
            .table = table,
            .hub = hub,
            .writers = writers,
+           .history = history,
            .statistics = statistics,
            .post = [this](std::function<void()> function) { server.Post(std::move(function)); },
            .allowsWrites = !options.allowWrite.empty()}) {}
 
 Gateway::~Gateway() {
+    history.Stop();
     writers.Stop();
     hub.Stop();
 }
@@ -55,6 +58,9 @@ client::Outcome Gateway::Start() {
         return listening;
     }
     if (client::Outcome started = writers.Start(); !started) {
+        return started;
+    }
+    if (client::Outcome started = history.Start(); !started) {
         return started;
     }
     return hub.Start();
@@ -69,7 +75,12 @@ std::optional<Response> Gateway::Refusal(const Request& request) { return api.Re
 
 void Gateway::Handle(Request request, Reply reply) { api.Handle(request, std::move(reply)); }
 
-void Gateway::Tick() { ReportToServiceManager(); }
+void Gateway::Tick() {
+    if (table.LookAtOwners()) {
+        server.WakeStreams();
+    }
+    ReportToServiceManager();
+}
 
 void Gateway::WakeServer() {
     server.Post([this] { TakeNews(); });

@@ -5,6 +5,7 @@
 
 #include "gateway/access.h"
 #include "gateway/api.h"
+#include "gateway/history_reader.h"
 #include "gateway/hub_link.h"
 #include "gateway/options.h"
 #include "gateway/property_table.h"
@@ -47,6 +48,7 @@ private:
     Server server;
     HubLink hub;
     Writers writers;
+    HistoryReader history;
     Api api;
     /// What the last event told of the hub.
     std::string toldOfHub;

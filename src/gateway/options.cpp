@@ -32,6 +32,7 @@ struct Typed {
     std::string key;
     std::vector<std::string> allowWrite;
     std::vector<std::string> hosts;
+    std::string history;
 };
 
 void AddOptions(CLI::App& app, Typed& typed) {
@@ -64,6 +65,8 @@ void AddOptions(CLI::App& app, Typed& typed) {
     app.add_option("--host", typed.hosts, "a further name of this machine (repeatable)")
         ->type_name("NAME")
         ->allow_extra_args(false);
+    app.add_option("--history", typed.history, "file in which the hub's changes are recorded")
+        ->type_name("FILE");
     app.set_version_flag("--version", "vantry-gateway " VANTRY_VERSION);
 }
 
@@ -143,6 +146,7 @@ Options OptionsFrom(const Typed& typed) {
     options.server.certificate = typed.certificate;
     options.server.key = typed.key;
     options.names = {typed.hosts.begin(), typed.hosts.end()};
+    options.history = typed.history;
     options.allowWrite = typed.allowWrite;
     return options;
 }

@@ -19,6 +19,8 @@ struct Options {
     Tokens tokens;
     /// Further names of this machine.
     std::set<std::string> names;
+    /// The file of the history.
+    std::string history;
     /// Globs of the properties that may be written.
     std::vector<std::string> allowWrite;
 };

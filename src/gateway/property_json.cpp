@@ -38,6 +38,15 @@ void AddState(Json& json, const KnownProperty& known) {
     json["origin"] = NameOf(known.property.origin);
 }
 
+Json OwnerOf(const KnownProperty& known) {
+    Json json{{"presence", client::NameOf(known.owner.presence)}, {"why", known.owner.why}};
+    if (known.owner.process != 0) {
+        json["process"] = known.owner.process;
+        json["host"] = known.owner.host;
+    }
+    return json;
+}
+
 Json DescriptionOf(const describe::Description& description) {
     Json json = Json::object();
     const auto add = [&json](const char* name, const auto& value) {
@@ -90,6 +99,9 @@ std::string ToJson(const KnownProperty& known) {
     if (const std::string kind = KindOfGroup(property.id.group); !kind.empty()) {
         json["kind"] = kind;
     }
+    json["since"] = TimeText(known.since);
+    json["sinceIsExact"] = known.isSinceExact;
+    json["owner"] = OwnerOf(known);
     json["settable"] = known.isSettable;
     json["description"] = DescriptionOf(known.description);
     return Text(json);
@@ -98,6 +110,12 @@ std::string ToJson(const KnownProperty& known) {
 std::string ChangeToJson(const KnownProperty& known) {
     Json json = IdOf(known.property.id);
     AddState(json, known);
+    return Text(json);
+}
+
+std::string OwnerToJson(const KnownProperty& known) {
+    Json json = IdOf(known.property.id);
+    json["owner"] = OwnerOf(known);
     return Text(json);
 }
 

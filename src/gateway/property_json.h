@@ -3,6 +3,7 @@
 #include <chrono>
 #include <string>
 
+#include "client/owners.h"
 #include "client/property.h"
 #include "describe/description.h"
 
@@ -16,6 +17,11 @@ struct KnownProperty {
     describe::Description description;
     /// When the present state arrived here. The protocol carries no times.
     Time time;
+    /// When the value was set, as far as the heartbeat of its owner or the arrival of the change
+    /// show it. If that isn't exact, the value may be older.
+    Time since;
+    bool isSinceExact = false;
+    client::Owners::State owner;
     /// Whether the rules of --allow-write and the description allow writes.
     bool isSettable = false;
 };
@@ -29,6 +35,8 @@ std::string TimeText(Time time);
 std::string ToJson(const KnownProperty& known);
 /// Returns the state of a property that the reader knows already as a JSON object.
 std::string ChangeToJson(const KnownProperty& known);
+/// Returns the owner of a property that the reader knows already as a JSON object.
+std::string OwnerToJson(const KnownProperty& known);
 /// Returns what a property of this group is about: "problem", "supply", "job", or an empty text.
 std::string KindOfGroup(const std::string& guid);
 /// Returns the text with bytes that aren't UTF-8 replaced.

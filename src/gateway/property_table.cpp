@@ -21,6 +21,10 @@ const std::string& PropertyTable::Entry::Json() const {
 
 bool PropertyTable::Take(const Arrival& arrival) {
     const client::Property& change = arrival.change;
+    owners.Take(change);
+    if (client::Owners::IsHeartbeat(change.id)) {
+        NoteHeartbeat(change.id.component);
+    }
     const auto [place, isNew] = entries.try_emplace(change.id);
     Entry& entry = place->second;
     client::Property& before = entry.known.property;
@@ -31,7 +35,7 @@ bool PropertyTable::Take(const Arrival& arrival) {
     }
     before = change;
     entry.known.time = arrival.time;
-    entry.json.clear();
+    NoteOwner(entry);
     if (hasOtherNames) {
         Describe(entry.known);
     }
@@ -43,6 +47,38 @@ bool PropertyTable::Take(const Arrival& arrival) {
         NoteWithdrawal(change.id, entry.lastEvent);
     }
     return true;
+}
+
+bool PropertyTable::LookAtOwners() {
+    bool hasNews = false;
+    for (const client::PropertyId& id : owners.TakeChanges()) {
+        if (const auto place = entries.find(id); place != entries.end()) {
+            Entry& entry = place->second;
+            NoteOwner(entry);
+            entry.lastEvent = ring.Add(id, "owner", OwnerToJson(entry.known));
+            hasNews = true;
+        }
+    }
+    return hasNews;
+}
+
+void PropertyTable::NoteOwner(Entry& entry) const {
+    KnownProperty& known = entry.known;
+    known.owner = owners.Of(known.property.id);
+    if (const auto age = owners.AgeOf(known.property.id)) {
+        known.since =
+            std::chrono::system_clock::now() - std::chrono::milliseconds(age->milliseconds);
+        known.isSinceExact = !age->isAtLeast;
+    }
+    entry.json.clear();
+}
+
+void PropertyTable::NoteHeartbeat(const std::string& component) {
+    // It may say that values are older or younger than they seemed when they arrived.
+    for (auto next = entries.lower_bound({component, "", ""});
+         next != entries.end() && next->first.component == component; ++next) {
+        NoteOwner(next->second);
+    }
 }
 
 const PropertyTable::Entry* PropertyTable::Find(const client::PropertyId& id) const {

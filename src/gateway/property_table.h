@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "client/owners.h"
 #include "describe/descriptions.h"
 #include "gateway/change_ring.h"
 #include "gateway/glob.h"
@@ -44,19 +45,28 @@ public:
     /// Adds an event that tells of the connection to the hub.
     void AddHubEvent(const std::string& data) { ring.Add(std::nullopt, "hub", data); }
 
+    /// Makes events of owners that have ended or come back. Called once a second. Returns whether
+    /// there are any.
+    bool LookAtOwners();
+
     const Entries& All() const { return entries; }
     /// Returns a property, or nothing.
     const Entry* Find(const client::PropertyId& id) const;
     const ChangeRing& Ring() const { return ring; }
+    /// Returns what is known of the program that owns a property.
+    client::Owners::State OwnerOf(const client::PropertyId& id) const { return owners.Of(id); }
     /// Returns the number of properties that are available.
     std::size_t Available() const { return entries.size() - withdrawn; }
 
 private:
     void Describe(KnownProperty& known) const;
+    void NoteOwner(Entry& entry) const;
+    void NoteHeartbeat(const std::string& component);
     void NoteWithdrawal(const client::PropertyId& id, std::uint64_t event);
 
     const describe::Descriptions descriptions;
     const WriteRules writeRules;
+    client::Owners owners;
     Entries entries;
     ChangeRing ring;
     /// The number of entries that aren't available.
