@@ -1,0 +1,308 @@
+// A connection on libmosquitto, without the threads, the reconnection and the queue of that
+// library.
+//
+// A handle of the library serves one connection. So the library has no messages of an earlier one
+// to send again, its queue holds no more than what this connection's owner has in flight, and files
+// of the encryption are read anew each time.
+//
+// The library takes a packet of any length. A broker that sends much that isn't an answer or a
+// message is therefore cut off: the kernel counts the bytes that have arrived, and more than a
+// bound without a packet that was understood ends the connection.
+
+#include "mqtt/connection.h"
+
+#include <linux/tcp.h>
+#include <mosquitto.h>
+#include <mqtt_protocol.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+namespace vantry::mqtt {
+namespace {
+
+/// The bytes that may arrive without a packet that was understood.
+constexpr std::uint64_t kMostUnasked = 1U << 20U;
+constexpr int kMostInFlight = 32;
+constexpr int kGoodbyeMilliseconds = 300;
+constexpr const char* kSystemAuthorities = "/etc/ssl/certs";
+
+/// The library is initialised once in a program, by the first connection.
+void InitialiseLibrary() {
+    static const int done = mosquitto_lib_init();
+    static_cast<void>(done);
+}
+
+std::string Words(int code) {
+    return code == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(code);
+}
+
+Outcome Check(int code, const std::string& what) {
+    if (code == MOSQ_ERR_SUCCESS) {
+        return Done{};
+    }
+    return Error{ErrorCode::NoConnection, what + ": " + Words(code)};
+}
+
+/// Properties of version 5 to send, freed at the end.
+class Properties {
+public:
+    Properties() = default;
+    ~Properties() { mosquitto_property_free_all(&list); }
+    Properties(const Properties&) = delete;
+    Properties& operator=(const Properties&) = delete;
+
+    void AddAnswer(const Message& message) {
+        if (!message.responseTopic.empty()) {
+            mosquitto_property_add_string(&list, MQTT_PROP_RESPONSE_TOPIC,
+                                          message.responseTopic.c_str());
+        }
+        if (!message.correlation.empty()) {
+            mosquitto_property_add_binary(&list, MQTT_PROP_CORRELATION_DATA,
+                                          message.correlation.data(),
+                                          static_cast<std::uint16_t>(message.correlation.size()));
+        }
+        if (message.expirySeconds) {
+            mosquitto_property_add_int32(&list, MQTT_PROP_MESSAGE_EXPIRY_INTERVAL,
+                                         *message.expirySeconds);
+        }
+    }
+    const mosquitto_property* Get() const { return list; }
+
+private:
+    mosquitto_property* list = nullptr;
+};
+
+void ReadAnswer(const mosquitto_property* properties, Message& message) {
+    char* text = nullptr;
+    if (mosquitto_property_read_string(properties, MQTT_PROP_RESPONSE_TOPIC, &text, false) !=
+        nullptr) {
+        message.responseTopic = text;
+        std::free(text);
+    }
+    void* data = nullptr;
+    std::uint16_t length = 0;
+    if (mosquitto_property_read_binary(properties, MQTT_PROP_CORRELATION_DATA, &data, &length,
+                                       false) != nullptr) {
+        message.correlation.assign(static_cast<const char*>(data), length);
+        std::free(data);
+    }
+    std::uint32_t seconds = 0;
+    if (mosquitto_property_read_int32(properties, MQTT_PROP_MESSAGE_EXPIRY_INTERVAL, &seconds,
+                                      false) != nullptr) {
+        message.expirySeconds = seconds;
+    }
+}
+
+}  // namespace
+
+std::string WordsOfReason(int code) { return mosquitto_reason_string(code); }
+
+void Connection::Destroy::operator()(mosquitto* handle) const { mosquitto_destroy(handle); }
+
+Connection::Connection(const Settings& settings, Callbacks reactions)
+    : callbacks(std::move(reactions)),
+      isVersion5(settings.isVersion5),
+      brokerName(settings.broker.Name()) {
+    InitialiseLibrary();
+    handle.reset(mosquitto_new(settings.clientId.c_str(), true, this));
+}
+
+Connection::~Connection() = default;
+
+Outcome Connection::Configure(const Settings& settings) {
+    if (!handle) {
+        return Error{ErrorCode::NoConnection, "can't connect: out of memory"};
+    }
+    mosquitto_int_option(handle.get(), MOSQ_OPT_PROTOCOL_VERSION,
+                         isVersion5 ? MQTT_PROTOCOL_V5 : MQTT_PROTOCOL_V311);
+    mosquitto_int_option(handle.get(), MOSQ_OPT_SEND_MAXIMUM, kMostInFlight);
+    mosquitto_int_option(handle.get(), MOSQ_OPT_TCP_NODELAY, 1);
+    mosquitto_connect_v5_callback_set(
+        handle.get(), [](mosquitto*, void* self, int reason, int, const mosquitto_property* list) {
+            static_cast<Connection*>(self)->OnConnect(reason, list);
+        });
+    mosquitto_publish_v5_callback_set(handle.get(), [](mosquitto*, void* self, int number,
+                                                       int reason, const mosquitto_property*) {
+        auto* const connection = static_cast<Connection*>(self);
+        connection->understoodBytes = 0;
+        connection->callbacks.onAcknowledged(number, reason);
+    });
+    mosquitto_message_v5_callback_set(handle.get(),
+                                      [](mosquitto*, void* self, const mosquitto_message* message,
+                                         const mosquitto_property* list) {
+                                          static_cast<Connection*>(self)->OnMessage(*message, list);
+                                      });
+    mosquitto_subscribe_callback_set(
+        handle.get(), [](mosquitto*, void* self, int, int count, const int* granted) {
+            constexpr int kFirstRefusal = 0x80;
+            int refused = 0;
+            for (int index = 0; index < count; ++index) {
+                refused += granted[index] >= kFirstRefusal ? 1 : 0;
+            }
+            const auto& react = static_cast<Connection*>(self)->callbacks.onSubscribed;
+            if (react) {
+                react(refused);
+            }
+        });
+    if (settings.will) {
+        const Message& will = *settings.will;
+        const int code = mosquitto_will_set(handle.get(), will.topic.c_str(),
+                                            static_cast<int>(will.payload.size()),
+                                            will.payload.data(), will.qos, will.retain);
+        if (code != MOSQ_ERR_SUCCESS) {
+            return Error{ErrorCode::Refused, "the will can't be used: " + Words(code)};
+        }
+    }
+    if (!settings.broker.isEncrypted) {
+        return Done{};
+    }
+    const auto orNull = [](const std::string& text) {
+        return text.empty() ? nullptr : text.c_str();
+    };
+    const TlsFiles& files = settings.tls;
+    const int code = mosquitto_tls_set(handle.get(), orNull(files.ca),
+                                       files.ca.empty() ? kSystemAuthorities : nullptr,
+                                       orNull(files.certificate), orNull(files.key), nullptr);
+    if (code != MOSQ_ERR_SUCCESS) {
+        return Error{ErrorCode::Refused, "a file of the encryption can't be used: " + Words(code)};
+    }
+    return Done{};
+}
+
+Result<std::unique_ptr<Connection>> Connection::Begin(const Settings& settings,
+                                                      Callbacks callbacks) {
+    std::unique_ptr<Connection> connection(new Connection(settings, std::move(callbacks)));
+    if (Outcome configured = connection->Configure(settings); !configured) {
+        return configured.error();
+    }
+    const int code = mosquitto_connect_async(connection->handle.get(), settings.broker.host.c_str(),
+                                             settings.broker.port, settings.keepAliveSeconds);
+    if (Outcome begun = Check(code, "can't reach the broker at " + connection->brokerName);
+        !begun) {
+        return begun.error();
+    }
+    return connection;
+}
+
+int Connection::Descriptor() const { return mosquitto_socket(handle.get()); }
+
+bool Connection::WantsToWrite() const { return mosquitto_want_write(handle.get()); }
+
+bool Connection::IsFlooded() {
+    tcp_info info{};
+    socklen_t length = sizeof info;
+    if (getsockopt(Descriptor(), IPPROTO_TCP, TCP_INFO, &info, &length) != 0) {
+        return false;
+    }
+    if (understoodBytes == 0) {
+        understoodBytes = info.tcpi_bytes_received;
+    }
+    return info.tcpi_bytes_received > understoodBytes + kMostUnasked;
+}
+
+Outcome Connection::Work(bool isReadable, bool isWritable) {
+    int code = MOSQ_ERR_SUCCESS;
+    if (isReadable) {
+        code = mosquitto_loop_read(handle.get(), 1);
+        if (code == MOSQ_ERR_SUCCESS && IsFlooded()) {
+            return Error{ErrorCode::NoConnection,
+                         "the broker at " + brokerName + " sends what was not asked for"};
+        }
+    }
+    if (code == MOSQ_ERR_SUCCESS && (isWritable || WantsToWrite())) {
+        code = mosquitto_loop_write(handle.get(), 1);
+    }
+    if (code == MOSQ_ERR_SUCCESS) {
+        code = mosquitto_loop_misc(handle.get());
+    }
+    if (!refusal.empty()) {
+        return Error{ErrorCode::NoConnection,
+                     "the broker at " + brokerName + " refuses the connection: " + refusal};
+    }
+    return Check(code,
+                 (isAccepted ? "lost the broker at " : "can't reach the broker at ") + brokerName);
+}
+
+void Connection::OnConnect(int reason, const mosquitto_property* properties) {
+    constexpr int kVersionRefused3 = 1;
+    understoodBytes = 0;
+    if (reason != 0) {
+        isVersionRefused = isVersion5 ? reason == MQTT_RC_UNSUPPORTED_PROTOCOL_VERSION ||
+                                            reason == kVersionRefused3
+                                      : false;
+        refusal = isVersion5 && reason >= MQTT_RC_UNSPECIFIED ? mosquitto_reason_string(reason)
+                                                              : mosquitto_connack_string(reason);
+        return;
+    }
+    std::uint16_t maximum = kMostInFlight;
+    mosquitto_property_read_int16(properties, MQTT_PROP_RECEIVE_MAXIMUM, &maximum, false);
+    isAccepted = true;
+    callbacks.onAccepted(maximum);
+}
+
+void Connection::OnMessage(const mosquitto_message& message, const mosquitto_property* properties) {
+    understoodBytes = 0;
+    Message received;
+    received.topic = message.topic;
+    if (message.payload != nullptr) {
+        received.payload.assign(static_cast<const char*>(message.payload),
+                                static_cast<std::size_t>(message.payloadlen));
+    }
+    received.qos = message.qos;
+    received.retain = message.retain;
+    ReadAnswer(properties, received);
+    callbacks.onMessage(received);
+}
+
+Result<int> Connection::Publish(const Message& message) {
+    Properties properties;
+    if (isVersion5) {
+        properties.AddAnswer(message);
+    }
+    int number = 0;
+    const int code = mosquitto_publish_v5(
+        handle.get(), &number, message.topic.c_str(), static_cast<int>(message.payload.size()),
+        message.payload.data(), message.qos, message.retain, properties.Get());
+    if (Outcome sent = Check(code, "can't publish " + message.topic); !sent) {
+        return sent.error();
+    }
+    return number;
+}
+
+Outcome Connection::Subscribe(const std::vector<std::string>& filters) {
+    std::vector<char*> texts;
+    for (const std::string& filter : filters) {
+        texts.push_back(const_cast<char*>(filter.c_str()));
+    }
+    return Check(mosquitto_subscribe_multiple(handle.get(), nullptr, static_cast<int>(texts.size()),
+                                              texts.data(), 1, 0, nullptr),
+                 "can't subscribe");
+}
+
+void Connection::Leave() {
+    // The library closes its descriptor with the goodbye. If acknowledgements arrived after that,
+    // the kernel would reset the connection, and the broker could lose what it hasn't read yet.
+    const int copy = dup(Descriptor());
+    mosquitto_disconnect(handle.get());
+    mosquitto_loop_write(handle.get(), 1);
+    if (copy < 0) {
+        return;
+    }
+    shutdown(copy, SHUT_WR);
+    pollfd waited{copy, POLLIN, 0};
+    std::array<char, 4096> ignored{};
+    while (poll(&waited, 1, kGoodbyeMilliseconds) > 0 &&
+           recv(copy, ignored.data(), ignored.size(), MSG_DONTWAIT) > 0) {
+    }
+    close(copy);
+}
+
+}  // namespace vantry::mqtt

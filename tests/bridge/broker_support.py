@@ -1,0 +1,165 @@
+"""A broker, bridges and readers of their messages for tests. Needs mosquitto and its clients."""
+
+import contextlib
+import json
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+SOURCE = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
+sys.path[:0] = [SOURCE + "/python", SOURCE + "/python/tests"]
+from support import PATIENCE, RunningHub  # noqa: E402,F401
+
+BUILD = os.environ.get("VANTRY_BUILD", SOURCE + "/build/release")
+BRIDGE = BUILD + "/src/vantry-bridge"
+MOSQUITTO = shutil.which("mosquitto", path=os.environ["PATH"] + ":/usr/sbin")
+HAS_BROKER = bool(MOSQUITTO and shutil.which("mosquitto_sub"))
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def eventually(what, patience=PATIENCE):
+    """Waits until what() is true, and returns what it returned then."""
+    deadline = time.monotonic() + patience
+    while True:
+        outcome = what()
+        if outcome:
+            return outcome
+        assert time.monotonic() < deadline, "waited in vain"
+        time.sleep(0.02)
+
+
+def started(command, log):
+    """Starts a program whose words are added to a file."""
+    with open(log, "ab") as file:
+        return subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=file)
+
+
+class Broker:
+    """A mosquitto on a port of its own, which keeps the port when it is started again."""
+
+    def __init__(self, folder, settings="allow_anonymous true\n"):
+        self.folder, self.settings, self.process = folder, settings, None
+        self.port = free_port()
+        self.start()
+
+    def start(self):
+        for _ in range(20):
+            name = os.path.join(self.folder, "mosquitto.conf")
+            with open(name, "w") as file:
+                file.write("user root\nlistener %d 127.0.0.1\n%s" % (self.port, self.settings))
+            self.process = started([MOSQUITTO, "-c", name], self.folder + "/mosquitto.log")
+            while self.process.poll() is None:
+                with contextlib.suppress(OSError), socket.create_connection(("127.0.0.1", self.port)):
+                    return
+                time.sleep(0.02)
+            self.port = free_port()
+        raise AssertionError("mosquitto doesn't start")
+
+    def kill(self):
+        if self.process:
+            self.process.kill()
+            self.process.wait()
+            self.process = None
+
+    @property
+    def url(self):
+        return "mqtt://127.0.0.1:%d" % self.port
+
+
+class Reader:
+    """Collects the messages of a filter as (topic, payload, retained); payloads are bytes."""
+
+    def __init__(self, port, filter="#", more=()):
+        self.messages = []
+        self.process = subprocess.Popen(
+            ["mosquitto_sub", "-p", str(port), "-t", filter, "-q", "1", "-F", "%r %t %x", *more],
+            stdout=subprocess.PIPE, text=True)
+        threading.Thread(target=self._read, daemon=True).start()
+
+    def _read(self):
+        for line in self.process.stdout:
+            retained, topic, payload = line.rstrip("\n").split(" ")
+            self.messages.append((topic, bytes.fromhex(payload), retained == "1"))
+
+    def documents(self, ending):
+        return [json.loads(payload) for topic, payload, _ in list(self.messages)
+                if topic.endswith(ending) and payload]
+
+    def end(self):
+        self.process.kill()
+        self.process.wait()
+        self.process.stdout.close()
+
+
+class Bridge:
+    """A running vantry-bridge, whose words are in a file."""
+
+    def __init__(self, folder, *options):
+        self.log = os.path.join(folder, "bridge.log")
+        self.process = started([BRIDGE, *options], self.log)
+
+    def said(self):
+        with open(self.log) as file:
+            return file.read()
+
+    def end(self, number=signal.SIGTERM):
+        if self.process.poll() is None:
+            self.process.send_signal(number)
+        return self.process.wait(PATIENCE)
+
+
+@unittest.skipUnless(HAS_BROKER, "mosquitto or mosquitto-clients isn't installed")
+class BridgeTestCase(unittest.TestCase):
+    """Has a folder, and starts brokers, hubs, readers and bridges that end with the test."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def broker(self, settings="allow_anonymous true\n"):
+        broker = Broker(self.folder, settings)
+        self.addCleanup(broker.kill)
+        return broker
+
+    def hub(self):
+        hub = RunningHub()
+        self.addCleanup(hub.end)
+        return hub
+
+    def reader(self, port, filter="#", more=()):
+        reader = Reader(port, filter, more)
+        self.addCleanup(reader.end)
+        return reader
+
+    def reader_before(self, bridge, broker):
+        """Starts the broker again, with a reader that has subscribed before the bridge connects."""
+        bridge.process.send_signal(signal.SIGSTOP)
+        broker.start()
+        reader = self.reader(broker.port)
+
+        def is_there():
+            subprocess.run(["mosquitto_pub", "-p", str(broker.port), "-t", "mark", "-m", "x"], check=True)
+            return reader.messages
+        eventually(is_there)
+        bridge.process.send_signal(signal.SIGCONT)
+        return reader
+
+    def bridge(self, broker, hub, *options, serial="P1"):
+        bridge = Bridge(self.folder, "--broker", broker.url, "--site", "lab", "--device", hub.device,
+                        "--serial", serial, "--batch", "0.1", "--batch-numbers", "0.1",
+                        "--reconnect-first", "0.1", "--reconnect-longest", "0.5", *options)
+        self.addCleanup(bridge.end)
+        return bridge
