@@ -14,6 +14,8 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
+#include <new>
 #include <optional>
 
 #include "platform/descriptors.h"
@@ -142,7 +144,10 @@ static_assert(EPOLLIN == POLLIN && EPOLLOUT == POLLOUT);
 }  // namespace
 
 Descriptors& Descriptors::OfSystem() {
-    static SystemDescriptors system;
+    // It is never destroyed, because threads and other static objects use it until the process
+    // ends.
+    alignas(SystemDescriptors) static std::array<std::byte, sizeof(SystemDescriptors)> memory;
+    static SystemDescriptors& system = *new (memory.data()) SystemDescriptors;
     return system;
 }
 
