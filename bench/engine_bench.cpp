@@ -17,36 +17,14 @@
 #include "property/property_factories.h"
 #include "sample_messages.h"
 #include "store/property_hub_store.h"
-#include "transport/frame/frame.h"
+#include "support/loop_stream.h"
 #include "wire/vocabulary/groups.h"
 #include "wire/vocabulary/hub_properties.h"
 
 namespace vantry::bench {
 namespace {
 
-/// Discards what is written; reading yields one frame again and again.
-class LoopStream final : public Stream {
-public:
-    explicit LoopStream(std::string text = "") {
-        frame.append(MessageFrameMagic.begin(), MessageFrameMagic.end());
-        for (int shift = 0; shift < 32; shift += 8) {
-            frame.push_back(static_cast<char>(text.size() >> shift & 0xFF));
-        }
-        frame += text;
-    }
-    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
-        const auto count = std::min(static_cast<std::size_t>(length), frame.size() - at);
-        std::copy_n(frame.data() + at, count, buffer);
-        at = (at + count) % frame.size();
-        return static_cast<std::int32_t>(count);
-    }
-    std::int32_t Write(const std::uint8_t*, std::int32_t length) override { return length; }
-    void Close() override {}
-
-private:
-    std::string frame;
-    std::size_t at = 0;
-};
+using test::LoopStream;
 
 /// An engine with its store in a temporary directory, which the destructor removes.
 struct Engine {

@@ -81,12 +81,11 @@ void FanOut::SendTo(const Group& group, const Selection& selection,
 }
 
 SharedFrame FanOut::FrameOf(const Selection& selection) const {
-    MessageFrame frame;
     std::size_t size = 64;
     for (const std::uint32_t place : selection) {
         size += MessageFrame::CopiedBytes(*records[place].text) + 1;
     }
-    frame.Buffer().reserve(size);
+    MessageFrame frame(size);
     frame.Buffer().append("{\"").append(Section::kGetResponses).append("\": [");
     for (const std::uint32_t place : selection) {
         frame.Append(records[place].text);

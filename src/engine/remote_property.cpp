@@ -29,9 +29,7 @@ std::optional<Bound> RemoteProperty::Charge() {
 
 RemoteProperty::StoreResult RemoteProperty::StoreReported(std::string_view text,
                                                           const Stream& reporter) {
-    std::string held;
-    GetValue(held);
-    if (held == text) {
+    if (HasValue(text)) {
         return {};
     }
     const std::optional<Bound> exceeded = ChargeValue(text, reporter);

@@ -1,13 +1,15 @@
 #include "engine/remote_property_table.h"
 
+#include "wire/key/key_text.h"
+
 namespace vantry {
 
 std::shared_ptr<RemoteProperty> RemotePropertyTable::Find(std::string_view guid,
                                                           std::string_view groupGuid,
                                                           std::string_view component) const {
-    const std::string key = FullKey(component, groupGuid, guid);
+    const KeyText key{component, groupGuid, guid};
     ScopedLock guard(lock);
-    return entries.Find(key);
+    return entries.Find(key.View());
 }
 
 bool RemotePropertyTable::Insert(const std::shared_ptr<RemoteProperty>& property) {

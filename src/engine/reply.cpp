@@ -22,10 +22,7 @@ constexpr std::size_t kStep = 256U << 10U;
 
 Reply::Reply(std::shared_ptr<ConnectionAccount> account, bool everything)
     : owner(account), charge(std::move(account), Resource::Answer) {
-    // This is enough for a single record of usual length.
-    constexpr std::size_t kUsual = 512;
     std::string& text = frame.Buffer();
-    text.reserve(kUsual);
     text.append("{\"");
     if (everything) {
         text.append(Section::kGetAllResponse).append("\": true,\"");

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "wire/json/json_escapes.h"
-#include "wire/key/property_key.h"
+#include "wire/key/key_text.h"
 
 namespace vantry {
 
@@ -25,12 +25,15 @@ bool ReportRights::Admits(const RecordView& report) const {
     }
     return settings.externalReports == ExternalReports::Any ||
            (report.component != ownComponent &&
-            !claimed.contains(FullKey(report.component, report.groupGuid, report.guid)));
+            !claimed.contains(KeyText{report.component, report.groupGuid, report.guid}.View()));
 }
 
 void ReportRights::Claim(const RecordView& report) {
     if (settings.externalReports == ExternalReports::Own) {
-        claimed.insert(FullKey(report.component, report.groupGuid, report.guid));
+        const KeyText key{report.component, report.groupGuid, report.guid};
+        if (!claimed.contains(key.View())) {
+            claimed.emplace(key.View());
+        }
     }
 }
 

@@ -2,8 +2,8 @@
 
 #include <string>
 #include <string_view>
-#include <unordered_set>
 
+#include "engine/key_set.h"
 #include "platform/hub_settings.h"
 #include "wire/record_text.h"
 
@@ -31,7 +31,7 @@ private:
     const std::string ownComponent;
     /// The full keys of all properties that internal streams have ever reported. Keys are never
     /// removed, because a component that has withdrawn a property may announce it again.
-    std::unordered_set<std::string> claimed;
+    KeySet claimed;
 };
 
 /// Returns whether `text` between double quotes is exactly one string of JSON with good escapes and

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "wire/key/key_text.h"
 #include "wire/key/property_key.h"
 
 // One table holds the properties in the order of their keys, and each group in the order of its
@@ -28,7 +29,7 @@ bool PropertyCatalog::AddProperty(std::shared_ptr<Property> property) {
 
 std::shared_ptr<Property> PropertyCatalog::FindProperty(std::string_view guid,
                                                         std::string_view groupGuid) const {
-    return guid.empty() ? nullptr : FindByKey(CatalogKey(groupGuid, guid));
+    return guid.empty() ? nullptr : FindByKey(KeyText{groupGuid, guid}.View());
 }
 
 std::shared_ptr<Property> PropertyCatalog::FindByKey(std::string_view key) const {

@@ -43,6 +43,11 @@ Refusal StringProperty::SetValue(std::string_view text) {
     return NotifyChanged();
 }
 
+bool StringProperty::HasValue(std::string_view text) const {
+    ScopedLock guard(lock);
+    return value == text;
+}
+
 void StringProperty::GetValue(std::string& text) const {
     ScopedLock guard(lock);
     text = value;

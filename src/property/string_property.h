@@ -19,6 +19,8 @@ public:
     virtual Refusal SetValue(std::string_view text);
     /// Replaces `text` by the value.
     virtual void GetValue(std::string& text) const;
+    /// Returns whether this is the value.
+    bool HasValue(std::string_view text) const;
 
 private:
     Lock lock;

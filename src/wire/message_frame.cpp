@@ -22,7 +22,8 @@ void SetLength(std::string& head, std::size_t length) {
 
 }  // namespace
 
-MessageFrame::MessageFrame() {
+MessageFrame::MessageFrame(std::size_t expected) {
+    bytes.reserve(expected);
     for (const std::uint8_t byte : MessageFrameMagic) {
         bytes.push_back(static_cast<char>(byte));
     }

@@ -14,7 +14,8 @@ namespace vantry {
 /// A frame to be sent: the head that every message has, followed by the text. Used by one thread.
 class MessageFrame {
 public:
-    MessageFrame();
+    /// `expected` is the memory in bytes that is reserved for the frame.
+    explicit MessageFrame(std::size_t expected = 512);
 
     /// Returns the bytes so far, which begin with the head unless Append has shared a text. The
     /// caller appends text to them.

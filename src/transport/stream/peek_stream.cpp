@@ -46,12 +46,12 @@ std::int32_t PeekStream::Write(const std::uint8_t* buffer, std::int32_t length) 
 }
 
 bool PeekStream::Peek(std::int32_t size) {
-    Bytes bytes = std::make_unique_for_overwrite<std::uint8_t[]>(static_cast<std::size_t>(size));
+    Bytes bytes = TakeMemory(size);
     const std::int32_t count = Refill(bytes.get(), size);
     if (count <= 0) {
         return false;
     }
-    Adopt(std::move(bytes), count);
+    Adopt(std::move(bytes), size, count);
     return true;
 }
 
@@ -93,15 +93,26 @@ std::int32_t PeekStream::PeekCopy(std::uint8_t* buffer, std::int32_t length) {
 }
 
 std::int32_t PeekStream::Fill(std::int32_t length) {
-    Bytes bytes = std::make_unique_for_overwrite<std::uint8_t[]>(static_cast<std::size_t>(length));
+    Bytes bytes = TakeMemory(length);
     const std::int32_t count = inner->Read(bytes.get(), length);
     if (count > 0) {
-        Adopt(std::move(bytes), count);
+        Adopt(std::move(bytes), length, count);
     }
     return count;
 }
 
-void PeekStream::Adopt(Bytes bytes, std::int32_t count) {
+PeekStream::Bytes PeekStream::TakeMemory(std::int32_t size) {
+    return spare && spareSize == size
+               ? std::move(spare)
+               : std::make_unique_for_overwrite<std::uint8_t[]>(static_cast<std::size_t>(size));
+}
+
+void PeekStream::Adopt(Bytes bytes, std::int32_t size, std::int32_t count) {
+    if (window) {
+        spare = window->Release();
+        spareSize = windowSize;
+    }
+    windowSize = size;
     window.emplace(std::move(bytes), static_cast<std::uint32_t>(count));
     buffered = true;
     lastPeek = count;

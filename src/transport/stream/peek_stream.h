@@ -49,10 +49,17 @@ private:
     std::int32_t Refill(std::uint8_t* bytes, std::int32_t size);
     /// Does the same for a window of which nothing was consumed.
     std::int32_t SlideOrTopUp(std::uint8_t* bytes, std::int32_t size);
-    void Adopt(Bytes bytes, std::int32_t count);
+    /// Returns memory of `size` bytes for a window.
+    Bytes TakeMemory(std::int32_t size);
+    void Adopt(Bytes bytes, std::int32_t size, std::int32_t count);
 
     const std::shared_ptr<Stream> inner;
     std::optional<StreamBuffer> window;
+    /// The size of the memory of the window.
+    std::int32_t windowSize = 0;
+    /// The memory of the window before this one, which the next window takes if it fits.
+    Bytes spare;
+    std::int32_t spareSize = 0;
     /// Whether the window has bytes that Read hasn't consumed.
     bool buffered = false;
     /// How many bytes the window had when it was made.

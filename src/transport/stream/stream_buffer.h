@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 namespace vantry {
 
@@ -37,6 +38,9 @@ public:
         std::memcpy(out, data.get() + readPos, copied);
         return copied;
     }
+
+    /// Returns the memory of the block, which can't be used any more.
+    std::unique_ptr<std::uint8_t[]> Release() { return std::move(data); }
 
     /// Returns how many bytes are stored and not consumed.
     std::uint32_t Untaken() const { return writePos - readPos; }

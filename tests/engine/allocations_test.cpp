@@ -1,0 +1,54 @@
+// How often the memory of the heap is asked for while a message is processed, from the look-ahead
+// window to the reply. Sanitizers and the standard library's debug mode don't change the number.
+
+#include <gtest/gtest.h>
+
+#include "support/allocations.h"
+#include "support/loop_stream.h"
+#include "support/test_hub.h"
+
+namespace vantry {
+namespace {
+
+using namespace test;
+
+class EngineAllocations : public testing::Test {
+protected:
+    /// Returns how many allocations the thread makes for the message once everything that lasts has
+    /// been made.
+    std::size_t Of(const std::string& text) {
+        const auto stream = std::make_shared<PeekStream>(std::make_shared<LoopStream>(text));
+        std::size_t before = 0;
+        for (int times = 0; times < 3; ++times) {
+            before = AllocationsOfThisThread().count;
+            EXPECT_EQ(hub.sessions->ProcessNext(stream), 1U);
+        }
+        return AllocationsOfThisThread().count - before;
+    }
+    TestHub hub;
+};
+
+TEST_F(EngineAllocations, AMessageAsksForLittleMemoryAndAnEntryOnlyForItsTexts) {
+    const auto reports = [](std::size_t count) {
+        return Many("PropertyGetResponses", count, [](std::size_t number) {
+            return ReportEntry(
+                {"COMPONENT", "GROUP", "A NAME OF SOME LENGTH " + std::to_string(number)},
+                "the same value as before");
+        });
+    };
+    const auto reads = [](std::size_t count) {
+        return Many("PropertyGetRequests", count, [](std::size_t number) {
+            return R"({"Component": "COMPONENT","GUID": "GROUP:A NAME OF SOME LENGTH )" +
+                   std::to_string(number) + "\"}";
+        });
+    };
+    EXPECT_LE(Of(Get(PublishingPeriod())), 8U);
+    // The texts of an entry are one piece of memory; lists and answers grow by doubling.
+    constexpr std::size_t kEntries = 400;
+    constexpr std::size_t kBesides = 24;
+    EXPECT_LE(Of(reports(kEntries)), kEntries + kBesides);
+    EXPECT_LE(Of(reads(kEntries)), kEntries + kBesides);
+}
+
+}  // namespace
+}  // namespace vantry
