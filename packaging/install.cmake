@@ -1,7 +1,7 @@
 # What `cmake --install` puts where. The Debian packages (debian/) take their files from there.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS vantryd vantry RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS vantryd vantry vantry-gateway RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS prn LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 # The client library: an archive, its headers, a CMake package and a pkg-config file.
@@ -31,7 +31,7 @@ install(FILES ${PROJECT_BINARY_DIR}/vantry-client.pc ${PROJECT_BINARY_DIR}/vantr
 
 # The service, its user and its directories. System paths don't follow the prefix.
 set(VANTRY_SYSTEM_LIBDIR lib)
-install(FILES packaging/systemd/vantryd.service
+install(FILES packaging/systemd/vantryd.service packaging/systemd/vantry-gateway.service
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/systemd/system)
 install(FILES packaging/limits DESTINATION /etc/vantry)
 install(FILES packaging/systemd/vantry.sysusers
@@ -40,7 +40,9 @@ install(FILES packaging/systemd/vantry.tmpfiles
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/tmpfiles.d RENAME vantry.conf)
 
 install(FILES packaging/man/vantry.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(FILES packaging/man/vantryd.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(DIRECTORY packaging/prometheus DESTINATION ${CMAKE_INSTALL_DATADIR}/vantry)
+install(FILES packaging/man/vantryd.8 packaging/man/vantry-gateway.8
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES packaging/completions/vantry.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vantry)
 install(FILES packaging/completions/_vantry

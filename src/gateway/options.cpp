@@ -146,7 +146,7 @@ Options OptionsFrom(const Typed& typed) {
     options.server.certificate = typed.certificate;
     options.server.key = typed.key;
     options.names = {typed.hosts.begin(), typed.hosts.end()};
-    options.history = typed.history;
+    options.history = typed.history.empty() ? DefaultHistory().string() : typed.history;
     options.allowWrite = typed.allowWrite;
     return options;
 }

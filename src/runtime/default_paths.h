@@ -38,4 +38,10 @@ inline std::filesystem::path DefaultDevices(const std::filesystem::path& root) {
     return runtime.empty() ? root / "devices" : runtime / "vantry";
 }
 
+/// Returns the file in which the history is recorded. Its folder stands beside the root, which
+/// holds the printer's files alone. It need not exist.
+inline std::filesystem::path DefaultHistory() {
+    return DefaultRoot().parent_path() / "vantry-history/history.db";
+}
+
 }  // namespace vantry

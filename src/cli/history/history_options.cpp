@@ -6,9 +6,7 @@
 namespace vantry::cli {
 
 std::filesystem::path HistoryOptions::File() const {
-    // The folder stands beside that of the hub, which holds the printer's files alone.
-    return file.empty() ? DefaultRoot().parent_path() / "vantry-history/history.db"
-                        : std::filesystem::path(file);
+    return file.empty() ? DefaultHistory() : std::filesystem::path(file);
 }
 
 client::Result<history::Span> HistoryOptions::Span() const {
