@@ -65,7 +65,7 @@ class Installed(HubTestCase):
             return None
 
     def test_the_guide_does_what_it_says(self):
-        read, wrong, write, watch, component, broken, export = blocks("python")
+        read, wrong, write, watch, owners, component, broken, export = blocks("python")
         self.assertEqual(self.output("-c", read), "500 500 Vantry\n")
         self.assertIn("can't reach the hub at 127.0.0.1:1: Connection refused", self.output("-c", wrong))
         self.assertEqual(self.output("-c", write), "750\n")
@@ -76,6 +76,7 @@ class Installed(HubTestCase):
                 self.eventually(lambda: self.value(hub, "Fans/Fan Speed") == "0")
                 self.assertEqual(hub.set("Fan Speed", 1200).number, 1200)
                 self.eventually(lambda: "the fan turns at 1200\n" in lines)
+                self.assertRegex(self.output("-c", owners), r"Fans/Fan Speed \| alive \| [0-9]+ m?s\n")
                 self.eventually(lambda: int(self.value(hub, "Air Temperature")) > 20)
             with self.running("-c", broken):
                 self.eventually(lambda: self.value(hub, "Printhead Temperature") == "4294967295")

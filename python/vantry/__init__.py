@@ -13,14 +13,18 @@
 from .aio import AsyncHub, Which
 from .announcement import Announcement, Component, guid_of
 from .endpoint import Endpoint
-from .errors import NoConnection, NotAHub, NotFound, Refused, TimedOut, VantryError
+from .errors import NoConnection, NotAHub, NotFound, OwnerGone, Refused, TimedOut, VantryError
+from .heartbeat import HEARTBEAT_GROUP
 from .options import Options
+from .owners import Age, Owners, OwnerState, Presence
 from .properties import OWN_COMPONENT, Change, ChangeKind, Property, PropertyId, Value, ValueType
 from .subscription import AsyncSubscription
 from .sync import Hub, Subscription
 
 __all__ = [
+    "HEARTBEAT_GROUP",
     "OWN_COMPONENT",
+    "Age",
     "Announcement",
     "AsyncHub",
     "AsyncSubscription",
@@ -33,6 +37,10 @@ __all__ = [
     "NotAHub",
     "NotFound",
     "Options",
+    "OwnerGone",
+    "OwnerState",
+    "Owners",
+    "Presence",
     "Property",
     "PropertyId",
     "Refused",

@@ -9,16 +9,18 @@ from __future__ import annotations
 
 import asyncio
 import contextlib
-from types import TracebackType
-from typing import FrozenSet, Iterable, List, Optional, Type, Union
+from typing import FrozenSet, Iterable, List, Optional, Union
 
 from . import messages
 from .announcement import Announcement
+from .closing import AsyncClosing
 from .connection import PUBLISHING_PERIOD, Connection
 from .endpoint import Address, Endpoint, endpoint_of
-from .errors import NoConnection, NotFound, Refused, TimedOut, VantryError
+from .errors import NoConnection, NotFound, OwnerGone, Refused, TimedOut, VantryError
+from .heartbeat import HEARTBEAT_GROUP
 from .options import Options, log
 from .owner import Owner
+from .owners import OwnerState, Owners, Presence
 from .properties import ChangeKind, Property, PropertyId, Value, mean_the_same, text_of
 from .reconnect import keep_connected
 from .subscription import AsyncSubscription, Interest
@@ -27,8 +29,11 @@ from .waiting import within
 Which = Union[PropertyId, str]
 """A property: its identity, or its name, or its group's name, "/" and its name."""
 
+WITHOUT_OWNER = 1.0
+"""The seconds that a write has whose owner is known to be gone."""
 
-class AsyncHub:
+
+class AsyncHub(AsyncClosing):
     """Made with connect(); use it in `async with`, or call close()."""
 
     def __init__(self, endpoint: Endpoint, options: Options, first: Connection):
@@ -37,7 +42,7 @@ class AsyncHub:
         self.options = options
         self._connection: Optional[Connection] = None
         self._closing = False
-        self._owner = Owner(options.deadline)
+        self._owner = Owner(options.deadline, options.heartbeat)
         self._subscriptions: List[AsyncSubscription] = []
         self._task = asyncio.ensure_future(keep_connected(endpoint, options, self._serve, first))
 
@@ -56,6 +61,7 @@ class AsyncHub:
         stay in the hub with their last values, and writes to them go nowhere: withdraw() them first if
         that isn't wanted."""
         self._closing = True
+        self._owner.end()
         with contextlib.suppress(VantryError):
             if self.connected:
                 await self.flush()
@@ -64,17 +70,6 @@ class AsyncHub:
         self._task.cancel()
         with contextlib.suppress(asyncio.CancelledError):
             await self._task
-
-    async def __aenter__(self) -> AsyncHub:
-        return self
-
-    async def __aexit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        error: Optional[BaseException],
-        trace: Optional[TracebackType],
-    ) -> None:
-        await self.close()
 
     @property
     def connected(self) -> bool:
@@ -105,7 +100,8 @@ class AsyncHub:
 
     async def set(self, which: Which, value: Value) -> Property:
         """Sends a write, waits until the property has the value, and returns it. Raises NotFound, and
-        TimedOut if it doesn't take the value. If it has that value already, this returns once the write
+        TimedOut if it doesn't take the value; that is OwnerGone, after a second or at the deadline, if
+        the heartbeat of its owner shows that the program has ended. If it has that value already, this returns once the write
         is sent: the result of a command that is run again with the same result can't be told."""
         one = await self._identity(which)
         text = text_of(value)
@@ -116,15 +112,21 @@ class AsyncHub:
             now = await self.read(one)
             if mean_the_same(now.value, text):
                 return now
+            gone = (await self._owner_of(one)).presence is Presence.GONE
+            # A program without heartbeats may have become the owner since.
+            patience = min(WITHOUT_OWNER, self.options.deadline) if gone else self.options.deadline
             try:
-                taken = await within(self.options.deadline, _until(changes, text))
+                taken = await within(patience, _until(changes, text))
             except asyncio.TimeoutError:
                 taken = await self.read(one)
         if mean_the_same(taken.value, text):
             return taken
+        owner = await self._owner_of(one)
+        if owner.presence is Presence.GONE:
+            raise OwnerGone(f"{before} has no owner any more: {owner.why}; it is still '{taken.value}'")
+        why = "its owner refuses it" if owner.presence is Presence.ALIVE else "its owner refuses it, or is gone"
         raise TimedOut(
-            f"{before} is '{taken.value}' and did not take '{text}' in {self.options.deadline:g} s: its "
-            "owner refuses it, or is gone"
+            f"{before} is '{taken.value}' and did not take '{text}' in {self.options.deadline:g} s: {why}"
         )
 
     def changes(
@@ -204,6 +206,9 @@ class AsyncHub:
 
     async def _find(self, name: str) -> Property:
         return _named(name, await self.read_all(), self.endpoint)
+
+    async def _owner_of(self, one: PropertyId) -> OwnerState:
+        return Owners(await self.read_group(HEARTBEAT_GROUP)).of(one)
 
     async def _write(self, one: PropertyId, value: Value) -> None:
         if self.endpoint.is_external:

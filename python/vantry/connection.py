@@ -18,6 +18,7 @@ from typing import Callable, Deque, Dict, Iterable, List, Optional
 from . import messages
 from .endpoint import Endpoint
 from .errors import NoConnection, NotAHub, TimedOut, VantryError
+from .lookup import look_up
 from .messages import Write
 from .properties import OWN_COMPONENT, Property, PropertyId
 from .waiting import within
@@ -186,7 +187,8 @@ def _resolve(answer: "Optional[asyncio.Future[List[Property]]]", found: List[Pro
 async def _connect(endpoint: Endpoint) -> "tuple[asyncio.StreamReader, asyncio.StreamWriter]":
     if endpoint.path:
         return await asyncio.open_unix_connection(endpoint.path)
-    return await asyncio.open_connection(endpoint.host, endpoint.port, family=socket.AF_INET)
+    address = await look_up(endpoint.host)
+    return await asyncio.open_connection(address, endpoint.port, family=socket.AF_INET)
 
 
 def _keep_alive(writer: asyncio.StreamWriter) -> None:

@@ -23,3 +23,7 @@ class NotFound(VantryError):
 
 class Refused(VantryError):
     """What was asked can't be: a value of another type, a property that is announced already."""
+
+
+class OwnerGone(TimedOut):
+    """Nobody takes what is written: the program that owned the property has ended."""

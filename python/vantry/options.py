@@ -23,6 +23,8 @@ class Options:
     interval: float = 10.0
     """How often a subscription reads its properties again; 0 for only after long messages and
     interruptions."""
+    heartbeat: float = 10.0
+    """How often announced properties show that their program runs (see Owners); 0 for never."""
     on_connection: Optional[Callable[[bool], object]] = None
     """Called with True when the connection for questions is there, and with False when it is gone. An
     AsyncHub calls it on its event loop, a Hub on the thread of its handlers."""

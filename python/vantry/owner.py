@@ -18,6 +18,7 @@ from . import messages
 from .announcement import Announcement
 from .connection import Connection
 from .errors import NotFound, Refused, TimedOut
+from .heartbeat import Heartbeats
 from .messages import Write
 from .options import log
 from .properties import PropertyId, Value, ValueType, fits, mean_the_same, text_of
@@ -29,8 +30,9 @@ PAUSE_BEFORE_RETURN = 0.55
 class Owner:
     """Belongs to one event loop. Nothing blocks but the coroutines."""
 
-    def __init__(self, deadline: float):
+    def __init__(self, deadline: float, heartbeat: float):
         self._deadline = deadline
+        self._heartbeats = Heartbeats(heartbeat)
         self._announced: Dict[PropertyId, Announcement] = {}
         self._known: Set[PropertyId] = set()
         """What the hub has been told over the present connection."""
@@ -51,8 +53,10 @@ class Owner:
             if one.id in self._announced or one.id in added:
                 raise Refused(f'"{one.name}" is announced already')
             added[one.id] = one
+        for one in self._heartbeats.join(added.values()):
+            added.setdefault(one.id, one)
         self._announced.update(added)
-        self._wake.set()
+        self._beat()
         try:
             # Taking over what an earlier run has left is a matter of the hub's ticks.
             await self._wait(lambda: added.keys() <= self._known, PAUSE_BEFORE_RETURN)
@@ -69,9 +73,29 @@ class Owner:
         text = text_of(value)
         if not fits(announced.type, text):
             raise Refused(f"'{text}' is no value of \"{announced.name}\"")
-        self._announced[one] = replace(announced, value=text)
-        self._changed[one] = None
+        self._heartbeats.note(one)
+        self._set(announced, text)
+
+    def _set(self, announced: Announcement, text: str) -> None:
+        self._announced[announced.id] = replace(announced, value=text)
+        self._changed[announced.id] = None
         self._wake.set()
+
+    def _beat(self, ended: bool = False) -> None:
+        """Gives the heartbeats their present values."""
+        for one, text in self._heartbeats.beat(ended).items():
+            if one in self._announced:
+                self._set(self._announced[one], text)
+        self._wake.set()
+
+    def end(self) -> None:
+        """Lets the heartbeats say that the program leaves the hub."""
+        self._beat(ended=True)
+
+    async def _keep_beating(self) -> None:
+        while self._heartbeats.interval:
+            await asyncio.sleep(self._heartbeats.interval)
+            self._beat()
 
     def withdraw(self, one: PropertyId) -> None:
         """Tells everybody that the property is gone, at once or when there is a connection again.
@@ -81,6 +105,9 @@ class Owner:
         self._changed.pop(one, None)
         self._known.discard(one)
         self._wake.set()
+        heartbeat = self._heartbeats.leave(one)
+        if heartbeat in self._announced:
+            self.withdraw(heartbeat)
 
     def _find(self, one: PropertyId) -> Announcement:
         if one not in self._announced:
@@ -107,6 +134,7 @@ class Owner:
         self._known.clear()
         connection.on_writes = self._take
         handling = asyncio.ensure_future(self._handle())
+        beating = asyncio.ensure_future(self._keep_beating())
         closed = asyncio.ensure_future(connection.wait_closed())
         closed.add_done_callback(lambda _: self._wake.set())
         try:
@@ -118,6 +146,7 @@ class Owner:
         finally:
             closed.cancel()
             handling.cancel()
+            beating.cancel()
 
     async def _tell(self, connection: Connection) -> None:
         """Sends the difference between what is and what the hub knows."""

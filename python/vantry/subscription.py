@@ -11,10 +11,10 @@ from __future__ import annotations
 import asyncio
 import contextlib
 from dataclasses import dataclass
-from types import TracebackType
-from typing import FrozenSet, List, Optional, Set, Type
+from typing import FrozenSet, List, Optional, Set
 
 from .backlog import Backlog
+from .closing import AsyncClosing
 from .connection import Connection
 from .endpoint import Endpoint
 from .errors import Refused, VantryError
@@ -24,8 +24,8 @@ from .properties import Change, ChangeKind, Property, PropertyId
 from .reconnect import keep_connected
 from .waiting import within
 
-LONG_PUBLICATION = 400
-"""So many records in one message come near the 499 changes that the hub keeps for a tick."""
+LONG_PUBLICATION = 250
+"""A message with so many records may belong to a burst, of which the hub keeps 499 changes a tick."""
 AT_ONCE_SECONDS = 0.1
 """Less than half of the shortest tick of a hub."""
 
@@ -44,7 +44,7 @@ class Interest:
         return not self.group or one.group == self.group
 
 
-class AsyncSubscription:
+class AsyncSubscription(AsyncClosing):
     """Use it in `async for`; it ends with close(). Belongs to the event loop that made it."""
 
     def __init__(self, endpoint: Endpoint, options: Options, interest: Interest, interval: float):
@@ -110,17 +110,6 @@ class AsyncSubscription:
         self._task.cancel()
         with contextlib.suppress(asyncio.CancelledError, Exception):
             await self._task
-
-    async def __aenter__(self) -> AsyncSubscription:
-        return self
-
-    async def __aexit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        error: Optional[BaseException],
-        trace: Optional[TracebackType],
-    ) -> None:
-        await self.close()
 
     def _ended(self, task: "asyncio.Task[None]") -> None:
         error = None if task.cancelled() else task.exception()

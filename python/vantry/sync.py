@@ -14,11 +14,11 @@ import threading
 from collections import deque
 from concurrent.futures import ThreadPoolExecutor
 from dataclasses import replace
-from types import TracebackType
-from typing import Callable, Coroutine, Deque, Iterable, Iterator, List, Optional, Type, TypeVar
+from typing import Callable, Coroutine, Deque, Iterable, Iterator, List, Optional, TypeVar
 
 from .aio import AsyncHub, Which
 from .announcement import Announcement, Handler
+from .closing import Closing
 from .endpoint import Address
 from .errors import NoConnection
 from .options import Options
@@ -73,7 +73,7 @@ class _Loop:
         self.handlers.shutdown(wait=False)
 
 
-class Subscription:
+class Subscription(Closing):
     """An iterator over changes; it waits for the next one. Use it in `with`, or call close()."""
 
     def __init__(self, loop: _Loop, inner: AsyncSubscription):
@@ -117,19 +117,8 @@ class Subscription:
         if not self._inner.closed:
             self._loop.run(self._inner.close())
 
-    def __enter__(self) -> Subscription:
-        return self
 
-    def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        error: Optional[BaseException],
-        trace: Optional[TracebackType],
-    ) -> None:
-        self.close()
-
-
-class Hub:
+class Hub(Closing):
     """A program's connection to the hub. Use it in `with`, or call close(). It ends with the program.
 
     What the operations return and raise is said at those of AsyncHub. They wait for the hub for the
@@ -163,17 +152,6 @@ class Hub:
         atexit.unregister(self.close)
         self._loop.run(self._hub.close())
         self._loop.end()
-
-    def __enter__(self) -> Hub:
-        return self
-
-    def __exit__(
-        self,
-        kind: Optional[Type[BaseException]],
-        error: Optional[BaseException],
-        trace: Optional[TracebackType],
-    ) -> None:
-        self.close()
 
     @property
     def connected(self) -> bool:

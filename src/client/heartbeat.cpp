@@ -56,6 +56,34 @@ std::string Decimal(std::uint64_t number, std::uint64_t unit) {
 
 std::string Quoted(const std::string& text) { return '"' + EscapeJsonText(text) + '"'; }
 
+struct ProcessFacts {
+    std::string state;
+    /// See Heartbeat::started.
+    std::uint64_t started = 0;
+};
+
+/// Returns what the system tells of a process, or empty facts.
+ProcessFacts FactsOf(std::uint32_t process) {
+    // The name of the program is in parentheses and may contain any character.
+    constexpr int kFieldsBetween = 18;
+    const std::string line = FirstLine("/proc/" + std::to_string(process) + "/stat");
+    const std::size_t name = line.rfind(')');
+    if (name == std::string::npos) {
+        return {};
+    }
+    std::istringstream fields(line.substr(name + 1));
+    ProcessFacts facts;
+    fields >> facts.state;
+    std::string skipped;
+    for (int count = 0; count < kFieldsBetween; ++count) {
+        fields >> skipped;
+    }
+    std::uint64_t ticks = 0;
+    fields >> ticks;
+    facts.started = ticks * 100 / static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
+    return facts;
+}
+
 /// Reads the members of a heartbeat.
 class Members {
 public:
@@ -104,36 +132,20 @@ private:
 
 std::uint64_t MachineMilliseconds() { return Milliseconds(CLOCK_BOOTTIME); }
 
-std::uint64_t StartOfProcess(std::uint32_t process) {
-    // The name of the program is in parentheses and may contain any character.
-    constexpr int kFieldsBetween = 19;
-    const std::string line = FirstLine("/proc/" + std::to_string(process) + "/stat");
-    const std::size_t name = line.rfind(')');
-    if (name == std::string::npos) {
-        return 0;
-    }
-    std::istringstream fields(line.substr(name + 1));
-    std::string skipped;
-    for (int count = 0; count < kFieldsBetween; ++count) {
-        fields >> skipped;
-    }
-    std::uint64_t ticks = 0;
-    fields >> ticks;
-    return ticks * 100 / static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK));
-}
-
 bool IsRunning(std::uint32_t process, std::uint64_t started) {
     if (process == 0 || (kill(static_cast<pid_t>(process), 0) != 0 && errno == ESRCH)) {
         return false;
     }
-    const std::uint64_t start = StartOfProcess(process);
-    return start == 0 || start == started;
+    const ProcessFacts facts = FactsOf(process);
+    // A process that has ended keeps its id until its parent has asked for its status.
+    const bool hasEnded = facts.state == "Z" || facts.state == "X";
+    return !hasEnded && (facts.started == 0 || facts.started == started);
 }
 
 Heartbeat Heartbeat::OfThisProcess() {
     Heartbeat beat;
     beat.process = static_cast<std::uint32_t>(getpid());
-    beat.started = StartOfProcess(beat.process);
+    beat.started = FactsOf(beat.process).started;
     std::array<char, 256> name{};
     gethostname(name.data(), name.size() - 1);
     beat.host = name.data();

@@ -48,8 +48,6 @@ struct Heartbeat {
 /// other clocks, all processes of a machine share it, and it is never set.
 std::uint64_t MachineMilliseconds();
 
-/// Returns the time at which the process started (see Heartbeat::started), 0 if it can't be read.
-std::uint64_t StartOfProcess(std::uint32_t process);
 /// Returns whether the process runs that had this id and started at this time. Returns true for a
 /// process with this id whose start can't be read.
 bool IsRunning(std::uint32_t process, std::uint64_t started);
