@@ -8,8 +8,8 @@
 
 // The character that an escape denotes is never longer than the escape, so memory of the size of
 // the text is enough for the text without escapes. Bytes between two escapes are copied in blocks.
-// A whole block may be written although only its first bytes are part of the result, because the
-// memory has at least as many bytes left as the text.
+// A whole block may be written although only its first bytes are part of the result, which is what
+// kUnescapeSlack is for.
 
 namespace vantry {
 namespace {
@@ -71,12 +71,13 @@ constexpr auto kUnescaped = [] {
 
 char Unescaped(char letter) { return kUnescaped[static_cast<unsigned char>(letter)]; }
 
-/// Copies bytes up to the first backslash or the end, and advances both places by their number.
+/// Copies bytes up to the first double quote, backslash or the end, and advances both places by
+/// their number.
 void CopyPlainBytes(const char*& from, const char* end, char*& to) {
     while (end - from >= ByteBlock::kBytes) {
         const ByteBlock block(from);
         block.CopyTo(to);
-        const std::uint32_t found = block.Find('\\');
+        const std::uint32_t found = block.Find('\\') | block.Find('"');
         const std::ptrdiff_t plain = found != 0 ? std::countr_zero(found) : ByteBlock::kBytes;
         from += plain;
         to += plain;
@@ -84,7 +85,7 @@ void CopyPlainBytes(const char*& from, const char* end, char*& to) {
             return;
         }
     }
-    while (from != end && *from != '\\') {
+    while (from != end && *from != '\\' && *from != '"') {
         *to++ = *from++;
     }
 }
@@ -137,34 +138,39 @@ std::size_t EscapeLength(const char* from, const char* end) {
 }
 
 std::string UnescapeJsonString(std::string_view text) {
-    std::string plain(text.size(), '\0');
-    plain.resize(UnescapeTo(plain.data(), text));
+    std::string plain(text.size() + kUnescapeSlack, '\0');
+    plain.resize(UnescapeTo(plain.data(), text.data(), text.data() + text.size()).length);
     return plain;
 }
 
-std::size_t UnescapeTo(char* memory, std::string_view text) {
-    const char* from = text.data();
-    const char* const end = from + text.size();
+Unescaping UnescapeTo(char* memory, const char* from, const char* end) {
     char* to = memory;
+    // Where the result ends because of a zero byte; what follows is only checked.
+    const char* zero = nullptr;
     for (;;) {
         CopyPlainBytes(from, end, to);
-        if (from == end) {
-            break;
-        }
-        if (from[1] != 'u') {
+        while (end - from >= 2 && *from == '\\' && Unescaped(from[1]) != 0) {
             *to++ = Unescaped(from[1]);
             from += 2;
+        }
+        if (from == end || *from == '"') {
+            break;
+        }
+        if (*from != '\\') {
             continue;
+        }
+        if (EscapeLength(from, end) != kUnicodeEscape) {
+            break;
         }
         const std::uint32_t unit = HexValue(from[2]) << 12U | HexValue(from[3]) << 8U |
                                    HexValue(from[4]) << 4U | HexValue(from[5]);
-        if (unit == 0) {
-            break;
+        if (unit == 0 && zero == nullptr) {
+            zero = to;
         }
         to = AppendUtf8CodePoint(to, unit);
         from += kUnicodeEscape;
     }
-    return static_cast<std::size_t>(to - memory);
+    return {from, static_cast<std::size_t>((zero != nullptr ? zero : to) - memory)};
 }
 
 char* AppendUtf8CodePoint(char* to, std::uint32_t unit) {

@@ -22,9 +22,20 @@ std::size_t EscapeLength(const char* from, const char* end);
 /// Returns the text with its escapes replaced by the characters that they denote. Requires that all
 /// escapes are good. The result ends before the first zero byte that an escape denotes.
 std::string UnescapeJsonString(std::string_view text);
-/// Writes the same result to `memory`, which must have the size of the text and not overlap it.
-/// Returns the number of bytes of the result.
-[[nodiscard]] std::size_t UnescapeTo(char* memory, std::string_view text);
+
+/// The result of UnescapeTo.
+struct Unescaping {
+    /// The place of the double quote or of the bad escape, or the end.
+    const char* stop;
+    /// The number of bytes that were written.
+    std::size_t length;
+};
+/// How much more memory than the text UnescapeTo needs.
+inline constexpr std::size_t kUnescapeSlack = 16;
+/// Writes the text from `from` up to the first double quote that isn't escaped, the first bad
+/// escape or `end`, with its escapes replaced by the characters that they denote. The result ends
+/// before the first zero byte that an escape denotes. `memory` must not overlap the text.
+[[nodiscard]] Unescaping UnescapeTo(char* memory, const char* from, const char* end);
 
 /// Writes a 16-bit code unit as up to three bytes of UTF-8, and returns the place after them.
 /// Surrogates are not combined: each becomes three bytes.

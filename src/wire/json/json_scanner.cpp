@@ -172,22 +172,35 @@ bool JsonScanner::ScanDoubleQuoted() {
     if (at < noStringBefore) {
         return false;
     }
-    bool hasEscapes = false;
-    const char* place = FindQuoteOrBackslash(at + 1, end);
-    while (place != end && *place == '\\') {
-        const std::size_t length = EscapeLength(place, end);
-        if (length == 0) {
-            break;
-        }
-        hasEscapes = true;
-        place = FindQuoteOrBackslash(place + length, end);
+    const char* const place = FindQuoteOrBackslash(at + 1, end);
+    if (place != end && *place == '\\') {
+        return ScanEscaped(place);
     }
-    if (place == end || *place != '"') {
+    if (place == end) {
         noStringBefore = place;
         return false;
     }
-    string = {{at + 1, place}, hasEscapes};
+    string = {{at + 1, place}, false};
     at = place + 1;
+    return true;
+}
+
+bool JsonScanner::ScanEscaped(const char* place) {
+    if (!apart) {
+        // No two strings overlap, and none is longer without its escapes.
+        apart = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(end - at) +
+                                                       kUnescapeSlack);
+        free = apart.get();
+    }
+    char* const escapes = std::copy(at + 1, place, free);
+    const Unescaping result = UnescapeTo(escapes, place, end);
+    if (result.stop == end || *result.stop != '"') {
+        noStringBefore = result.stop;
+        return false;
+    }
+    string = {{free, escapes + result.length}, true};
+    free = escapes + result.length;
+    at = result.stop + 1;
     return true;
 }
 

@@ -1,15 +1,17 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string_view>
 
 namespace vantry {
 
-/// A string of the text, without its quotes and with its escapes.
-struct JsonRawText {
-    std::string_view raw;
-    /// Whether `raw` has escapes, all of which are good (see UnescapeJsonString).
-    bool hasEscapes = false;
+/// A string of the text, without its quotes and escapes.
+struct JsonScannedText {
+    std::string_view text;
+    /// Whether the text had escapes. It isn't a part of the scanned text then, but lives as long as
+    /// the scanner.
+    bool isApart = false;
 };
 
 /// Divides text into the tokens of the hub's dialect of JSON, which accepts some texts that JSON
@@ -53,7 +55,7 @@ public:
     }
 
     /// The value of the last token is in the field for its type.
-    JsonRawText string;
+    JsonScannedText string;
     std::int64_t integer = 0;
     double real = 0;
     bool boolean = false;
@@ -65,6 +67,8 @@ private:
         }
     }
     bool ScanDoubleQuoted();
+    /// Scans a string whose first backslash is at `place`.
+    bool ScanEscaped(const char* place);
     bool ScanSingleQuoted();
     bool ScanNumber(Token& token);
     bool ScanWord(std::string_view word);
@@ -74,6 +78,10 @@ private:
     /// A double quote before this place begins no string, because an earlier attempt that passed it
     /// has failed.
     const char* noStringBefore;
+    /// The memory of the texts that had escapes, and its first free byte. It is made when the first
+    /// of them is found, and has the size of the text that follows.
+    std::unique_ptr<char[]> apart;
+    char* free = nullptr;
 };
 
 }  // namespace vantry

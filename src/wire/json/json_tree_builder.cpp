@@ -4,8 +4,6 @@
 #include <cstring>
 #include <new>
 
-#include "wire/json/json_escapes.h"
-
 // Values are kept on one stack, without memory of their own, until their container is closed. Then
 // their number and the length of their texts are known, and the container gets one block of exactly
 // the necessary size: one allocation for the elements, their keys and their strings.
@@ -23,8 +21,8 @@ class JsonTreeBuilder::TextPlace {
 public:
     TextPlace() = default;
     /// Computes the size of the texts of all entries, and of their keys if they will be members.
-    /// `together` says that all of them are parts of the scanned text.
-    TextPlace(const Entry* from, const Entry* end, bool areMembers, bool together) {
+    TextPlace(const Entry* from, const Entry* end, bool areMembers) {
+        bool together = true;
         const char* first = nullptr;
         const char* last = nullptr;
         const auto add = [&](std::string_view text) {
@@ -40,6 +38,7 @@ public:
                 add(from->key);
             }
             add(from->Text());
+            together = together && !from->isApart;
         }
         // Twice is plenty for the texts of a protocol, and keeps memory in proportion.
         if (together && static_cast<std::size_t>(last - first) <= 2 * size) {
@@ -79,22 +78,19 @@ JsonTreeBuilder::~JsonTreeBuilder() {
     std::for_each(entries.begin(), entries.end(), DestroyChildren);
 }
 
-void JsonTreeBuilder::AddKey(const JsonRawText& text) {
-    key = text.hasEscapes ? unescapedKeys.emplace_front(UnescapeJsonString(text.raw)) : text.raw;
-}
-
 JsonTreeBuilder::Entry& JsonTreeBuilder::Append(JsonType type) {
     Entry& entry = entries.emplace_back();
     entry.key = key;
+    entry.isApart = keyIsApart;
     entry.type = type;
     return entry;
 }
 
-void JsonTreeBuilder::Add(const JsonRawText& text) {
+void JsonTreeBuilder::Add(const JsonScannedText& text) {
     Entry& entry = Append(JsonType::String);
-    entry.text = text.raw.data();
-    entry.textLength = text.raw.size();
-    entry.hasEscapes = text.hasEscapes;
+    entry.text = text.text.data();
+    entry.textLength = text.text.size();
+    entry.isApart = entry.isApart || text.isApart;
 }
 
 void JsonTreeBuilder::CloseArray(const Mark& mark) { Close<JsonValue>(mark, JsonType::Array); }
@@ -131,7 +127,7 @@ void JsonTreeBuilder::Close(const Mark& mark, JsonType type) {
     if (const std::size_t count = entries.size() - mark.firstChild; count != 0) {
         const Entry* const first = entries.data() + mark.firstChild;
         constexpr bool kAreMembers = std::is_same_v<Element, JsonMember>;
-        TextPlace place(first, first + count, kAreMembers, unescapedKeys.empty());
+        TextPlace place(first, first + count, kAreMembers);
         block = JsonBlock::Make<Element>(count, place.Size());
         auto* element = block->template Elements<Element>();
         place.SetTarget(reinterpret_cast<char*>(element + count));
@@ -148,6 +144,7 @@ void JsonTreeBuilder::Close(const Mark& mark, JsonType type) {
         entries.resize(mark.firstChild);
     }
     key = mark.key;
+    keyIsApart = mark.keyIsApart;
     Append(type).block = block;
 }
 
@@ -166,8 +163,7 @@ JsonValue JsonTreeBuilder::TakeRoot() {
         TextPlace none;
         Fill(value, root, none);
     } else {
-        value =
-            root.hasEscapes ? JsonValue(UnescapeJsonString(root.Text())) : JsonValue(root.Text());
+        value = JsonValue(root.Text());
     }
     return value;
 }
@@ -176,10 +172,7 @@ void JsonTreeBuilder::Fill(JsonValue& value, const Entry& entry, TextPlace& plac
     value.type = entry.type;
     switch (entry.type) {
         case JsonType::String: {
-            char* const text = place.Place(entry.Text());
-            const std::size_t length =
-                entry.hasEscapes ? UnescapeTo(text, entry.Text()) : entry.textLength;
-            value.string.Borrow(text, length);
+            value.string.Borrow(place.Place(entry.Text()), entry.textLength);
             break;
         }
         case JsonType::Object:

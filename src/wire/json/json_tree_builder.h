@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <forward_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,13 +27,17 @@ public:
     struct Mark {
         std::size_t firstChild = 0;
         std::string_view key;
+        bool keyIsApart = false;
     };
 
     /// Begins a container.
-    [[nodiscard]] Mark Open() const { return {entries.size(), key}; }
+    [[nodiscard]] Mark Open() const { return {entries.size(), key, keyIsApart}; }
     /// Sets the key of the value that is added next.
-    void AddKey(const JsonRawText& text);
-    void Add(const JsonRawText& text);
+    void AddKey(const JsonScannedText& text) {
+        key = text.text;
+        keyIsApart = text.isApart;
+    }
+    void Add(const JsonScannedText& text);
     void Add(std::int64_t number) { Append(JsonType::Integer).integer = number; }
     void Add(double number) { Append(JsonType::Float).real = number; }
     void Add(bool truth) { Append(JsonType::Bool).boolean = truth; }
@@ -60,7 +63,8 @@ private:
         std::size_t textLength;
         JsonType type;
         bool boolean;
-        bool hasEscapes;
+        /// Whether the key or the text isn't a part of the scanned text.
+        bool isApart;
 
         std::string_view Text() const {
             return type == JsonType::String ? std::string_view(text, textLength)
@@ -80,8 +84,7 @@ private:
 
     std::vector<Entry> entries;
     std::string_view key;
-    /// The unescaped forms of keys with escapes; keys are compared without escapes.
-    std::forward_list<std::string> unescapedKeys;
+    bool keyIsApart = false;
 };
 
 }  // namespace vantry
