@@ -8,7 +8,7 @@
 
 namespace vantry {
 
-ErrorLog::ErrorLog(PropertyStore& store, const Platform& platform, ThreadReaper& reaper,
+ErrorLog::ErrorLog(PropertyStore& store, Platform& platform, ThreadReaper& reaper,
                    std::uint32_t priority, std::u16string_view fileName, const NamedGuid& property)
     : fileNameProperty(
           MakeStringProperty(NarrowText(fileName), IdentityOf(property, Groups::kGeneral))) {
@@ -17,6 +17,9 @@ ErrorLog::ErrorLog(PropertyStore& store, const Platform& platform, ThreadReaper&
         platform.files, fileName, platform.accounting->Bounds()[Bound::LogBytes], reaper, priority);
     if (writer->IsOpen()) {
         writers.push_back(std::move(writer));
+    } else {
+        platform.notices.Tell(platform.files->ShownDirectory(fileName) + ": " +
+                              NarrowText(fileName) + " can't be opened; there is no log");
     }
 }
 

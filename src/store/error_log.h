@@ -18,14 +18,14 @@ namespace vantry {
 ///
 /// A line is the local time in the form of asctime, a comma, the message, a carriage return and a
 /// line feed. If the file can't be opened, or its thread can't be started, the hub runs without a
-/// log and nothing reports that.
+/// log. A file that can't be opened is told to the operator.
 class ErrorLog final : public SessionLog {
 public:
     /// Opens the file, starts its thread, and adds a property with the file's name and the identity
     /// `property` to `store`. `platform` isn't used after the constructor, except for its file
     /// system, of which the log shares ownership.
-    ErrorLog(PropertyStore& store, const Platform& platform, ThreadReaper& reaper,
-             std::uint32_t priority, std::u16string_view fileName, const NamedGuid& property);
+    ErrorLog(PropertyStore& store, Platform& platform, ThreadReaper& reaper, std::uint32_t priority,
+             std::u16string_view fileName, const NamedGuid& property);
     /// Waits up to 500 ms for the thread to write the lines that are queued.
     ~ErrorLog() override;
 

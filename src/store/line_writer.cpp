@@ -20,6 +20,7 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/clock.h"
 #include "runtime/event.h"
 #include "runtime/event_flags.h"
 #include "runtime/lock.h"
@@ -31,6 +32,7 @@ constexpr std::uint32_t kWork = 1;
 constexpr std::uint32_t kStop = 2;
 constexpr std::uint32_t kStopMilliseconds = 5000;
 constexpr std::size_t kUnfoldedLines = 100;
+constexpr std::uint64_t kBetweenNotices = 1'000 * kNanosecondsPerMillisecond;
 
 /// Removes all but the newest line of each prefix, which gets the place of the oldest one.
 void Fold(std::vector<PendingLine>& lines) {
@@ -50,8 +52,8 @@ void Fold(std::vector<PendingLine>& lines) {
 }  // namespace
 
 struct LineWriter::Shared {
-    Shared(std::shared_ptr<PropertyFile> propertyFile, Saves howToSave)
-        : file(std::move(propertyFile)), saves(howToSave) {}
+    Shared(std::shared_ptr<PropertyFile> propertyFile, Saves howToSave, Notices& operatorNotices)
+        : file(std::move(propertyFile)), saves(howToSave), notices(&operatorNotices) {}
 
     /// Saves the queued lines. Returns false at the first write that fails, with its lines queued
     /// again.
@@ -59,8 +61,9 @@ struct LineWriter::Shared {
         std::vector<PendingLine> lines;
         do {
             lines = TakeLines();
-            if (!file->Save(lines)) {
+            if (const FileResult saved = file->Save(lines); !saved) {
                 PutBack(std::move(lines));
+                TellFailure(saved);
                 return false;
             }
         } while (!lines.empty());
@@ -70,9 +73,29 @@ struct LineWriter::Shared {
     /// Saves the queued lines at the stop. Tries a second time after a failure, which may have been
     /// temporary, since there is no later time.
     void LastPass() {
-        if (!SavePass()) {
-            static_cast<void>(SavePass());
+        if (!SavePass() && !SavePass()) {
+            Tell("can't be saved; the last changes are lost");
         }
+    }
+
+    void TellFailure(const FileResult& failure) {
+        const std::uint64_t now = NowNanoseconds();
+        if (lastTold == 0 || now - lastTold >= kBetweenNotices) {
+            lastTold = now;
+            Tell("can't be saved (" + failure.Reason() + "); the changes wait in memory");
+        }
+    }
+
+    void Tell(const std::string& what) {
+        ScopedLock guard(noticesLock);
+        if (notices != nullptr) {
+            notices->Tell(file->ShownName() + " " + what);
+        }
+    }
+
+    void TellNoMore() {
+        ScopedLock guard(noticesLock);
+        notices = nullptr;
     }
 
     /// Removes and returns the lines of the next write: all queued lines, or only the oldest one.
@@ -115,13 +138,18 @@ struct LineWriter::Shared {
     std::deque<PendingLine> waiting GUARDED_BY(linesLock);
     EventFlags signal{true};
     std::atomic<bool> stopping{false};
+    Lock noticesLock;
+    /// Null when the owner has given up waiting.
+    Notices* notices GUARDED_BY(noticesLock);
+    /// Used only by whoever makes the passes.
+    std::uint64_t lastTold = 0;
     /// The thread sets this as its last action.
     Event ended{false};
 };
 
 LineWriter::LineWriter(std::shared_ptr<PropertyFile> propertyFile, Saves howToSave,
-                       ThreadReaper& reaper, std::uint32_t priority)
-    : shared(std::make_shared<Shared>(std::move(propertyFile), howToSave)),
+                       Notices& operatorNotices, ThreadReaper& reaper, std::uint32_t priority)
+    : shared(std::make_shared<Shared>(std::move(propertyFile), howToSave, operatorNotices)),
       thread(reaper.MakeThread(&LineWriter::Run, priority, "file-writer")) {
     auto argument = std::make_unique<std::shared_ptr<Shared>>(shared);
     threadRuns = thread->Start(argument.get());
@@ -133,11 +161,12 @@ LineWriter::LineWriter(std::shared_ptr<PropertyFile> propertyFile, Saves howToSa
 LineWriter::~LineWriter() {
     shared->stopping = true;
     shared->signal.Set(kStop);
-    if (threadRuns) {
-        static_cast<void>(shared->ended.Wait(kStopMilliseconds));
-    } else {
+    if (!threadRuns) {
         shared->LastPass();
+    } else if (!shared->ended.Wait(kStopMilliseconds)) {
+        shared->Tell("isn't saved yet, because the disk hangs; the last changes may be lost");
     }
+    shared->TellNoMore();
     thread.reset();
 }
 

@@ -15,6 +15,8 @@
 
 #include <utility>
 
+#include "platform/wide_text.h"
+
 namespace vantry {
 namespace {
 
@@ -36,43 +38,58 @@ PropertyFile::PropertyFile(std::shared_ptr<FileSystem> fileSystem, Saves howToSa
       backup(names.file + u".bak"),
       lock(FilesLock()) {}
 
-bool PropertyFile::Load(StoredLines& lines) {
+bool PropertyFile::Load(StoredLines& lines, std::vector<std::string>& problems) {
     ScopedLock guard(lock);
     std::string content;
-    const Found main = ReadGood(names.file, content);
+    const Found main = ReadGoodOrTell(names.file, content, problems);
     // The good lines of a file that also has a line of another form are used, unless the backup has
     // other values.
     if (main != Found::Refused) {
         static_cast<void>(ParsePropertyContent(content, lines));
     }
-    if (main != Found::Good &&
-        (ReadGood(backup, content) != Found::Good || !ParsePropertyContent(content, lines))) {
+    if (main != Found::Good && (ReadGoodOrTell(backup, content, problems) != Found::Good ||
+                                !ParsePropertyContent(content, lines))) {
         return false;
     }
     if (main == Found::Good) {
-        static_cast<void>(files->Replace(backup, content));
+        if (const FileResult copied = files->Replace(backup, content); !copied) {
+            problems.push_back(Shown(backup) + " can't be written (" + copied.Reason() + ")");
+        }
     } else if (main == Found::Nothing) {
         // If this fails, the next save reads the backup instead.
         static_cast<void>(files->Replace(names.file, content));
     }
     if (main != Found::Refused) {
-        ApplyOverride(TextOfPropertyContent(content), lines);
+        ApplyOverride(TextOfPropertyContent(content), lines, problems);
     }
     return true;
 }
 
-PropertyFile::Found PropertyFile::ReadGood(std::u16string_view name, std::string& content) {
-    const FileResult read = files->ReadAll(name, content);
-    if (!read) {
-        return read.IsMissing() ? Found::Nothing : Found::Refused;
+PropertyFile::Found PropertyFile::ReadGood(std::u16string_view name, std::string& content,
+                                           FileResult& result) {
+    result = files->ReadAll(name, content);
+    if (!result) {
+        return result.IsMissing() ? Found::Nothing : Found::Refused;
     }
     return IsGoodPropertyContent(content) ? Found::Good : Found::Nothing;
 }
 
-void PropertyFile::ApplyOverride(std::string_view text, StoredLines& lines) {
+PropertyFile::Found PropertyFile::ReadGoodOrTell(std::u16string_view name, std::string& content,
+                                                 std::vector<std::string>& problems) {
+    FileResult result;
+    const Found found = ReadGood(name, content, result);
+    if (found == Found::Refused) {
+        problems.push_back(Shown(name) + " can't be read (" + result.Reason() +
+                           "); its values aren't in force");
+    }
+    return found;
+}
+
+void PropertyFile::ApplyOverride(std::string_view text, StoredLines& lines,
+                                 std::vector<std::string>& problems) {
     std::string content;
     StoredLines overrides;
-    if (ReadGood(names.overrideFile, content) != Found::Good ||
+    if (ReadGoodOrTell(names.overrideFile, content, problems) != Found::Good ||
         !ParsePropertyContent(content, overrides)) {
         return;
     }
@@ -89,19 +106,16 @@ void PropertyFile::ApplyOverride(std::string_view text, StoredLines& lines) {
     overrideIsApplied = true;
 }
 
-bool PropertyFile::Save(const std::vector<PendingLine>& lines) {
+FileResult PropertyFile::Save(const std::vector<PendingLine>& lines) {
     ScopedLock guard(lock);
-    if (!FinishOverride()) {
-        return false;
-    }
-    if (lines.empty()) {
-        return true;
+    if (const FileResult finished = FinishOverride(); !finished || lines.empty()) {
+        return finished;
     }
     std::string text;
     if (unwritten) {
         text = *unwritten;
-    } else if (!ReadText(text)) {
-        return false;
+    } else if (const FileResult read = ReadText(text); !read) {
+        return read;
     }
     for (const PendingLine& line : lines) {
         text = ReplaceLine(text, line.prefix, line.line);
@@ -109,42 +123,47 @@ bool PropertyFile::Save(const std::vector<PendingLine>& lines) {
     return Write(std::move(text));
 }
 
-bool PropertyFile::FinishOverride() {
-    if (!overrideIsApplied) {
-        return true;
+FileResult PropertyFile::FinishOverride() {
+    FileResult result;
+    if (overrideIsApplied) {
+        if (unwritten) {
+            result = Write(*unwritten);
+        }
+        if (result) {
+            result = DeleteOverride();
+        }
+        overrideIsApplied = !result;
     }
-    if ((unwritten && !Write(*unwritten)) || !DeleteOverride()) {
-        return false;
-    }
-    overrideIsApplied = false;
-    return true;
+    return result;
 }
 
-bool PropertyFile::DeleteOverride() {
-    const FileResult deleted = files->Delete(names.overrideFile);
-    if (deleted || deleted.IsMissing()) {
-        return true;
+FileResult PropertyFile::DeleteOverride() {
+    FileResult result = files->Delete(names.overrideFile);
+    if (result || result.IsMissing()) {
+        return {};
     }
     // An empty file isn't a good override file, so the next start ignores it.
     std::unique_ptr<File> file;
-    return files->Open(names.overrideFile, FileUse::kWrite, file) && file->Cut(0);
+    result = files->Open(names.overrideFile, FileUse::kWrite, file);
+    return result ? file->Cut(0) : result;
 }
 
 /// Reads the text that the next write changes: that of the file, or of the backup if the file is
-/// missing or damaged, or an empty text if both are. Returns false if one of them can't be read at
-/// the moment.
-bool PropertyFile::ReadText(std::string& text) {
+/// missing or damaged, or an empty text if both are. Fails if one of them can't be read at the
+/// moment.
+FileResult PropertyFile::ReadText(std::string& text) {
     std::string content;
-    Found found = ReadGood(names.file, content);
+    FileResult result;
+    Found found = ReadGood(names.file, content, result);
     if (found == Found::Nothing) {
-        found = ReadGood(backup, content);
+        found = ReadGood(backup, content, result);
     }
     text = found == Found::Good ? TextOfPropertyContent(content) : "";
-    return found != Found::Refused;
+    return found == Found::Refused ? result : FileResult();
 }
 
-/// Writes `text` to the file. If that fails, keeps it as unwritten and returns false.
-bool PropertyFile::Write(std::string text) {
+/// Writes `text` to the file, or keeps it as unwritten if that fails.
+FileResult PropertyFile::Write(std::string text) {
     const std::string content = MakePropertyContent(text);
     const FileResult written =
         saves == Saves::Replace ? files->Replace(names.file, content) : WriteInPlace(content);
@@ -152,7 +171,12 @@ bool PropertyFile::Write(std::string text) {
     if (!written) {
         unwritten = std::move(text);
     }
-    return static_cast<bool>(written);
+    return written;
+}
+
+std::string PropertyFile::Shown(std::u16string_view name) const {
+    return files->ShownDirectory(name) + "/" +
+           NarrowText(name.substr(name.find_last_of(u"/\\") + 1));
 }
 
 FileResult PropertyFile::WriteInPlace(std::string_view content) {

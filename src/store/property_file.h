@@ -39,22 +39,29 @@ public:
 
     /// Reads the stored lines, applies those of the override file, and copies a good file to the
     /// backup. Returns false, with `lines` unspecified, if neither the file nor its backup is good.
-    /// The next Save writes the lines of the override and deletes the override file.
-    [[nodiscard]] bool Load(StoredLines& lines);
-    /// Completes what earlier calls couldn't write, and then writes `lines` with one write. Returns
-    /// false if any of this fails; the caller then passes the same lines, followed by newer ones,
-    /// to a later call.
-    [[nodiscard]] bool Save(const std::vector<PendingLine>& lines);
+    /// The next Save writes the lines of the override and deletes the override file. Appends a
+    /// sentence for the operator to `problems` for each file that is there but can't be used.
+    [[nodiscard]] bool Load(StoredLines& lines, std::vector<std::string>& problems);
+    /// Completes what earlier calls couldn't write, and then writes `lines` with one write. If any
+    /// of this fails, the caller passes the same lines, followed by newer ones, to a later call.
+    [[nodiscard]] FileResult Save(const std::vector<PendingLine>& lines);
+    /// Returns the path of the file on the machine, for messages.
+    std::string ShownName() const { return Shown(names.file); }
 
 private:
     enum class Found { Good, Nothing, Refused };
 
-    Found ReadGood(std::u16string_view name, std::string& content);
-    void ApplyOverride(std::string_view content, StoredLines& lines) REQUIRES(lock);
-    bool FinishOverride() REQUIRES(lock);
-    bool DeleteOverride();
-    bool ReadText(std::string& text);
-    bool Write(std::string text) REQUIRES(lock);
+    /// Reads a file whose content is good. `result` is that of the read.
+    Found ReadGood(std::u16string_view name, std::string& content, FileResult& result);
+    Found ReadGoodOrTell(std::u16string_view name, std::string& content,
+                         std::vector<std::string>& problems);
+    void ApplyOverride(std::string_view content, StoredLines& lines,
+                       std::vector<std::string>& problems) REQUIRES(lock);
+    FileResult FinishOverride() REQUIRES(lock);
+    FileResult DeleteOverride();
+    FileResult ReadText(std::string& text);
+    FileResult Write(std::string text) REQUIRES(lock);
+    std::string Shown(std::u16string_view name) const;
     FileResult WriteInPlace(std::string_view content);
 
     const std::shared_ptr<FileSystem> files;

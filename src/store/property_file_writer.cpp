@@ -7,7 +7,12 @@ namespace vantry {
 
 bool PropertyFileWriter::Load(const PropertyCatalog& catalog) {
     StoredLines stored;
-    if (!file->Load(stored)) {
+    std::vector<std::string> problems;
+    const bool isLoaded = file->Load(stored, problems);
+    for (const std::string& problem : problems) {
+        notices.Tell(problem);
+    }
+    if (!isLoaded) {
         return false;
     }
     lines.Wake();

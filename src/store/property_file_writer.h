@@ -18,16 +18,19 @@ namespace vantry {
 class PropertyFileWriter {
 public:
     /// Starts the thread of the LineWriter, which says what happens if that fails. `platform`
-    /// gives the way of saving and the file system, of which this object shares ownership.
-    PropertyFileWriter(const Platform& platform, ThreadReaper& reaper, std::uint32_t priority,
+    /// gives the way of saving and the file system, of which this object shares ownership. Its
+    /// notices must outlive the object.
+    PropertyFileWriter(Platform& platform, ThreadReaper& reaper, std::uint32_t priority,
                        PropertyFileNames names)
-        : file(std::make_shared<PropertyFile>(platform.files, platform.settings.saves,
+        : notices(platform.notices),
+          file(std::make_shared<PropertyFile>(platform.files, platform.settings.saves,
                                               std::move(names))),
-          lines(file, platform.settings.saves, reaper, priority) {}
+          lines(file, platform.settings.saves, notices, reaper, priority) {}
 
     /// Loads the stored values. Each is assigned to its property in `catalog` without calling
     /// callbacks, or kept for ClaimValue if there is no such property. Returns false, with nothing
-    /// changed, if neither the file nor its backup is good. Blocks for the disk.
+    /// changed, if neither the file nor its backup is good. Tells the operator which files can't be
+    /// used. Blocks for the disk.
     [[nodiscard]] bool Load(const PropertyCatalog& catalog);
     /// Removes and returns the kept value with this catalog key. Returns null if there is none.
     [[nodiscard]] std::shared_ptr<StringProperty> ClaimValue(const std::string& key);
@@ -38,6 +41,7 @@ private:
     /// Assigns or keeps each stored value.
     void Distribute(const PropertyCatalog& catalog, const StoredLines& stored);
 
+    Notices& notices;
     Lock loadedLock;
     std::map<std::string, std::shared_ptr<StringProperty>> loadedValues GUARDED_BY(loadedLock);
     const std::shared_ptr<PropertyFile> file;
