@@ -36,10 +36,9 @@ FileResult FileSystem::ReadAll(std::u16string_view name, std::string& content) {
 }
 
 FileResult FileSystem::Replace(std::u16string_view name, std::string_view content) {
-    const std::u16string beside = std::u16string(name) + u".new";
     {
         std::unique_ptr<File> file;
-        FileResult result = Open(beside, FileUse::kWrite | FileUse::kMake, file);
+        FileResult result = OpenBeside(name, file);
         // An earlier attempt may have left a longer file there.
         if (result) {
             result = file->Cut(0);
@@ -54,10 +53,18 @@ FileResult FileSystem::Replace(std::u16string_view name, std::string_view conten
             return result;
         }
     }
-    if (const FileResult renamed = Rename(beside, name); !renamed) {
+    if (const FileResult renamed = RenameBeside(name); !renamed) {
         return renamed;
     }
     return SyncDirectory(name);
+}
+
+FileResult FileSystem::OpenBeside(std::u16string_view name, std::unique_ptr<File>& opened) {
+    return Open(std::u16string(name) + u".new", FileUse::kWrite | FileUse::kMake, opened);
+}
+
+FileResult FileSystem::RenameBeside(std::u16string_view name) {
+    return Rename(std::u16string(name) + u".new", name);
 }
 
 FileResult FileSystem::Copy(std::u16string_view from, std::u16string_view to) {

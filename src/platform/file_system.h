@@ -102,10 +102,17 @@ public:
     /// Writes `content` to a file `name` + ".new", and renames that to `name`, so that `name` is
     /// the old file or the complete new one at any moment, also after a power cut. After a failure
     /// it is the old one, or, if only the last step failed, the new one, which a power cut may
-    /// still undo.
+    /// still undo. If `name` is a symbolic link, the file that it leads to is replaced.
     FileResult Replace(std::u16string_view name, std::string_view content);
     /// Replaces `to` by a copy of `from`.
     FileResult Copy(std::u16string_view from, std::u16string_view to);
+
+protected:
+    /// Opens the file `name` + ".new" for writing, and creates it if it is missing. Where `name` is
+    /// a link, it stands beside the file that the link leads to.
+    virtual FileResult OpenBeside(std::u16string_view name, std::unique_ptr<File>& opened);
+    /// Renames that file to `name`, or to the file that the link leads to.
+    virtual FileResult RenameBeside(std::u16string_view name);
 };
 
 }  // namespace vantry

@@ -94,6 +94,21 @@ int OpenFlags(std::uint32_t use) {
     return flags;
 }
 
+FileResult OpenPath(const std::filesystem::path& path, std::uint32_t use,
+                    std::unique_ptr<File>& opened) {
+    const int descriptor = open(path.c_str(), OpenFlags(use), kNewFileMode);
+    if (descriptor < 0) {
+        return FileResult::Refused(errno);
+    }
+    auto file = std::make_unique<PosixFile>(descriptor, (use & FileUse::kAppend) != 0);
+    struct stat status {};
+    if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+        return FileResult::Refused(EISDIR);
+    }
+    opened = std::move(file);
+    return {};
+}
+
 }  // namespace
 
 std::filesystem::path PosixFileSystem::PathOf(std::u16string_view name) const {
@@ -110,19 +125,30 @@ std::filesystem::path PosixFileSystem::PathOf(std::u16string_view name) const {
     return root / below;
 }
 
+std::filesystem::path PosixFileSystem::TargetOf(std::u16string_view name) const {
+    // The system itself follows no more links than this.
+    constexpr int kMostLinks = 40;
+    std::filesystem::path path = PathOf(name);
+    std::error_code error;
+    for (int links = 0; links < kMostLinks && std::filesystem::is_symlink(path, error); ++links) {
+        // A relative target begins at the directory of the link.
+        path = path.parent_path() / std::filesystem::read_symlink(path, error);
+    }
+    return path;
+}
+
 FileResult PosixFileSystem::Open(std::u16string_view name, std::uint32_t use,
                                  std::unique_ptr<File>& opened) {
-    const int descriptor = open(PathOf(name).c_str(), OpenFlags(use), kNewFileMode);
-    if (descriptor < 0) {
-        return FileResult::Refused(errno);
-    }
-    auto file = std::make_unique<PosixFile>(descriptor, (use & FileUse::kAppend) != 0);
-    struct stat status {};
-    if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
-        return FileResult::Refused(EISDIR);
-    }
-    opened = std::move(file);
-    return {};
+    return OpenPath(PathOf(name), use, opened);
+}
+
+FileResult PosixFileSystem::OpenBeside(std::u16string_view name, std::unique_ptr<File>& opened) {
+    return OpenPath(TargetOf(name) += ".new", FileUse::kWrite | FileUse::kMake, opened);
+}
+
+FileResult PosixFileSystem::RenameBeside(std::u16string_view name) {
+    const std::filesystem::path target = TargetOf(name);
+    return ResultOf(rename((std::filesystem::path(target) += ".new").c_str(), target.c_str()));
 }
 
 FileResult PosixFileSystem::Exists(std::u16string_view name) {
@@ -139,7 +165,7 @@ FileResult PosixFileSystem::Rename(std::u16string_view from, std::u16string_view
 
 FileResult PosixFileSystem::SyncDirectory(std::u16string_view name) {
     const int directory =
-        open(PathOf(name).parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        open(TargetOf(name).parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (directory < 0) {
         return FileResult::Refused(errno);
     }

@@ -25,7 +25,14 @@ public:
     FileResult CanWrite(std::u16string_view name) override;
     std::string ShownDirectory(std::u16string_view name) const override;
 
+protected:
+    FileResult OpenBeside(std::u16string_view name, std::unique_ptr<File>& opened) override;
+    FileResult RenameBeside(std::u16string_view name) override;
+
 private:
+    /// Returns the path of the file, or of the file that it leads to if it is a symbolic link.
+    std::filesystem::path TargetOf(std::u16string_view name) const;
+
     const std::filesystem::path root;
 };
 

@@ -58,6 +58,17 @@ TEST(FileSystem, AReplacedFileIsTheNewOneWhateverWasLeftBesideIt) {
     EXPECT_TRUE(files.Replace(u"/a", "new"));
     EXPECT_EQ(test::ReadFile(directory.Path() / "a"), "new");
     EXPECT_TRUE(files.Copy(u"/a", u"/b"));
+    // A link stays, and what it leads to is replaced or made.
+    std::filesystem::create_directory(directory.Path() / "elsewhere");
+    for (const char* target : {"elsewhere/kept", "link"}) {
+        std::filesystem::create_symlink(target,
+                                        directory.Path() / (target[0] == 'l' ? "c" : "link"));
+    }
+    for (const char* content : {"made", "replaced"}) {
+        EXPECT_TRUE(files.Replace(u"/c", content));
+        EXPECT_TRUE(std::filesystem::is_symlink(directory.Path() / "c"));
+        EXPECT_EQ(test::ReadFile(directory.Path() / "elsewhere/kept"), content);
+    }
     EXPECT_EQ(test::ReadFile(directory.Path() / "b"), "new");
     EXPECT_TRUE(files.Delete(u"/b"));
     EXPECT_TRUE(files.Exists(u"/b").IsMissing());
