@@ -50,7 +50,8 @@ HubHost::HubHost(const Options& wanted)
 }
 
 bool HubHost::Prepare(std::string& error) {
-    if (!ClaimDirectories(error) || !MakeSockets(error)) {
+    error = MachineShortage();
+    if (!error.empty() || !ClaimDirectories(error) || !MakeSockets(error)) {
         return false;
     }
     RegisterDrivers();

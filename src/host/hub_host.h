@@ -23,7 +23,8 @@ public:
     ~HubHost() { Stop(); }
 
     /// Locks the directories, makes the device sockets and registers the drivers. Returns false,
-    /// with the reason in `error`, if that isn't possible; files of other processes are unchanged
+    /// with the reason in `error`, if that isn't possible or the machine gives the process too
+    /// little; files of other processes are unchanged
     /// then.
     [[nodiscard]] bool Prepare(std::string& error);
     /// Starts the hub and serves its devices. The hub starts even if a port or a device can't be

@@ -15,6 +15,10 @@
 #include <optional>
 #include <string>
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 #include "host/hub_host.h"
 #include "host/options.h"
 #include "host/service_reporter.h"
@@ -47,6 +51,17 @@ void AllowAllDescriptors() {
         limit.rlim_cur = limit.rlim_max;
         setrlimit(RLIMIT_NOFILE, &limit);
     }
+}
+
+/// Where the address space is limited, keeps the allocator from reserving much of it for each of
+/// many threads.
+void SaveAddressSpace() {
+#if defined(__GLIBC__)
+    rlimit limit{};
+    if (getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) {
+        mallopt(M_ARENA_MAX, 1);
+    }
+#endif
 }
 
 /// Blocks until a signal ends the program, and reports to the service manager meanwhile.
@@ -91,6 +106,7 @@ vantry::Platform* VantryPlatform() { return &host->ThePlatform(); }
 int main(int argc, char** argv) {
     // This is first, because the bounds depend on the number of descriptors.
     AllowAllDescriptors();
+    SaveAddressSpace();
     int exitStatus = 0;
     const std::optional<vantry::Options> options = vantry::ParseOptions(argc, argv, exitStatus);
     return options ? Run(*options) : exitStatus;

@@ -177,11 +177,19 @@ Accounting::Holding Accounting::FindWorst(Resource resource) const {
     };
     std::vector<std::shared_ptr<ConnectionAccount>> referenced;
     ScopedLock guard(lock);
+    std::uint64_t holders = 0;
+    for (const ConnectionAccount* const account : accounts) {
+        if (!account->WasCut() && heldBy(*account) != 0) {
+            holding.kept += heldBy(*account);
+            ++holders;
+        }
+    }
     for (ConnectionAccount* const account : accounts) {
-        if (account->WasCut() || heldBy(*account) == 0) {
+        // Closing a connection that holds less than the mean would help little. So a slow peer
+        // whose message is short isn't closed because of others whose messages are long.
+        if (account->WasCut() || heldBy(*account) * holders < holding.kept || holders == 0) {
             continue;
         }
-        holding.kept += heldBy(*account);
         if (!holding.worst || isWorse(*account, *holding.worst)) {
             // The reference is empty if the account is being destroyed.
             if (std::shared_ptr<ConnectionAccount> alive = account->weak_from_this().lock()) {

@@ -131,7 +131,8 @@ public:
         return totals[static_cast<std::size_t>(resource)];
     }
     /// Closes the connections that use most of `resource` until all others together are within its
-    /// bound. For ReceivedText it closes those that have waited longest for their next byte.
+    /// bound. For ReceivedText it closes those that have waited longest for their next byte, of
+    /// those that hold no less than the mean.
     void Relieve(Resource resource);
     /// Returns how many external connections have a session.
     std::uint64_t Connections() const { return connections; }

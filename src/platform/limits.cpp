@@ -20,6 +20,13 @@ namespace vantry {
 namespace {
 
 constexpr std::uint64_t kMiB = 1U << 20U;
+/// The descriptors and threads, each counted apart, that a hub without clients has.
+constexpr std::uint64_t kOfHub = 24;
+constexpr std::uint64_t kLeastDescriptors = 40;
+/// The address space that the hub needs without clients, and that the thread of a connection needs
+/// for its stack.
+constexpr std::uint64_t kLeastSpace = 512 * kMiB;
+constexpr std::uint64_t kStackSpace = 8 * kMiB;
 
 constexpr std::array<BoundDescription, kBoundCount> kDescriptions = {{
     {"connections", 512, "External connections. A new one beyond it is closed."},
@@ -28,8 +35,8 @@ constexpr std::array<BoundDescription, kBoundCount> kDescriptions = {{
      "is "
      "closed."},
     {"text-received", 64 * kMiB,
-     "Bytes of unfinished messages of all connections. The connection that has waited longest for "
-     "its next byte is closed."},
+     "Bytes of unfinished messages of all connections. Of those that hold much, the one that has "
+     "waited longest for its next byte is closed."},
     {"large-texts", 2,
      "Messages of more than 64 KiB that are worked on at a time. Others wait for their turn."},
     {"answer", 64 * kMiB,
@@ -132,19 +139,39 @@ Limits::Limits() {
 }
 
 void Limits::FitToMachine() {
-    const std::uint64_t machine =
-        std::min({SoftLimit(RLIMIT_NOFILE), SoftLimit(RLIMIT_NPROC), ControlGroupThreads()});
+    const std::uint64_t space = SoftLimit(RLIMIT_AS);
+    const std::uint64_t machine = std::min(
+        {SoftLimit(RLIMIT_NOFILE), SoftLimit(RLIMIT_NPROC), ControlGroupThreads(),
+         // Half of the space beyond the least is for threads, and half for what they hold.
+         space == kUnbounded ? space
+                             : kOfHub + (space - std::min(space, kLeastSpace)) / 2 / kStackSpace});
     if (machine == kUnbounded) {
         return;
     }
-    const std::uint64_t most = std::max<std::uint64_t>(machine / 4 * 3, 1);
-    const std::uint64_t mostOverTcp = std::max<std::uint64_t>(most - most / 16, 1);
+    // An eighth of a small machine is for the local device and for connections that end.
+    const std::uint64_t beside = machine - std::min(machine, kOfHub + machine / 8);
+    const std::uint64_t most = std::max<std::uint64_t>(std::min(beside, machine / 4 * 3), 2);
+    const std::uint64_t mostOverTcp = most - std::max<std::uint64_t>(most / 16, 1);
     Set(Bound::Connections, std::min((*this)[Bound::Connections], most));
     Set(Bound::TcpConnections, std::min((*this)[Bound::TcpConnections], mostOverTcp));
     // A TCP peer that has ended its side keeps a descriptor without being a connection, and as many
     // that the hub has ended linger.
-    const std::uint64_t left = machine - (*this)[Bound::Connections];
+    const std::uint64_t left = machine - std::min(machine, (*this)[Bound::Connections] + kOfHub);
     Set(Bound::EndedPeers, std::clamp<std::uint64_t>(left / 4, 1, (*this)[Bound::EndedPeers]));
+}
+
+std::string MachineShortage() {
+    if (const std::uint64_t descriptors = SoftLimit(RLIMIT_NOFILE);
+        descriptors < kLeastDescriptors) {
+        return "the process may have " + std::to_string(descriptors) +
+               " descriptors (ulimit -n); the hub needs " + std::to_string(kLeastDescriptors);
+    }
+    if (const std::uint64_t space = SoftLimit(RLIMIT_AS); space < kLeastSpace) {
+        return "the process may have " + std::to_string(space / kMiB) +
+               " MiB of address space (ulimit -v); the hub needs " +
+               std::to_string(kLeastSpace / kMiB);
+    }
+    return {};
 }
 
 std::string Limits::Read(std::string_view text) {

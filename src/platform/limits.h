@@ -60,8 +60,8 @@ public:
     void Set(Bound bound, std::uint64_t value) { values[static_cast<std::size_t>(bound)] = value; }
 
     /// Lowers the bounds on connections to what the machine can serve beside the local device:
-    /// three quarters of the descriptors and threads that this process may have, of which TCP gets
-    /// fifteen sixteenths. Never raises a bound.
+    /// three quarters of the descriptors and threads that this process may have, or less where few
+    /// are left beside the hub's own, of which TCP gets fifteen sixteenths. Never raises a bound.
     void FitToMachine();
 
     /// Sets the bounds that `text` names, in lines `name = value`. Blank lines and those that begin
@@ -77,5 +77,9 @@ public:
 private:
     std::array<std::uint64_t, kBoundCount> values;
 };
+
+/// Returns a sentence that says why this process can't run a hub: it may have too few descriptors or
+/// too little address space. Returns an empty string if it can.
+[[nodiscard]] std::string MachineShortage();
 
 }  // namespace vantry

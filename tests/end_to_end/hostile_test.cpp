@@ -273,6 +273,11 @@ TEST_F(Hostile, WhoExceedsABoundIsClosedAndNamed) {
 TEST_F(Hostile, AnUnfinishedMessageGivesWayToOthers) {
     Start({}, "text-received = 1000000\n");
     const std::string part = FrameOf(std::string(kLongestText, ' ')).substr(0, 700'000);
+    // A slow peer with a short message waits longest, and isn't closed for that.
+    const std::string shortMessage = FrameOf(ManyReads(2'000));
+    FrameClient slow = hub->Tcp();
+    slow.SendBytes(shortMessage.substr(0, 20'000));
+    EXPECT_TRUE(Eventually([&] { return HasTakenAllFromTcp(); }));
     FrameClient first = hub->Tcp();
     first.SendBytes(part);
     EXPECT_TRUE(Eventually([&] { return HasTakenAllFromTcp(); }));
@@ -280,28 +285,37 @@ TEST_F(Hostile, AnUnfinishedMessageGivesWayToOthers) {
     second.SendBytes(part);
     EXPECT_TRUE(first.SeesEnd());
     EXPECT_TRUE(Told("'text-received'"));
+    slow.SendBytes(shortMessage.substr(20'000));
+    EXPECT_TRUE(slow.Receive());
 }
 
 TEST_F(Hostile, ConnectionsLeaveTheLocalDeviceItsShare) {
-    Start({}, "", 200);
-    std::vector<FrameClient> outside;
-    for (int count = 0; count < 250; ++count) {
-        outside.push_back(hub->Tcp());
+    for (const std::size_t descriptors : {200U, 40U}) {
+        Start({}, "", descriptors);
+        std::vector<FrameClient> outside;
+        for (std::size_t count = 0; count < descriptors + 20; ++count) {
+            outside.push_back(hub->Tcp());
+        }
+        EXPECT_TRUE(Told("'tcp-connections'")) << hub->Errors();
+        FrameClient local = hub->Device("PRN1");
+        local.Send(Set(PublishingPeriod(), "1000"));
+        EXPECT_TRUE(local.Ask(Get(PublishingPeriod())));
+        EXPECT_TRUE(hub->Connect("BTD0").Ask(Get(kNobodys)));
+        outside.clear();
+        EXPECT_TRUE(Eventually([&] {
+            FrameClient again = hub->Tcp();
+            again.Send(Get(kNobodys));
+            return again.Receive().has_value();
+        }));
+        StopInOrder();
+        Start();
+        EXPECT_EQ(ValueOf(PublishingPeriod()), "1000");
     }
-    EXPECT_TRUE(Told("'tcp-connections'")) << hub->Errors();
-    FrameClient local = hub->Device("PRN1");
-    local.Send(Set(PublishingPeriod(), "1000"));
-    EXPECT_TRUE(local.Ask(Get(PublishingPeriod())));
-    EXPECT_TRUE(hub->Connect("BTD0").Ask(Get(kNobodys)));
-    outside.clear();
-    EXPECT_TRUE(Eventually([&] {
-        FrameClient again = hub->Tcp();
-        again.Send(Get(kNobodys));
-        return again.Receive().has_value();
-    }));
-    StopInOrder();
-    Start();
-    EXPECT_EQ(ValueOf(PublishingPeriod()), "1000");
+    hub.reset();
+    VantrydProcess tooSmall(directory.Path(), {}, 30);
+    EXPECT_EQ(tooSmall.Wait(), 1);
+    EXPECT_NE(tooSmall.Errors().find("30 descriptors (ulimit -n); the hub needs 40"),
+              std::string::npos);
 }
 
 TEST_F(Hostile, AFloodOfReportsLosesNoChangeOfAComponent) {
