@@ -139,7 +139,20 @@ std::size_t EscapeLength(const char* from, const char* end) {
 
 std::string UnescapeJsonString(std::string_view text) {
     std::string plain(text.size() + kUnescapeSlack, '\0');
-    plain.resize(UnescapeTo(plain.data(), text.data(), text.data() + text.size()).length);
+    const char* from = text.data();
+    const char* const end = from + text.size();
+    std::size_t length = 0;
+    for (;;) {
+        const Unescaping part = UnescapeTo(plain.data() + length, from, end);
+        length += part.length;
+        if (part.stop == end || part.hasZero) {
+            break;
+        }
+        // A double quote is an ordinary byte here.
+        plain[length++] = *part.stop;
+        from = part.stop + 1;
+    }
+    plain.resize(length);
     return plain;
 }
 
@@ -170,7 +183,8 @@ Unescaping UnescapeTo(char* memory, const char* from, const char* end) {
         to = AppendUtf8CodePoint(to, unit);
         from += kUnicodeEscape;
     }
-    return {from, static_cast<std::size_t>((zero != nullptr ? zero : to) - memory)};
+    return {from, static_cast<std::size_t>((zero != nullptr ? zero : to) - memory),
+            zero != nullptr};
 }
 
 char* AppendUtf8CodePoint(char* to, std::uint32_t unit) {

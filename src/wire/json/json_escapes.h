@@ -29,6 +29,8 @@ struct Unescaping {
     const char* stop;
     /// The number of bytes that were written.
     std::size_t length;
+    /// Whether an escape denoted a zero byte.
+    bool hasZero;
 };
 /// How much more memory than the text UnescapeTo needs.
 inline constexpr std::size_t kUnescapeSlack = 16;
