@@ -4,53 +4,13 @@
 
 #include <benchmark/benchmark.h>
 
-#include <unistd.h>
-
-#include <algorithm>
-#include <filesystem>
-
 #include "engine/change_queue.h"
 #include "engine/fan_out.h"
-#include "engine/property_engine.h"
-#include "engine/record_texts.h"
-#include "platform/platform.h"
+#include "engine_sample.h"
 #include "property/property_factories.h"
-#include "sample_messages.h"
-#include "store/property_hub_store.h"
-#include "support/loop_stream.h"
-#include "wire/vocabulary/groups.h"
-#include "wire/vocabulary/hub_properties.h"
 
 namespace vantry::bench {
 namespace {
-
-using test::LoopStream;
-
-/// An engine with its store in a temporary directory, which the destructor removes.
-struct Engine {
-    Engine() {
-        std::filesystem::create_directories(directory);
-        store = std::make_shared<PropertyHubStore>(
-            platform, reaper, PropertyStoreSettings{u"/P.ini", u"/O.ini", 251, 253});
-        const auto component = MakeStringProperty(
-            "Vantry", IdentityOf(HubProperties::kOwnComponent, Groups::kComponents));
-        engine = std::make_shared<PropertyEngine>(store, reaper, 249, component, platform);
-        engine->SetSelf(engine);
-        store->AttachEngine(engine);
-    }
-    ~Engine() {
-        engine.reset();
-        store.reset();
-        std::filesystem::remove_all(directory);
-    }
-
-    std::filesystem::path directory =
-        std::filesystem::temp_directory_path() / ("vantry-bench-" + std::to_string(getpid()));
-    Platform platform{directory};
-    ThreadReaper reaper{253};
-    std::shared_ptr<PropertyHubStore> store;
-    std::shared_ptr<PropertyEngine> engine;
-};
 
 void ChangeOfAProperty(benchmark::State& state) {
     const Engine hub;
@@ -76,18 +36,9 @@ BENCHMARK(PushAndPop);
 
 /// Sends 100 records to this many subscribers of everything and as many of one property.
 void FanOutTurn(benchmark::State& state) {
-    std::deque<PendingRecord> changes;
-    std::deque<RemoteProperty> properties;
-    for (int number = 0; number < 100; ++number) {
-        const PropertyResponse sample = SampleResponse(number);
-        properties.emplace_back(
-            RecordView{sample.component, sample.componentString, sample.groupGuid, sample.guid,
-                       sample.groupString, sample.nameString, sample.status, sample.value},
-            std::make_shared<LoopStream>());
-        const RemoteProperty& property = properties.back();
-        changes.push_back(
-            {RecordTextOf(property, OwnerOf(property)), property.Key(), true, false, nullptr});
-    }
+    const SampleChanges sample(100);
+    const std::deque<PendingRecord>& changes = sample.records;
+    const std::deque<RemoteProperty>& properties = sample.properties;
     std::vector<std::shared_ptr<Subscriber>> subscribers;
     for (int count = 0; count < state.range(0); ++count) {
         subscribers.push_back(std::make_shared<Subscriber>(std::make_shared<LoopStream>()));
