@@ -15,7 +15,14 @@ std::string WithSerial(std::string name, const std::string& serial) {
 std::unique_ptr<Style> MakeStyle(const Options& options, const PrinterEntry& entry) {
     // The hub takes no writes over TCP.
     const bool writes = !options.allowWrite.empty() && !entry.hub.path.empty();
-    return StyleOf::Plain(options.site, entry.serial, writes);
+    switch (options.style) {
+        case StyleName::kHomeAssistant:
+            return StyleOf::HomeAssistant(options.site, entry.serial, writes);
+        case StyleName::kSparkplug:
+            return StyleOf::Sparkplug(options.site, entry.serial, writes);
+        default:
+            return StyleOf::Plain(options.site, entry.serial, writes);
+    }
 }
 
 mqtt::Connection::Settings ConnectionFor(const Options& options, const std::string& serial) {

@@ -19,6 +19,7 @@
 #include "bridge/batch_record.h"
 #include "bridge/identity.h"
 #include "bridge/plain_documents.h"
+#include "bridge/spool.h"
 
 namespace vantry::bridge {
 namespace {
@@ -34,6 +35,14 @@ constexpr std::size_t kMemoryBacklog = 1U << 20U;
 constexpr int kFirstRefusal = 0x80;
 constexpr int kQuotaExceeded = 0x97;
 
+std::unique_ptr<Backlog> MakeBacklog(const Options& options, const PrinterEntry& entry) {
+    if (options.spool.empty()) {
+        return std::make_unique<MemoryBacklog>(std::min(kMemoryBacklog, options.spoolBytes));
+    }
+    return std::make_unique<Spool>(std::filesystem::path(options.spool) / entry.serial,
+                                   options.spoolBytes);
+}
+
 std::uint64_t Milliseconds(double seconds) { return static_cast<std::uint64_t>(seconds * 1000); }
 
 }  // namespace
@@ -47,7 +56,7 @@ Printer::Printer(Loop& itsLoop, const Options& configuration,
       run(NowSince1970()),
       inventory(descriptions, options.allGroups, options.deadbands),
       style(MakeStyle(options, entry)),
-      backlog(std::make_unique<MemoryBacklog>(std::min(kMemoryBacklog, options.spoolBytes))),
+      backlog(MakeBacklog(options, entry)),
       flush(loop, [this] { Flush(); }),
       stateDue(loop,
                [this] {

@@ -1,0 +1,107 @@
+"""What Sparkplug hosts and Home Assistant get: births, sequences, deaths, documents."""
+
+import json
+import re
+import signal
+import subprocess
+import unittest
+
+from broker_support import SOURCE, BridgeTestCase, eventually
+
+
+PROTOC = ["protoc", "-I", SOURCE + "/src/bridge"]
+TYPE, FILE = "vantry.sparkplug.Payload", "sparkplug.proto"
+PERIOD = "General/Property Publishing Period in ms"
+
+
+def decoded(payload):
+    return subprocess.run([*PROTOC, "--decode", TYPE, FILE], input=payload, check=True,
+                          stdout=subprocess.PIPE).stdout.decode()
+
+
+def number_of(text, field):
+    found = re.search(r"^\s*%s: (\d+)" % field, text, re.MULTILINE)
+    return int(found.group(1)) if found else None
+
+
+def session_of(text):
+    return int(re.search(r'name: "bdSeq".*?long_value: (\d+)', text, re.DOTALL).group(1))
+
+
+class Sparkplug(BridgeTestCase):
+    def payloads(self, reader, type):
+        return [decoded(payload) for topic, payload, _ in list(reader.messages) if "/%s/" % type in topic]
+
+    def command(self, broker, topic, text):
+        payload = subprocess.run([*PROTOC, "--encode", TYPE, FILE], input=text.encode(), check=True,
+                                 stdout=subprocess.PIPE).stdout
+        subprocess.run(["mosquitto_pub", "-p", str(broker.port), "-t", "spBv1.0/lab/" + topic, "-s"],
+                       input=payload, check=True)
+
+    def test_a_host_gets_a_rebirth_at_its_command_and_nothing_at_other_ones(self):
+        broker, hub = self.broker(), self.hub()
+        reader = self.reader(broker.port, "spBv1.0/#")
+        self.bridge(broker, hub, "--style", "sparkplug")
+        eventually(lambda: self.payloads(reader, "DBIRTH"))
+        before = len(self.payloads(reader, "NBIRTH"))
+        self.command(broker, "NCMD/P1", 'metrics { name: "Node Control/Other" boolean_value: true }')
+        self.command(broker, "NCMD/P1", 'metrics { name: "Node Control/Rebirth" boolean_value: true }')
+        eventually(lambda: len(self.payloads(reader, "NBIRTH")) == before + 1)
+        births = self.payloads(reader, "NBIRTH")
+        self.assertEqual({number_of(birth, "seq") for birth in births}, {0})
+        self.assertEqual(len({session_of(birth) for birth in births}), 1)
+
+    def test_numbers_follow_each_other_and_the_death_belongs_to_the_birth(self):
+        broker, hub = self.broker(), self.hub()
+        reader = self.reader(broker.port, "spBv1.0/#")
+        bridge = self.bridge(broker, hub, "--style", "sparkplug", "--all-groups", "--allow-write", "*")
+        eventually(lambda: any(PERIOD in one for one in self.payloads(reader, "DBIRTH")))
+        self.command(broker, "DCMD/P1/Vantry", 'metrics { name: "%s" double_value: 750 }' % PERIOD)
+        data = eventually(lambda: self.payloads(reader, "DDATA"))[0]
+        self.assertIn("double_value: 750", data)
+        self.assertNotIn("name:", data)
+        birth = [one for one in self.payloads(reader, "DBIRTH") if PERIOD in one][-1]
+        alias = number_of(birth[birth.index(PERIOD):], "alias")
+        self.assertEqual(number_of(data, "alias"), alias)
+        expected = None
+        for topic, payload, retained in list(reader.messages):
+            self.assertFalse(retained)
+            if "BIRTH" in topic or "DATA" in topic:
+                expected = 0 if "NBIRTH" in topic else (expected + 1) % 256
+                self.assertEqual(number_of(decoded(payload), "seq"), expected, topic)
+        hub.kill()
+        eventually(lambda: self.payloads(reader, "DDEATH"))
+        bridge.end(signal.SIGKILL)
+        death = eventually(lambda: self.payloads(reader, "NDEATH"))[-1]
+        self.assertEqual(session_of(death), session_of(self.payloads(reader, "NBIRTH")[-1]))
+        self.assertIsNone(number_of(death, "seq"))
+
+
+class HomeAssistant(BridgeTestCase):
+    def test_the_document_describes_what_the_values_hold(self):
+        import jsonschema
+        broker, hub = self.broker(), self.hub()
+        reader = self.reader(broker.port)
+        self.bridge(broker, hub, "--style", "homeassistant", "--all-groups", "--allow-write", "*")
+        config = eventually(lambda: reader.documents("homeassistant/device/P1/config"))[-1]
+        with open(SOURCE + "/tests/bridge/home_assistant.schema.json") as schema:
+            jsonschema.validate(config, json.load(schema))
+        values = eventually(lambda: reader.documents("/values"))[-1]
+        for entity in config["cmps"].values():
+            if "value_template" in entity:
+                self.assertIn(re.search(r"\['(.*)'\]", entity["value_template"]).group(1), values)
+        period = next(one for one in config["cmps"].values() if one["name"] == PERIOD.replace("/", " "))
+        self.assertEqual((period["p"], period["unit_of_measurement"], period["device_class"]),
+                         ("number", "ms", "duration"))
+        text = period["command_template"].replace("{{ value | tojson }}", "750")
+        subprocess.run(["mosquitto_pub", "-p", str(broker.port), "-t", period["command_topic"], "-m", text],
+                       check=True)
+        eventually(lambda: reader.documents("/values")[-1]["Vantry/" + PERIOD] == 750)
+        count = len(reader.documents("/config"))
+        subprocess.run(["mosquitto_pub", "-p", str(broker.port), "-t", "homeassistant/status", "-m", "online"],
+                       check=True)
+        eventually(lambda: len(reader.documents("/config")) > count)
+
+
+if __name__ == "__main__":
+    unittest.main()
