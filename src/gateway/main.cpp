@@ -11,6 +11,7 @@
 namespace {
 
 constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
 
 }  // namespace
 
@@ -24,7 +25,8 @@ int main(int argc, char** argv) {
     vantry::gateway::Gateway gateway(*options);
     if (const auto started = gateway.Start(); !started) {
         std::fprintf(stderr, "vantry-gateway: %s\n", started.error().text.c_str());
-        return kExitFailed;
+        const bool isOption = started.error().code == vantry::ErrorCode::Refused;
+        return isOption ? kExitUsage : kExitFailed;
     }
     std::printf("ready %s\n", gateway.Url().c_str());
     std::fflush(stdout);

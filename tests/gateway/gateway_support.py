@@ -111,7 +111,7 @@ class GatewayTestCase(unittest.TestCase):
         self.addCleanup(self.hub.end)
 
     def gateway(self, *options, **more):
-        gateway = Gateway("--device", self.hub.device, *options, **more)
+        gateway = Gateway(*more.pop("hub", ("--device", self.hub.device)), *options, **more)
         self.addCleanup(lambda: gateway.process.poll() is not None or gateway.end())
         return gateway
 
