@@ -12,6 +12,10 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+/// A client that reads slowly holds a copy of what is being sent, so a value of any length would
+/// multiply by the number of clients.
+constexpr std::size_t kLongestValue = 64U << 10U;
+
 std::string Text(const Json& json) {
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -32,7 +36,10 @@ Json IdOf(const client::PropertyId& id) {
 }
 
 void AddState(Json& json, const KnownProperty& known) {
-    json["value"] = known.property.value;
+    json["value"] = known.property.value.substr(0, kLongestValue);
+    if (known.property.value.size() > kLongestValue) {
+        json["valueBytes"] = known.property.value.size();
+    }
     json["available"] = known.property.available;
     json["time"] = TimeText(known.time);
     json["origin"] = NameOf(known.property.origin);

@@ -39,6 +39,11 @@ class Properties(ApiTestCase):
             "available": True, "settable": True, "description": {"type": "number", "unit": "ms"},
         }.items(), self.known(gateway, self.air).items())
         self.assertEqual(self.known(gateway, self.note)["value"], 'Ünï "quoted" \\ </script>')
+        long = vantry.Component("Long", "Long")
+        text = long.text("Text", "x" * 300000)
+        self.owner.announce(long)
+        shown = self.known(gateway, text)
+        self.assertEqual((len(shown["value"]), shown["valueBytes"]), (65536, 300000))
         self.owner.withdraw(self.air)
         self.eventually(lambda: not self.known(gateway, self.air)["available"])
 
