@@ -52,7 +52,7 @@ class Properties(ApiTestCase):
         self.known(gateway, self.note)
         fan, air, note = "Fan Speed", "Air in ms", "Note"
         for query, wanted in (
-                ("component=fan*", {fan, air, note}), ("group=FANS&name=*e*", {fan, note}),
+                ("component=fan*&group=fans", {fan, air, note}), ("group=FANS&name=*e*", {fan, note}),
                 ("match=fans/fan+speed", {fan}), ("match=*control/*/note", {note}),
                 ("name=" + self.air.member, {air}), ("available=false&group=fans", set()),
                 ("name=" + "*a" * 200 + "*b", set()), ("name=*%C3%BC*", set())):

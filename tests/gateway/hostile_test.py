@@ -21,6 +21,7 @@ LIST = b"GET /api/properties HTTP/1.1\r\n" + HOST
 class Requests(GatewayTestCase):
     def test_each_wrong_request_gets_its_status(self):
         gateway = self.gateway()
+        self.eventually(lambda: gateway.ask("/healthz")[0] == 200)
         here = b"Host: 127.0.0.1:%d\r\n" % gateway.port
         end = b"Connection: close\r\n\r\n"
         put = b"PUT /api/properties/a/b/c HTTP/1.1\r\n" + here
