@@ -51,7 +51,7 @@ class Broker:
 
     def __init__(self, folder, settings="allow_anonymous true\n"):
         self.folder, self.settings, self.process = folder, settings, None
-        self.port = free_port()
+        self.scheme, self.port = "mqtt", free_port()
         self.start()
 
     def start(self):
@@ -75,7 +75,7 @@ class Broker:
 
     @property
     def url(self):
-        return "mqtt://127.0.0.1:%d" % self.port
+        return "%s://localhost:%d" % (self.scheme, self.port)
 
 
 class Reader:
