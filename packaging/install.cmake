@@ -33,7 +33,10 @@ install(FILES ${PROJECT_BINARY_DIR}/vantry-client.pc ${PROJECT_BINARY_DIR}/vantr
 set(VANTRY_SYSTEM_LIBDIR lib)
 install(FILES packaging/systemd/vantryd.service packaging/systemd/vantry-gateway.service
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/systemd/system)
-install(FILES packaging/limits DESTINATION /etc/vantry)
+install(TARGETS vantry-bridge RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES packaging/systemd/vantry-bridge.service
+  DESTINATION ${VANTRY_SYSTEM_LIBDIR}/systemd/system)
+install(FILES packaging/limits packaging/bridge.conf DESTINATION /etc/vantry)
 install(FILES packaging/systemd/vantry.sysusers
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/sysusers.d RENAME vantry.conf)
 install(FILES packaging/systemd/vantry.tmpfiles
@@ -41,7 +44,7 @@ install(FILES packaging/systemd/vantry.tmpfiles
 
 install(FILES packaging/man/vantry.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(DIRECTORY packaging/prometheus DESTINATION ${CMAKE_INSTALL_DATADIR}/vantry)
-install(FILES packaging/man/vantryd.8 packaging/man/vantry-gateway.8
+install(FILES packaging/man/vantryd.8 packaging/man/vantry-bridge.8 packaging/man/vantry-gateway.8
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES packaging/completions/vantry.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vantry)
