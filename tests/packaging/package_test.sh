@@ -72,9 +72,12 @@ zcat -f "$page" | grep -q "MemoryMax\` is $memory MiB. \`TasksMax\` is $tasks:" 
 limits=$("$root/usr/bin/vantryd" --limits "$root/etc/vantry/limits" --print-limits)
 value() { sed -n "s/^$1 = //p" <<<"$limits"; }
 [ "$(value log-bytes)" = 16777216 ] || fail "the service's log has no bound"
+grep -q "^f /etc/vantry/limits .*log-bytes = 16777216" "$root"/usr/lib/tmpfiles.d/vantry.conf ||
+  fail "a limits file that was deleted isn't made again"
 [ "$tasks" -gt $((512 * 3 / 2)) ] || fail "TasksMax=$tasks leaves the local device no threads"
 [ "$(value text-received)" = $((64 << 20)) ] && [ "$(value answers)" = $((128 << 20)) ] &&
-  [ "$(value outputs)" = $((64 << 20)) ] && [ "$(value large-texts)" = 2 ] || fail "the page sums up other limits"
+  [ "$(value outputs)" = $((64 << 20)) ] && [ "$(value large-texts)" = 2 ] &&
+  [ "$(value all-properties)" = 16384 ] && [ "$(value all-property-text)" = $((32 << 20)) ] || fail "the page sums up other limits"
 
 devices=$work/devices
 "$root/usr/bin/vantryd" --root "$root/var/lib/vantry" --devices "$devices" --port 0 --bind 127.0.0.1 \
