@@ -8,6 +8,9 @@ for any text, and "[2]" is its exit status, if that isn't 0. "#" begins a commen
 commands in an empty folder. The programs are in its path, $VANTRY_DEVICE is the hub's local device, $PORT
 its TCP port, $SOURCE the folder of the sources, and $EXAMPLES that of the example programs. `eventually
 COMMAND` repeats a command until it succeeds.
+
+In a guide (.md) the commands are those of the blocks marked as "console", and of comments that begin with
+"run". A block marked with a language and a name is a file of that name, which is there from the start.
 """
 import contextlib
 import os
@@ -45,14 +48,23 @@ def play(commands, folder, environment):
 def main():
     build, name = map(os.path.abspath, sys.argv[1:])
     with open(name) as file:
-        steps = re.findall(r"^\$ (.*)\n((?:(?![$#]).*\n)*)", file.read(), re.M)
+        text = file.read()
+    files = []
+    if name.endswith(".md"):
+        files = re.findall(r"^```\w+ (\S+)\n(.*?)^```$", text, re.M | re.S)
+        text = "".join(re.findall(r"^(?:```console|<!-- run)\n(.*?)^(?:```|-->)$", text, re.M | re.S))
+    steps = re.findall(r"^\$ (.*)\n((?:(?![$#]).*\n)*)", text, re.M)
     hub = RunningHub()
     folder = os.path.join(hub.folder.name, "here")
     os.mkdir(folder)
+    for written, content in files:
+        with open(os.path.join(folder, written), "w") as file:
+            file.write(content)
     try:
         outputs = play([command for command, _ in steps], folder, {
             "PATH": build + "/src:" + os.environ["PATH"], "VANTRY_DEVICE": hub.device,
-            "PORT": hub.tcp.split(":")[1], "SOURCE": SOURCE, "EXAMPLES": build + "/examples"})
+            "PORT": hub.tcp.split(":")[1], "SOURCE": SOURCE,
+            "PYTHONPATH": SOURCE + "/python", "EXAMPLES": build + "/examples"})
     finally:
         hub.end()
     for (command, wanted), output in zip(steps, outputs):
