@@ -18,15 +18,15 @@ _vantry() {
         return
     fi
     case $command in
-        "") mapfile -t COMPREPLY < <(compgen -W "list get set watch history announce raw record replay bench status help" -- "$cur") ;;
-        get | set | watch)
+        "") mapfile -t COMPREPLY < <(compgen -W "list get set watch describe save load diff history announce raw record replay bench settings status help" -- "$cur") ;;
+        get | set | watch | describe | list)
             local name typed=${cur//\\/}
             while IFS= read -r name; do
                 [[ ${name,,} == "${typed,,}"* ]] && COMPREPLY+=("${name// /\\ }")
             done < <(vantry --timeout 1 "${hub[@]}" list --names 2>/dev/null)
             ;;
         history) mapfile -t COMPREPLY < <(compgen -W "record query export" -- "$cur") ;;
-        announce | record | replay) mapfile -t COMPREPLY < <(compgen -f -- "$cur") ;;
+        announce | record | replay | save | load | diff) mapfile -t COMPREPLY < <(compgen -f -- "$cur") ;;
     esac
 }
 complete -F _vantry vantry

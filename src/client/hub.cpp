@@ -57,7 +57,11 @@ Result<std::vector<Property>> Hub::ReadGroup(const std::string& groupGuid) {
 Result<std::vector<Property>> Hub::ReadAll() { return core->ReadMany(Question::Everything()); }
 
 Outcome Hub::Write(const PropertyId& id, const std::string& value) {
-    return core->Write(id, value, core->In());
+    return core->Write({{id, value}}, core->In());
+}
+
+Outcome Hub::Write(const std::vector<PropertyWrite>& writes) {
+    return core->Write(writes, core->In());
 }
 
 Result<Property> Hub::WriteAndWait(const PropertyId& id, const std::string& value) {

@@ -96,6 +96,9 @@ public:
     /// Sends a write. The hub doesn't answer writes, so success means that it was sent. Returns
     /// Refused over TCP, where the hub accepts no writes.
     Outcome Write(const PropertyId& id, const std::string& value);
+    /// Sends several writes in one message, which the hub processes in this order. Returns Refused,
+    /// with nothing sent, if one of them can't be sent or they don't fit into one message.
+    Outcome Write(const std::vector<PropertyWrite>& writes);
     /// Sends a write, blocks until the property has the value, and returns its state. Numbers and
     /// bools may be spelled differently (see SameValue). Returns Refused if the hub rejects the
     /// value for a property of its own. The owner of another property sends nothing when it rejects

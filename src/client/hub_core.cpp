@@ -139,24 +139,28 @@ void Hub::Core::ReportState() {
     }
 }
 
-Outcome Hub::Core::Write(const PropertyId& id, const std::string& value, const Deadline& deadline) {
-    if (Outcome good = CheckId(id); !good) {
-        return good;
-    }
+Outcome Hub::Core::Write(const std::vector<PropertyWrite>& writes, const Deadline& deadline) {
     if (endpoint.path.empty()) {
         return Error{ErrorCode::Refused, "the hub takes no writes over TCP"};
     }
-    if (value.find('\0') != std::string::npos) {
-        return Error{ErrorCode::Refused, "a value can't hold a NUL"};
-    }
-    // The hub forwards a write without escaping its text again, so a write to another component is
-    // escaped twice: for the hub that reads it, and for the owner that reads it then.
-    std::string text = EscapeJsonText(value);
-    if (id.component != OwnComponent()) {
-        text = EscapeJsonText(text);
+    std::deque<PropertySetRequest> entries;
+    for (const PropertyWrite& write : writes) {
+        if (Outcome good = CheckId(write.id); !good) {
+            return good;
+        }
+        if (write.value.find('\0') != std::string::npos) {
+            return Error{ErrorCode::Refused, "a value can't hold a NUL"};
+        }
+        // The hub forwards a write without escaping its text again, so a write to another component
+        // is escaped twice: for the hub that reads it, and for the owner that reads it then.
+        std::string text = EscapeJsonText(write.value);
+        if (write.id.component != OwnComponent()) {
+            text = EscapeJsonText(text);
+        }
+        entries.push_back({write.id.property, write.id.group, write.id.component, std::move(text)});
     }
     PropertyMessage message;
-    message.EncodeSetRequests({{id.property, id.group, id.component, std::move(text)}});
+    message.EncodeSetRequests(entries);
     return requests.Send(message, deadline);
 }
 
@@ -208,7 +212,7 @@ Result<Property> Hub::Core::WriteAndWait(const PropertyId& id, const std::string
     if (!before) {
         return before;
     }
-    if (const Outcome written = Write(id, value, deadline); !written) {
+    if (const Outcome written = Write({{id, value}}, deadline); !written) {
         return written.error();
     }
     Result<Property> now = Read(id, deadline);

@@ -37,7 +37,7 @@ public:
 
     Result<Property> Read(const PropertyId& id, const Deadline& deadline);
     Result<std::vector<Property>> ReadMany(const Question& question);
-    Outcome Write(const PropertyId& id, const std::string& value, const Deadline& deadline);
+    Outcome Write(const std::vector<PropertyWrite>& writes, const Deadline& deadline);
     Result<Property> WriteAndWait(const PropertyId& id, const std::string& value);
 
     const Options options;

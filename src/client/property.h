@@ -40,6 +40,12 @@ struct Property {
     Origin origin = Origin::Present;
 };
 
+/// A new value for a property of another program.
+struct PropertyWrite {
+    PropertyId id;
+    std::string value;
+};
+
 enum class ValueType {
     /// Any text without a NUL.
     Text,

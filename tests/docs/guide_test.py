@@ -57,7 +57,7 @@ def main():
             hub.kill()
             hub.wait()
         print(shown)
-        for part in ("0\n", "Fans/Fan Speed is now 1200\n", '"value":"1200"',
+        for part in ("0\n", "Fan Speed is now 1200\n", '"value":"1200"',
                      "the fan now turns at 1200\n"):
             assert part in shown, part
 

@@ -39,7 +39,7 @@ def main():
         seen = []
         for line in hub.stdout:
             seen.append(line)
-            if "Sensors/Printhead Temperature = " in line:
+            if "Printhead Temperature = " in line:
                 break
         assert any(line.startswith("ready port=") for line in seen), seen
         lines = commands(open(os.path.join(source, "README.md")).read())
@@ -66,10 +66,10 @@ def main():
         shutil.rmtree(work)
     expected = [("vantry list --group General", r"Print Speed +Firmware Driver +4"),
                 ('vantry get "Print Speed"', r"^4$"),
-                ('vantry set "Print Speed" 8', r"General/Print Speed is now 8"),
+                ('vantry set "Print Speed" 8', r"Print Speed is now 8"),
                 ('vantry watch "Printhead Temperature" --count 3',
-                 r"(.*Sensors/Printhead Temperature = \d+\n){3}"),
-                ('vantry set "Fan Speed" 1200', r"Fans/Fan Speed is now 1200"),
+                 r"(.*Printhead Temperature (is|=) \d+.*\n){3}"),
+                ('vantry set "Fan Speed" 1200', r"Fan Speed is now 1200"),
                 ("vantry status", r"Fan Control +2"),
                 ("python3 docs/first_conversation.py var/devices/PRN1", r'"Value": "750"')]
     for command, pattern in expected:

@@ -69,6 +69,24 @@ CommandOptions& CommandOptions::Texts(const char* name, std::vector<std::string>
     return *this;
 }
 
+CommandOptions& CommandOptions::OneOf(const char* name, std::string& into,
+                                      const std::vector<std::string>& words, const char* help,
+                                      Need need) {
+    std::string listed;
+    for (const std::string& word : words) {
+        listed += (listed.empty() ? "" : "|") + word;
+    }
+    const auto check = [words, listed](const std::string& text) {
+        return std::find(words.begin(), words.end(), text) != words.end()
+                   ? std::string()
+                   : "'" + text + "' is none of " + listed;
+    };
+    Demand(
+        command.add_option(name, into, help)->check(CLI::Validator(check, ""))->type_name(listed),
+        need);
+    return *this;
+}
+
 CommandOptions& CommandOptions::Flag(const char* name, bool& into, const char* help) {
     command.add_flag(name, into, help);
     return *this;

@@ -51,6 +51,10 @@ public:
     /// Takes all arguments that are left.
     CommandOptions& Texts(const char* name, std::vector<std::string>& into, const char* help,
                           Need need = Need::kOptional);
+    /// Accepts these words only.
+    CommandOptions& OneOf(const char* name, std::string& into,
+                          const std::vector<std::string>& words, const char* help,
+                          Need need = Need::kOptional);
     CommandOptions& Flag(const char* name, bool& into, const char* help);
     /// Accepts the numbers from `least` to `most`.
     CommandOptions& Number(const char* name, double& into, double least, double most,

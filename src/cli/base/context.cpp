@@ -27,18 +27,17 @@ client::Result<client::Endpoint> Context::HubEndpoint() const {
     return client::Endpoint::Device(device.empty() ? DefaultDevice() : device);
 }
 
-client::Result<std::unique_ptr<client::Hub>> Context::Connect() const {
+client::Result<std::unique_ptr<client::Hub>> Context::Connect(client::Hub::Options options) const {
     const client::Result<client::Endpoint> endpoint = HubEndpoint();
     if (!endpoint) {
         return endpoint.error();
     }
-    client::Hub::Options options;
     options.deadlineMilliseconds = TimeoutMilliseconds();
     return client::Hub::Connect(*endpoint, options);
 }
 
-client::Result<Snapshot> Context::ConnectAndReadAll() const {
-    auto hub = Connect();
+client::Result<Snapshot> Context::ConnectAndReadAll(client::Hub::Options options) const {
+    auto hub = Connect(std::move(options));
     if (!hub) {
         return hub.error();
     }
@@ -62,6 +61,11 @@ std::uint32_t Context::TimeoutMilliseconds() const {
 
 bool Context::Fancy() const {
     return !noColor && Environment("NO_COLOR").empty() && isatty(STDOUT_FILENO) == 1;
+}
+
+int FailUsage(const std::string& text) {
+    fmt::print(stderr, "vantry: {}\n", text);
+    return Exit::kUsage;
 }
 
 int Fail(const client::Error& error) {

@@ -38,10 +38,10 @@ struct Context {
 
     /// Returns the endpoint of the hub, or an error if the option for it can't be read.
     client::Result<client::Endpoint> HubEndpoint() const;
-    /// Connects to the hub. Blocks up to the time-out.
-    client::Result<std::unique_ptr<client::Hub>> Connect() const;
+    /// Connects to the hub. Blocks up to the time-out, which replaces the deadline of the options.
+    client::Result<std::unique_ptr<client::Hub>> Connect(client::Hub::Options options = {}) const;
     /// Connects to the hub and reads all properties. Blocks up to the time-out for each of the two.
-    client::Result<Snapshot> ConnectAndReadAll() const;
+    client::Result<Snapshot> ConnectAndReadAll(client::Hub::Options options = {}) const;
     std::uint32_t TimeoutMilliseconds() const;
     /// Returns whether standard output is a terminal on which colours and plots are wanted.
     bool Fancy() const;
@@ -52,5 +52,7 @@ std::string DefaultDevice();
 
 /// Prints the error to standard error. Returns the exit status that belongs to it.
 int Fail(const client::Error& error);
+/// Prints what is wrong with the arguments to standard error. Returns Exit::kUsage.
+int FailUsage(const std::string& text);
 
 }  // namespace vantry::cli

@@ -3,7 +3,7 @@
 // Values may hold any bytes. For a table they are measured character by character with the widths
 // of Unicode, whatever locale the user has, and what isn't UTF-8 counts as one column a byte.
 // Control characters are replaced before a text is printed, so that a value can't move the cursor
-// or change the colours. JSON is written by a library, which replaces bytes that aren't UTF-8.
+// or change the colours.
 
 #include "cli/base/text.h"
 
@@ -11,7 +11,8 @@
 
 #include <clocale>
 #include <cwchar>
-#include <nlohmann/json.hpp>
+
+#include "cli/base/json.h"
 
 namespace vantry::cli {
 namespace {
@@ -38,10 +39,6 @@ Glyph FirstGlyph(std::string_view text) {
     }
     const int columns = wcwidth(character);
     return {bytes, columns < 0 ? 1 : static_cast<std::size_t>(columns)};
-}
-
-std::string Dumped(const nlohmann::ordered_json& document) {
-    return document.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 }  // namespace
@@ -95,19 +92,20 @@ std::string Printable(std::string_view text) {
     return printable;
 }
 
-std::string ToJson(const client::Property& property) {
-    const nlohmann::ordered_json document = {{"component", property.componentName},
-                                             {"group", property.groupName},
-                                             {"name", property.name},
-                                             {"value", property.value},
-                                             {"available", property.available},
-                                             {"componentGuid", property.id.component},
-                                             {"groupGuid", property.id.group},
-                                             {"guid", property.id.property}};
-    return Dumped(document);
+std::string ShellQuoted(const std::string& text) {
+    constexpr const char* kPlain =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./:@%+,";
+    if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) {
+        return text;
+    }
+    std::string quoted = "'";
+    for (const char byte : text) {
+        quoted += byte == '\'' ? "'\\''" : std::string(1, byte);
+    }
+    return quoted + "'";
 }
 
-std::string JsonString(const std::string& text) { return Dumped(text); }
+std::string JsonString(const std::string& text) { return OneLine(text); }
 
 std::string CsvText(const std::string& text) {
     if (text.find_first_of(",\"\r\n") == std::string::npos) {
@@ -118,11 +116,6 @@ std::string CsvText(const std::string& text) {
         quoted += byte == '"' ? "\"\"" : std::string(1, byte);
     }
     return quoted + "\"";
-}
-
-std::string DisplayName(const client::Property& property, bool withComponent) {
-    const std::string name = property.groupName + "/" + property.name;
-    return Printable(withComponent ? property.componentName + "/" + name : name);
 }
 
 }  // namespace vantry::cli

@@ -4,8 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "client/property.h"
-
 namespace vantry::cli {
 
 /// Returns the number of columns that the text needs on a terminal. Wide characters need two,
@@ -17,14 +15,12 @@ std::string Fitted(std::string_view text, std::size_t columns);
 /// Returns the text with its control characters replaced by visible escapes such as "\n".
 std::string Printable(std::string_view text);
 
-/// Returns the property as a JSON object on one line. Bytes that aren't UTF-8 become U+FFFD.
-std::string ToJson(const client::Property& property);
-/// Returns the text as a JSON string, with quotes and escapes.
+/// Returns the text as one word of a shell, in quotes if necessary.
+std::string ShellQuoted(const std::string& text);
+/// Returns the text as a JSON string, with quotes and escapes. Bytes that aren't UTF-8 become
+/// U+FFFD.
 std::string JsonString(const std::string& text);
 /// Returns the text as a field of a CSV file, in quotes if it needs them.
 std::string CsvText(const std::string& text);
-
-/// Returns "Group/Name" or, with `withComponent`, "Component/Group/Name", fit for printing.
-std::string DisplayName(const client::Property& property, bool withComponent);
 
 }  // namespace vantry::cli

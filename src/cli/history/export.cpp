@@ -7,6 +7,7 @@
 #include <string>
 
 #include "cli/base/command_line.h"
+#include "cli/base/json.h"
 #include "cli/base/text.h"
 #include "cli/history/history_options.h"
 #include "cli/history/time_text.h"
@@ -37,7 +38,7 @@ void PrintCsv(const Property& property, const Sample& sample) {
 void PrintJson(Property property, const Sample& sample) {
     property.value = sample.value.value_or("");
     property.available = sample.value.has_value();
-    std::string line = ToJson(property);
+    std::string line = OneLine(JsonOf(property));
     line.insert(1, fmt::format("\"time\":\"{}\",\"kind\":\"{}\",", UtcTime(sample.time),
                                NameOf(sample.kind)));
     fmt::print("{}\n", line);

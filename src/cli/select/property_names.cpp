@@ -2,8 +2,9 @@
 //
 // Every property has five names, from its display name alone to three GUIDs. An exact match decides
 // before one without regard to case; if neither matches exactly one property, the error lists the
-// candidates or, by edit distance, the nearest names. Everything is compared with everything, which
-// is fast enough for the thousands of properties that a hub holds.
+// candidates or, by edit distance, the nearest names. A name decides before a glob, so that a
+// property whose name has a bracket can be named. Everything is compared with everything, which is
+// fast enough for the thousands of properties that a hub holds.
 
 #include "cli/select/property_names.h"
 
@@ -11,22 +12,15 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <set>
 
 #include "cli/base/suggestions.h"
-#include "cli/base/text.h"
+#include "cli/select/names.h"
 
 namespace vantry::cli {
 namespace {
 
 using client::Property;
-
-/// Returns all names of a property, from the shortest to the longest.
-std::vector<std::string> NamesOf(const Property& property) {
-    const std::string inGroup = property.groupName + "/" + property.name;
-    const std::string guids = property.id.group + ":" + property.id.property;
-    return {property.name, inGroup, property.componentName + "/" + inGroup, guids,
-            property.id.component + ":" + guids};
-}
 
 template <typename Equal>
 std::vector<const Property*> Named(const std::vector<Property>& all, const Equal& equal) {
@@ -40,25 +34,7 @@ std::vector<const Property*> Named(const std::vector<Property>& all, const Equal
     return found;
 }
 
-std::string NearestNames(const std::vector<Property>& all, const std::string& name) {
-    std::vector<std::string> names;
-    names.reserve(all.size());
-    for (const Property& property : all) {
-        names.push_back(DisplayName(property, false));
-    }
-    return DidYouMean(name, names);
-}
-
-}  // namespace
-
-bool MatchesPattern(const std::string& text, const std::string& pattern) {
-    if (pattern.find_first_of("*?[") != std::string::npos) {
-        return fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
-    }
-    return Lower(text).find(Lower(pattern)) != std::string::npos;
-}
-
-client::Result<Property> FindByName(const std::vector<Property>& all, const std::string& name) {
+std::vector<const Property*> WithName(const std::vector<Property>& all, const std::string& name) {
     std::vector<const Property*> found =
         Named(all, [&](const std::string& candidate) { return candidate == name; });
     if (found.empty()) {
@@ -66,19 +42,92 @@ client::Result<Property> FindByName(const std::vector<Property>& all, const std:
             return strcasecmp(candidate.c_str(), name.c_str()) == 0;
         });
     }
+    return found;
+}
+
+client::Error NotFound(const std::vector<Property>& all, const std::string& name) {
+    std::vector<std::string> names;
+    const Names shown(all);
+    for (const Property& property : all) {
+        names.push_back(shown.Of(property));
+    }
+    std::string text = "there is no property \"" + name + "\"";
+    if (const std::string near = DidYouMean(name, names); !near.empty()) {
+        text += near;
+    } else {
+        text += "; \"vantry list\" shows all";
+    }
+    return {client::ErrorCode::NotFound, text};
+}
+
+client::Error Ambiguous(const std::vector<Property>& all, const std::string& name,
+                        const std::vector<const Property*>& found) {
+    const Names shown(all);
+    std::string text = "\"" + name + "\" is the name of several; use one of";
+    for (const Property* property : found) {
+        text += "\n    " + shown.Of(*property);
+    }
+    return {client::ErrorCode::NotFound, text};
+}
+
+std::vector<const Property*> MatchingOrInGroup(const std::vector<Property>& all,
+                                               const std::string& word) {
+    if (IsGlob(word)) {
+        return Named(all, [&](const std::string& name) { return MatchesPattern(name, word); });
+    }
+    std::vector<const Property*> found;
+    for (const Property& property : all) {
+        if (strcasecmp(property.groupName.c_str(), word.c_str()) == 0) {
+            found.push_back(&property);
+        }
+    }
+    return found;
+}
+
+}  // namespace
+
+bool IsGlob(const std::string& text) { return text.find_first_of("*?[") != std::string::npos; }
+
+bool MatchesPattern(const std::string& text, const std::string& pattern) {
+    if (IsGlob(pattern)) {
+        return fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
+    }
+    return Lower(text).find(Lower(pattern)) != std::string::npos;
+}
+
+client::Result<Property> FindByName(const std::vector<Property>& all, const std::string& name) {
+    const std::vector<const Property*> found = WithName(all, name);
     if (found.size() == 1) {
         return *found.front();
     }
-    if (found.empty()) {
-        return client::Error{client::ErrorCode::NotFound,
-                             "there is no property \"" + name + "\"" + NearestNames(all, name)};
+    return found.empty() ? NotFound(all, name) : Ambiguous(all, name, found);
+}
+
+client::Result<std::vector<Property>> SelectByName(const std::vector<Property>& all,
+                                                   const std::vector<std::string>& words) {
+    if (words.empty()) {
+        return all;
     }
-    std::string text = "\"" + name + "\" is the name of several:";
-    for (const Property* property : found) {
-        text += "\n    " + DisplayName(*property, true) + "   " + property->id.component + ":" +
-                property->id.group + ":" + property->id.property;
+    std::vector<Property> selected;
+    std::set<client::PropertyId> seen;
+    for (const std::string& word : words) {
+        std::vector<const Property*> found = WithName(all, word);
+        if (found.size() > 1) {
+            return Ambiguous(all, word, found);
+        }
+        if (found.empty()) {
+            found = MatchingOrInGroup(all, word);
+        }
+        if (found.empty()) {
+            return NotFound(all, word);
+        }
+        for (const Property* property : found) {
+            if (seen.insert(property->id).second) {
+                selected.push_back(*property);
+            }
+        }
     }
-    return client::Error{client::ErrorCode::NotFound, text};
+    return selected;
 }
 
 }  // namespace vantry::cli

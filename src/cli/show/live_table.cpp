@@ -43,6 +43,7 @@ std::string PlotOf(const std::deque<double>& numbers, std::size_t columns) {
 }
 
 void LiveTable::Record(const client::Property& change) {
+    names.Add(change);
     // The key sorts by display name; the GUIDs make it unique.
     Row& row = rows[change.groupName + '\0' + change.name + '\0' + change.id.component +
                     change.id.group + change.id.property];
@@ -101,7 +102,7 @@ std::string LiveTable::DrawRow(const Row& row, const TerminalSize& size, const S
     const std::size_t nameColumns = size.columns / 2;
     const std::size_t valueColumns = size.columns / 4;
     const std::size_t plotColumns = size.columns - nameColumns - valueColumns - 2;
-    const std::string name = Fitted(DisplayName(row.property, false), nameColumns);
+    const std::string name = Fitted(names.Of(row.property), nameColumns);
     const std::string value = Fitted(
         row.property.available ? Printable(row.property.value) : "(withdrawn)", valueColumns);
     const std::string plot =

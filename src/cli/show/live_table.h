@@ -4,9 +4,11 @@
 #include <deque>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/base/terminal.h"
+#include "cli/select/names.h"
 #include "client/property.h"
 
 namespace vantry::cli {
@@ -19,6 +21,9 @@ std::string PlotOf(const std::deque<double>& numbers, std::size_t columns);
 /// changed since it began, then the others. Only one thread may use it.
 class LiveTable {
 public:
+    /// The names are those of the properties that are known at the start.
+    explicit LiveTable(Names known) : names(std::move(known)) {}
+
     /// Records a change, which the next Draw shows.
     void Record(const client::Property& change);
     /// Returns the whole screen as text, with control sequences, for a terminal of this size. Its
@@ -40,6 +45,7 @@ private:
 
     std::string DrawRow(const Row& row, const TerminalSize& size, const Style& style) const;
 
+    Names names;
     std::map<std::string, Row> rows;
     std::size_t top = 0;
 };

@@ -1,18 +1,25 @@
 // `vantry list`: a table of the properties, sorted by group, name and component.
 //
+// Without options the groups are headings. With columns or an order of one's own the table is flat.
 // Columns are as wide as their longest entry, up to a limit, in columns of the terminal and not in
 // bytes (see text.h). Values come last and aren't cut.
 
 #include <fmt/core.h>
 
+#include <strings.h>
 #include <algorithm>
-#include <map>
+#include <functional>
+#include <sstream>
 #include <tuple>
 
 #include "cli/base/command_line.h"
-#include "cli/base/terminal.h"
+#include "cli/base/json.h"
+#include "cli/base/suggestions.h"
+#include "cli/base/table.h"
 #include "cli/base/text.h"
+#include "cli/select/catalog.h"
 #include "cli/select/property_names.h"
+#include "cli/values/columns.h"
 
 namespace vantry::cli {
 namespace {
@@ -20,10 +27,14 @@ namespace {
 using client::Property;
 
 struct ListOptions {
+    /// Parts of names, globs or groups. None matches everything.
+    std::vector<std::string> words;
     // Patterns, see MatchesPattern. An empty one matches everything.
     std::string component;
     std::string group;
-    std::string name;
+    std::string sort;
+    std::string columns;
+    bool csv = false;
     /// Prints one name a line, in the form that the other commands accept. Shell completion uses
     /// it.
     bool namesOnly = false;
@@ -32,12 +43,29 @@ struct ListOptions {
 constexpr std::size_t kWidestName = 48;
 constexpr std::size_t kWidestComponent = 24;
 
-void PrintJson(const std::vector<Property>& properties) {
-    fmt::print("[");
-    for (std::size_t place = 0; place < properties.size(); ++place) {
-        fmt::print("{}{}", place == 0 ? "\n" : ",\n", ToJson(properties[place]));
-    }
-    fmt::print("\n]\n");
+bool Matches(const Property& property, const std::string& word) {
+    const std::vector<std::string> names = NamesOf(property);
+    return MatchesPattern(property.name, word) ||
+           strcasecmp(property.groupName.c_str(), word.c_str()) == 0 ||
+           (IsGlob(word) && std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+                return MatchesPattern(name, word);
+            }));
+}
+
+std::vector<Property> Chosen(const Catalog& catalog, const ListOptions& options) {
+    std::vector<Property> chosen = catalog.All();
+    std::erase_if(chosen, [&](const Property& property) {
+        return !MatchesPattern(property.componentName, options.component) ||
+               !MatchesPattern(property.groupName, options.group) ||
+               (!options.words.empty() &&
+                std::none_of(options.words.begin(), options.words.end(),
+                             [&](const std::string& word) { return Matches(property, word); }));
+    });
+    std::stable_sort(chosen.begin(), chosen.end(), [](const Property& one, const Property& other) {
+        return std::tie(one.groupName, one.name, one.componentName) <
+               std::tie(other.groupName, other.name, other.componentName);
+    });
+    return chosen;
 }
 
 std::size_t Widest(const std::vector<Property>& properties, std::string Property::*field,
@@ -49,7 +77,8 @@ std::size_t Widest(const std::vector<Property>& properties, std::string Property
     return std::min(widest, most);
 }
 
-void PrintTable(const std::vector<Property>& properties, const Style& style) {
+void PrintByGroup(const Catalog& catalog, const std::vector<Property>& properties,
+                  const Style& style) {
     const std::size_t nameColumns = Widest(properties, &Property::name, kWidestName);
     const std::size_t componentColumns =
         Widest(properties, &Property::componentName, kWidestComponent);
@@ -60,37 +89,86 @@ void PrintTable(const std::vector<Property>& properties, const Style& style) {
                        style.Heading(Printable(property.groupName)));
             group = &property.groupName;
         }
-        fmt::print("  {}  {}  {}\n", Fitted(Printable(property.name), nameColumns),
+        const std::string unit = catalog.DescriptionOf(property).unit;
+        fmt::print("  {}  {}  {}{}\n", Fitted(Printable(property.name), nameColumns),
                    style.Faint(Fitted(Printable(property.componentName), componentColumns)),
-                   Printable(property.value));
+                   Printable(property.value), unit.empty() ? "" : " " + style.Faint(unit));
     }
 }
 
-int RunList(const Context& context, const ListOptions& options) {
-    auto seen = context.ConnectAndReadAll();
-    if (!seen) {
-        return Fail(seen.error());
+void PrintFlat(const Catalog& catalog, const std::vector<Property>& properties,
+               const std::vector<const PropertyColumn*>& columns, const ListOptions& options,
+               const Style& style) {
+    std::vector<std::string> titles;
+    for (const PropertyColumn* column : columns) {
+        titles.emplace_back(column->name);
     }
-    std::vector<Property>& all = seen->properties;
-    std::erase_if(all, [&](const Property& property) {
-        return !MatchesPattern(property.componentName, options.component) ||
-               !MatchesPattern(property.groupName, options.group) ||
-               !MatchesPattern(property.name, options.name);
-    });
-    std::stable_sort(all.begin(), all.end(), [](const Property& one, const Property& other) {
-        return std::tie(one.groupName, one.name, one.componentName) <
-               std::tie(other.groupName, other.name, other.componentName);
-    });
-    if (options.namesOnly) {
-        for (const Property& property : all) {
-            fmt::print("{}\n", DisplayName(property, false));
+    Table table(titles);
+    for (const Property& property : properties) {
+        std::vector<std::string> cells;
+        for (const PropertyColumn* column : columns) {
+            cells.push_back(column->text(catalog, property));
         }
-    } else if (context.json) {
-        PrintJson(all);
-    } else {
-        PrintTable(all, Style(context.Fancy()));
+        table.Add(std::move(cells));
     }
-    return all.empty() && !context.json ? Exit::kRefused : Exit::kDone;
+    fmt::print("{}", options.csv ? table.Csv() : table.Text(style));
+}
+
+void PrintJson(const Catalog& catalog, const std::vector<Property>& properties) {
+    Json array = Json::array();
+    for (const Property& property : properties) {
+        array.push_back(JsonWithKnowledge(catalog, property));
+    }
+    fmt::print("{}\n", LineByLine(array));
+}
+
+void PrintNames(const Catalog& catalog, const std::vector<Property>& properties) {
+    for (const Property& property : properties) {
+        fmt::print("{}\n", catalog.NameOf(property));
+    }
+}
+
+std::string NothingMatches(const ListOptions& options) {
+    std::string text = "no property matches";
+    for (const std::string& word : options.words) {
+        text += " \"" + word + "\"";
+    }
+    return text + "; \"vantry list\" shows all";
+}
+
+int RunList(const Context& context, const ListOptions& options) {
+    const bool isFlat = options.csv || !options.columns.empty() || !options.sort.empty();
+    const auto columns =
+        ParseColumns(!options.columns.empty() ? options.columns
+                     : options.csv            ? "component,group,name,value,unit,type,owner,age"
+                                              : "name,component,group,value,unit");
+    if (!columns) {
+        return FailUsage(columns.error().text);
+    }
+    const auto sort = options.sort.empty() ? client::Result<std::vector<const PropertyColumn*>>(
+                                                 std::vector<const PropertyColumn*>())
+                                           : ParseColumns(options.sort);
+    if (!sort) {
+        return FailUsage(sort.error().text);
+    }
+    const auto catalog = Catalog::Read(context);
+    if (!catalog) {
+        return Fail(catalog.error());
+    }
+    std::vector<Property> chosen = Chosen(*catalog, options);
+    SortBy(*catalog, *sort, chosen);
+    if (options.namesOnly) {
+        PrintNames(*catalog, chosen);
+    } else if (context.json) {
+        PrintJson(*catalog, chosen);
+        return Exit::kDone;
+    } else if (isFlat) {
+        PrintFlat(*catalog, chosen, *columns, options, Style(context.Fancy()));
+    } else {
+        PrintByGroup(*catalog, chosen, Style(context.Fancy()));
+    }
+    return chosen.empty() ? Fail({client::ErrorCode::NotFound, NothingMatches(options)})
+                          : Exit::kDone;
 }
 
 }  // namespace
@@ -100,11 +178,18 @@ void AddList(CommandLine& line) {
     line.Add({.name = "list",
               .summary = "list the properties, by group",
               .group = CommandGroup::kReading,
-              .examples = "  vantry list --group General\n  vantry list '*temp*'\n"},
+              .examples = "  vantry list --group General\n"
+                          "  vantry list '*temp*'\n"
+                          "  vantry list --sort value --columns name,value,unit,owner\n"
+                          "  vantry list --csv >properties.csv\n"},
              [options](const Context& context) { return RunList(context, *options); })
-        .Text("name", options->name, "only names that hold this, or match this glob")
+        .Texts("name", options->words, "parts of names, globs, or groups")
         .Text("--component", options->component, "only of components named like this")
         .Text("--group", options->group, "only of groups named like this")
+        .Text("--sort", options->sort, "by these columns, such as group,name")
+        .Text("--columns", options->columns,
+              "which, of name, value, unit, type, component, group, owner, age, guid")
+        .Flag("--csv", options->csv, "print CSV")
         .Flag("--names", options->namesOnly, "one name a line");
 }
 

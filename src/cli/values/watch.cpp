@@ -5,153 +5,138 @@
 // table, a key soon. The connection is kept up by the library, which reports its loss and its
 // return.
 
-#include <fmt/chrono.h>
 #include <fmt/core.h>
 
-#include <atomic>
+#include <algorithm>
 #include <chrono>
-#include <map>
+#include <memory>
 #include <optional>
+#include <set>
 #include <string>
-#include <utility>
 
 #include "cli/base/command_line.h"
+#include "cli/base/json.h"
 #include "cli/base/terminal.h"
-#include "cli/base/text.h"
+#include "cli/base/times.h"
 #include "cli/select/condition.h"
-#include "cli/select/property_names.h"
 #include "cli/show/live_table.h"
-#include "client/event_queue.h"
+#include "cli/values/change_lines.h"
+#include "cli/values/watch_session.h"
 
 namespace vantry::cli {
 namespace {
 
-constexpr std::chrono::milliseconds kLook(100);
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kLook(100);
 
 struct WatchOptions {
-    std::vector<std::string> names;
+    std::vector<std::string> words;
     bool live = false;
-    /// The number of changes after which the command ends; 0 means never.
+    /// The number of lines after which the command ends; 0 means never.
     int count = 0;
     /// A condition, see Condition; the command ends with the value that fulfils it.
     std::string until;
+    /// A duration after which the command ends.
+    std::string forTime;
+    /// Leaves out the present values.
+    bool changesOnly = false;
+    /// Prints how many changes a second there are in place of the changes.
+    bool rate = false;
+    ChangeFormat format;
 };
 
 /// When the command ends by itself.
 struct End {
-    int count;
-    std::optional<Condition> condition;
+    int count = 0;
+    std::optional<Condition> condition = {};
     /// The property that the condition is about.
-    client::PropertyId property;
+    client::PropertyId property = {};
+    std::optional<Clock::time_point> at = {};
 
-    bool IsReached(int printed, const client::Property& change) const {
+    bool IsReachedBy(int printed, const client::Property& change) const {
         return printed == count || (condition && change.id == property && change.available &&
                                     condition->Holds(change.value));
     }
+    bool HasPassed() const { return at && Clock::now() >= *at; }
+    /// Returns how long to wait for the next change.
+    milliseconds Wait() const {
+        const auto left = at ? std::chrono::ceil<milliseconds>(*at - Clock::now()) : kLook;
+        return std::clamp(left, milliseconds(0), kLook);
+    }
+    /// Returns the exit status if the time has passed: that of a time-out if a condition or a count
+    /// was waited for.
+    int StatusAfterTime() const { return condition || count > 0 ? Exit::kTimedOut : Exit::kDone; }
 };
 
-std::string TimeNow() {
-    const auto now = std::chrono::system_clock::now();
-    const auto milliseconds =
-        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() %
-        1000;
-    return fmt::format("{:%H:%M:%S}.{:03}",
-                       fmt::localtime(std::chrono::system_clock::to_time_t(now)), milliseconds);
-}
-
-/// Prints each loss and return of the connection to standard error unless it is quiet. Thread-safe.
-class ConnectionReporter {
-public:
-    explicit ConnectionReporter(bool quietly) : quiet(quietly) {}
-
-    void Report(bool isConnected) {
-        const bool before = connected.exchange(isConnected);
-        if (!quiet && before != isConnected) {
-            fmt::print(stderr, "vantry: {}\n",
-                       isConnected ? "connected again" : "connection lost, trying again");
-        }
-    }
-    bool Connected() const { return connected; }
-
-private:
-    const bool quiet;
-    std::atomic<bool> connected{true};
-};
-
-client::Result<client::Interest> InterestIn(client::Hub& hub,
-                                            const std::vector<std::string>& names) {
-    if (names.empty()) {
-        return client::Interest::Everything();
-    }
-    const auto all = hub.ReadAll();
-    if (!all) {
-        return all.error();
-    }
-    std::vector<client::PropertyId> ids;
-    for (const std::string& name : names) {
-        const auto property = FindByName(*all, name);
-        if (!property) {
-            return property.error();
-        }
-        ids.push_back(property->id);
-    }
-    return client::Interest::List(ids);
-}
-
-void PrintChange(const client::Property& change, const Context& context, const Style& style) {
-    const std::string time = TimeNow();
-    if (context.json) {
-        std::string line = ToJson(change);
-        line.insert(1, "\"time\":\"" + time + "\",");
-        fmt::print("{}\n", line);
-    } else {
-        fmt::print("{}  {} = {}\n", style.Faint(time), DisplayName(change, false),
-                   change.available ? style.Changed(Printable(change.value)) : "(withdrawn)");
-    }
-    std::fflush(stdout);
-}
-
-/// Drops repeated notifications. The hub sends one record per change, each with the latest value,
-/// so n changes within a period arrive as n identical records.
-class DuplicateFilter {
-public:
-    /// Returns whether the change differs from the last one of its property, which it then
-    /// replaces.
-    bool IsNew(const client::Property& change) {
-        std::string state = (change.available ? "+" : "-") + change.value;
-        std::string& before = last[change.id];
-        const bool isNew = before != state;
-        before = std::move(state);
-        return isNew;
-    }
-
-private:
-    std::map<client::PropertyId, std::string> last;
-};
-
-int PrintChanges(client::EventQueue& changes, const Context& context, const End& end) {
+int PrintChanges(WatchSession& session, const Context& context, const WatchOptions& options,
+                 const End& end) {
     const Style style(context.Fancy());
     DuplicateFilter filter;
-    for (int printed = 0; !Interrupted();) {
-        if (const auto change = changes.Take(kLook); change && filter.IsNew(*change)) {
-            PrintChange(*change, context, style);
-            if (end.IsReached(++printed, *change)) {
-                break;
+    int printed = 0;
+    while (!Interrupted() && !end.HasPassed()) {
+        const auto change = session.Take(end.Wait());
+        if (!change || !filter.IsNew(*change)) {
+            continue;
+        }
+        const bool isShown = !options.changesOnly || change->origin != client::Origin::Present;
+        if (isShown) {
+            fmt::print("{}", ChangeLine(options.format, session.Known(), *change,
+                                        std::chrono::system_clock::now(), style));
+            std::fflush(stdout);
+            ++printed;
+        }
+        if (end.IsReachedBy(isShown ? printed : -1, *change)) {
+            return Exit::kDone;
+        }
+    }
+    return end.HasPassed() ? end.StatusAfterTime() : Exit::kDone;
+}
+
+/// Prints a line a second with the number of changes in that second and of their properties.
+int PrintRates(WatchSession& session, const ChangeFormat& format, const End& end) {
+    DuplicateFilter filter;
+    int printed = 0;
+    for (Clock::time_point next = Clock::now() + std::chrono::seconds(1);
+         !Interrupted() && !end.HasPassed() && (end.count == 0 || printed < end.count);
+         next += std::chrono::seconds(1)) {
+        int changes = 0;
+        std::set<client::PropertyId> properties;
+        while (!Interrupted() && !end.HasPassed() && Clock::now() < next) {
+            const auto change = session.Take(
+                std::min(end.Wait(), std::chrono::ceil<milliseconds>(next - Clock::now())));
+            if (change && filter.IsNew(*change) && change->origin != client::Origin::Present) {
+                ++changes;
+                properties.insert(change->id);
             }
         }
+        const auto now = std::chrono::system_clock::now();
+        if (format.json) {
+            fmt::print("{}\n", OneLine({{"time", FullTime(now)},
+                                        {"changesPerSecond", changes},
+                                        {"properties", properties.size()}}));
+        } else {
+            fmt::print("{}  {} changes/s of {} properties\n",
+                       format.fullTime ? FullTime(now) : TimeOfDay(now), changes,
+                       properties.size());
+        }
+        std::fflush(stdout);
+        ++printed;
     }
     return Exit::kDone;
 }
 
-int ShowTable(client::EventQueue& changes, const ConnectionReporter& reporter) {
+int ShowTable(WatchSession& session, const End& end) {
     const Screen screen;
     const Style style(true);
-    LiveTable table;
-    while (!Interrupted()) {
-        while (const auto change = changes.Take(std::chrono::milliseconds(0))) {
+    LiveTable table{Names(session.Known().All())};
+    while (!Interrupted() && !end.HasPassed()) {
+        while (const auto change = session.Take(milliseconds(0))) {
             table.Record(*change);
         }
-        fmt::print("{}", table.Draw(TerminalSize::Now(), reporter.Connected(), TimeNow(), style));
+        fmt::print("{}", table.Draw(TerminalSize::Now(), session.IsConnected(),
+                                    TimeOfDay(std::chrono::system_clock::now()), style));
         std::fflush(stdout);
         const char key = Screen::KeyWithin(static_cast<int>(kLook.count()));
         if (key == 'q') {
@@ -162,48 +147,56 @@ int ShowTable(client::EventQueue& changes, const ConnectionReporter& reporter) {
     return Exit::kDone;
 }
 
-int RunWatch(const Context& context, const WatchOptions& options) {
-    const auto endpoint = context.HubEndpoint();
-    if (!endpoint) {
-        return Fail(endpoint.error());
-    }
-    End end{.count = options.count, .condition = {}, .property = {}};
-    std::vector<std::string> names = options.names;
+/// Returns when the command ends, except for the property of the condition and the time.
+client::Result<End> ParseEnd(const WatchOptions& options) {
+    End end;
+    end.count = options.count;
     if (!options.until.empty()) {
         const auto condition = Condition::Parse(options.until);
         if (!condition) {
-            Fail(condition.error());
-            return Exit::kUsage;
+            return condition.error();
         }
         end.condition = *condition;
-        names.push_back(condition->Name());
     }
-    const bool live = options.live && !end.condition && context.Fancy();
-    ConnectionReporter reporter(live);
-    client::Hub::Options hubOptions;
-    hubOptions.deadlineMilliseconds = context.TimeoutMilliseconds();
-    hubOptions.longestPauseMilliseconds = 1000;
-    hubOptions.onConnection = [&reporter](bool connected) { reporter.Report(connected); };
-    const auto hub = client::Hub::Connect(*endpoint, hubOptions);
-    if (!hub) {
-        return Fail(hub.error());
+    return end;
+}
+
+int RunWatch(const Context& context, WatchOptions options) {
+    options.format.json = context.json;
+    auto end = ParseEnd(options);
+    if (!end) {
+        return FailUsage(end.error().text);
     }
-    const auto interest = InterestIn(**hub, names);
-    if (!interest) {
-        return Fail(interest.error());
+    const auto time = ParseDuration(options.forTime.empty() ? "0" : options.forTime);
+    if (!time) {
+        return FailUsage(time.error().text);
     }
-    if (end.condition) {
-        end.property = interest->ids.back();
+    if (const client::Outcome good = options.format.Check(); !good) {
+        return FailUsage(good.error().text);
+    }
+    std::vector<std::string> words = options.words;
+    if (end->condition) {
+        words.push_back(end->condition->Name());
+    }
+    const bool live = options.live && !end->condition && context.Fancy();
+    const auto session = WatchSession::Start(context, words, live);
+    if (!session) {
+        return Fail(session.error());
+    }
+    if (end->condition) {
+        const auto property = (*session)->Find(end->condition->Name());
+        if (!property) {
+            return Fail(property.error());
+        }
+        end->property = property->id;
     }
     CatchInterrupts();
-    client::EventQueue changes;
-    const client::Subscription subscription =
-        (*hub)->Subscribe(*interest, [report = changes.Callback()](const client::Property& change) {
-            if (!client::Owners::IsHeartbeat(change.id)) {
-                report(change);
-            }
-        });
-    return live ? ShowTable(changes, reporter) : PrintChanges(changes, context, end);
+    if (!options.forTime.empty()) {
+        end->at = Clock::now() + *time;
+    }
+    return live           ? ShowTable(**session, *end)
+           : options.rate ? PrintRates(**session, options.format, *end)
+                          : PrintChanges(**session, context, options, *end);
 }
 
 }  // namespace
@@ -213,14 +206,22 @@ void AddWatch(CommandLine& line) {
     line.Add({.name = "watch",
               .summary = "print every change",
               .group = CommandGroup::kReading,
-              .examples = "  vantry watch \"Printhead Temperature\" --count 3\n"
+              .examples = "  vantry watch \"Printhead Temperature\" --changes --count 3\n"
+                          "  vantry watch 'Sensors/*' --for 10s --time\n"
                           "  vantry watch --until \"Printhead Temperature > 60\"\n"
+                          "  vantry watch Sensors --format '{time},{name},{value}'\n"
                           "  vantry watch --live\n"},
              [options](const Context& context) { return RunWatch(context, *options); })
-        .Texts("property", options->names, "what to watch (default: everything)")
+        .Texts("property", options->words, "names, globs or groups (default: everything)")
         .Flag("--live", options->live, "a table that updates in place")
-        .Count("--count", options->count, 1, 1000000000, "end after so many changes")
-        .Text("--until", options->until, "end with the value that fulfils this condition");
+        .Count("--count", options->count, 1, 1000000000, "end after so many lines")
+        .Text("--until", options->until, "end with the value that fulfils this condition")
+        .Text("--for", options->forTime, "end after this time, such as 10s, 5m or 2h")
+        .Flag("--changes", options->changesOnly, "leave out the present values")
+        .Flag("--rate", options->rate, "a line a second with the number of changes")
+        .Flag("--time", options->format.fullTime, "date and time by RFC 3339")
+        .Text("--format", options->format.text,
+              "a line with {time} {name} {value} {unit} {component} {group} {origin}");
 }
 
 }  // namespace vantry::cli

@@ -1,0 +1,72 @@
+#include "cli/select/catalog.h"
+
+#include <fmt/core.h>
+
+#include <utility>
+
+#include "cli/select/property_names.h"
+
+namespace vantry::cli {
+
+using client::Property;
+
+client::Result<Catalog> Catalog::Read(const Context& context) {
+    auto seen = context.ConnectAndReadAll();
+    if (!seen) {
+        return seen.error();
+    }
+    return Catalog(context, std::move(*seen));
+}
+
+Catalog::Catalog(const Context& itsContext, Snapshot seen)
+    : context(itsContext), snapshot(std::move(seen)), names(snapshot.properties) {}
+
+client::Error Catalog::Explained(const client::Error& error) const {
+    if (context.tcp.empty()) {
+        return error;
+    }
+    return {error.code, error.text +
+                            "\n    (over TCP the hub shows a part of its properties only; "
+                            "its local device shows all)"};
+}
+
+client::Result<std::vector<Property>> Catalog::Select(const std::vector<std::string>& words) const {
+    auto selected = SelectByName(All(), words);
+    if (!selected) {
+        return Explained(selected.error());
+    }
+    return selected;
+}
+
+client::Result<Property> Catalog::Find(const std::string& name) const {
+    auto found = FindByName(All(), name);
+    if (!found) {
+        return Explained(found.error());
+    }
+    return found;
+}
+
+client::Owners::State Catalog::OwnerOf(const Property& property) const {
+    if (property.id.component == client::Hub::OwnComponent()) {
+        return {client::Owners::Presence::Alive, "the hub itself", 0, ""};
+    }
+    return snapshot.owners.Of(property.id);
+}
+
+std::string Catalog::AgeOf(const Property& property) const {
+    const auto age = snapshot.owners.AgeOf(property.id);
+    return age ? age->Text() : "";
+}
+
+describe::Description Catalog::DescriptionOf(const Property& property) const {
+    if (!descriptions) {
+        auto loaded = describe::Descriptions::Load(describe::Descriptions::StandardFolders());
+        for (const std::string& problem : loaded.problems) {
+            fmt::print(stderr, "vantry: {}\n", problem);
+        }
+        descriptions = std::move(loaded.descriptions);
+    }
+    return descriptions->Of(property);
+}
+
+}  // namespace vantry::cli
