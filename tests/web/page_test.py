@@ -1,0 +1,227 @@
+#!/usr/bin/env python3
+"""The page of the gateway in a real browser.
+
+    page_test.py [-v] [TEST...]
+
+It needs Debian's chromium, chromium-driver and python3-selenium, and is skipped without them. With
+$VANTRY_PICTURES set to a folder, pictures of the page are left there. After `npm ci` in this folder,
+axe-core checks that everybody can use the page. $VANTRY_ROUNDS is how many seconds the load goes on.
+"""
+
+import json
+import os
+import shutil
+import subprocess
+import sys
+import time
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "gateway"))
+from gateway_support import Gateway, GatewayTestCase  # noqa: E402,F401
+import vantry  # noqa: E402
+
+try:
+    from selenium import webdriver
+    from selenium.webdriver.chrome.service import Service
+except ImportError:
+    webdriver = None
+
+MISSING = [name for name, found in (("chromium", shutil.which("chromium")), ("python3-selenium", webdriver),
+                                    ("chromium-driver", shutil.which("chromedriver"))) if not found]
+DRIVER = os.environ.get("VANTRY_DRIVER", "simulated_driver")
+RECORDER = os.environ.get("VANTRY", "vantry")
+SIZES = {"telephone": (390, 844), "tablet": (900, 1100), "wide": (1600, 1000)}
+RATE = 4
+PROPERTIES = 1000
+
+
+def browser(width=1600, height=1000):
+    options = webdriver.ChromeOptions()
+    for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu",
+                     f"--window-size={width},{height}", "--enable-precise-memory-info"):
+        options.add_argument(argument)
+    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+    options.binary_location = shutil.which("chromium")
+    return webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
+
+
+@unittest.skipIf(MISSING, "the browser test needs " + ", ".join(MISSING))
+class PageTestCase(GatewayTestCase):
+    """Has a browser that shows the page of a gateway."""
+
+    def open(self, *options, **size):
+        self.served = self.gateway("--allow-write", "*", *options)
+        self.driver = browser(**size)
+        self.addCleanup(self.driver.quit)
+        self.driver.get(self.served.url)
+
+    def run_script(self, script, *arguments):
+        return self.driver.execute_script(script, *arguments)
+
+    def text(self, selector):
+        return self.run_script("return document.querySelector(arguments[0])?.textContent ?? ''", selector)
+
+    def click(self, selector):
+        self.run_script("document.querySelector(arguments[0]).click()", selector)
+
+    def value_of(self, name):
+        """The value in the list of all properties, of which only what is in sight is kept up."""
+        return self.run_script(
+            "const row = [...document.querySelectorAll('.row')].find((row) =>"
+            " row.querySelector('a').textContent === arguments[0]); row?.scrollIntoView();"
+            "return row?.querySelector('.value').textContent", name)
+
+    def open_property(self, name):
+        self.eventually(lambda: self.value_of(name))
+        self.run_script("const link = [...document.querySelectorAll('.row a')].find((link) =>"
+                        " link.textContent === arguments[0]);"
+                        "link.focus(); link.click()", name)
+        self.eventually(lambda: self.text("#detail-title") == name)
+
+    def complaints(self):
+        """What the console says, without the failures of requests to servers that aren't there."""
+        return [entry["message"] for entry in self.driver.get_log("browser")
+                if entry["level"] == "SEVERE" and "net::ERR_" not in entry["message"]
+                and "the server responded with a status of" not in entry["message"]]
+
+    def picture(self, name):
+        folder = os.environ.get("VANTRY_PICTURES")
+        if folder:
+            os.makedirs(folder, exist_ok=True)
+            self.driver.save_screenshot(os.path.join(folder, name + ".png"))
+
+
+class WithAPrinter(PageTestCase):
+    """Has the simulated printer, with its descriptions, and a recording of it."""
+
+    def setUp(self):
+        super().setUp()
+        self.history = self.hub.folder.name + "/history.db"
+        self.start(DRIVER, self.hub.device)
+        self.start(RECORDER, "--device", self.hub.device, "history", "record", "--file", self.history,
+                   "--commit", "0.2")
+        os.environ["VANTRY_DESCRIPTIONS"] = os.path.join(os.path.dirname(os.path.abspath(__file__)),
+                                                         "../../examples/properties.d")
+
+    def start(self, *command):
+        process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+
+    def open(self, *options, **size):
+        super().open("--history", self.history, *options, **size)
+        self.eventually(lambda: self.value_of("Printhead Temperature"))
+
+    def test_values_move_and_a_set_is_seen(self):
+        self.open()
+        first = self.value_of("Printhead Temperature")
+        self.eventually(lambda: self.value_of("Printhead Temperature") != first)
+        self.open_property("Print Speed")
+        for typed, answer in (("9", "It is 9 now."), ("13", "refused")):
+            self.run_script("const input = document.getElementById('setting-input'); input.max = '';"
+                            "input.value = arguments[0]; document.getElementById('setting').requestSubmit()", typed)
+            self.eventually(lambda: answer in self.text("#setting-result"))
+        self.eventually(lambda: self.text("#detail-value") == "9 in/s")
+        self.click("#command-list button")
+        self.eventually(lambda: self.text("#command-list small") == "Done.")
+        self.assertEqual(self.complaints(), [])
+
+    def test_a_property_has_its_past_and_the_keyboard_suffices(self):
+        self.open()
+        self.open_property("Printhead Temperature")
+        self.assertEqual(self.run_script("return document.activeElement.id"), "detail-title")
+        self.eventually(lambda: self.text("#plot-text").startswith("Between"))
+        self.eventually(lambda: self.run_script("return document.querySelectorAll('#plot canvas').length > 0"))
+        self.assertNotIn("No history", self.text("#plot-text"))
+        self.driver.switch_to.active_element.send_keys("\ue00c")
+        self.assertTrue(self.run_script("return document.getElementById('detail').hidden"))
+        self.assertEqual(self.run_script("return document.activeElement.textContent"), "Printhead Temperature")
+        self.assertEqual(self.complaints(), [])
+
+    def test_a_hub_that_dies_and_comes_back_is_told(self):
+        self.open()
+        self.hub.kill()
+        self.eventually(lambda: "not there" in self.text("#state-hub"))
+        self.assertIn("The hub isn't there", self.text("#no-problem"))
+        self.hub.start()
+        self.eventually(lambda: self.text("#state-hub b") == "connected")
+        before = self.value_of("Printhead Temperature")
+        self.eventually(lambda: self.value_of("Printhead Temperature") not in (before, "gone"))
+        self.served.process.kill()
+        self.eventually(lambda: "not connected" in self.text("#state-page"))
+
+    def test_everybody_can_use_it_at_every_size_and_it_is_small(self):
+        axe = os.path.join(os.path.dirname(os.path.abspath(__file__)), "node_modules/axe-core/axe.min.js")
+        self.open()
+        size = self.run_script("return performance.getEntries().reduce((sum, entry) =>"
+                               " sum + (entry.name.includes('api/') ? 0 : entry.transferSize ?? 0), 0)")
+        self.assertLess(size, 100_000)
+        self.assertGreater(size, 1_000)
+        for name, (width, height) in SIZES.items():
+            for scheme in "light", "dark":
+                self.driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+                    "width": width, "height": height, "deviceScaleFactor": 1, "mobile": name == "telephone"})
+                self.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {
+                    "features": [{"name": "prefers-color-scheme", "value": scheme}]})
+                for isOpen in False, True:
+                    if isOpen:
+                        self.open_property("Printhead Temperature")
+                        self.eventually(lambda: self.text("#plot-text").startswith("Between"))
+                    wide = self.run_script("return document.documentElement.scrollWidth")
+                    self.assertLessEqual(wide, width, name)
+                    self.run_script("scrollTo(0, 0)")
+                    self.picture(f"{name}-{scheme}-{'property' if isOpen else 'all'}")
+                    if os.path.exists(axe):
+                        self.check(axe, f"{name} {scheme} {isOpen}")
+                self.click("#detail-close")
+
+    def check(self, axe, where):
+        with open(axe) as file:
+            self.run_script(file.read())
+        found = self.driver.execute_async_script(
+            "const done = arguments[0]; axe.run().then((result) => done(result.violations.map((one) =>"
+            " one.id + ': ' + one.nodes.map((node) => node.html).slice(0, 3).join(' | '))))")
+        self.assertEqual(found, [], where)
+
+
+class UnderLoad(PageTestCase):
+    def test_a_thousand_properties_that_change_leave_it_responsive_and_right(self):
+        seconds = int(os.environ.get("VANTRY_ROUNDS", "4"))
+        owner = vantry.Hub(self.hub.device)
+        self.addCleanup(owner.close)
+        machine = vantry.Component("Machine", "Numbers")
+        ones = [machine.number(f"Number {place:04}", 0) for place in range(PROPERTIES)]
+        owner.announce(machine)
+        self.open()
+        self.eventually(lambda: self.run_script("return document.querySelectorAll('.row').length") > PROPERTIES)
+        self.run_script("window.tasks = []; new PerformanceObserver((list) => { for (const one of list.getEntries())"
+                        " tasks.push(one.duration); }).observe({type: 'longtask'});")
+        memory = self.heap()
+        begin = time.monotonic()
+        for turn in range(1, seconds * RATE + 1):
+            for place, one in enumerate(ones):
+                owner.change(one, (turn * 31 + place) % 1000)
+            time.sleep(max(0.0, begin + turn / RATE - time.monotonic()))
+        last = seconds * RATE
+        wanted = {f"Number {place:04}": str((last * 31 + place) % 1000) for place in range(PROPERTIES)}
+        # Rows that aren't in sight are drawn when they come into sight, so a search brings all values up.
+        self.eventually(lambda: self.shown(wanted) == wanted)
+        tasks = self.run_script("return tasks")
+        print(f"\n{seconds} s: {len(tasks)} long tasks, the longest {max(tasks, default=0):.0f} ms; "
+              f"heap {memory / 1e6:.1f} MB before, {self.heap() / 1e6:.1f} MB after", file=sys.stderr)
+        self.assertEqual(self.complaints(), [])
+
+    def heap(self):
+        self.driver.execute_cdp_cmd("HeapProfiler.collectGarbage", {})
+        return self.run_script("return performance.memory.usedJSHeapSize")
+
+    def shown(self, wanted):
+        self.run_script("document.getElementById('search').dispatchEvent(new Event('input'))")
+        rows = self.driver.execute_async_script(
+            "const done = arguments[0]; setTimeout(() => done([...document.querySelectorAll('.row')].map((row) =>"
+            " [row.querySelector('a').textContent, row.querySelector('.value').textContent])), 200)")
+        return {name: value for name, value in rows if name in wanted}
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,98 @@
+// What a technician wants to see first: problems, supplies, jobs and commands.
+//
+// The gateway says which groups are which. Within the groups of problems a property is a problem when
+// its value says so: True, a number other than 0, or a text that isn't a way to say "none".
+
+import { byId, make, setText, sync, valueText } from "./elements.js";
+
+const kFine = new Set(["", "false", "0", "none", "ok", "no error", "no"]);
+
+export const isProblem = (item) =>
+  item.kind === "problem" && item.available && !kFine.has(item.value.trim().toLowerCase());
+
+const isCommand = (item) => item.available && item.description.type === "command";
+
+const byLabel = (one, other) => one.label.localeCompare(other.label);
+
+function range(item) {
+  const { minimum, maximum, unit } = item.description;
+  if (minimum !== undefined && maximum !== undefined) {
+    return [minimum, maximum];
+  }
+  return unit === "%" ? [0, 100] : null;
+}
+
+function makeTile(item, open) {
+  const link = make("a", { href: `#${item.path}`, textContent: item.name });
+  link.addEventListener("click", () => open(item));
+  const tile = make("li", {}, link, make("b"));
+  const ends = range(item);
+  if (ends) {
+    const [min, max] = ends;
+    const meter = make("meter", { min, max, "aria-label": item.name });
+    meter.low = min + (max - min) * 0.15;
+    meter.optimum = max;
+    tile.append(meter);
+  }
+  return tile;
+}
+
+function fillTile(tile, item) {
+  setText(tile.querySelector("b"), valueText(item));
+  const meter = tile.querySelector("meter");
+  if (meter && !Number.isNaN(item.number)) {
+    meter.value = item.number;
+  }
+}
+
+/// Keeps a section of tiles for the properties that `fits`, and hides it while there are none.
+function addTiles(model, section, list, fits, create, fill) {
+  const kept = new Map();
+  model.addView((changed, hasOthers) => {
+    const items = [...model.items.values()].filter(fits).sort(byLabel);
+    byId(section).hidden = items.length === 0;
+    if (hasOthers || [...changed].some(fits)) {
+      sync(byId(list), items, kept, create, fill);
+    }
+  });
+}
+
+function addProblems(model) {
+  const kept = new Map();
+  model.addView(() => {
+    const problems = [...model.items.values()].filter(isProblem).sort(byLabel);
+    sync(byId("problem-list"), problems, kept,
+      () => make("li", {}, make("b"), " ", make("span")),
+      (row, item) => {
+        setText(row.querySelector("b"), item.name);
+        setText(row.querySelector("span"), item.value === "True" ? "" : valueText(item));
+      });
+    const isHubAway = model.about !== null && !model.about.hub.connected;
+    byId("problems").classList.toggle("bad", problems.length > 0 || isHubAway);
+    byId("no-problem").hidden = problems.length > 0 && !isHubAway;
+    if (isHubAway) {
+      setText(byId("no-problem"), "The hub isn't there. The values are those that it told last.");
+    } else if (model.loaded) {
+      setText(byId("no-problem"), "No problem is reported.");
+    }
+  });
+}
+
+export function addOverview(model, open, run) {
+  const tile = (item) => makeTile(item, open);
+  addProblems(model);
+  addTiles(model, "supplies", "supply-list", (item) => item.kind === "supply" && item.available, tile, fillTile);
+  addTiles(model, "jobs", "job-list", (item) => item.kind === "job" && item.available, tile, fillTile);
+  addTiles(model, "commands", "command-list", isCommand,
+    (item) => {
+      const button = make("button", { type: "button", textContent: item.name });
+      const result = make("small", { role: "status" });
+      button.addEventListener("click", () => run(item, result));
+      return make("li", {}, button, make("br"), result);
+    },
+    (row, item) => {
+      const button = row.querySelector("button");
+      button.disabled = !item.settable;
+      button.title = item.settable ? item.description.text ?? "" : "This page may not run it";
+    });
+}
