@@ -78,8 +78,8 @@ private:
     std::array<std::uint64_t, kBoundCount> values;
 };
 
-/// Returns a sentence that says why this process can't run a hub: it may have too few descriptors or
-/// too little address space. Returns an empty string if it can.
+/// Returns a sentence that says why this process can't run a hub: it may have too few descriptors
+/// or too little address space. Returns an empty string if it can.
 [[nodiscard]] std::string MachineShortage();
 
 }  // namespace vantry
