@@ -290,7 +290,8 @@ void Printer::SendHistory() {
         return;
     }
     history.Set(Milliseconds(1 / options.historyPerSecond));
-    if (isHistoryUnderWay || !waiting.empty() || !link->HasRoom()) {
+    // Before the hub was read once, neither the types of the values nor a birth are known.
+    if (!isComplete || isHistoryUnderWay || !waiting.empty() || !link->HasRoom()) {
         return;
     }
     const std::optional<std::string> record = backlog->Front();
