@@ -7,6 +7,7 @@
 
 #include "driver/exports.h"
 #include "runtime/clock.h"
+#include "simulation/races.h"
 #include "transport/frame/frame.h"
 
 namespace vantry::simulation {
@@ -29,7 +30,7 @@ std::string FrameOf(std::string_view text) {
 std::shared_ptr<Peer> Peer::Connect(World& world, Link link, std::string name) {
     const std::shared_ptr<Peer> peer(new Peer(world, link, std::move(name)));
     if (link == Link::Local) {
-        peer->number = PRN_Open(0, 0, 0);
+        peer->number = InHub([] { return PRN_Open(0, 0, 0); });
         if (peer->number == 0) {
             return nullptr;
         }
@@ -65,10 +66,11 @@ bool Peer::SendBytes(std::string_view rest) {
         if (closed) {
             return false;
         }
-        const ssize_t count =
-            link == Link::Local
-                ? PRN_Write(number, rest.data(), static_cast<std::uint32_t>(part))
-                : world.descriptors.Send(static_cast<int>(number), rest.substr(0, part));
+        const ssize_t count = link == Link::Local ? InHub([&] {
+            return PRN_Write(number, rest.data(), static_cast<std::uint32_t>(part));
+        })
+                                                  : world.descriptors.Send(static_cast<int>(number),
+                                                                           rest.substr(0, part));
         if (count == -EAGAIN && link != Link::Local && ++looks < kMostLooks) {
             world.scheduler.Sleep(kLookNanoseconds);
             continue;
@@ -98,7 +100,7 @@ std::optional<std::string> Peer::Receive(std::uint64_t milliseconds) {
 
 std::int32_t Peer::ReadSome(char* buffer, std::uint32_t size) const {
     if (link == Link::Local) {
-        return PRN_Read(number, buffer, size);
+        return InHub([&] { return PRN_Read(number, buffer, size); });
     }
     iovec part{buffer, size};
     for (;;) {
@@ -166,7 +168,7 @@ void Peer::Close() {
     world.scheduler.Tell("closes its connection");
     SetReading(true);
     if (link == Link::Local) {
-        PRN_Close(number);
+        InHub([&] { return PRN_Close(number); });
     } else {
         world.descriptors.ShutDown(static_cast<int>(number), SHUT_RD);
     }

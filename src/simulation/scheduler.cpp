@@ -28,7 +28,6 @@
 namespace vantry::simulation {
 namespace {
 
-constexpr std::size_t kStackBytes = 512U << 10U;
 constexpr std::uint64_t kMostSteps = 40'000'000;
 constexpr std::uint64_t kMostNanoseconds = 900'000 * kNanosecondsPerMillisecond;
 constexpr std::uint64_t kMostLateness = 300 * kNanosecondsPerMillisecond;
@@ -36,14 +35,6 @@ constexpr std::uint64_t kUsualSteps = 200'000;
 constexpr int kDeepest = 24;
 
 Scheduler* existing = nullptr;
-
-void* NewStack() {
-    void* const stack = mmap(nullptr, kStackBytes, PROT_READ | PROT_WRITE,
-                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
-    // A stack that is too small is then a crash and no damage.
-    mprotect(stack, 4096, PROT_NONE);
-    return stack;
-}
 
 }  // namespace
 
@@ -53,13 +44,27 @@ Scheduler::Scheduler(const RunSettings& runSettings, std::uint64_t seed)
       hasPriorities(random.OneIn(2)),
       interruptOneIn(std::uint64_t{2} << random.Below(8)),
       lateOneIn(random.OneIn(3) ? std::uint64_t{1'000} << random.Below(4) : 0),
-      latenessLeft(kMostLateness) {
+      latenessLeft(kMostLateness),
+      stacks(static_cast<char*>(mmap(nullptr, kStackBytes * kMostStacks, PROT_READ | PROT_WRITE,
+                                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0))) {
     const std::uint64_t count = random.Below(8);
     for (std::uint64_t change = 0; change < count; ++change) {
         changes.push_back(random.Below(kUsualSteps >> random.Below(8)));
     }
     existing = this;
 }
+
+void* Scheduler::NewStack() {
+    if (usedStacks == kMostStacks) {
+        Fail("there are too many threads");
+    }
+    void* const stack = stacks + kStackBytes * usedStacks++;
+    // A stack that is too small is then a crash and no damage.
+    mprotect(stack, 4096, PROT_NONE);
+    return stack;
+}
+
+bool Scheduler::Exists() { return existing != nullptr; }
 
 Scheduler::~Scheduler() { existing = nullptr; }
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "simulation/random.h"
@@ -27,6 +28,8 @@ struct SimulatedThread {
     ucontext_t context{};
     void* stack = nullptr;
     bool hasBegun = false;
+    /// Whether it runs code of the hub, whose accesses are checked.
+    bool isInHub = false;
     State state = State::CanRun;
     /// While it waits: what for, in words, the object that wakes it, and the moment that does.
     std::string waitsFor;
@@ -77,6 +80,17 @@ public:
     /// Returns the virtual time in nanoseconds.
     std::uint64_t Now() const { return now; }
     const SimulatedThread* Self() const { return current; }
+    static bool Exists();
+    bool IsInHub() const { return current != nullptr && current->isInHub; }
+    /// Changes whether the caller is in the hub. Returns whether it was.
+    bool SetInHub(bool isInHub) {
+        return current != nullptr && std::exchange(current->isInHub, isInHub);
+    }
+    /// Returns whether the address is on the stack of a thread.
+    bool IsOnStack(const void* address) const {
+        return address >= stacks && address < stacks + kStackBytes * kMostStacks;
+    }
+    const std::string& NameOf(std::uint32_t number) const { return threads[number]->name; }
     /// Returns how many threads haven't ended.
     std::size_t Living() const;
     std::uint64_t Steps() const { return steps; }
@@ -87,7 +101,11 @@ public:
     [[noreturn]] void Fail(std::string_view reason);
 
 private:
+    static constexpr std::size_t kStackBytes = 512U << 10U;
+    static constexpr std::size_t kMostStacks = 1'024;
+
     static void Enter();
+    void* NewStack();
     bool MayInterrupt();
     void CheckForDeadlock() const;
     SimulatedThread* Choose();
@@ -112,6 +130,9 @@ private:
     std::uint64_t steps = 0;
     std::uint64_t now = 1'000'000'000;
     std::vector<std::unique_ptr<SimulatedThread>> threads;
+    /// The memory of all stacks, and which parts of it are free.
+    char* const stacks;
+    std::size_t usedStacks = 0;
     std::vector<void*> freeStacks;
     /// Those that can run. Only Choose uses it.
     std::vector<SimulatedThread*> able;

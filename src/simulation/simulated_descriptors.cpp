@@ -154,9 +154,13 @@ void SimulatedDescriptors::Reset(int socket) {
     Close(socket);
 }
 
-int SimulatedDescriptors::OpenTcp() { return Add(std::make_shared<Node>(Node::Kind::Unconnected)); }
+int SimulatedDescriptors::OpenTcp() {
+    const OutsideHub here;
+    return Add(std::make_shared<Node>(Node::Kind::Unconnected));
+}
 
 int SimulatedDescriptors::Listen(int socket, InternetAddress& address, int) {
+    const OutsideHub here;
     Scheduler::Current().Point("listens");
     if (IsListening()) {
         return -EADDRINUSE;
@@ -167,6 +171,7 @@ int SimulatedDescriptors::Listen(int socket, InternetAddress& address, int) {
 }
 
 int SimulatedDescriptors::Accept(int socket, InternetAddress& peer) {
+    const OutsideHub here;
     Scheduler& scheduler = Scheduler::Current();
     const NodeReference node = Get(socket, "accept");
     scheduler.Point("accepts");
@@ -213,6 +218,7 @@ std::size_t SimulatedDescriptors::Take(Way& way, std::span<iovec> parts) {
 }
 
 ssize_t SimulatedDescriptors::Receive(int socket, std::span<iovec> parts, bool waits) {
+    const OutsideHub here;
     Scheduler& scheduler = Scheduler::Current();
     const NodeReference node = Get(socket, "receive");
     scheduler.Point("receives");
@@ -252,6 +258,7 @@ std::uint64_t SimulatedDescriptors::NextArrival(const Node& node) {
 }
 
 ssize_t SimulatedDescriptors::Send(int socket, std::string_view text) {
+    const OutsideHub here;
     const NodeReference node = Get(socket, "send");
     Scheduler::Current().Point("sends");
     Way& way = *node->out;
@@ -277,6 +284,7 @@ ssize_t SimulatedDescriptors::Send(int socket, std::string_view text) {
 }
 
 ssize_t SimulatedDescriptors::SendParts(int socket, std::span<iovec> parts) {
+    const OutsideHub here;
     std::string text;
     for (const iovec& part : parts) {
         text.append(static_cast<const char*>(part.iov_base), part.iov_len);
@@ -285,6 +293,7 @@ ssize_t SimulatedDescriptors::SendParts(int socket, std::span<iovec> parts) {
 }
 
 void SimulatedDescriptors::ShutDown(int socket, int how) {
+    const OutsideHub here;
     const NodeReference node = Get(socket, "shutdown");
     Scheduler::Current().Point("shuts a socket down");
     node->isShut = true;
@@ -301,6 +310,7 @@ void SimulatedDescriptors::ShutDown(int socket, int how) {
 }
 
 int SimulatedDescriptors::Unreceived(int socket) {
+    const OutsideHub here;
     const NodeReference node = Get(socket, "ask for what is unreceived");
     std::size_t count = 0;
     for (const Way::Piece& piece : node->out->pieces) {
@@ -310,11 +320,13 @@ int SimulatedDescriptors::Unreceived(int socket) {
 }
 
 bool SimulatedDescriptors::HasPeerEnded(int socket) {
+    const OutsideHub here;
     const Way& in = *Get(socket, "ask for the peer's end")->in;
     return in.wasReset || (in.ended && in.lastArrival <= Scheduler::Current().Now());
 }
 
 void SimulatedDescriptors::Close(int descriptor) {
+    const OutsideHub here;
     if (descriptor < 0) {
         return;
     }
@@ -334,9 +346,13 @@ void SimulatedDescriptors::Close(int descriptor) {
     Changed();
 }
 
-int SimulatedDescriptors::OpenEvent() { return Add(std::make_shared<Node>(Node::Kind::Event)); }
+int SimulatedDescriptors::OpenEvent() {
+    const OutsideHub here;
+    return Add(std::make_shared<Node>(Node::Kind::Event));
+}
 
 void SimulatedDescriptors::SetEvent(int event) {
+    const OutsideHub here;
     const NodeReference node = Get(event, "set an event");
     node->isSet = true;
     Release(node.get());
@@ -345,6 +361,7 @@ void SimulatedDescriptors::SetEvent(int event) {
 }
 
 bool SimulatedDescriptors::ClearEvent(int event) {
+    const OutsideHub here;
     Scheduler::Current().QuietPoint();
     const NodeReference node = Get(event, "clear an event");
     Acquire(node.get());
@@ -367,6 +384,7 @@ bool SimulatedDescriptors::IsReady(const Node& node, short events) const {
 }
 
 void SimulatedDescriptors::Poll(std::span<pollfd> waits) {
+    const OutsideHub here;
     for (;;) {
         for (const pollfd& wait : waits) {
             if (IsReady(*Get(wait.fd, "poll"), wait.events)) {
@@ -377,9 +395,13 @@ void SimulatedDescriptors::Poll(std::span<pollfd> waits) {
     }
 }
 
-int SimulatedDescriptors::OpenPoller() { return Add(std::make_shared<Node>(Node::Kind::Poller)); }
+int SimulatedDescriptors::OpenPoller() {
+    const OutsideHub here;
+    return Add(std::make_shared<Node>(Node::Kind::Poller));
+}
 
 int SimulatedDescriptors::AddToPoller(int poller, int descriptor, short events) {
+    const OutsideHub here;
     const NodeReference watched = Get(descriptor, "watch");
     Get(poller, "watch with")->watched[descriptor] = {events, watched};
     Changed();
@@ -387,11 +409,13 @@ int SimulatedDescriptors::AddToPoller(int poller, int descriptor, short events) 
 }
 
 void SimulatedDescriptors::RemoveFromPoller(int poller, int descriptor) {
+    const OutsideHub here;
     Get(descriptor, "watch no more");
     Get(poller, "watch with")->watched.erase(descriptor);
 }
 
 void SimulatedDescriptors::WaitForPoller(int poller, int milliseconds) {
+    const OutsideHub here;
     Scheduler& scheduler = Scheduler::Current();
     const NodeReference node = Get(poller, "wait with");
     const std::uint64_t deadline =

@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "runtime/clock.h"
+#include "simulation/races.h"
 #include "simulation/scheduler.h"
 
 namespace vantry::simulation {
@@ -39,6 +40,7 @@ public:
         : disk(owner), content(std::move(shared)), appending(appends) {}
 
     FileResult Read(std::uint64_t offset, std::span<char> buffer, std::size_t& count) override {
+        const OutsideHub here;
         count = 0;
         if (const FileResult result = disk.Begin("reads a file"); !result) {
             return result;
@@ -50,6 +52,7 @@ public:
     }
 
     FileResult Write(std::uint64_t offset, std::string_view bytes) override {
+        const OutsideHub here;
         if (const FileResult result = disk.Begin("begins to write a file"); !result) {
             return result;
         }
@@ -64,11 +67,13 @@ public:
     }
 
     FileResult Size(std::uint64_t& bytes) override {
+        const OutsideHub here;
         bytes = content->now.size();
         return disk.Begin("asks for the size of a file");
     }
 
     FileResult Cut(std::uint64_t bytes) override {
+        const OutsideHub here;
         if (const FileResult result = disk.Begin("cuts a file"); !result) {
             return result;
         }
@@ -77,6 +82,7 @@ public:
     }
 
     FileResult Sync() override {
+        const OutsideHub here;
         if (const FileResult result = disk.Begin("syncs a file"); !result) {
             return result;
         }
@@ -151,6 +157,8 @@ SimulatedDisk::Image SimulatedDisk::AfterPowerCut() {
 
 FileResult SimulatedDisk::Open(std::u16string_view name, std::uint32_t use,
                                std::unique_ptr<File>& opened) {
+    const OutsideHub here;
+
     if (const FileResult result = Begin("opens a file"); !result) {
         return result;
     }
@@ -166,6 +174,8 @@ FileResult SimulatedDisk::Open(std::u16string_view name, std::uint32_t use,
 }
 
 FileResult SimulatedDisk::Exists(std::u16string_view name) {
+    const OutsideHub here;
+
     if (const FileResult result = Begin("looks for a file"); !result) {
         return result;
     }
@@ -173,6 +183,8 @@ FileResult SimulatedDisk::Exists(std::u16string_view name) {
 }
 
 FileResult SimulatedDisk::Delete(std::u16string_view name) {
+    const OutsideHub here;
+
     if (const FileResult result = Begin("deletes a file"); !result) {
         return result;
     }
@@ -180,6 +192,8 @@ FileResult SimulatedDisk::Delete(std::u16string_view name) {
 }
 
 FileResult SimulatedDisk::Rename(std::u16string_view from, std::u16string_view to) {
+    const OutsideHub here;
+
     if (const FileResult result = Begin("renames a file"); !result) {
         return result;
     }
@@ -193,6 +207,8 @@ FileResult SimulatedDisk::Rename(std::u16string_view from, std::u16string_view t
 }
 
 FileResult SimulatedDisk::SyncDirectory(std::u16string_view) {
+    const OutsideHub here;
+
     if (const FileResult result = Begin("syncs a directory"); !result) {
         return result;
     }
@@ -200,7 +216,10 @@ FileResult SimulatedDisk::SyncDirectory(std::u16string_view) {
     return {};
 }
 
-FileResult SimulatedDisk::CanWrite(std::u16string_view) { return Begin("asks to write"); }
+FileResult SimulatedDisk::CanWrite(std::u16string_view) {
+    const OutsideHub here;
+    return Begin("asks to write");
+}
 
 std::string SimulatedDisk::ShownDirectory(std::u16string_view) const { return "/Store"; }
 

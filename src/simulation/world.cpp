@@ -1,8 +1,12 @@
 #include "simulation/world.h"
 
+#include <sys/single_threaded.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "simulation/races.h"
 
 namespace vantry::simulation {
 namespace {
@@ -60,7 +64,12 @@ World::World(const RunSettings& runSettings, Legacy& fromBefore)
                                            fromBefore.Disk())),
       platform(disk, descriptors) {
     existing = this;
-    platform.notices.SetSink([this](std::string_view line) { scheduler.Tell(line); });
+    // Otherwise shared pointers count without atomic operations, as there is one real thread.
+    __libc_single_threaded = 0;
+    platform.notices.SetSink([this](std::string_view line) {
+        const OutsideHub here;
+        scheduler.Tell(line);
+    });
 }
 
 World::~World() { existing = nullptr; }

@@ -7,6 +7,7 @@
 #include "programs.h"
 #include "runtime/clock.h"
 #include "runtime/live_object_counters.h"
+#include "simulation/races.h"
 
 namespace vantry::simulation {
 namespace {
@@ -37,7 +38,7 @@ public:
             world.settings.seed % 2 == 0 ? Saves::InPlace : Saves::Replace;
         static_cast<void>(world.disk->Delete(kMarker));
         world.disk->SetFailing(false);
-        PRN_Init();
+        InHub([] { return PRN_Init(); });
         CheckSaved();
         for (std::uint64_t rounds = 1 + random.Below(2); rounds != 0; --rounds) {
             if (PlayRound()) {
@@ -92,7 +93,7 @@ private:
         round.hubEnds = true;
         switch (ending) {
             case Ending::SecondInit:
-                PRN_Init();
+                InHub([] { return PRN_Init(); });
                 break;
             case Ending::Kill:
                 if (world.platform.settings.saves == Saves::InPlace) {
@@ -107,12 +108,12 @@ private:
                 Carry(world, model->saved);
                 world.EndLife(world.disk->AfterPowerCut());
             default:
-                PRN_Deinit(1);
+                InHub([] { return PRN_Deinit(1); });
         }
     }
 
     void Stop() {
-        PRN_Deinit(1);
+        InHub([] { return PRN_Deinit(1); });
         CheckStopped();
     }
 
