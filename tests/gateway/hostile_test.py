@@ -134,6 +134,11 @@ class Crowds(GatewayTestCase):
         gateway = self.gateway("--allow-write", "*")
         one = self.eventually(lambda: gateway.ask("/api/properties?name=*in+ms")[1]["properties"])[0]
         self.hub.process.send_signal(signal.SIGSTOP)
+        # The signal stops one thread after the other, and a session that still runs would answer.
+        threads = "/proc/%d/task" % self.hub.process.pid
+        self.eventually(lambda: all(
+            open("%s/%s/stat" % (threads, thread)).read().rpartition(")")[2].split()[0] == "T"
+            for thread in os.listdir(threads)))
         path = "%(component)s/%(group)s/%(guid)s" % one
         self.assertEqual(gateway.put(path, "500")[0], 504)
         self.eventually(lambda: gateway.ask("/healthz")[0] == 503)
