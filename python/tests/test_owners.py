@@ -52,7 +52,8 @@ class Presences(HubTestCase):
             self.assertIs(Owners([beat(), heartbeat]).of(one).presence, Presence.UNKNOWN)
         value = vantry.Property(one, "", "", "", "1")
         self.assertEqual(str(Owners([value]).age_of(one))[:2], "> ")
-        self.assertEqual(str(Owners([value, beat()]).age_of(one)), "5 s")
+        # Seconds are cut, and the clocks of the two sides are read one after the other.
+        self.assertRegex(str(Owners([value, beat()]).age_of(one)), "^[45] s$")
         heard = vantry.Change(value, vantry.ChangeKind.CHANGED)
         owners = Owners([value, beat()])
         owners.take(heard)
