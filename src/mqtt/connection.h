@@ -14,7 +14,7 @@
 
 struct mosquitto;
 struct mosquitto_message;
-struct mqtt5__property;
+struct mqtt5__property;  // NOLINT(bugprone-reserved-identifier): the name is of libmosquitto
 
 namespace vantry::mqtt {
 
