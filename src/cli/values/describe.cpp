@@ -115,8 +115,7 @@ void AddDescribe(CommandLine& line) {
               .group = CommandGroup::kReading,
               .examples = "  vantry describe \"Property Publishing Period in ms\"\n"},
              [words](const Context& context) { return RunDescribe(context, *words); })
-        .Texts("property", *words, "a name, a glob or a group; see vantry help names",
-               CommandOptions::Need::kRequired);
+        .Texts("property", *words, "a name, a glob or a group", CommandOptions::Need::kRequired);
 }
 
 }  // namespace vantry::cli

@@ -61,8 +61,7 @@ void AddGet(CommandLine& line) {
                           "  vantry get 'Sensors/*'\n"
                           "  speed=$(vantry get \"Print Speed\")\n"},
              [words](const Context& context) { return RunGet(context, *words); })
-        .Texts("property", *words, "a name, a glob or a group; see vantry help names",
-               CommandOptions::Need::kRequired);
+        .Texts("property", *words, "a name, a glob or a group", CommandOptions::Need::kRequired);
 }
 
 }  // namespace vantry::cli
