@@ -18,7 +18,7 @@ _vantry() {
         return
     fi
     case $command in
-        "") mapfile -t COMPREPLY < <(compgen -W "list get set watch describe save load diff history announce raw record replay bench settings status help" -- "$cur") ;;
+        "") mapfile -t COMPREPLY < <(compgen -W "list get set watch describe save load diff history announce raw record replay bench settings status clients help" -- "$cur") ;;
         get | set | watch | describe | list)
             local name typed=${cur//\\/}
             while IFS= read -r name; do

@@ -1,5 +1,5 @@
 # Completion of vantry for fish. Names come from the running hub.
-set -l commands list get set watch describe save load diff history announce raw record replay bench settings status help
+set -l commands list get set watch describe save load diff history announce raw record replay bench settings status clients help
 complete -c vantry -f
 complete -c vantry -n "not __fish_seen_subcommand_from $commands" -a "$commands"
 complete -c vantry -l tcp -x -d "reach the hub over TCP"

@@ -16,19 +16,20 @@ std::string CsvRow(const std::vector<std::string>& cells) {
     return row + "\n";
 }
 
-std::string TextRow(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths) {
+std::string TextRow(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths,
+                    std::size_t total) {
     std::string row;
     for (std::size_t place = 0; place + 1 < cells.size(); ++place) {
         row += Fitted(Printable(cells[place]), widths[place]) + "  ";
     }
     row += Printable(cells.back());
     row.erase(row.find_last_not_of(' ') + 1);
-    return row;
+    return ColumnsOf(row) > total ? Fitted(row, total) : row;
 }
 
 }  // namespace
 
-std::string Table::Text(const Style& style, std::size_t widest) const {
+std::string Table::Text(const Style& style, std::size_t widest, std::size_t total) const {
     std::vector<std::size_t> widths;
     for (std::size_t place = 0; place < titles.size(); ++place) {
         std::size_t width = ColumnsOf(titles[place]);
@@ -37,9 +38,9 @@ std::string Table::Text(const Style& style, std::size_t widest) const {
         }
         widths.push_back(std::min(width, widest));
     }
-    std::string text = style.Heading(TextRow(titles, widths)) + "\n";
+    std::string text = style.Heading(TextRow(titles, widths, total)) + "\n";
     for (const std::vector<std::string>& row : rows) {
-        text += TextRow(row, widths) + "\n";
+        text += TextRow(row, widths, total) + "\n";
     }
     return text;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,8 +20,10 @@ public:
     bool IsEmpty() const { return rows.empty(); }
 
     /// Returns the titles and rows as lines. Columns are as wide as their longest cell, up to
-    /// `widest` columns of the terminal; the last one isn't cut. Control characters are escaped.
-    std::string Text(const Style& style, std::size_t widest = 48) const;
+    /// `widest` columns of the terminal; the last one isn't cut, but no line is longer than `total`
+    /// columns. Control characters are escaped.
+    std::string Text(const Style& style, std::size_t widest = 48,
+                     std::size_t total = std::numeric_limits<std::size_t>::max()) const;
     /// Returns the titles and rows by RFC 4180, with line feeds.
     std::string Csv() const;
 

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <limits>
 #include <string_view>
 
 namespace vantry::cli {
@@ -25,6 +26,10 @@ TerminalSize TerminalSize::Now() {
         return {80, 24};
     }
     return {size.ws_col, size.ws_row};
+}
+
+std::size_t TerminalSize::ColumnsOfOutput() {
+    return isatty(STDOUT_FILENO) == 1 ? Now().columns : std::numeric_limits<std::size_t>::max();
 }
 
 Screen::Screen() : hasKeys(tcgetattr(STDIN_FILENO, &before) == 0) {

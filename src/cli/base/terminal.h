@@ -32,6 +32,9 @@ struct TerminalSize {
 
     /// Returns the size of the terminal behind standard output, or 80 by 24 if it isn't known.
     static TerminalSize Now();
+    /// Returns the number of columns if standard output is a terminal, otherwise the largest
+    /// number.
+    static std::size_t ColumnsOfOutput();
 };
 
 /// Switches the terminal to an empty screen without a cursor, on which keys are read at once and

@@ -92,6 +92,22 @@ std::string Printable(std::string_view text) {
     return printable;
 }
 
+std::string SizeText(std::uint64_t bytes) {
+    if (bytes < 1024) {
+        return fmt::format("{} B", bytes);
+    }
+    auto size = static_cast<double>(bytes) / 1024;
+    const char* unit = "KiB";
+    for (const char* const larger : {"MiB", "GiB", "TiB"}) {
+        if (size < 1024) {
+            break;
+        }
+        size /= 1024;
+        unit = larger;
+    }
+    return fmt::format("{:.{}f} {}", size, size < 9.95 ? 1 : 0, unit);
+}
+
 std::string ShellQuoted(const std::string& text) {
     constexpr const char* kPlain =
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./:@%+,";

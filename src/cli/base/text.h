@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,9 @@ std::size_t ColumnsOf(std::string_view text);
 std::string Fitted(std::string_view text, std::size_t columns);
 /// Returns the text with its control characters replaced by visible escapes such as "\n".
 std::string Printable(std::string_view text);
+
+/// Returns a number of bytes such as "812 B", "4.1 KiB" or "20 MiB".
+std::string SizeText(std::uint64_t bytes);
 
 /// Returns the text as one word of a shell, in quotes if necessary.
 std::string ShellQuoted(const std::string& text);
