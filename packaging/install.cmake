@@ -32,6 +32,7 @@ install(FILES ${PROJECT_BINARY_DIR}/vantry-client.pc ${PROJECT_BINARY_DIR}/vantr
 # The service, its user and its directories. System paths don't follow the prefix.
 set(VANTRY_SYSTEM_LIBDIR lib)
 install(FILES packaging/systemd/vantryd.service packaging/systemd/vantry-gateway.service
+  packaging/systemd/vantry-recorder.service
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/systemd/system)
 install(TARGETS vantry-bridge RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES packaging/systemd/vantry-bridge.service

@@ -33,6 +33,12 @@ client::Result<Database> Database::Open(const std::filesystem::path& file, Acces
                              "can't open " + file.string() + ": " + sqlite3_errstr(code)};
     }
     sqlite3_busy_timeout(opened, kPatienceMilliseconds);
+    if (access == Access::kWrite) {
+        // The journal stays when the file is closed, but empty: a reader who may not write into the
+        // directory couldn't create it, and SQLite reads the file with its journal alone.
+        int keep = 1;
+        sqlite3_file_control(opened, "main", SQLITE_FCNTL_PERSIST_WAL, &keep);
+    }
     return database;
 }
 

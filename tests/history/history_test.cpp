@@ -1,5 +1,9 @@
 // What queries say of rows that were written.
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
 #include <random>
 
 #include "history/history_fixture.h"
@@ -197,6 +201,39 @@ TEST_F(HistoryTest, AFileThatIsSomethingElseIsLeftAlone) {
     EXPECT_FALSE(HistoryWriter::Open(File(), {}));
     EXPECT_FALSE(History::Open(File()));
     EXPECT_EQ(test::ReadFile(File()), text);
+}
+
+/// Runs a check in a process that may read the directory and may not write to it.
+bool HoldsForAReader(const std::filesystem::path& directory, const std::function<bool()>& check) {
+    using std::filesystem::perms;
+    const perms readable = perms::owner_read | perms::group_read | perms::others_read;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        std::filesystem::permissions(entry.path(), readable);
+    }
+    const perms open = perms::owner_exec | perms::group_exec | perms::others_exec;
+    std::filesystem::permissions(directory, readable | open);
+    constexpr uid_t kNobody = 65534;
+    const pid_t child = fork();
+    if (child == 0) {
+        // The permissions mean nothing to root.
+        const bool isReader = geteuid() != 0 || (setgid(kNobody) == 0 && setuid(kNobody) == 0);
+        _exit(isReader && check() ? 0 : 1);
+    }
+    int status = 1;
+    waitpid(child, &status, 0);
+    std::filesystem::permissions(directory, perms::owner_all);
+    return status == 0;
+}
+
+TEST_F(HistoryTest, WhoMayOnlyReadItReadsItWithAndWithoutARecorder) {
+    const auto isRead = [this] { return ValuesOf("A") == "1"; };
+    {
+        HistoryWriter writer = Writer();
+        Write(writer, {{0, "A", "1"}}, kBegin + kSecond);
+        EXPECT_TRUE(HoldsForAReader(directory.Path(), isRead)) << "while it is recorded";
+    }
+    EXPECT_TRUE(HoldsForAReader(directory.Path(), isRead)) << "after the recording";
+    EXPECT_LT(std::filesystem::file_size(File().string() + "-wal"), 1U) << "the journal is left";
 }
 
 }  // namespace

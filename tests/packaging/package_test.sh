@@ -49,15 +49,25 @@ for file in usr/bin/vantryd usr/bin/vantry usr/share/man/man1/vantry.1.gz lib/sy
   etc/default/vantryd etc/logrotate.d/vantryd usr/share/vantry/properties.d usr/lib/libprn.so \
   usr/bin/vantry-bridge lib/systemd/system/vantry-bridge.service usr/share/man/man8/vantry-bridge.8.gz \
   etc/vantry/bridge.conf \
+  lib/systemd/system/vantry-recorder.service etc/default/vantry-recorder etc/default/vantry-gateway \
   usr/bin/vantry-gateway lib/systemd/system/vantry-gateway.service usr/share/man/man8/vantry-gateway.8.gz \
   usr/lib/libvantry_client.a usr/lib/python3/dist-packages/vantry/sync.py; do
   [ -e "$root/$file" ] || [ -e "$root/usr/$file" ] || [ -e "$root/${file%.gz}" ] || fail "$file is missing"
 done
 
-! grep "$work/calls" -e '\(start\|enable\).*vantry-gateway' || fail "the gateway is started without being asked for"
-if [ -e "$root/etc/systemd/system/multi-user.target.wants/vantry-gateway.service" ]; then
-  fail "the gateway is enabled without being asked for"
-fi
+for service in vantry-gateway vantry-recorder; do
+  ! grep "$work/calls" -e "\(start\|enable\).*$service" || fail "$service is started without being asked for"
+  if [ -e "$root/etc/systemd/system/multi-user.target.wants/$service.service" ]; then
+    fail "$service is enabled without being asked for"
+  fi
+done
+# What the service of the hub may not do, these may not do either.
+strict() { sed -n '/^ProtectSystem/,/^CapabilityBoundingSet/p' "$(find "$root" -name "$1.service")" | grep -v ^RestrictAddress; }
+for service in vantry-gateway vantry-recorder; do
+  looser=$(comm -23 <(strict vantryd | sort) <(strict $service | sort))
+  [ -z "$looser" ] || fail "$service may do more than the hub: $looser"
+done
+mkdir -p "$root/var/lib/vantry-history"
 
 # The unit's bounds stand above the sum that the page on security adds up.
 unit=$(find "$root" -name vantryd.service)
@@ -93,5 +103,5 @@ hub=
 as_package_manager --purge vantry vantry-bridge vantry-cli vantry-common vantry-gateway vantryd libvantry-dev python3-vantry
 left=$(find "$root" -type f ! -path "$root/var/lib/dpkg/*" ! -path "$root/etc/*")
 [ -z "$left" ] || fail "files are left: $left"
-[ ! -e "$root/var/lib/vantry" ] || fail "its state is left"
+[ ! -e "$root/var/lib/vantry" ] && [ ! -e "$root/var/lib/vantry-history" ] || fail "its state is left"
 echo "installed, started, stopped and removed"

@@ -1,7 +1,8 @@
 // `vantry history record`: a recorder until it is interrupted.
 //
 // It begins also without a hub, and tries again each second; afterwards the client library keeps
-// the connection. The recorder commits on a thread of its own, so this one only waits.
+// the connection. The recorder commits on a thread of its own, so this one only waits. Under a
+// service manager it is ready as soon as it has its file, since the hub may come later.
 
 #include <fmt/core.h>
 
@@ -16,6 +17,7 @@
 #include "cli/history/history_options.h"
 #include "describe/description.h"
 #include "history/recorder.h"
+#include "runtime/service_notify.h"
 
 namespace vantry::cli {
 namespace {
@@ -105,9 +107,14 @@ int RunRecord(const Context& context, const RecordOptions& options) {
         return Fail(recorder.error());
     }
     CatchInterrupts();
+    NotifyServiceManager("READY=1\nSTATUS=no hub yet");
     client::Hub::Options hubOptions;
     hubOptions.deadlineMilliseconds = context.TimeoutMilliseconds();
-    hubOptions.onConnection = [&](bool connected) { (*recorder)->MarkConnection(connected); };
+    hubOptions.onConnection = [&](bool connected) {
+        (*recorder)->MarkConnection(connected);
+        NotifyServiceManager(connected ? "STATUS=recording"
+                                       : "STATUS=the hub is gone, trying again");
+    };
     const auto hub = ConnectWhenThereIsAHub(*endpoint, hubOptions);
     if (!hub) {
         return Fail(hub.error());
@@ -123,6 +130,7 @@ int RunRecord(const Context& context, const RecordOptions& options) {
     while (!Interrupted()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
+    NotifyServiceManager("STOPPING=1");
     return Exit::kDone;
 }
 
