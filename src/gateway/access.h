@@ -3,6 +3,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "gateway/http_message.h"
 #include "gateway/tokens.h"
@@ -12,7 +13,7 @@ namespace vantry::gateway {
 /// Decides which requests are answered at all. A page of another site that a browser shows must not
 /// reach the printer through that browser: the header Host must name this machine, so that a name
 /// that was pointed at this address is refused, and Origin, where a browser sends it, must be the
-/// address of the request itself. An object doesn't change, so any thread may use it.
+/// address of the request itself. Used by one thread.
 class Access {
 public:
     /// `names` are further names of this machine, such as that of a proxy in front of it.
@@ -24,11 +25,13 @@ public:
     std::optional<Response> RefuseStranger(const Request& request) const;
     /// Returns whether the request may write, as far as its token is concerned.
     bool MayWrite(const Request& request) const;
+    /// Replaces the tokens.
+    void SetTokens(Tokens renewed) { tokens = std::move(renewed); }
 
 private:
     bool IsOwnName(const std::string& name, const std::string& localAddress) const;
 
-    const Tokens tokens;
+    Tokens tokens;
     /// In lower case.
     std::set<std::string> ownNames;
 };

@@ -4,10 +4,14 @@
 // server when the inbox was empty. The server takes all of them at once, enters them into the
 // table, and lets the streams go on. So a burst of the hub is one wake-up and, for each reader, one
 // write.
+//
+// The file of the tokens is looked at once a second. A wrong one leaves the tokens as they are, so
+// that a mistake neither locks everybody out nor lets anybody in.
 
 #include "gateway/gateway.h"
 
 #include <chrono>
+#include <cstdio>
 #include <utility>
 
 #include "runtime/service_notify.h"
@@ -32,7 +36,9 @@ std::string NewInstance() {
 }  // namespace
 
 Gateway::Gateway(const Options& options)
-    : access(options.tokens, options.names),
+    : tokenFile(options.tokenFile),
+      tokenFiles({tokenFile}),
+      access(options.tokens, options.names),
       table(LoadDescriptions(), WriteRules(options.allowWrite), NewInstance()),
       server(options.server, *this, statistics),
       hub(options.hub, [this] { WakeServer(); }),
@@ -79,6 +85,7 @@ void Gateway::Tick() {
     if (table.LookAtOwners()) {
         server.WakeStreams();
     }
+    RenewTokens();
     ReportToServiceManager();
 }
 
@@ -100,6 +107,21 @@ void Gateway::ReportHub() {
         table.AddHubEvent(text);
         toldOfHub = std::move(text);
     }
+}
+
+void Gateway::RenewTokens() {
+    if (tokenFile.empty() || !tokenFiles.HaveChanged()) {
+        return;
+    }
+    auto renewed = Tokens::Load(tokenFile);
+    if (!renewed) {
+        std::fprintf(stderr, "vantry-gateway: %s; the tokens before stay in use\n",
+                     renewed.error().text.c_str());
+        return;
+    }
+    access.SetTokens(std::move(*renewed));
+    // Streams were admitted with the tokens before. Their readers come back, if they may.
+    server.CloseStreams();
 }
 
 void Gateway::ReportToServiceManager() {

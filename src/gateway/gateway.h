@@ -5,6 +5,7 @@
 
 #include "gateway/access.h"
 #include "gateway/api.h"
+#include "gateway/changed_files.h"
 #include "gateway/history_reader.h"
 #include "gateway/hub_link.h"
 #include "gateway/options.h"
@@ -41,9 +42,12 @@ private:
     void TakeNews();
     void ReportHub();
     void ReportToServiceManager();
+    void RenewTokens();
 
     Statistics statistics;
-    const Access access;
+    const std::string tokenFile;
+    ChangedFiles tokenFiles;
+    Access access;
     PropertyTable table;
     Server server;
     HubLink hub;

@@ -9,8 +9,8 @@
 
 namespace vantry::gateway {
 
-// A request and its response, apart from the library that carries them. Only server.cpp and
-// connection.h know that library, so the rest compiles quickly and is tested without sockets.
+// A request and its response, apart from the library that carries them. Only server.cpp and its
+// headers know that library, so the rest compiles quickly and is tested without sockets.
 
 /// A request whose head the server has read. A header that the client didn't send is empty.
 struct Request {

@@ -139,6 +139,7 @@ Options OptionsFrom(const Typed& typed) {
             Reject("--token-file: " + tokens.error().text);
         }
         options.tokens = std::move(*tokens);
+        options.tokenFile = typed.tokenFile;
     }
     if (!IsLoopback(options.server.address) && !options.tokens.AreNeeded()) {
         Reject("other machines reach " + options.server.address + ", so it needs a --token-file");

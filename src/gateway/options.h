@@ -16,6 +16,8 @@ struct Options {
     /// The hub's addresses, which are tried in turn.
     std::vector<client::Endpoint> hub;
     Server::Settings server;
+    /// The file of the tokens, empty for none, and what it holds.
+    std::string tokenFile;
     Tokens tokens;
     /// Further names of this machine.
     std::set<std::string> names;

@@ -2,8 +2,12 @@
 //
 // Everything runs on one thread. Once a second the clock closes the connections whose deadline has
 // passed, lets streams send a sign of life, and calls the handler. When there are as many
-// connections as there may be, the one that has waited longest for a request makes room for a new
-// one, so that clients which connect and say nothing can't keep others out.
+// connections as there may be, one makes room for a new one: the one that has waited longest for a
+// request, or else the one that has taken longest over its response. So clients that say nothing,
+// or take nothing, can't keep others out. Streams stay; they have a bound of their own.
+//
+// The clock also looks at the files of the certificate. When they have changed, new connections get
+// the new certificate; if it is wrong, they get the one before.
 
 #include "gateway/server.h"
 
@@ -14,9 +18,12 @@
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <csignal>
+#include <cstdio>
+#include <memory>
 #include <utility>
 #include <vector>
 
+#include "gateway/changed_files.h"
 #include "gateway/connection.h"
 
 namespace vantry::gateway {
@@ -25,8 +32,36 @@ namespace {
 constexpr std::size_t kMostConnections = 512;
 constexpr std::chrono::seconds kTick{1};
 
+using TlsContext = asio::ssl::context;
+
 client::Error Refused(const std::string& what, const boost::system::error_code& error) {
     return {client::ErrorCode::Refused, what + ": " + error.message()};
+}
+
+/// Returns the address of this machine to which a client has connected, or an empty text.
+std::string LocalAddress(const Socket& socket) {
+    boost::system::error_code error;
+    const asio::ip::address address = socket.local_endpoint(error).address();
+    if (address.is_v6() && address.to_v6().is_v4_mapped()) {
+        return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).to_string();
+    }
+    return error ? "" : address.to_string();
+}
+
+/// Reads a certificate and its key. Returns Refused if they are wrong or don't belong together.
+client::Result<std::unique_ptr<TlsContext>> LoadCertificate(const std::string& certificate,
+                                                            const std::string& key) {
+    auto tls = std::make_unique<TlsContext>(TlsContext::tls_server);
+    boost::system::error_code error;
+    tls->set_options(TlsContext::default_workarounds | TlsContext::no_sslv2 | TlsContext::no_sslv3 |
+                     TlsContext::no_tlsv1 | TlsContext::no_tlsv1_1 | TlsContext::no_compression);
+    if (tls->use_certificate_chain_file(certificate, error)) {
+        return Refused("can't use the certificate " + certificate, error);
+    }
+    if (tls->use_private_key_file(key, TlsContext::pem, error)) {
+        return Refused("can't use the key " + key, error);
+    }
+    return tls;
 }
 
 }  // namespace
@@ -34,7 +69,9 @@ client::Error Refused(const std::string& what, const boost::system::error_code& 
 class Server::Core {
 public:
     Core(Settings given, RequestHandler& handler, Statistics& statistics)
-        : settings(std::move(given)), surroundings{handler, statistics, {}} {}
+        : settings(std::move(given)),
+          surroundings{handler, statistics, {}},
+          certificateFiles({settings.certificate, settings.key}) {}
 
     client::Outcome Listen() {
         boost::system::error_code error;
@@ -42,8 +79,12 @@ public:
         if (error) {
             return Refused("\"" + settings.address + "\" is no address", error);
         }
-        if (client::Outcome good = LoadCertificate(); !good) {
-            return good;
+        if (HasTls()) {
+            auto loaded = LoadCertificate(settings.certificate, settings.key);
+            if (!loaded) {
+                return loaded.error();
+            }
+            tls = std::move(*loaded);
         }
         const asio::ip::tcp::endpoint endpoint(address, settings.port);
         const auto failed = [&] {
@@ -78,6 +119,14 @@ public:
 
     void Post(std::function<void()> function) { asio::post(context, std::move(function)); }
 
+    void CloseStreams() {
+        for (AnyConnection* const connection : surroundings.connections) {
+            if (connection->IsStream()) {
+                connection->Close();
+            }
+        }
+    }
+
     void WakeStreams() {
         // Waking may close a connection, which leaves the set later, from its own handler.
         for (AnyConnection* const connection :
@@ -88,23 +137,6 @@ public:
 
 private:
     bool HasTls() const { return !settings.certificate.empty(); }
-
-    client::Outcome LoadCertificate() {
-        if (!HasTls()) {
-            return client::Done{};
-        }
-        using Tls = asio::ssl::context;
-        boost::system::error_code error;
-        tls.set_options(Tls::default_workarounds | Tls::no_sslv2 | Tls::no_sslv3 | Tls::no_tlsv1 |
-                        Tls::no_tlsv1_1 | Tls::no_compression);
-        if (tls.use_certificate_chain_file(settings.certificate, error)) {
-            return Refused("can't use the certificate " + settings.certificate, error);
-        }
-        if (tls.use_private_key_file(settings.key, Tls::pem, error)) {
-            return Refused("can't use the key " + settings.key, error);
-        }
-        return client::Done{};
-    }
 
     void Accept() {
         acceptor.async_accept([this](auto error, Socket socket) {
@@ -124,30 +156,51 @@ private:
             ++surroundings.statistics.closedForRoom;
             return;
         }
+        std::string address = LocalAddress(socket);
         if (HasTls()) {
-            std::make_shared<Connection<TlsStream>>(surroundings, TlsStream(std::move(socket), tls))
+            std::make_shared<Connection<TlsStream>>(
+                surroundings, TlsStream(std::move(socket), *tls), std::move(address))
                 ->Start();
         } else {
-            std::make_shared<Connection<Socket>>(surroundings, std::move(socket))->Start();
+            std::make_shared<Connection<Socket>>(surroundings, std::move(socket),
+                                                 std::move(address))
+                ->Start();
         }
     }
 
-    /// Closes the connection that has waited longest for a request. Returns false if there is none.
+    /// Closes a connection to make room. Returns false if there are only streams.
     bool MakeRoom() {
-        AnyConnection* longest = nullptr;
+        const auto isBetter = [](const AnyConnection* one, const AnyConnection* other) {
+            return one->isWaiting != other->isWaiting ? one->isWaiting : one->since < other->since;
+        };
+        AnyConnection* best = nullptr;
         for (AnyConnection* const connection : surroundings.connections) {
-            if (connection->waitingSince &&
-                (longest == nullptr || *connection->waitingSince < *longest->waitingSince)) {
-                longest = connection;
+            if (!connection->IsStream() && (best == nullptr || isBetter(connection, best))) {
+                best = connection;
             }
         }
-        if (longest == nullptr) {
+        if (best == nullptr) {
             return false;
         }
         ++surroundings.statistics.closedForRoom;
-        longest->waitingSince.reset();
-        longest->Close();
+        // It leaves the set later, from its own handler, and must not be chosen again until then.
+        best->isWaiting = false;
+        best->since = Clock::time_point::max();
+        best->Close();
         return true;
+    }
+
+    void RenewCertificate() {
+        if (!HasTls() || !certificateFiles.HaveChanged()) {
+            return;
+        }
+        if (auto loaded = LoadCertificate(settings.certificate, settings.key)) {
+            // Connections that use the one before keep it alive.
+            tls = std::move(*loaded);
+        } else {
+            std::fprintf(stderr, "vantry-gateway: %s; the one before stays in use\n",
+                         loaded.error().text.c_str());
+        }
     }
 
     void Tick() {
@@ -165,6 +218,7 @@ private:
                 }
             }
             WakeStreams();
+            RenewCertificate();
             surroundings.handler.Tick();
             if (std::exchange(retryAccept, false)) {
                 Accept();
@@ -176,7 +230,9 @@ private:
     const Settings settings;
     /// Outlives the context, whose end destroys the connections.
     Surroundings surroundings;
-    asio::ssl::context tls{asio::ssl::context::tls_server};
+    ChangedFiles certificateFiles;
+    /// Null without TLS.
+    std::unique_ptr<TlsContext> tls;
     asio::io_context context{1};
     asio::ip::tcp::acceptor acceptor{context};
     asio::steady_timer clock{context};
@@ -197,5 +253,7 @@ void Server::Run() { core->Run(); }
 void Server::Post(std::function<void()> function) { core->Post(std::move(function)); }
 
 void Server::WakeStreams() { core->WakeStreams(); }
+
+void Server::CloseStreams() { core->CloseStreams(); }
 
 }  // namespace vantry::gateway

@@ -21,7 +21,7 @@ public:
         std::string address = "127.0.0.1";
         /// 0 takes a free one.
         std::uint16_t port = 0;
-        /// Files in PEM form; both empty for no TLS.
+        /// Files in PEM form; both empty for no TLS. They are read again when they have changed.
         std::string certificate = {};
         std::string key = {};
     };
@@ -44,6 +44,8 @@ public:
     void Post(std::function<void()> function);
     /// Lets streams that wait for news look for some. Called on the thread of Run.
     void WakeStreams();
+    /// Closes the streams, whose readers come back. Called on the thread of Run.
+    void CloseStreams();
 
 private:
     class Core;

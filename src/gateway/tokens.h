@@ -11,7 +11,7 @@ namespace vantry::gateway {
 /// What the holder of a token may do.
 enum class Right { Nothing, Read, Write };
 
-/// The tokens of a token file. An object doesn't change after Load.
+/// The tokens of a token file.
 class Tokens {
 public:
     /// Reads a file. Each line is a token of at least 16 printable characters without blanks, which

@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """What clients of a gateway get: properties, changes, and confirmations of what they set."""
 
+import os
+import subprocess
 import unittest
 from urllib.parse import quote
 
@@ -88,6 +90,38 @@ class Writes(ApiTestCase):
             self.known(gateway, one)
             self.assertEqual(gateway.put(self.path(one), "1")[0], 403)
         self.assertEqual(self.owner.read(self.air).value, "20")
+
+
+class Past(ApiTestCase):
+    def test_what_was_recorded_is_told_while_it_is_recorded_and_afterwards(self):
+        past = self.hub.folder.name + "/past/history.db"
+        gateway = self.gateway("--history", past)
+        self.known(gateway, self.air)
+        query = "/api/history?component=%s&group=%s&guid=%s" % (self.air.component, self.air.group, self.air.member)
+        self.assertEqual(gateway.ask(query)[0], 404)
+        recorder = subprocess.Popen([os.environ["VANTRY"], "--device", self.hub.device, "history", "record",
+                                     "--file", past, "--commit", "0.1"], stdout=subprocess.DEVNULL)
+        self.addCleanup(lambda: (recorder.kill(), recorder.wait()))
+
+        def values():
+            return [change["value"] for change in gateway.ask(query)[1].get("changes", [])]
+        for value in "20", "21", "19":
+            self.owner.change(self.air, int(value))
+            self.eventually(lambda: values()[-1:] == [value])
+        self.assertEqual(values(), ["20", "21", "19"])
+        changes = gateway.ask(query)[1]["changes"]
+        self.assertEqual([change["kind"] for change in changes], ["start", "change", "change"])
+        self.assertEqual([change["time"] for change in changes], sorted(change["time"] for change in changes))
+        sums = [one for one in gateway.ask(query + "&since=-60&step=3600")[1]["steps"] if one["changes"]]
+        self.assertEqual([(sum(one["changes"] for one in sums), min(one["minimum"] for one in sums),
+                           max(one["maximum"] for one in sums))], [(3, 19, 21)])
+        self.assertEqual(gateway.ask(query.replace(self.air.member, "X"))[0], 404)
+        for wrong in "&since=x", "&since=10&until=5", "&step=0.001&since=-86400", "&most=0", "&color=1":
+            self.assertEqual(gateway.ask(query + wrong)[0], 400, wrong)
+        recorder.terminate()
+        recorder.wait()
+        self.assertEqual(values(), ["20", "21", "19", None][:len(values())])
+        self.assertGreaterEqual(len(values()), 3)
 
 
 class Changes(ApiTestCase):

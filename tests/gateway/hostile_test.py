@@ -2,6 +2,7 @@
 """Clients that mean harm, or don't know better: each gets a clear answer, and no other one notices."""
 
 import contextlib
+import http.client
 import os
 import random
 import re
@@ -13,6 +14,7 @@ import time
 import unittest
 
 from gateway_support import GATEWAY, GatewayTestCase, PATIENCE
+import vantry
 
 HOST = b"Host: localhost\r\n"
 LIST = b"GET /api/properties HTTP/1.1\r\n" + HOST
@@ -120,6 +122,19 @@ class Crowds(GatewayTestCase):
         self.eventually(lambda: gateway.ask("/healthz")[0] == 200)
         self.assertEqual(gateway.say(b"GET /healthz HTTP/1.1\r\nHost: loc", keep_sending=True), b"")
 
+    def test_clients_that_send_or_take_their_bodies_slowly_keep_no_other_one_out(self):
+        gateway = self.gateway()
+        owner = vantry.Hub(self.hub.device)
+        self.addCleanup(owner.close)
+        long = vantry.Component("Long", "Long")
+        for number in range(40):
+            long.text("Text %d" % number, "x" * 60000)
+        owner.announce(long)
+        self.eventually(lambda: len(gateway.ask("/api/properties?group=Long")[1]["properties"]) == 40)
+        for text in (b"GET /healthz HTTP/1.1\r\n" + HOST + b"Content-Length: 200000\r\n\r\nslowly", LIST + b"\r\n"):
+            with self.links(gateway, 600, text):
+                self.eventually(lambda: gateway.ask("/healthz")[0] == 200)
+
     def test_readers_beyond_the_bound_are_told(self):
         gateway = self.gateway()
         readers = self.links(gateway, 400, b"GET /api/changes HTTP/1.1\r\n" + HOST + b"\r\n")
@@ -196,11 +211,54 @@ class Starts(GatewayTestCase):
                 self.assertEqual(gateway.ask(target, **wrong)[0], 401, (target, wrong))
         self.assertEqual(gateway.ask("/healthz")[0], 200)
 
-    def test_tls_protects_it_and_its_plain_port_is_closed(self):
-        key, certificate = self.hub.folder.name + "/key", self.hub.folder.name + "/certificate"
+    def wait_to_be_told(self, gateway, what):
+        while what not in (line := gateway.process.stderr.readline()):
+            self.assertTrue(line, "it has ended")
+
+    def make_certificate(self, name):
+        key, certificate = (self.hub.folder.name + "/" + name + end for end in (".key", ".pem"))
         subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
                         "-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost", "-days", "2",
                         "-keyout", key, "-out", certificate], check=True, stderr=subprocess.DEVNULL)
+        return key, certificate
+
+    def test_a_renewed_certificate_is_used_without_a_restart(self):
+        key, certificate = self.make_certificate("used")
+        new_key, new_certificate = self.make_certificate("new")
+        gateway = self.gateway("--tls-cert", certificate, "--tls-key", key)
+
+        def is_shown(wanted):
+            shown = ssl.get_server_certificate(("127.0.0.1", gateway.port), timeout=PATIENCE)
+            with open(wanted) as file:
+                return shown.strip() == file.read().strip()
+        first = certificate + ".first"
+        os.link(certificate, first)
+        self.assertTrue(is_shown(first))
+        os.rename(new_certificate, certificate)  # Its key isn't there yet.
+        self.wait_to_be_told(gateway, "the one before stays in use")
+        self.assertTrue(is_shown(first))
+        os.rename(new_key, key)
+        self.eventually(lambda: is_shown(certificate))
+
+    def test_renewed_tokens_are_used_without_a_restart(self):
+        tokens = self.write("tokens", "the-token-of-the-first-days read\n")
+        gateway = self.gateway("--token-file", tokens)
+        first, second = ({"Authorization": "Bearer the-token-of-the-%s-days" % name} for name in ("first", "later"))
+        stream = http.client.HTTPConnection("127.0.0.1", gateway.port, timeout=PATIENCE)
+        self.addCleanup(stream.close)
+        stream.request("GET", "/api/changes", headers=first)
+        answer = stream.getresponse()
+        self.write("tokens", "short\n")
+        self.wait_to_be_told(gateway, "the tokens before stay in use")
+        self.assertEqual(gateway.ask("/metrics", **first)[0], 200)
+        self.write("tokens", "the-token-of-the-later-days\n")
+        self.eventually(lambda: gateway.ask("/metrics", **second)[0] == 200)
+        self.assertEqual(gateway.ask("/metrics", **first)[0], 401)
+        with contextlib.suppress(http.client.IncompleteRead, ConnectionResetError):
+            answer.read()  # It ends.
+
+    def test_tls_protects_it_and_its_plain_port_is_closed(self):
+        key, certificate = self.make_certificate("first")
         gateway = self.gateway("--tls-cert", certificate, "--tls-key", key)
         self.assertTrue(gateway.url.startswith("https://"))
         trust = ssl.create_default_context(cafile=certificate)
