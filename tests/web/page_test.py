@@ -107,6 +107,7 @@ class WithAPrinter(PageTestCase):
         process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
+        return process
 
     def open(self, *options, **size):
         super().open("--history", self.history, *options, **size)
@@ -126,17 +127,91 @@ class WithAPrinter(PageTestCase):
         self.eventually(lambda: self.text("#command-list small") == "Done.")
         self.assertEqual(self.complaints(), [])
 
+    def press(self, key):
+        self.driver.switch_to.active_element.send_keys(key)
+
+    def walk(self, wanted):
+        """Presses Tab until the focus has been at everything in sight. Each place must show that it has it."""
+        missing = self.run_script(
+            "return [...document.querySelectorAll('a, button, input, select, summary')].filter((one) =>"
+            " one.checkVisibility() && !one.disabled).map((one, place) => one.dataset.place = String(place))")
+        self.assertGreater(len(missing), wanted)
+        missing = set(missing)
+        for _ in range(2 * len(missing) + 20):
+            if not missing:
+                break
+            self.press("\ue004")
+            place, outline = self.run_script("const one = document.activeElement;"
+                                             "return [one.dataset.place, getComputedStyle(one).outlineStyle]")
+            if place:
+                self.assertEqual(outline, "solid", place)
+                missing.discard(place)
+        self.assertEqual(missing, set())
+
     def test_a_property_has_its_past_and_the_keyboard_suffices(self):
         self.open()
-        self.open_property("Printhead Temperature")
+        self.walk(40)
+        self.run_script("[...document.querySelectorAll('.row a')].find((link) =>"
+                        " link.textContent === 'Printhead Temperature').focus()")
+        self.press("\ue007")
+        self.eventually(lambda: self.text("#detail-title") == "Printhead Temperature")
         self.assertEqual(self.run_script("return document.activeElement.id"), "detail-title")
         self.eventually(lambda: self.text("#plot-text").startswith("Between"))
         self.eventually(lambda: self.run_script("return document.querySelectorAll('#plot canvas').length > 0"))
         self.assertNotIn("No history", self.text("#plot-text"))
-        self.driver.switch_to.active_element.send_keys("\ue00c")
+        asked = "return performance.getEntriesByType('resource').map((one) => new URL(one.name)).filter((one) =>" \
+                " one.pathname.endsWith('history')).map((one) => +one.searchParams.get('until') -" \
+                " one.searchParams.get('since'))"
+        for key, length in ("+", 300), ("+", 150), ("\ue012", 150), ("\ue014", 150), ("-", 300):
+            before = len(self.run_script(asked))
+            self.run_script("document.querySelector('#moves button').focus()")
+            self.press(key)
+            self.eventually(lambda: len(self.run_script(asked)) > before)
+            self.assertAlmostEqual(self.run_script(asked)[-1], length, delta=1, msg=key)
+        self.walk(50)
+        self.press("\ue00c")
         self.assertTrue(self.run_script("return document.getElementById('detail').hidden"))
         self.assertEqual(self.run_script("return document.activeElement.textContent"), "Printhead Temperature")
         self.assertEqual(self.complaints(), [])
+
+    def test_a_component_whose_program_ends_is_a_problem(self):
+        fans = self.fan_program()
+        self.open()
+        self.eventually(lambda: self.value_of("Fan Speed") == "100")
+        self.assertNotIn("has ended", self.text("#problem-list"))
+        fans.kill()
+        self.eventually(lambda: "Fan Program has ended" in self.text("#problem-list"))
+        self.open_property("Fan Speed")
+        self.assertIn("may be old", self.text("#detail-owner"))
+
+    def fan_program(self):
+        with open(self.hub.folder.name + "/fans.txt", "w") as file:
+            file.write('component "Fan Program"\ngroup Fans\nproperty "Fan Speed" number 100\n')
+        return self.start(RECORDER, "--device", self.hub.device, "announce", self.hub.folder.name + "/fans.txt")
+
+    def test_nothing_flashes_or_jumps_and_nothing_moves_for_those_who_want_none(self):
+        self.open()
+        self.driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": """
+            window.jumps = [];
+            new PerformanceObserver((list) => jumps.push(...list.getEntries().map((one) => one.value)))
+              .observe({type: 'layout-shift', buffered: true});
+            window.empty = 0;
+            const isSeen = (id) => document.getElementById(id)?.checkVisibility();
+            const look = () => { empty += document.body && !isSeen('loading') && !isSeen('properties') ? 1 : 0;
+                                 requestAnimationFrame(look); };
+            requestAnimationFrame(look);"""})
+        for motion in "no-preference", "reduce":
+            self.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {
+                "features": [{"name": "prefers-reduced-motion", "value": motion}]})
+            self.driver.refresh()
+            first = self.eventually(lambda: self.value_of("Printhead Temperature"))
+            self.eventually(lambda: self.value_of("Printhead Temperature") != first)
+            moves = self.run_script("document.querySelector('.row .value').classList.add('changed');"
+                                    "return getComputedStyle(document.querySelector('.changed')).animationName")
+            self.assertEqual(moves, "changed" if motion == "no-preference" else "none")
+            self.assertEqual(self.run_script("return empty"), 0)
+        print("\nlayout shift %.3f" % sum(self.run_script("return jumps")), file=sys.stderr)
+        self.assertLess(sum(self.run_script("return jumps")), 0.1)
 
     def test_a_hub_that_dies_and_comes_back_is_told(self):
         self.open()
@@ -155,6 +230,7 @@ class WithAPrinter(PageTestCase):
         self.open()
         size = self.run_script("return performance.getEntries().reduce((sum, entry) =>"
                                " sum + (entry.name.includes('api/') ? 0 : entry.transferSize ?? 0), 0)")
+        print("\nfirst sight: %d bytes" % size, file=sys.stderr)
         self.assertLess(size, 100_000)
         self.assertGreater(size, 1_000)
         for name, (width, height) in SIZES.items():

@@ -2,7 +2,8 @@
 //
 // The address names the property (#component/group/guid), so that a link or the browser's history leads
 // back to it. The plot shows minimum, mean and maximum of about 400 steps of the time that is shown;
-// zooming asks for that time anew. Where no history is recorded it shows the samples of the page.
+// zooming and moving, by dragging, by buttons or by keys, ask for that time anew. Where no history is
+// recorded it shows the samples of the page.
 
 import { age, byId, make, setText, valueText } from "./elements.js";
 import { Plot } from "./plot.js";
@@ -11,6 +12,14 @@ import { request } from "./stream.js";
 
 const kRanges = [["10 min", 600], ["1 h", 3600], ["6 h", 21600], ["1 d", 86400], ["7 d", 604800], ["30 d", 2592000]];
 const kSteps = 400;
+const kShortest = 10;
+/// Texts, keys, and what becomes of begin and end, in seconds, of which `end` may not pass the present.
+const kMoves = [
+  ["Earlier", "ArrowLeft", (begin, end) => [begin - (end - begin) / 2, end - (end - begin) / 2]],
+  ["Later", "ArrowRight", (begin, end) => [begin + (end - begin) / 2, end + (end - begin) / 2]],
+  ["Zoom in", "+", (begin, end) => [begin + (end - begin) / 4, end - (end - begin) / 4]],
+  ["Zoom out", "-", (begin, end) => [begin - (end - begin) / 2, end + (end - begin) / 2]],
+];
 
 export class Detail {
   #item = null;
@@ -20,6 +29,8 @@ export class Detail {
   #question = 0;
   /// Whether the plot ends now, and not where somebody zoomed to.
   #follows = true;
+  /// Begin and end of the time that is shown, in seconds.
+  #shown = [0, 0];
 
   constructor(model) {
     this.model = model;
@@ -31,6 +42,7 @@ export class Detail {
     });
     window.addEventListener("hashchange", () => this.#followAddress());
     this.#makeRanges();
+    this.#makeMoves();
     model.addView((changed, hasOthers) => {
       if (hasOthers && !this.#item) {
         this.#followAddress();
@@ -87,14 +99,32 @@ export class Detail {
   #makeRanges() {
     for (const [text, seconds] of kRanges) {
       const button = make("button", { type: "button", textContent: text, "aria-pressed": String(seconds === this.#range) });
-      button.addEventListener("click", () => {
-        for (const other of byId("ranges").children) {
-          other.setAttribute("aria-pressed", String(other === button));
-        }
-        this.#zoom(seconds);
-      });
+      button.addEventListener("click", () => this.#zoom(seconds));
       byId("ranges").append(button);
     }
+  }
+
+  #makeMoves() {
+    for (const [text, key, move] of kMoves) {
+      const button = make("button", { type: "button", textContent: text, title: `Key: ${key}` });
+      button.addEventListener("click", () => this.#move(move));
+      byId("moves").append(button);
+    }
+    byId("history").addEventListener("keydown", (event) => {
+      const found = kMoves.find(([, key]) => key === event.key);
+      if (found && !event.ctrlKey && !event.metaKey && !event.altKey) {
+        event.preventDefault();
+        this.#move(found[2]);
+      }
+    });
+  }
+
+  #move(move) {
+    const now = this.model.now() / 1000;
+    const [begin, end] = move(...this.#shown);
+    const length = Math.min(Math.max(end - begin, kShortest), kRanges.at(-1)[1]);
+    const last = Math.min(end, now);
+    this.#load(last - length, last);
   }
 
   #draw() {
@@ -104,6 +134,8 @@ export class Detail {
     setText(byId("detail-value"), valueText(item));
     const allowed = item.description.minimum !== undefined && item.description.maximum !== undefined
       ? ` It goes from ${item.description.minimum} to ${item.description.maximum}.` : "";
+    const { presence, why } = item.owner ?? {};
+    setText(byId("detail-owner"), presence === "gone" ? `Its owner has ended, so the value may be old: ${why}.` : "");
     setText(byId("detail-text"), (item.description.text ?? "") + allowed);
     this.#drawAge();
   }
@@ -118,6 +150,7 @@ export class Detail {
       this.#drawAge();
       if (this.#follows) {
         this.#plot.endAt(this.model.now(), this.#range * 1000);
+        this.#shown = [this.model.now() / 1000 - this.#range, this.model.now() / 1000];
       }
     }
   }
@@ -137,6 +170,10 @@ export class Detail {
 
   async #load(begin, end, follows = false) {
     this.#follows = follows;
+    this.#shown = [begin, end];
+    for (const [place, button] of [...byId("ranges").children].entries()) {
+      button.setAttribute("aria-pressed", String(follows && kRanges[place][1] === this.#range));
+    }
     const item = this.#item;
     const question = ++this.#question;
     const query = new URLSearchParams({
@@ -163,7 +200,7 @@ export class Detail {
         .map(({ time, value }) => [time, value, value, value]));
     }
     setText(byId("plot-text"), this.#summary(points, isRecorded));
-    await this.#plot.show(points, begin * 1000, end * 1000);
+    await this.#plot.show(points, begin * 1000, end * 1000, follows);
   }
 
   #summary(points, isRecorded) {
@@ -174,7 +211,8 @@ export class Detail {
     }
     const low = Math.min(...numbers.map((point) => point[1]));
     const high = Math.max(...numbers.map((point) => point[3]));
-    const from = new Date(numbers[0][0]).toLocaleString();
-    return `Between ${low} and ${high} since ${from}. Drag across the plot to zoom; the buttons zoom out.${source}`;
+    const time = (moment) => new Date(moment).toLocaleString();
+    return `Between ${low} and ${high}, from ${time(numbers[0][0])} to ${time(numbers.at(-1)[0])}. `
+      + `Drag across the plot, or use the buttons or their keys, to see another time.${source}`;
   }
 }

@@ -2,12 +2,16 @@
 //
 // There may be thousands. Rows are made a few milliseconds at a time, so that the page stays responsive,
 // and only rows that are in sight are updated when a value changes; the others when they come into sight.
+// Beyond a number that nobody reads through, a search has to choose.
 
 import { age, byId, make, setText, valueText } from "./elements.js";
 import { drawSparkline, makeSparkline } from "./sparkline.js";
 
 const kBudget = 8;
 const kResort = 5000;
+const kMostRows = 3000;
+/// Groups that are for those who look for a fault in the software come last.
+const kLast = ["Components", "Debug Zone"];
 
 class Row {
   constructor(item, open) {
@@ -32,7 +36,7 @@ class Row {
     }
     this.shown = text;
     setText(this.value, text);
-    this.element.classList.toggle("gone", !item.available);
+    this.element.classList.toggle("gone", !item.available || item.isOrphaned);
     drawSparkline(this.spark, item.samples, now);
     this.drawAge(now);
   }
@@ -115,7 +119,8 @@ export class List {
       case "age":
         return items.sort((one, other) => other.changed - one.changed || byName(one, other));
       default:
-        return items.sort((one, other) => one.groupName.localeCompare(other.groupName) || byName(one, other));
+        return items.sort((one, other) => kLast.indexOf(one.groupName) - kLast.indexOf(other.groupName)
+          || one.groupName.localeCompare(other.groupName) || byName(one, other));
     }
   }
 
@@ -146,8 +151,11 @@ export class List {
     const turn = ++this.#building;
     this.#sorted = performance.now();
     this.#forgetRows();
-    const items = this.#wanted();
-    setText(byId("count"), `${items.length} of ${this.model.items.size}`);
+    const wanted = this.#wanted();
+    const items = wanted.slice(0, kMostRows);
+    setText(byId("count"), `${wanted.length} of ${this.model.items.size}`);
+    byId("more").hidden = items.length === wanted.length;
+    setText(byId("more"), `These are the first ${kMostRows}; a search finds the others.`);
     const isFlat = this.#isFlat;
     const holder = document.createDocumentFragment();
     let group;

@@ -25,10 +25,20 @@ function askForToken() {
   });
 }
 
+/// Shows the page as a whole once the present values are there, so that nothing jumps as they come.
+function showWhenLoaded(model) {
+  model.addView(() => {
+    byId("loading").hidden = model.loaded || model.connection === "refused";
+    byId("properties").hidden = !model.loaded;
+    byId("events").hidden = !model.loaded;
+  });
+}
+
 const model = new Model();
 const detail = new Detail(model);
 const open = (item) => detail.open(item);
 addStrip(model);
+showWhenLoaded(model);
 addOverview(model, open, runCommand);
 new List(model, open);
 addEvents(model);

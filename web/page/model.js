@@ -17,6 +17,9 @@ class Item {
 
   update(data) {
     Object.assign(this, data);
+    if (data.time === undefined) {
+      return;  // News of the owner alone.
+    }
     this.description ??= {};
     this.changed = Date.parse(data.time);
     const number = this.value === "True" ? 1 : this.value === "False" ? 0 : Number(this.value);
@@ -32,6 +35,11 @@ class Item {
         }
       }
     }
+  }
+
+  /// Whether the program that owns the property has ended, so that its value may be old.
+  get isOrphaned() {
+    return this.available && this.owner?.presence === "gone";
   }
 
   get label() {
@@ -88,6 +96,9 @@ export class Model {
       case "end":
         this.#forgetUnseen();
         this.loaded = true;
+        break;
+      case "owner":
+        this.#update(data, false);
         break;
       case "hub":
         this.about = { ...this.about, hub: data };

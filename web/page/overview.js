@@ -1,7 +1,8 @@
 // What a technician wants to see first: problems, supplies, jobs and commands.
 //
 // The gateway says which groups are which. Within the groups of problems a property is a problem when
-// its value says so: True, a number other than 0, or a text that isn't a way to say "none".
+// its value says so: True, a number other than 0, or a text that isn't a way to say "none". A component
+// whose program has ended is a problem too.
 
 import { byId, make, setText, sync, valueText } from "./elements.js";
 
@@ -50,22 +51,44 @@ function addTiles(model, section, list, fits, create, fill) {
   const kept = new Map();
   model.addView((changed, hasOthers) => {
     const items = [...model.items.values()].filter(fits).sort(byLabel);
-    byId(section).hidden = items.length === 0;
+    byId(section).hidden = items.length === 0 || !model.loaded;
     if (hasOthers || [...changed].some(fits)) {
       sync(byId(list), items, kept, create, fill);
     }
   });
 }
 
-function addProblems(model) {
+/// Returns the problems to show: those that properties report, and components whose program has ended.
+function problemsIn(model) {
+  const items = [...model.items.values()];
+  const problems = items.filter(isProblem).sort(byLabel).map((item) => ({
+    key: item.key, item, name: item.name,
+    text: [item.value === "True" ? "" : valueText(item), item.description.text ?? ""].filter(Boolean).join(". "),
+  }));
+  const ended = new Map();
+  for (const item of items.filter((one) => one.isOrphaned)) {
+    ended.set(item.componentName, [...(ended.get(item.componentName) ?? []), item]);
+  }
+  for (const [name, orphans] of ended) {
+    const values = orphans.length === 1 ? "Its value is" : `Its ${orphans.length} values are`;
+    problems.push({ key: `component ${name}`, item: orphans[0], name: `${name} has ended`, text: `${values} its last.` });
+  }
+  return problems;
+}
+
+function addProblems(model, open) {
   const kept = new Map();
   model.addView(() => {
-    const problems = [...model.items.values()].filter(isProblem).sort(byLabel);
+    const problems = problemsIn(model);
     sync(byId("problem-list"), problems, kept,
-      () => make("li", {}, make("b"), " ", make("span")),
-      (row, item) => {
-        setText(row.querySelector("b"), item.name);
-        setText(row.querySelector("span"), item.value === "True" ? "" : valueText(item));
+      ({ item }) => {
+        const link = make("a", { href: `#${item.path}` });
+        link.addEventListener("click", () => open(item));
+        return make("li", {}, link, " ", make("span"));
+      },
+      (row, problem) => {
+        setText(row.querySelector("a"), problem.name);
+        setText(row.querySelector("span"), problem.text);
       });
     const isHubAway = model.about !== null && !model.about.hub.connected;
     byId("problems").classList.toggle("bad", problems.length > 0 || isHubAway);
@@ -75,12 +98,13 @@ function addProblems(model) {
     } else if (model.loaded) {
       setText(byId("no-problem"), "No problem is reported.");
     }
+    setText(document.querySelector("title"), problems.length > 0 ? `(${problems.length}) Printer` : "Printer");
   });
 }
 
 export function addOverview(model, open, run) {
   const tile = (item) => makeTile(item, open);
-  addProblems(model);
+  addProblems(model, open);
   addTiles(model, "supplies", "supply-list", (item) => item.kind === "supply" && item.available, tile, fillTile);
   addTiles(model, "jobs", "job-list", (item) => item.kind === "job" && item.available, tile, fillTile);
   addTiles(model, "commands", "command-list", isCommand,

@@ -3,6 +3,8 @@
 
 import { make } from "./elements.js";
 
+const kShortest = 60_000;
+
 let library;
 
 function loadLibrary() {
@@ -27,6 +29,8 @@ export class Plot {
   #rows = [];
   #graph = null;
   #window = [0, 0];
+  /// The earliest time to show.
+  #first = 0;
   #isDue = false;
 
   /// `onZoom` is called with the begin and the end of a time that a person has chosen.
@@ -40,11 +44,14 @@ export class Plot {
     });
   }
 
-  /// Shows points of time, minimum, mean and maximum. A mean of null is a gap.
-  async show(points, begin, end) {
+  /// Shows points of time, minimum, mean and maximum. A mean of null is a gap. If `fits`, a time at the
+  /// begin in which nothing is known is left out.
+  async show(points, begin, end, fits) {
     const Dygraph = await loadLibrary();
     this.#rows = points.map(row);
-    this.#window = [begin, end];
+    const first = points.find((point) => point[2] !== null)?.[0] ?? begin;
+    this.#first = fits ? Math.min(first, end - kShortest) : begin;
+    this.#window = [Math.max(begin, this.#first), end];
     if (this.#graph) {
       this.#update();
       return;
@@ -67,7 +74,7 @@ export class Plot {
 
   /// Moves the time that is shown.
   endAt(end, length) {
-    this.#window = [end - length, end];
+    this.#window = [Math.max(end - length, this.#first), end];
     this.#schedule();
   }
 
@@ -85,7 +92,7 @@ export class Plot {
 
   /// The rows, and the last value up to the end, because it holds.
   #data() {
-    const begin = this.#window[0] - (this.#window[1] - this.#window[0]);
+    const begin = this.#window[0] - 2 * (this.#window[1] - this.#window[0]);
     while (this.#rows.length > 2 && this.#rows[1][0].getTime() < begin) {
       this.#rows.shift();
     }
