@@ -109,7 +109,8 @@ public:
 
 protected:
     /// Opens the file `name` + ".new" for writing, and creates it if it is missing. Where `name` is
-    /// a link, it stands beside the file that the link leads to.
+    /// a link, it stands beside the file that the link leads to. Fails if `name` is there and no
+    /// regular file.
     virtual FileResult OpenBeside(std::u16string_view name, std::unique_ptr<File>& opened);
     /// Renames that file to `name`, or to the file that the link leads to.
     virtual FileResult RenameBeside(std::u16string_view name);

@@ -143,7 +143,14 @@ FileResult PosixFileSystem::Open(std::u16string_view name, std::uint32_t use,
 }
 
 FileResult PosixFileSystem::OpenBeside(std::u16string_view name, std::unique_ptr<File>& opened) {
-    return OpenPath(TargetOf(name) += ".new", FileUse::kWrite | FileUse::kMake, opened);
+    const std::filesystem::path target = TargetOf(name);
+    struct stat status {};
+    if (stat(target.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        // A rename would put a file in the place of a device or a named pipe.
+        return FileResult::Refused(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    }
+    return OpenPath(std::filesystem::path(target) += ".new", FileUse::kWrite | FileUse::kMake,
+                    opened);
 }
 
 FileResult PosixFileSystem::RenameBeside(std::u16string_view name) {

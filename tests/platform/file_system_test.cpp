@@ -1,6 +1,7 @@
 #include "platform/file_system.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "platform/posix_file_system.h"
 #include "platform/wide_text.h"
@@ -69,6 +70,10 @@ TEST(FileSystem, AReplacedFileIsTheNewOneWhateverWasLeftBesideIt) {
         EXPECT_TRUE(std::filesystem::is_symlink(directory.Path() / "c"));
         EXPECT_EQ(test::ReadFile(directory.Path() / "elsewhere/kept"), content);
     }
+    // A named pipe stands for all that isn't a file, such as a device.
+    ASSERT_EQ(mkfifo((directory.Path() / "pipe").c_str(), 0600), 0);
+    EXPECT_FALSE(files.Replace(u"/pipe", "content"));
+    EXPECT_TRUE(std::filesystem::is_fifo(directory.Path() / "pipe"));
     EXPECT_EQ(test::ReadFile(directory.Path() / "b"), "new");
     EXPECT_TRUE(files.Delete(u"/b"));
     EXPECT_TRUE(files.Exists(u"/b").IsMissing());

@@ -6,6 +6,7 @@
 #include "cli/files/saved_values.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -45,6 +46,17 @@ Property PropertyOf(const Json& object) {
     return property;
 }
 
+// Writes to a device or a pipe, in whose place no file may be renamed.
+client::Outcome WriteStraight(const std::string& name, const std::string& content) {
+    errno = 0;
+    std::ofstream device(name, std::ios::binary);
+    device << content << std::flush;
+    if (!device) {
+        return FileError(name);
+    }
+    return client::Done{};
+}
+
 }  // namespace
 
 client::Result<std::string> ReadWholeFile(const std::string& name) {
@@ -68,8 +80,14 @@ client::Outcome WriteWholeFile(const std::string& name, const std::string& conte
         std::fwrite(content.data(), 1, content.size(), stdout);
         return client::Done{};
     }
-    if (!replace && access(name.c_str(), F_OK) == 0) {
-        return Error{ErrorCode::Refused, name + " exists; --force replaces it"};
+    struct stat status {};
+    if (stat(name.c_str(), &status) == 0) {
+        if (!S_ISREG(status.st_mode)) {
+            return WriteStraight(name, content);
+        }
+        if (!replace) {
+            return Error{ErrorCode::Refused, name + " exists; --force replaces it"};
+        }
     }
     const std::string beside = name + ".new";
     std::ofstream file(beside, std::ios::binary | std::ios::trunc);
