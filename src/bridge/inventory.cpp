@@ -5,19 +5,14 @@
 
 #include "bridge/inventory.h"
 
-#include <fnmatch.h>
-
 #include <algorithm>
 #include <cmath>
 #include <utility>
 
+#include "describe/glob.h"
 #include "wire/vocabulary/groups.h"
 
 namespace vantry::bridge {
-
-bool MatchesGlob(const std::string& glob, const std::string& text) {
-    return fnmatch(glob.c_str(), text.c_str(), 0) == 0;
-}
 
 Inventory::Inventory(const describe::Descriptions& known, bool withAllGroups,
                      std::vector<Deadband> bands)
@@ -33,7 +28,7 @@ bool Inventory::IsPublished(const client::PropertyId& id) const {
 
 double Inventory::DeadbandOf(const std::string& key) const {
     const auto found = std::find_if(deadbands.begin(), deadbands.end(), [&](const Deadband& band) {
-        return MatchesGlob(band.glob, key);
+        return describe::GlobMatches(band.glob, key, describe::LetterCase::Exact);
     });
     return found == deadbands.end() ? 0 : found->width;
 }

@@ -57,7 +57,4 @@ private:
     std::uint64_t lastAlias = 0;
 };
 
-/// Returns whether the text matches the glob, whose * matches any text, slashes included.
-bool MatchesGlob(const std::string& glob, const std::string& text);
-
 }  // namespace vantry::bridge

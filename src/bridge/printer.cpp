@@ -20,6 +20,7 @@
 #include "bridge/identity.h"
 #include "bridge/plain_documents.h"
 #include "bridge/spool.h"
+#include "describe/glob.h"
 
 namespace vantry::bridge {
 namespace {
@@ -169,9 +170,10 @@ void Printer::TakeChange(const client::Property& property, std::int64_t time) {
 }
 
 std::uint64_t Printer::CollectionTime(const Change& change) const {
-    const bool isUrgent = std::any_of(
-        options.urgent.begin(), options.urgent.end(),
-        [&](const std::string& glob) { return MatchesGlob(glob, change.subject->key); });
+    const bool isUrgent =
+        std::any_of(options.urgent.begin(), options.urgent.end(), [&](const std::string& glob) {
+            return describe::GlobMatches(glob, change.subject->key, describe::LetterCase::Exact);
+        });
     if (isUrgent) {
         return 0;
     }
@@ -389,9 +391,10 @@ void Printer::OnMessage(const mqtt::Message& message) {
     }
     if (!request->refusal) {
         const std::string& key = request->subject->key;
-        const bool isAllowed =
-            std::any_of(options.allowWrite.begin(), options.allowWrite.end(),
-                        [&](const std::string& glob) { return MatchesGlob(glob, key); });
+        const bool isAllowed = std::any_of(
+            options.allowWrite.begin(), options.allowWrite.end(), [&](const std::string& glob) {
+                return describe::GlobMatches(glob, key, describe::LetterCase::Exact);
+            });
         auto value = describe::Fit(request->subject->description, key, request->value);
         if (!isAllowed) {
             request->refusal = Error{ErrorCode::Refused, "\"" + key + "\" may not be written"};

@@ -6,8 +6,6 @@
 
 #include "describe/descriptions.h"
 
-#include <fnmatch.h>
-
 #include <algorithm>
 #include <fstream>
 #include <iterator>
@@ -15,6 +13,7 @@
 #include <system_error>
 
 #include "describe/description_file.h"
+#include "describe/glob.h"
 #include "runtime/default_paths.h"
 
 namespace vantry::describe {
@@ -108,7 +107,7 @@ std::vector<std::filesystem::path> Descriptions::StandardFolders(const std::stri
 Description Descriptions::Of(const client::Property& property) const {
     Description description;
     for (const NameRule& rule : byName) {
-        if (fnmatch(rule.glob.c_str(), property.name.c_str(), FNM_CASEFOLD) == 0) {
+        if (GlobMatches(rule.glob, property.name, LetterCase::Ignored)) {
             Apply(rule.description, description);
         }
     }

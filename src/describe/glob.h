@@ -1,14 +1,23 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "client/property.h"
 
 namespace vantry::describe {
 
-/// Returns whether a glob such as "Sensors/*" matches "Name", "Group/Name" or
-/// "Component/Group/Name" of the property. Upper and lower case are equal, and a star matches
-/// slashes as well. Thread-safe.
-bool MatchesGlob(const client::Property& property, const std::string& glob);
+/// Whether letters of ASCII must agree in case. Letters beyond ASCII always must.
+enum class LetterCase { Exact, Ignored };
+
+/// Returns whether the whole text matches the glob. "*" stands for any text, slashes included, and
+/// "?" for one character of UTF-8; every other character stands for itself, brackets and
+/// backslashes too. Takes a time in proportion to the product of both lengths at most, so a glob
+/// may come from a stranger. Thread-safe.
+bool GlobMatches(std::string_view glob, std::string_view text, LetterCase letters);
+
+/// Returns whether a glob such as "Sensors/*" matches "Name", "Group/Name", "Component/Group/Name"
+/// or "COMPONENT-GUID/GROUP-GUID/GUID" of the property. Thread-safe.
+bool GlobNames(std::string_view glob, const client::Property& property, LetterCase letters);
 
 }  // namespace vantry::describe

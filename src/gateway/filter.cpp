@@ -1,13 +1,13 @@
 #include "gateway/filter.h"
 
-#include "gateway/glob.h"
+#include "describe/glob.h"
 
 namespace vantry::gateway {
 namespace {
 
 bool Fits(const std::string& glob, const std::string& name, const std::string& guid) {
-    return glob.empty() || GlobMatches(glob, name, LetterCase::Ignored) ||
-           GlobMatches(glob, guid, LetterCase::Ignored);
+    return glob.empty() || describe::GlobMatches(glob, name, describe::LetterCase::Ignored) ||
+           describe::GlobMatches(glob, guid, describe::LetterCase::Ignored);
 }
 
 client::Error Refused(std::string text) { return {client::ErrorCode::Refused, std::move(text)}; }
@@ -48,7 +48,7 @@ bool Filter::Accepts(const client::Property& property) const {
     return Fits(component, property.componentName, property.id.component) &&
            Fits(group, property.groupName, property.id.group) &&
            Fits(name, property.name, property.id.property) &&
-           (match.empty() || GlobNames(match, property, LetterCase::Ignored)) &&
+           (match.empty() || describe::GlobNames(match, property, describe::LetterCase::Ignored)) &&
            available.value_or(property.available) == property.available;
 }
 

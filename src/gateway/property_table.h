@@ -10,9 +10,9 @@
 #include "client/owners.h"
 #include "describe/descriptions.h"
 #include "gateway/change_ring.h"
-#include "gateway/glob.h"
 #include "gateway/inbox.h"
 #include "gateway/property_json.h"
+#include "gateway/write_rules.h"
 
 namespace vantry::gateway {
 

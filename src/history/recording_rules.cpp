@@ -21,7 +21,7 @@ void RecordingRules::Exclude(std::string glob) {
 Thinning RecordingRules::Of(const client::Property& property) const {
     Thinning thinning;
     for (const Rule& rule : rules) {
-        if (!describe::MatchesGlob(property, rule.glob)) {
+        if (!describe::GlobNames(rule.glob, property, describe::LetterCase::Ignored)) {
             continue;
         }
         switch (rule.what) {

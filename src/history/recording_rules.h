@@ -22,7 +22,7 @@ struct Thinning {
 /// any thread may use it.
 class RecordingRules {
 public:
-    // These add a rule for the properties that a glob matches, see describe::MatchesGlob. A later
+    // These add a rule for the properties that a glob matches, see describe::GlobNames. A later
     // rule replaces what an earlier one says.
 
     void SetDeadband(std::string glob, double deadband);

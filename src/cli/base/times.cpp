@@ -15,8 +15,12 @@ namespace {
 using std::chrono::milliseconds;
 
 /// The units of durations, in milliseconds.
-constexpr std::array<std::pair<const char*, long long>, 5> kUnits = {
-    {{"ms", 1}, {"s", 1000}, {"m", 60'000}, {"h", 3'600'000}, {"d", 86'400'000}}};
+constexpr std::array<std::pair<const char*, long long>, 6> kUnits = {{{"ms", 1},
+                                                                      {"s", 1000},
+                                                                      {"m", 60'000},
+                                                                      {"h", 3'600'000},
+                                                                      {"d", 86'400'000},
+                                                                      {"w", 604'800'000}}};
 constexpr double kLongest = 10 * 366 * 86'400'000.0;
 
 int MillisecondsOf(std::chrono::system_clock::time_point when) {

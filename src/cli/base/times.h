@@ -7,7 +7,7 @@
 
 namespace vantry::cli {
 
-/// Parses a duration such as "10", "10s", "500ms", "2m", "1.5h" or "7d"; a number alone means
+/// Parses a duration such as "10", "10s", "500ms", "2m", "1.5h", "7d" or "4w"; a number alone means
 /// seconds. Returns Refused, with an example, for any other text, and for more than ten years.
 client::Result<std::chrono::milliseconds> ParseDuration(const std::string& text);
 /// Returns a duration in its largest unit, such as "350ms", "12s", "3m" or "2d".

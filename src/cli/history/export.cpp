@@ -75,39 +75,31 @@ void PrintLineProtocol(const Property& property, const Sample& sample) {
     fmt::print("vantry{} {} {}000\n", tags, field, sample.time);
 }
 
-int RunExport(const Context& context, const ExportOptions& options) {
-    const auto span = options.history.Span();
-    if (!span) {
-        Fail(span.error());
-        return Exit::kUsage;
-    }
-    auto history = history::History::Open(options.history.File());
-    if (!history) {
-        return Fail(history.error());
-    }
+int Export(const Context& context, const ExportOptions& options, history::History& history,
+           history::Span span) {
     const bool asCsv = !context.json && !options.lineProtocol;
     if (asCsv) {
         fmt::print("time,component,group,name,componentGuid,groupGuid,guid,kind,value\n");
     }
     // The glob is tried once for each property.
     std::map<client::PropertyId, bool> wanted;
-    const auto outcome =
-        history->ForEach(*span, [&](const Property& property, const Sample& sample) {
-            const auto [place, isNew] = wanted.try_emplace(property.id, false);
-            if (isNew) {
-                place->second = describe::MatchesGlob(property, options.glob);
-            }
-            if (!place->second) {
-                return;
-            }
-            if (context.json) {
-                PrintJson(property, sample);
-            } else if (asCsv) {
-                PrintCsv(property, sample);
-            } else {
-                PrintLineProtocol(property, sample);
-            }
-        });
+    const auto outcome = history.ForEach(span, [&](const Property& property, const Sample& sample) {
+        const auto [place, isNew] = wanted.try_emplace(property.id, false);
+        if (isNew) {
+            place->second =
+                describe::GlobNames(options.glob, property, describe::LetterCase::Ignored);
+        }
+        if (!place->second) {
+            return;
+        }
+        if (context.json) {
+            PrintJson(property, sample);
+        } else if (asCsv) {
+            PrintCsv(property, sample);
+        } else {
+            PrintLineProtocol(property, sample);
+        }
+    });
     return outcome ? Exit::kDone : Fail(outcome.error());
 }
 
@@ -115,13 +107,17 @@ int RunExport(const Context& context, const ExportOptions& options) {
 
 void AddHistoryExport(CommandLine& line) {
     const auto options = std::make_shared<ExportOptions>();
-    CommandOptions command =
-        line.Add({.name = "history export",
-                  .summary = "print all recorded changes",
-                  .group = CommandGroup::kReading,
-                  .examples = "  vantry history export --since 7d >week.csv\n"
-                              "  vantry history export 'Sensors/*' --line-protocol\n"},
-                 [options](const Context& context) { return RunExport(context, *options); });
+    CommandOptions command = line.Add(
+        {.name = "history export",
+         .summary = "print all recorded changes",
+         .group = CommandGroup::kReading,
+         .examples = "  vantry history export --since 7d >week.csv\n"
+                     "  vantry history export 'Sensors/*' --line-protocol\n"},
+        [options](const Context& context) {
+            return options->history.Read([&](history::History& history, history::Span span) {
+                return Export(context, *options, history, span);
+            });
+        });
     command.Text("glob", options->glob, "only properties whose name matches");
     HistoryOptions::AddFile(command, options->history);
     HistoryOptions::AddSpan(command, options->history);

@@ -1,5 +1,6 @@
 #include "cli/history/history_options.h"
 
+#include "cli/base/context.h"
 #include "cli/history/time_text.h"
 #include "runtime/default_paths.h"
 
@@ -24,6 +25,16 @@ client::Result<history::Span> HistoryOptions::Span() const {
         *moment = *parsed;
     }
     return span;
+}
+
+int HistoryOptions::Read(
+    const std::function<int(history::History&, history::Span)>& function) const {
+    const auto span = Span();
+    if (!span) {
+        return FailUsage(span.error().text);
+    }
+    auto history = history::History::Open(File());
+    return history ? function(*history, *span) : Fail(history.error());
 }
 
 void HistoryOptions::AddFile(CommandOptions& command, HistoryOptions& into) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 
 #include "cli/base/command_line.h"
@@ -20,6 +21,10 @@ struct HistoryOptions {
     /// Returns the span of time of the options, which ends now by default. Returns Refused if one
     /// of them can't be read.
     client::Result<history::Span> Span() const;
+
+    /// Opens the history and runs the function with it and the span of time of the options. Returns
+    /// the exit status of the function, or that of what went wrong, which is printed.
+    int Read(const std::function<int(history::History&, history::Span)>& function) const;
 
     static void AddFile(CommandOptions& command, HistoryOptions& into);
     static void AddSpan(CommandOptions& command, HistoryOptions& into);

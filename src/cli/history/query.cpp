@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include <chrono>
 #include <deque>
 #include <memory>
 #include <string>
@@ -9,6 +10,7 @@
 #include "cli/base/command_line.h"
 #include "cli/base/terminal.h"
 #include "cli/base/text.h"
+#include "cli/base/times.h"
 #include "cli/history/history_options.h"
 #include "cli/history/time_text.h"
 #include "cli/select/property_names.h"
@@ -98,12 +100,11 @@ int QuerySteps(const Context& context, const QueryOptions& options, history::His
     const std::size_t columns = TerminalSize::Now().columns;
     Moment step = std::max<Moment>((span.end - span.begin) / static_cast<Moment>(columns), 1000);
     if (!options.step.empty()) {
-        const auto parsed = ParseLength(options.step);
-        if (!parsed) {
-            Fail(parsed.error());
-            return Exit::kUsage;
+        const auto parsed = ParseDuration(options.step);
+        if (!parsed || parsed->count() == 0) {
+            return FailUsage(parsed ? "a step can't be 0" : parsed.error().text);
         }
-        step = *parsed;
+        step = std::chrono::microseconds(*parsed).count();
     }
     const auto steps = history.Steps(id, span, step);
     if (!steps) {
@@ -123,29 +124,21 @@ int QuerySteps(const Context& context, const QueryOptions& options, history::His
     return Exit::kDone;
 }
 
-int RunQuery(const Context& context, const QueryOptions& options) {
-    auto span = options.history.Span();
-    if (!span) {
-        Fail(span.error());
-        return Exit::kUsage;
-    }
-    auto history = history::History::Open(options.history.File());
-    if (!history) {
-        return Fail(history.error());
-    }
-    const auto property = FindRecorded(*history, options.name);
+int Query(const Context& context, const QueryOptions& options, history::History& history,
+          history::Span span) {
+    const auto property = FindRecorded(history, options.name);
     if (!property) {
         return Fail(property.error());
     }
-    const auto recorded = history->Recorded();
+    const auto recorded = history.Recorded();
     if (!recorded) {
         return Fail(recorded.error());
     }
-    span->begin = std::max(span->begin, recorded->begin);
+    span.begin = std::max(span.begin, recorded->begin);
     if (options.plot || !options.step.empty()) {
-        return QuerySteps(context, options, *history, property->id, *span);
+        return QuerySteps(context, options, history, property->id, span);
     }
-    const auto changes = history->Changes(property->id, *span, kMostChanges);
+    const auto changes = history.Changes(property->id, span, kMostChanges);
     if (!changes) {
         return Fail(changes.error());
     }
@@ -168,7 +161,11 @@ void AddHistoryQuery(CommandLine& line) {
          .group = CommandGroup::kReading,
          .examples = "  vantry history query \"Printhead Temperature\" --since 2h --step 5m\n"
                      "  vantry history query \"Printhead Temperature\" --since 1d --plot\n"},
-        [options](const Context& context) { return RunQuery(context, *options); });
+        [options](const Context& context) {
+            return options->history.Read([&](history::History& history, history::Span span) {
+                return Query(context, *options, history, span);
+            });
+        });
     command.Text("property", options->name, "its name", CommandOptions::Need::kRequired);
     HistoryOptions::AddFile(command, options->history);
     HistoryOptions::AddSpan(command, options->history);

@@ -3,40 +3,14 @@
 #include <fmt/chrono.h>
 #include <fmt/core.h>
 
-#include <array>
-#include <cstdlib>
+#include <cctype>
+#include <chrono>
 #include <ctime>
-#include <utility>
+
+#include "cli/base/times.h"
 
 namespace vantry::cli {
-namespace {
-
 using history::Moment;
-
-constexpr std::array<std::pair<const char*, Moment>, 6> kUnits = {{{"ms", 1000},
-                                                                   {"s", history::kSecond},
-                                                                   {"m", history::kMinute},
-                                                                   {"h", history::kHour},
-                                                                   {"d", history::kDay},
-                                                                   {"w", 7 * history::kDay}}};
-
-/// The longest length, a thousand years. Longer ones could exceed what a moment can hold.
-constexpr double kLongest = 1000.0 * 366 * static_cast<double>(history::kDay);
-
-}  // namespace
-
-client::Result<Moment> ParseLength(const std::string& text) {
-    char* rest = nullptr;
-    const double number = std::strtod(text.c_str(), &rest);
-    for (const auto& [name, unit] : kUnits) {
-        const double length = number * static_cast<double>(unit);
-        if (rest != text.c_str() && std::string(rest) == name && length > 0 && length < kLongest) {
-            return static_cast<Moment>(length);
-        }
-    }
-    return client::Error{client::ErrorCode::Refused,
-                         "\"" + text + "\" is no length of time, such as 90s, 15m, 2h or 7d"};
-}
 
 client::Result<Moment> ParseMoment(const std::string& text, Moment now) {
     for (const char* format : {"%Y-%m-%d %H:%M:%S", "%Y-%m-%d %H:%M", "%Y-%m-%d"}) {
@@ -47,14 +21,15 @@ client::Result<Moment> ParseMoment(const std::string& text, Moment now) {
             return static_cast<Moment>(std::mktime(&parts)) * history::kSecond;
         }
     }
-    const auto length = ParseLength(text);
-    if (!length) {
+    // A number alone would be seconds, but "2026" is rather meant as a year.
+    const auto ago = ParseDuration(text);
+    if (!ago || std::isdigit(static_cast<unsigned char>(text.back())) != 0) {
         return client::Error{client::ErrorCode::Refused,
                              "\"" + text +
                                  "\" is no time, such as 2h (ago), 2026-03-01 or "
                                  "\"2026-03-01 14:30\""};
     }
-    return now - *length;
+    return now - std::chrono::microseconds(*ago).count();
 }
 
 std::string LocalTime(Moment moment) {

@@ -7,12 +7,9 @@
 
 namespace vantry::cli {
 
-/// Parses a length of time such as "90s", "15m", "2h", "7d", "4w" or "250ms". Returns Refused, with
-/// an example, for any other text.
-client::Result<history::Moment> ParseLength(const std::string& text);
-/// Parses a moment: a length of time before `now`, or "2026-03-01", "2026-03-01 14:30" or
-/// "2026-03-01 14:30:05" by the clock of the user's time zone. Returns Refused, with examples, for
-/// any other text.
+/// Parses a moment: a duration with its unit, such as "2h", before `now`, or "2026-03-01",
+/// "2026-03-01 14:30" or "2026-03-01 14:30:05" by the clock of the user's time zone. Returns
+/// Refused, with examples, for any other text.
 client::Result<history::Moment> ParseMoment(const std::string& text, history::Moment now);
 
 /// Returns "2026-03-01 14:30:05.250" by the clock of the user's time zone.

@@ -8,7 +8,6 @@
 
 #include "cli/select/property_names.h"
 
-#include <fnmatch.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -16,6 +15,7 @@
 
 #include "cli/base/suggestions.h"
 #include "cli/select/names.h"
+#include "describe/glob.h"
 
 namespace vantry::cli {
 namespace {
@@ -86,11 +86,11 @@ std::vector<const Property*> MatchingOrInGroup(const std::vector<Property>& all,
 
 }  // namespace
 
-bool IsGlob(const std::string& text) { return text.find_first_of("*?[") != std::string::npos; }
+bool IsGlob(const std::string& text) { return text.find_first_of("*?") != std::string::npos; }
 
 bool MatchesPattern(const std::string& text, const std::string& pattern) {
     if (IsGlob(pattern)) {
-        return fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
+        return describe::GlobMatches(pattern, text, describe::LetterCase::Ignored);
     }
     return Lower(text).find(Lower(pattern)) != std::string::npos;
 }
