@@ -1,3 +1,7 @@
+// The program `vantry-bridge`. Signals arrive as reads of a descriptor in the same loop that serves
+// the broker and the hubs, so that nothing of the bridge runs in a signal handler or needs a lock
+// against one.
+
 #include <signal.h>
 #include <sys/signalfd.h>
 #include <unistd.h>

@@ -1,3 +1,8 @@
+// The JSON documents of the plain style, written and read. A number or a truth travels as JSON's
+// own kind only where the description of the property says so; everything else stays the text that
+// the hub has, so no value changes on its way. What a broker delivers may be anything: a document
+// that can't be read becomes a request with a refusal, which is answered like any other.
+
 #include "bridge/plain_documents.h"
 
 #include <charconv>

@@ -1,3 +1,7 @@
+// A file of printers has one line for each: the serial number, and where its hub is. One wrong line
+// refuses the whole file and is named by its number, because a printer that is left out silently
+// would be missed only later.
+
 #include "bridge/printer_list.h"
 
 #include <fstream>

@@ -1,3 +1,8 @@
+// Removing what a printer has left at the broker: an empty retained message for each topic that its
+// style retains. The printers are retired one after the other over a connection each, and each
+// topic is done when the broker has acknowledged it. Blocks the caller, for 10 seconds a printer at
+// most.
+
 #include "bridge/retire.h"
 
 #include <poll.h>

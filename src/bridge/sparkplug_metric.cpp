@@ -1,3 +1,7 @@
+// Values as Sparkplug's metrics and back. The type of a metric comes from the description of the
+// property and never from its present value, since a type may not change after a birth. A value
+// that doesn't fit its type is sent as null instead of as something that it isn't.
+
 #include "bridge/sparkplug_metric.h"
 
 #include <algorithm>

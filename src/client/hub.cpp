@@ -1,3 +1,7 @@
+// The public face of the client library: each operation hands over to the core, which holds the
+// connection and its threads. A subscription refers to the list of subscriptions weakly, so it may
+// outlive its hub.
+
 #include "client/hub.h"
 
 #include <utility>

@@ -1,3 +1,8 @@
+// Sums of what external connections keep in the remote table, by connection. They are changed with
+// each entry and read for each report, so that a bound is checked without a walk over the table.
+// Only the choice of who has to go walks, over connections and not over properties, and happens
+// once a bound is exceeded.
+
 #include "engine/external_owners.h"
 
 namespace vantry {

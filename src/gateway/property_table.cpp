@@ -1,3 +1,8 @@
+// What the gateway knows of the hub's properties, with an event for each change. The JSON of a
+// property is made when it is first asked for and kept until the property changes. A change whose
+// names are known already becomes a short event without them, which is what makes a stream of many
+// changes small.
+
 #include "gateway/property_table.h"
 
 namespace vantry::gateway {

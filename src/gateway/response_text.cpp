@@ -1,3 +1,6 @@
+// The heads of responses. All of them have the same headers of protection, whatever their status,
+// and none may be stored by a cache unless the response says otherwise.
+
 #include "gateway/response_text.h"
 
 #include <array>

@@ -1,3 +1,7 @@
+// The target of a request, taken apart before it is decoded, so that an escaped slash stays part of
+// its segment. Control characters, segments that lead upward and parameters that occur twice are
+// refused as a whole instead of being repaired: what remains can be compared byte by byte.
+
 #include "gateway/target.h"
 
 #include <charconv>

@@ -1,3 +1,7 @@
+// The tables of a history. The file is marked with a number of its own and a version, and nothing
+// is written to a database that has other marks, so that a wrong path can't damage the file of
+// another program.
+
 #include "history/schema.h"
 
 namespace vantry::history {

@@ -1,3 +1,7 @@
+// The address of a broker as a URL without path and user. Whether an address is of this machine is
+// judged by its text alone, because a name that is looked up could have another answer when it is
+// connected to.
+
 #include "mqtt/broker_address.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,7 @@
+// What can be done to files by the operations that a file system has to provide. A file is replaced
+// by a new one beside it that is flushed, renamed, and made durable by flushing its directory; at
+// every moment there is the old file or the new one, whole.
+
 #include "platform/file_system.h"
 
 #include <cerrno>

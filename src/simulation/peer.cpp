@@ -1,3 +1,7 @@
+// A client in the simulation. It sends its messages in pieces of random sizes, and a thread of its
+// own reads what arrives and cuts it into texts, so that a client which waits for nothing still
+// takes what it is sent.
+
 #include "simulation/peer.h"
 
 #include <sys/socket.h>

@@ -1,3 +1,7 @@
+// The report of a failed run: how to repeat it, and for each thread what it waits for and the calls
+// that led there. The addresses become names by one call of addr2line, and without that program the
+// report has the addresses only.
+
 #include "simulation/report.h"
 
 #include <unistd.h>

@@ -1,3 +1,7 @@
+// One life of the simulated machine. Each life is a process of its own, because a loss of power
+// must leave no memory behind. What outlives it, the disk and a few numbers, stands in memory that
+// the processes share, as plain bytes.
+
 #include "simulation/world.h"
 
 #include <cstdio>

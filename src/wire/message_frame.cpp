@@ -1,3 +1,7 @@
+// A frame is made as one string as long as its texts are short. From 64 KiB on a text costs more to
+// copy than to list, so the frame becomes a list of texts that other frames and streams share. The
+// length in the head is set at the end, when it is known.
+
 #include "wire/message_frame.h"
 
 #include <cstdint>

@@ -1,3 +1,7 @@
+// The terminal, by escape sequences that every terminal of today knows. Signals only set a flag or
+// end a wait: a program notices them at its next look, so that the screen is always restored by the
+// destructor and never by a handler.
+
 #include "cli/base/terminal.h"
 
 #include <poll.h>

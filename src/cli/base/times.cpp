@@ -1,3 +1,7 @@
+// Durations and times as people write and read them. Fractions of a unit are allowed, so a number
+// is read as a floating-point number and multiplied by its unit; ten years are the bound, within
+// which that is exact to a millisecond.
+
 #include "cli/base/times.h"
 
 #include <fmt/chrono.h>

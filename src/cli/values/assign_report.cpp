@@ -1,3 +1,7 @@
+// Words and exit statuses for what became of writes. The protocol answers no write, so the outcome
+// is what was seen of the property afterwards; where nothing was seen, the text names the reasons
+// that are possible and not one of them.
+
 #include "cli/values/assign_report.h"
 
 #include <fmt/core.h>

@@ -1,3 +1,7 @@
+// The columns that tables of properties may have, each with a name and a function for its text.
+// Sorting reads these texts too, so that a new column can be sorted by without further code; it
+// compares as numbers what are numbers, and puts them before what isn't.
+
 #include "cli/values/columns.h"
 
 #include <algorithm>

@@ -1,3 +1,7 @@
+// A subscription for `watch`. Single properties are subscribed by a list. As soon as a glob or a
+// group is among the words, everything is subscribed and filtered here, because the hub has no
+// globs and properties that match may be announced later.
+
 #include "cli/values/watch_session.h"
 
 #include <fmt/core.h>
