@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -139,6 +140,27 @@ TEST(SocketOutput, AStoppedFlusherEndsWhatWaits) {
     EXPECT_EQ(connection.Write(std::string(1'000'000, 'x')), 0);
     connection.flusher->Stop();
     EXPECT_TRUE(connection.socket->IsClosed());
+}
+
+TEST(SocketOutput, AFlusherWithoutDescriptorsEndsWhatWouldWait) {
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    for (const rlim_t left : {0, 1}) {
+        Connection connection;
+        connection.flusher->Stop();
+        const int lowestFree = dup(connection.peer);
+        close(lowestFree);
+        const rlimit few{static_cast<rlim_t>(lowestFree) + left, before.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+        const auto flusher = std::make_shared<OutputFlusher>(Descriptors::OfSystem());
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+        const auto output = SocketOutput::Make(connection.socket, flusher, {});
+        const std::string frame(1'000'000, 'x');
+        EXPECT_NE(output->Write(reinterpret_cast<const std::uint8_t*>(frame.data()), frame.size()),
+                  0);
+        EXPECT_TRUE(connection.socket->IsClosed());
+        flusher->Stop();
+    }
 }
 
 TEST(SocketDescriptor, CloseEndsAReaderAndGivesTheNumberBackOnlyThen) {

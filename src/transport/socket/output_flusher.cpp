@@ -23,8 +23,9 @@ constexpr int kLookMilliseconds = 25;
 
 OutputFlusher::OutputFlusher(Descriptors& calls, std::uint64_t mostLingering)
     : descriptors(calls), most(mostLingering), poller(calls.OpenPoller()), wake(calls) {
-    descriptors.AddToPoller(poller, wake.Number(), POLLIN);
-    if (!thread.Start([this] { Run(); }, "output-flusher")) {
+    // Without its descriptors the thread could neither sleep nor be woken.
+    if (descriptors.AddToPoller(poller, wake.Number(), POLLIN) != 0 ||
+        !thread.Start([this] { Run(); }, "output-flusher")) {
         ScopedLock guard(lock);
         stopping = true;
     }

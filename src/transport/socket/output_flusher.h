@@ -18,9 +18,10 @@ namespace vantry {
 /// its reference; otherwise the flusher's own thread could release the last one and join itself.
 /// After Stop a SocketOutput fails where it would have to wait.
 ///
-/// If the system can't create the thread, the flusher behaves as after Stop: the hub serves peers
-/// that read fast enough, and closes a connection as soon as its output would have to wait. Nothing
-/// is reported, since each such connection ends as that of any peer that is too slow.
+/// If the system can't create the thread or its descriptors, the flusher behaves as after Stop: the
+/// hub serves peers that read fast enough, and closes a connection as soon as its output would have
+/// to wait. Nothing is reported, since each such connection ends as that of any peer that is too
+/// slow.
 class OutputFlusher {
 public:
     /// Starts the thread. Of the connections with an account that are closed and still have output,
