@@ -11,6 +11,7 @@
 
 #include "driver/exports.h"
 #include "runtime/clock.h"
+#include "simulation/races.h"
 #include "transport/frame/frame.h"
 
 namespace vantry::simulation {
@@ -20,7 +21,14 @@ constexpr std::size_t kHeadBytes = 20;
 constexpr std::uint64_t kLookNanoseconds = 5 * kNanosecondsPerMillisecond;
 constexpr int kMostLooks = 4'000;
 
-std::string FrameOf(std::string_view text) {
+}  // namespace
+
+std::string Peer::NameOf(Link link) {
+    constexpr std::array<const char*, 4> kNames = {"local", "tcp", "usb", "bluetooth"};
+    return kNames[static_cast<std::size_t>(link)];
+}
+
+std::string Peer::FrameOf(std::string_view text) {
     std::string frame(MessageFrameMagic.begin(), MessageFrameMagic.end());
     for (int shift = 0; shift < 32; shift += 8) {
         frame.push_back(static_cast<char>(text.size() >> shift & 0xFF));
@@ -28,17 +36,15 @@ std::string FrameOf(std::string_view text) {
     return frame.append(text);
 }
 
-}  // namespace
-
 std::shared_ptr<Peer> Peer::Connect(World& world, Link link, std::string name) {
     const std::shared_ptr<Peer> peer(new Peer(world, link, std::move(name)));
     if (link == Link::Local) {
-        peer->number = PRN_Open(0, 0, 0);
+        peer->number = InHub([] { return PRN_Open(0, 0, 0); });
         if (peer->number == 0) {
             return nullptr;
         }
     } else {
-        const int connected = world.descriptors.Connect();
+        const int connected = ConnectBy(world, link);
         if (connected < 0) {
             peer->closed = true;
             return nullptr;
@@ -49,8 +55,24 @@ std::shared_ptr<Peer> Peer::Connect(World& world, Link link, std::string name) {
     return peer;
 }
 
+int Peer::ConnectBy(World& world, Link link) {
+    switch (link) {
+        case Link::Usb:
+            return world.devices.PlugUsb();
+        case Link::Bluetooth:
+            return world.devices.CallBluetooth();
+        default:
+            return world.descriptors.Connect();
+    }
+}
+
+bool Peer::IsServed() const {
+    return link == Link::Local || world.descriptors.IsServed(static_cast<int>(number));
+}
+
 Peer::~Peer() {
     if (link != Link::Local && !closed) {
+        world.devices.Forget(static_cast<int>(number));
         world.descriptors.Close(static_cast<int>(number));
     }
 }
@@ -69,10 +91,11 @@ bool Peer::SendBytes(std::string_view rest) {
         if (closed) {
             return false;
         }
-        const ssize_t count =
-            link == Link::Local
-                ? PRN_Write(number, rest.data(), static_cast<std::uint32_t>(part))
-                : world.descriptors.Send(static_cast<int>(number), rest.substr(0, part));
+        const ssize_t count = link == Link::Local ? InHub([&] {
+            return PRN_Write(number, rest.data(), static_cast<std::uint32_t>(part));
+        })
+                                                  : world.descriptors.Send(static_cast<int>(number),
+                                                                           rest.substr(0, part));
         if (count == -EAGAIN && link != Link::Local && ++looks < kMostLooks) {
             world.scheduler.Sleep(kLookNanoseconds);
             continue;
@@ -102,7 +125,7 @@ std::optional<std::string> Peer::Receive(std::uint64_t milliseconds) {
 
 std::int32_t Peer::ReadSome(char* buffer, std::uint32_t size) const {
     if (link == Link::Local) {
-        return PRN_Read(number, buffer, size);
+        return InHub([&] { return PRN_Read(number, buffer, size); });
     }
     iovec part{buffer, size};
     for (;;) {
@@ -170,7 +193,7 @@ void Peer::Close() {
     world.scheduler.Tell("closes its connection");
     SetReading(true);
     if (link == Link::Local) {
-        PRN_Close(number);
+        InHub([&] { return PRN_Close(number); });
     } else {
         world.descriptors.ShutDown(static_cast<int>(number), SHUT_RD);
     }
@@ -179,6 +202,7 @@ void Peer::Close() {
         world.scheduler.Wait("its reader to end", this);
     }
     if (link != Link::Local) {
+        world.devices.Forget(static_cast<int>(number));
         world.descriptors.Close(static_cast<int>(number));
     }
 }
@@ -194,6 +218,7 @@ void Peer::Reset() {
     while (!readerIsDone) {
         world.scheduler.Wait("its reader to end", this);
     }
+    world.devices.Forget(static_cast<int>(number));
     world.descriptors.Reset(static_cast<int>(number));
 }
 

@@ -14,9 +14,13 @@ namespace vantry::simulation {
 /// Receive return at once or when the link has taken the bytes.
 class Peer : public std::enable_shared_from_this<Peer> {
 public:
-    enum class Link { Local, Tcp };
+    enum class Link { Local, Tcp, Usb, Bluetooth };
 
-    /// Connects. Returns an empty reference if nobody listens.
+    static std::string NameOf(Link link);
+    /// Returns the frame that has this text.
+    static std::string FrameOf(std::string_view text);
+    /// Connects. Returns an empty reference if nobody listens, or if a USB host is plugged in
+    /// already.
     static std::shared_ptr<Peer> Connect(World& world, Link link, std::string name);
     ~Peer();
     Peer(const Peer&) = delete;
@@ -24,6 +28,9 @@ public:
 
     bool IsExternal() const { return link != Link::Local; }
     const std::string& Name() const { return name; }
+
+    /// Returns whether the hub has taken the connection. A local client's it takes at once.
+    bool IsServed() const;
 
     /// Sends a text in a frame. Returns false if the connection has ended.
     bool Send(std::string_view text);
@@ -34,6 +41,16 @@ public:
     std::optional<std::string> Receive(std::uint64_t milliseconds);
     /// Returns whether the hub has ended the connection and every text was received.
     bool HasEnded() const { return ended && texts.empty(); }
+
+    /// Returns whether the hub has ended a link other than the local one, whatever was read.
+    bool LinkHasEnded() const {
+        return closed || world.descriptors.HasPeerEnded(static_cast<int>(number));
+    }
+
+    /// Returns whether such a link is full of what the hub has sent.
+    bool LinkIsFull() const {
+        return !closed && world.descriptors.IsFull(static_cast<int>(number));
+    }
 
     /// Stops or goes on taking bytes from the link.
     void SetReading(bool reads);
@@ -48,6 +65,7 @@ private:
     Peer(World& machine, Link kind, std::string shownName)
         : world(machine), link(kind), name(std::move(shownName)) {}
 
+    static int ConnectBy(World& world, Link link);
     void ReadAll();
     std::int32_t ReadSome(char* buffer, std::uint32_t size) const;
     void TakeFrames();

@@ -13,23 +13,21 @@
 namespace vantry::simulation {
 namespace {
 
+using Names = std::map<const void*, std::string>;
+
 /// Returns the line that addr2line has for each address, if the program is installed.
-std::map<void*, std::string> NamesOf(const std::vector<std::unique_ptr<SimulatedThread>>& threads) {
-    std::vector<void*> addresses;
+Names NamesOf(const std::vector<const void*>& addresses) {
     std::string command = "addr2line -Cfps -e /proc/" + std::to_string(getpid()) + "/exe";
-    for (const std::unique_ptr<SimulatedThread>& thread : threads) {
-        for (void* const call : thread->calls) {
-            // The place of the call stands before the address that it returns to.
-            char text[32];
-            std::snprintf(text, sizeof text, " %#lx", reinterpret_cast<unsigned long>(call) - 1);
-            addresses.push_back(call);
-            command += text;
-        }
+    for (const void* const address : addresses) {
+        // The place of the call stands before the address that it returns to.
+        char text[32];
+        std::snprintf(text, sizeof text, " %#lx", reinterpret_cast<unsigned long>(address) - 1);
+        command += text;
     }
-    std::map<void*, std::string> names;
+    Names names;
     FILE* const pipe = popen((command + " 2>/dev/null").c_str(), "r");
     char line[1024];
-    for (void* const address : addresses) {
+    for (const void* const address : addresses) {
         if (pipe == nullptr || std::fgets(line, sizeof line, pipe) == nullptr) {
             break;
         }
@@ -49,6 +47,11 @@ bool IsWorthShowing(const std::string& name) {
 
 }  // namespace
 
+std::string CodeAt(const void* address) {
+    const Names names = NamesOf({address});
+    return names.empty() ? "?\n" : names.begin()->second;
+}
+
 void WriteReport(std::string_view reason, const RunSettings& settings, std::uint64_t now,
                  const std::vector<std::unique_ptr<SimulatedThread>>& threads) {
     std::printf("FAILED after %.3f s: %.*s\n", static_cast<double>(now) / 1e9 - 1,
@@ -59,7 +62,11 @@ void WriteReport(std::string_view reason, const RunSettings& settings, std::uint
     if (settings.brief) {
         return;
     }
-    const std::map<void*, std::string> names = NamesOf(threads);
+    std::vector<const void*> addresses;
+    for (const std::unique_ptr<SimulatedThread>& thread : threads) {
+        addresses.insert(addresses.end(), thread->calls.begin(), thread->calls.end());
+    }
+    const Names names = NamesOf(addresses);
     for (const std::unique_ptr<SimulatedThread>& thread : threads) {
         if (thread->state == SimulatedThread::State::Ended) {
             continue;

@@ -28,22 +28,15 @@
 namespace vantry::simulation {
 namespace {
 
-constexpr std::size_t kStackBytes = 512U << 10U;
 constexpr std::uint64_t kMostSteps = 40'000'000;
 constexpr std::uint64_t kMostNanoseconds = 900'000 * kNanosecondsPerMillisecond;
 constexpr std::uint64_t kMostLateness = 300 * kNanosecondsPerMillisecond;
 constexpr std::uint64_t kUsualSteps = 200'000;
+/// How many points a thread passes at a time at most while it has the highest priority.
+constexpr std::uint64_t kLongestStretch = 100'000;
 constexpr int kDeepest = 24;
 
 Scheduler* existing = nullptr;
-
-void* NewStack() {
-    void* const stack = mmap(nullptr, kStackBytes, PROT_READ | PROT_WRITE,
-                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
-    // A stack that is too small is then a crash and no damage.
-    mprotect(stack, 4096, PROT_NONE);
-    return stack;
-}
 
 }  // namespace
 
@@ -53,13 +46,27 @@ Scheduler::Scheduler(const RunSettings& runSettings, std::uint64_t seed)
       hasPriorities(random.OneIn(2)),
       interruptOneIn(std::uint64_t{2} << random.Below(8)),
       lateOneIn(random.OneIn(3) ? std::uint64_t{1'000} << random.Below(4) : 0),
-      latenessLeft(kMostLateness) {
+      latenessLeft(kMostLateness),
+      stacks(static_cast<char*>(mmap(nullptr, kStackBytes * kMostStacks, PROT_READ | PROT_WRITE,
+                                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0))) {
     const std::uint64_t count = random.Below(8);
     for (std::uint64_t change = 0; change < count; ++change) {
         changes.push_back(random.Below(kUsualSteps >> random.Below(8)));
     }
     existing = this;
 }
+
+void* Scheduler::NewStack() {
+    if (usedStacks == kMostStacks) {
+        Fail("there are too many threads");
+    }
+    void* const stack = stacks + kStackBytes * usedStacks++;
+    // A stack that is too small is then a crash and no damage.
+    mprotect(stack, 4096, PROT_NONE);
+    return stack;
+}
+
+bool Scheduler::Exists() { return existing != nullptr; }
 
 Scheduler::~Scheduler() { existing = nullptr; }
 
@@ -91,6 +98,14 @@ void Scheduler::Start(std::string_view name, std::function<void()> body) {
     if (settings.trace) {
         Tell("starts " + threads.back()->name);
     }
+}
+
+bool Scheduler::RefusesThread() {
+    const bool refused = random.OneIn(refusedOneIn);
+    if (refused) {
+        Tell("gets no thread");
+    }
+    return refused;
 }
 
 void Scheduler::Enter() {
@@ -139,7 +154,10 @@ bool Scheduler::MayInterrupt() {
         return false;
     }
     if (hasPriorities) {
-        if (std::find(changes.begin(), changes.end(), steps) != changes.end()) {
+        // A thread that looks again and again gives way at last, or the one that it waits for would
+        // never run.
+        if (std::find(changes.begin(), changes.end(), steps) != changes.end() ||
+            ++stretch == kLongestStretch) {
             current->priority = --lowest;
         }
         return true;
@@ -150,13 +168,16 @@ bool Scheduler::MayInterrupt() {
 void Scheduler::Wait(std::string_view what, const void* object, std::uint64_t deadline,
                      const SimulatedThread* blocker) {
     Step();
+    // Who looks again and waits on for the same does nothing that is worth a line.
+    const bool goesOnWaiting = current->waitIsTold && current->waitsFor == what;
     current->waitsFor = what;
     current->object = object;
     current->deadline = deadline;
     current->blocker = blocker;
     current->state = SimulatedThread::State::Waits;
-    if (settings.trace) {
+    if (settings.trace && !goesOnWaiting) {
         Tell("waits for " + current->waitsFor);
+        current->waitIsTold = true;
     }
     CheckForDeadlock();
     SwitchAway();
@@ -233,13 +254,11 @@ void Scheduler::SwitchTo(SimulatedThread* next) {
     if (next == current) {
         return;
     }
+    stretch = 0;
     if (current->state == SimulatedThread::State::CanRun) {
         ++interruptions;
     }
     SimulatedThread* const before = std::exchange(current, next);
-    if (before->state == SimulatedThread::State::Ended) {
-        setcontext(&next->context);
-    }
     swapcontext(&before->context, &next->context);
     if (reporter != nullptr) {
         NoteCalls(*current);
@@ -263,6 +282,9 @@ std::size_t Scheduler::Living() const {
 
 void Scheduler::Tell(std::string_view what) {
     if (settings.trace) {
+        if (current != nullptr) {
+            current->waitIsTold = false;
+        }
         std::printf("%10.3f ms  %-22s %.*s\n", static_cast<double>(now - 1'000'000'000) / 1e6,
                     current == nullptr ? "" : current->name.c_str(), static_cast<int>(what.size()),
                     what.data());

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "simulation/random.h"
@@ -27,9 +28,13 @@ struct SimulatedThread {
     ucontext_t context{};
     void* stack = nullptr;
     bool hasBegun = false;
+    /// Whether it runs code of the hub, whose accesses are checked.
+    bool isInHub = false;
     State state = State::CanRun;
     /// While it waits: what for, in words, the object that wakes it, and the moment that does.
     std::string waitsFor;
+    /// Whether the story's last line of this thread says what it waits for.
+    bool waitIsTold = false;
     const void* object = nullptr;
     std::uint64_t deadline = kNever;
     /// The thread that it can't go on without, if that is one thread, as with a lock.
@@ -60,6 +65,11 @@ public:
     /// Adds a thread, which runs when the order says so.
     void Start(std::string_view name, std::function<void()> body);
 
+    /// Lets one in so many new threads of the hub be refused; 0 for none.
+    void SetThreadsRefused(std::uint64_t oneIn) { refusedOneIn = oneIn; }
+    /// Returns whether the next thread of the hub is refused.
+    bool RefusesThread();
+
     /// A place where another thread may go on instead of the caller. `what` tells the story what
     /// the caller does.
     void Point(std::string_view what);
@@ -77,17 +87,34 @@ public:
     /// Returns the virtual time in nanoseconds.
     std::uint64_t Now() const { return now; }
     const SimulatedThread* Self() const { return current; }
+    static bool Exists();
+    bool IsInHub() const { return current != nullptr && current->isInHub; }
+    /// Changes whether the caller is in the hub. Returns whether it was.
+    bool SetInHub(bool isInHub) {
+        return current != nullptr && std::exchange(current->isInHub, isInHub);
+    }
+    /// Returns whether the address is on the stack of a thread.
+    bool IsOnStack(const void* address) const {
+        return address >= stacks && address < stacks + kStackBytes * kMostStacks;
+    }
+    const std::string& NameOf(std::uint32_t number) const { return threads[number]->name; }
     /// Returns how many threads haven't ended.
     std::size_t Living() const;
     std::uint64_t Steps() const { return steps; }
 
+    /// Returns whether the story is told.
+    bool Tells() const { return settings.trace; }
     /// Adds a line to the story, if it is told.
     void Tell(std::string_view what);
     /// Ends the process with a report: the reason, and each thread with what it waits for.
     [[noreturn]] void Fail(std::string_view reason);
 
 private:
+    static constexpr std::size_t kStackBytes = 512U << 10U;
+    static constexpr std::size_t kMostStacks = 1'024;
+
     static void Enter();
+    void* NewStack();
     bool MayInterrupt();
     void CheckForDeadlock() const;
     SimulatedThread* Choose();
@@ -107,11 +134,17 @@ private:
     std::vector<std::uint64_t> changes;
     std::uint64_t lateOneIn;
     std::uint64_t latenessLeft;
+    std::uint64_t refusedOneIn = 0;
     std::int64_t lowest = 0;
     std::uint64_t interruptions = 0;
     std::uint64_t steps = 0;
+    /// How many points the running thread has passed since it runs.
+    std::uint64_t stretch = 0;
     std::uint64_t now = 1'000'000'000;
     std::vector<std::unique_ptr<SimulatedThread>> threads;
+    /// The memory of all stacks, and which parts of it are free.
+    char* const stacks;
+    std::size_t usedStacks = 0;
     std::vector<void*> freeStacks;
     /// Those that can run. Only Choose uses it.
     std::vector<SimulatedThread*> able;

@@ -13,7 +13,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/wide_text.h"
 #include "runtime/clock.h"
+#include "simulation/races.h"
 #include "simulation/scheduler.h"
 
 namespace vantry::simulation {
@@ -35,12 +37,14 @@ std::string Torn(const std::string& before, const std::string& after, Random& ra
 
 class SimulatedDisk::OpenFile final : public File {
 public:
-    OpenFile(SimulatedDisk& owner, std::shared_ptr<Content> shared, bool appends)
-        : disk(owner), content(std::move(shared)), appending(appends) {}
+    OpenFile(SimulatedDisk& owner, std::u16string_view shownName, std::shared_ptr<Content> shared,
+             bool appends)
+        : disk(owner), name(shownName), content(std::move(shared)), appending(appends) {}
 
     FileResult Read(std::uint64_t offset, std::span<char> buffer, std::size_t& count) override {
+        const OutsideHub here;
         count = 0;
-        if (const FileResult result = disk.Begin("reads a file"); !result) {
+        if (const FileResult result = disk.Begin("reads", name); !result) {
             return result;
         }
         if (offset < content->now.size()) {
@@ -50,26 +54,30 @@ public:
     }
 
     FileResult Write(std::uint64_t offset, std::string_view bytes) override {
-        if (const FileResult result = disk.Begin("begins to write a file"); !result) {
+        const OutsideHub here;
+        if (const FileResult result = disk.Begin("begins to write", name); !result) {
             return result;
         }
         const std::uint64_t place = appending ? content->now.size() : offset;
         const std::size_t half = disk.random.Below(bytes.size() + 1);
-        Put(place, bytes.substr(0, half));
-        if (const FileResult result = disk.Begin("writes a file"); !result) {
+        if (const FileResult result = Put(place, bytes.substr(0, half)); !result) {
             return result;
         }
-        Put(place + half, bytes.substr(half));
-        return {};
+        if (const FileResult result = disk.Begin("writes", name); !result) {
+            return result;
+        }
+        return Put(place + half, bytes.substr(half));
     }
 
     FileResult Size(std::uint64_t& bytes) override {
+        const OutsideHub here;
         bytes = content->now.size();
-        return disk.Begin("asks for the size of a file");
+        return disk.Begin("asks for the size of", name);
     }
 
     FileResult Cut(std::uint64_t bytes) override {
-        if (const FileResult result = disk.Begin("cuts a file"); !result) {
+        const OutsideHub here;
+        if (const FileResult result = disk.Begin("cuts", name); !result) {
             return result;
         }
         content->now.resize(bytes);
@@ -77,7 +85,8 @@ public:
     }
 
     FileResult Sync() override {
-        if (const FileResult result = disk.Begin("syncs a file"); !result) {
+        const OutsideHub here;
+        if (const FileResult result = disk.Begin("syncs", name); !result) {
             return result;
         }
         content->synced = content->now;
@@ -85,13 +94,19 @@ public:
     }
 
 private:
-    void Put(std::uint64_t offset, std::string_view bytes) {
+    FileResult Put(std::uint64_t offset, std::string_view bytes) {
         std::string& now = content->now;
-        now.resize(std::max<std::size_t>(now.size(), offset + bytes.size()));
-        now.replace(offset, bytes.size(), bytes);
+        const std::uint64_t others = disk.Used() - now.size();
+        const std::uint64_t most = disk.room > others ? disk.room - others : 0;
+        const std::uint64_t end = std::min(offset + bytes.size(), std::max(most, now.size()));
+        const std::size_t fits = end > offset ? end - offset : 0;
+        now.resize(std::max<std::size_t>(now.size(), offset + fits));
+        now.replace(offset, fits, bytes.substr(0, fits));
+        return fits == bytes.size() ? FileResult() : disk.Refuse(ENOSPC);
     }
 
     SimulatedDisk& disk;
+    const std::u16string name;
     const std::shared_ptr<Content> content;
     const bool appending;
 };
@@ -104,17 +119,33 @@ SimulatedDisk::SimulatedDisk(std::uint64_t seed, const Image& image)
     syncedNames = names;
 }
 
-FileResult SimulatedDisk::Begin(std::string_view what) {
-    Scheduler::Current().Point(what);
+FileResult SimulatedDisk::Begin(std::string_view what, std::u16string_view name) {
+    if (Scheduler::Current().Tells()) {
+        Scheduler::Current().Tell(std::string(what) + " " + NarrowText(name));
+    }
+    Scheduler::Current().QuietPoint();
     if (random.OneIn(slowOneIn)) {
         Scheduler::Current().Sleep(random.Below(30) * kNanosecondsPerMillisecond);
     }
     if (failing && random.OneIn(4)) {
         constexpr std::array<int, 4> kErrors = {ENOSPC, EIO, EMFILE, EACCES};
-        Scheduler::Current().Tell("is refused by the disk");
-        return FileResult::Refused(kErrors[random.Below(kErrors.size())]);
+        return Refuse(kErrors[random.Below(kErrors.size())]);
     }
     return {};
+}
+
+FileResult SimulatedDisk::Refuse(int error) {
+    ++refusals;
+    Scheduler::Current().Tell("is refused by the disk");
+    return FileResult::Refused(error);
+}
+
+std::uint64_t SimulatedDisk::Used() const {
+    std::uint64_t bytes = 0;
+    for (const auto& [name, content] : names) {
+        bytes += content->now.size();
+    }
+    return bytes;
 }
 
 SimulatedDisk::Image SimulatedDisk::Now() const {
@@ -151,7 +182,8 @@ SimulatedDisk::Image SimulatedDisk::AfterPowerCut() {
 
 FileResult SimulatedDisk::Open(std::u16string_view name, std::uint32_t use,
                                std::unique_ptr<File>& opened) {
-    if (const FileResult result = Begin("opens a file"); !result) {
+    const OutsideHub here;
+    if (const FileResult result = Begin("opens", name); !result) {
         return result;
     }
     auto found = names.find(Slashed(name));
@@ -161,26 +193,29 @@ FileResult SimulatedDisk::Open(std::u16string_view name, std::uint32_t use,
         }
         found = names.emplace(Slashed(name), std::make_shared<Content>()).first;
     }
-    opened = std::make_unique<OpenFile>(*this, found->second, (use & FileUse::kAppend) != 0);
+    opened = std::make_unique<OpenFile>(*this, name, found->second, (use & FileUse::kAppend) != 0);
     return {};
 }
 
 FileResult SimulatedDisk::Exists(std::u16string_view name) {
-    if (const FileResult result = Begin("looks for a file"); !result) {
+    const OutsideHub here;
+    if (const FileResult result = Begin("looks for", name); !result) {
         return result;
     }
     return names.contains(Slashed(name)) ? FileResult() : FileResult::Refused(ENOENT);
 }
 
 FileResult SimulatedDisk::Delete(std::u16string_view name) {
-    if (const FileResult result = Begin("deletes a file"); !result) {
+    const OutsideHub here;
+    if (const FileResult result = Begin("deletes", name); !result) {
         return result;
     }
     return names.erase(Slashed(name)) == 1 ? FileResult() : FileResult::Refused(ENOENT);
 }
 
 FileResult SimulatedDisk::Rename(std::u16string_view from, std::u16string_view to) {
-    if (const FileResult result = Begin("renames a file"); !result) {
+    const OutsideHub here;
+    if (const FileResult result = Begin("renames", from); !result) {
         return result;
     }
     const auto found = names.find(Slashed(from));
@@ -192,15 +227,19 @@ FileResult SimulatedDisk::Rename(std::u16string_view from, std::u16string_view t
     return {};
 }
 
-FileResult SimulatedDisk::SyncDirectory(std::u16string_view) {
-    if (const FileResult result = Begin("syncs a directory"); !result) {
+FileResult SimulatedDisk::SyncDirectory(std::u16string_view name) {
+    const OutsideHub here;
+    if (const FileResult result = Begin("syncs the directory of", name); !result) {
         return result;
     }
     syncedNames = names;
     return {};
 }
 
-FileResult SimulatedDisk::CanWrite(std::u16string_view) { return Begin("asks to write"); }
+FileResult SimulatedDisk::CanWrite(std::u16string_view name) {
+    const OutsideHub here;
+    return Begin("asks to write", name);
+}
 
 std::string SimulatedDisk::ShownDirectory(std::u16string_view) const { return "/Store"; }
 

@@ -16,11 +16,19 @@ public:
     /// The names and contents of the files.
     using Image = std::map<std::u16string, std::string, std::less<>>;
 
+    static constexpr std::uint64_t kUnlimited = ~std::uint64_t{0};
+
     /// Starts with files that are on the disk.
     SimulatedDisk(std::uint64_t seed, const Image& image);
 
     /// Lets calls fail from now on, or no longer: some are refused, and some writes store a part.
     void SetFailing(bool fails) { failing = fails; }
+    /// Lets the files take so many bytes in all; a write that needs more stores what fits.
+    void SetRoom(std::uint64_t bytes) { room = bytes; }
+    /// Returns how many calls were refused so far for one of these reasons.
+    std::uint64_t Refusals() const { return refusals; }
+    /// Returns how many bytes the files take.
+    std::uint64_t Used() const;
     /// Returns what the files hold now, as a killed process leaves them.
     Image Now() const;
     /// Returns what a power cut at this moment could leave: what was synced, and of what wasn't,
@@ -45,11 +53,14 @@ private:
     using Names = std::map<std::u16string, std::shared_ptr<Content>, std::less<>>;
 
     /// Lets the call take its time. Returns its failure, if it is to fail.
-    FileResult Begin(std::string_view what);
+    FileResult Begin(std::string_view what, std::u16string_view name);
+    FileResult Refuse(int error);
 
     Random random;
     const std::uint64_t slowOneIn;
     bool failing = false;
+    std::uint64_t room = kUnlimited;
+    std::uint64_t refusals = 0;
     Names names;
     /// The entries of the directories as they are on the disk.
     Names syncedNames;

@@ -16,6 +16,7 @@ namespace vantry {
 namespace {
 
 using simulation::kNever;
+using simulation::OutsideHub;
 using simulation::Scheduler;
 using simulation::SimulatedThread;
 
@@ -55,6 +56,7 @@ void GiveBack(Mutex& mutex) {
 std::uint64_t NowNanoseconds() { return Scheduler::Current().Now(); }
 
 Lock::Lock() {
+    const OutsideHub here;
     std::shared_ptr<Mutex> made(new Mutex{}, [](Mutex* last) {
         if (last->depth != 0) {
             Scheduler::Current().Fail("a lock is destroyed that '" + last->owner->name + "' holds");
@@ -65,11 +67,13 @@ Lock::Lock() {
 }
 
 void Lock::Enter() const NO_THREAD_SAFETY_ANALYSIS {
+    const OutsideHub here;
     Scheduler::Current().QuietPoint();
     Take(StateOf(*this));
 }
 
 bool Lock::TryEnter() const NO_THREAD_SAFETY_ANALYSIS {
+    const OutsideHub here;
     Scheduler::Current().QuietPoint();
     Mutex& mutexState = StateOf(*this);
     if (mutexState.depth != 0 && mutexState.owner != Scheduler::Current().Self()) {
@@ -80,6 +84,7 @@ bool Lock::TryEnter() const NO_THREAD_SAFETY_ANALYSIS {
 }
 
 void Lock::Leave() const NO_THREAD_SAFETY_ANALYSIS {
+    const OutsideHub here;
     GiveBack(StateOf(*this));
     Scheduler::Current().QuietPoint();
 }
@@ -91,9 +96,13 @@ Condition::Condition() : condition{} {
 
 Condition::~Condition() = default;
 
-void Condition::Wait(const Lock& lock) { WaitUntil(lock, kNever); }
+void Condition::Wait(const Lock& lock) {
+    const OutsideHub here;
+    WaitUntil(lock, kNever);
+}
 
 void Condition::WaitUntil(const Lock& lock, std::uint64_t deadline) {
+    const OutsideHub here;
     Mutex& mutex = StateOf(lock);
     if (mutex.depth != 1) {
         Scheduler::Current().Fail("a wait whose caller doesn't hold the lock exactly once");
@@ -103,7 +112,10 @@ void Condition::WaitUntil(const Lock& lock, std::uint64_t deadline) {
     Take(mutex);
 }
 
-void Condition::WakeAll() { Scheduler::Current().Wake(this); }
+void Condition::WakeAll() {
+    const OutsideHub here;
+    Scheduler::Current().Wake(this);
+}
 
 struct NativeThread::State {
     std::function<void()> body;
@@ -115,18 +127,26 @@ NativeThread::~NativeThread() { Join(); }
 
 bool NativeThread::StartSuspended(std::function<void()> body, std::string_view name, int,
                                   std::size_t) {
+    const OutsideHub here;
+    if (Scheduler::Current().RefusesThread()) {
+        return false;
+    }
     state = std::make_shared<State>(State{std::move(body), std::string(name)});
     handle = {};
     return true;
 }
 
 void NativeThread::Resume() {
+    const OutsideHub here;
     const std::shared_ptr<State> mine = state;
     simulation::Release(mine.get());
     Scheduler::Current().Start(mine->name, [mine] {
         simulation::Acquire(mine.get());
-        mine->body();
-        mine->body = nullptr;
+        {
+            const simulation::CodeOfHub hub(true);
+            mine->body();
+            mine->body = nullptr;
+        }
         mine->ended = true;
         simulation::Release(mine.get());
         Scheduler::Current().Wake(mine.get());
@@ -135,6 +155,7 @@ void NativeThread::Resume() {
 }
 
 bool NativeThread::Start(std::function<void()> body, std::string_view name) {
+    const OutsideHub here;
     if (!StartSuspended(std::move(body), name)) {
         return false;
     }
@@ -142,9 +163,13 @@ bool NativeThread::Start(std::function<void()> body, std::string_view name) {
     return true;
 }
 
-bool NativeThread::SetNiceOffset(int) { return true; }
+bool NativeThread::SetNiceOffset(int) {
+    const OutsideHub here;
+    return true;
+}
 
 bool NativeThread::WaitForEnd(std::uint32_t milliseconds) const {
+    const OutsideHub here;
     const std::shared_ptr<State> mine = state;
     Scheduler& scheduler = Scheduler::Current();
     const std::uint64_t deadline = scheduler.Now() + milliseconds * kNanosecondsPerMillisecond;
@@ -158,6 +183,7 @@ bool NativeThread::WaitForEnd(std::uint32_t milliseconds) const {
 }
 
 void NativeThread::Join() {
+    const OutsideHub here;
     Scheduler& scheduler = Scheduler::Current();
     while (state && !state->ended) {
         scheduler.Wait("the end of '" + state->name + "'", state.get());
@@ -169,6 +195,7 @@ void NativeThread::Join() {
 }
 
 void NativeThread::Terminate() {
+    const OutsideHub here;
     if (state && !state->ended) {
         Scheduler::Current().Fail("'" + state->name + "' has to be ended by force");
     }

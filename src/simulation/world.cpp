@@ -4,9 +4,13 @@
 
 #include "simulation/world.h"
 
+#include <sys/single_threaded.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "simulation/races.h"
 
 namespace vantry::simulation {
 namespace {
@@ -62,9 +66,15 @@ World::World(const RunSettings& runSettings, Legacy& fromBefore)
       descriptors(runSettings.seed + fromBefore.life * kLifeStep),
       disk(std::make_shared<SimulatedDisk>(runSettings.seed + fromBefore.life * kLifeStep,
                                            fromBefore.Disk())),
-      platform(disk, descriptors) {
+      platform(disk, descriptors),
+      devices(descriptors, platform) {
     existing = this;
-    platform.notices.SetSink([this](std::string_view line) { scheduler.Tell(line); });
+    // Otherwise shared pointers count without atomic operations, as there is one real thread.
+    __libc_single_threaded = 0;
+    platform.notices.SetSink([this](std::string_view line) {
+        const OutsideHub here;
+        scheduler.Tell(line);
+    });
 }
 
 World::~World() { existing = nullptr; }

@@ -8,6 +8,7 @@
 #include "simulation/run_settings.h"
 #include "simulation/scheduler.h"
 #include "simulation/simulated_descriptors.h"
+#include "simulation/simulated_devices.h"
 #include "simulation/simulated_disk.h"
 
 namespace vantry::simulation {
@@ -46,6 +47,7 @@ public:
     SimulatedDescriptors descriptors;
     const std::shared_ptr<SimulatedDisk> disk;
     Platform platform;
+    SimulatedDevices devices;
 };
 
 /// Plays one life on the machine, as its first thread. The scenario defines it.

@@ -35,6 +35,7 @@ Known& Model::Announce(const std::string& component, bool isPublic, const Peer* 
     made.guid = "P" + std::to_string(properties.size());
     made.isPublic = isPublic;
     made.owner = owner;
+    made.mayVanish = owner != nullptr && MayBeCut(*owner);
     return made;
 }
 
@@ -84,7 +85,8 @@ void Model::CheckAnswer(const Peer& peer, const ReceivedText& text,
     for (const Entry& record : text.records) {
         const Known* const property = Find(record);
         if (property == nullptr) {
-            if (Member(record, "Component") != kHub) {
+            const std::string component = Member(record, "Component");
+            if (component != kHub && !component.starts_with(kHostile)) {
                 world.scheduler.Fail(peer.Name() + " sees a property that nobody announced");
             }
             continue;
@@ -93,7 +95,8 @@ void Model::CheckAnswer(const Peer& peer, const ReceivedText& text,
         const auto asOfRequest = atLeast.find(property);
         const std::uint64_t least = asOfRequest == atLeast.end() ? 0 : asOfRequest->second;
         if (Member(record, "Status") == "Property Not Found") {
-            if (MaySee(peer, *property) && !property->mayBeMissing && least != 0) {
+            if (MaySee(peer, *property) && !property->mayBeMissing && !property->mayVanish &&
+                least != 0) {
                 world.scheduler.Fail(peer.Name() + " doesn't find " + property->guid);
             }
             continue;
@@ -107,7 +110,8 @@ void Model::CheckAnswer(const Peer& peer, const ReceivedText& text,
     }
     for (const auto& [property, certain] : atLeast) {
         const bool isDue = everything
-                               ? MaySee(peer, *property) && !property->mayBeMissing && certain != 0
+                               ? MaySee(peer, *property) && !property->mayBeMissing &&
+                                     !property->mayVanish && certain != 0
                                : std::find(asked.begin(), asked.end(), property) != asked.end();
         if (isDue && found[property] != 1) {
             world.scheduler.Fail(peer.Name() + " misses " + property->guid + " in an answer");
@@ -122,7 +126,7 @@ void Model::CheckPublication(const Peer& peer, const ReceivedText& text, Seen& s
             continue;
         }
         if (Member(record, "Status") != "Successful") {
-            if (!property->mayBeWithdrawn) {
+            if (!property->mayBeWithdrawn && !property->mayVanish) {
                 world.scheduler.Fail(peer.Name() + " hears that " + property->guid +
                                      " is gone, which it isn't");
             }
@@ -159,9 +163,10 @@ void Model::CheckForwarded(const Peer& peer, const ReceivedText& text) {
 }
 
 void Model::CheckLast(const Peer& peer, const std::vector<const Known*>& subscribed,
-                      const Seen& seen) {
+                      const Seen& seen, std::uint64_t since) {
     for (const Known* const property : subscribed) {
-        if (!MaySee(peer, *property) || property->certain == 0) {
+        if (!MaySee(peer, *property) || property->certain == 0 || property->mayVanish ||
+            property->changedAt > since) {
             continue;
         }
         const auto last = seen.last.find(property);
@@ -169,7 +174,7 @@ void Model::CheckLast(const Peer& peer, const std::vector<const Known*>& subscri
         const std::uint64_t right = property->mayBeMissing ? 0 : property->certain;
         if (value != right && property->sent == property->certain) {
             world.scheduler.Fail(peer.Name() + " has v" + std::to_string(value) + " of " +
-                                 property->guid + " in the end, which is v" +
+                                 property->guid + " when all is quiet, which is v" +
                                  std::to_string(right));
         }
     }

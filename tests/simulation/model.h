@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "hardship.h"
 #include "received_text.h"
 #include "simulation/peer.h"
 
@@ -21,9 +22,13 @@ struct Known {
     /// The last value that may have reached the hub, and the last that surely has.
     std::uint64_t sent = 0;
     std::uint64_t certain = 0;
+    /// When it was last sent, withdrawn or announced as certain.
+    std::uint64_t changedAt = 0;
     /// Whether it may be missing, since it is being withdrawn or wasn't announced for certain.
     bool mayBeMissing = true;
     bool mayBeWithdrawn = false;
+    /// Whether the hub may drop it at any moment, since it may cut the owner.
+    bool mayVanish = false;
     /// The owner that writes are forwarded to, while its connection lasts.
     const Peer* owner = nullptr;
     /// For each writer, the last value that it sent and the last that the owner received.
@@ -38,10 +43,10 @@ struct Known {
 struct Saved {
     std::uint64_t sent = 0;
     std::uint64_t certain = 0;
-    /// The least that a machine has after a power cut or a kill.
+    /// The least that the file has after a power cut or a kill.
     std::uint64_t onDisk = 0;
-    /// What the hub read when it started, of which it keeps a copy.
-    std::uint64_t atStart = 0;
+    /// The least that the copy has which the hub makes when it starts.
+    std::uint64_t inBackup = 0;
 };
 
 /// What a peer has seen of each property, for the order of what it sees.
@@ -56,7 +61,7 @@ struct Seen {
 /// doesn't allow fails the run.
 class Model {
 public:
-    explicit Model(World& machine) : world(machine) {}
+    Model(World& machine, Hardship machineLacks) : world(machine), hardship(machineLacks) {}
 
     Known& Announce(const std::string& component, bool isPublic, const Peer* owner);
     const std::vector<std::unique_ptr<Known>>& Properties() const { return properties; }
@@ -70,13 +75,20 @@ public:
                      const std::map<const Known*, std::uint64_t>& atLeast, Seen& seen);
     void CheckPublication(const Peer& peer, const ReceivedText& text, Seen& seen);
     void CheckForwarded(const Peer& peer, const ReceivedText& text);
-    /// Checks that the last records of a subscriber say what is so.
-    void CheckLast(const Peer& peer, const std::vector<const Known*>& subscribed, const Seen& seen);
+    /// Checks that the last records of a subscriber say what is so, of the properties that haven't
+    /// changed since then.
+    void CheckLast(const Peer& peer, const std::vector<const Known*>& subscribed, const Seen& seen,
+                   std::uint64_t since);
 
     /// What is certain of each property.
     std::map<const Known*, std::uint64_t> Certain() const;
     bool MaySee(const Peer& peer, const Known& property) const {
         return property.isPublic || !peer.IsExternal();
+    }
+
+    /// Returns whether the hub may end the peer's connection.
+    bool MayBeCut(const Peer& peer) const {
+        return simulation::MayBeCut(hardship, peer.IsExternal());
     }
 
     Saved saved;
@@ -86,8 +98,12 @@ private:
     std::uint64_t Value(const Peer& peer, const Entry& record, const Known& property);
 
     World& world;
+    const Hardship hardship;
     std::vector<std::unique_ptr<Known>> properties;
 };
+
+/// How long the hub may take until everybody has heard everything.
+inline constexpr std::uint64_t kQuietNanoseconds = 6'000'000'000;
 
 /// The hub's saved property that the simulation sets.
 inline constexpr char kSavedEntry[] =
@@ -95,5 +111,7 @@ inline constexpr char kSavedEntry[] =
     R"("GUID": "99A61D40-20CE-41EA-A579-EB92C6ED94C6:89AA005C-DF51-4D79-87DE-DAFCD8E559CC")";
 /// Its values are this and a count.
 inline constexpr std::uint64_t kSavedBase = 35'000;
+/// The components whose names begin so are those of hostile peers.
+inline constexpr char kHostile[] = "HOSTILE";
 
 }  // namespace vantry::simulation

@@ -7,99 +7,13 @@
 
 #include "programs.h"
 
-#include <functional>
+#include <array>
 
+#include "program.h"
 #include "runtime/clock.h"
 
 namespace vantry::simulation {
 namespace {
-
-constexpr std::uint64_t kAnswerMilliseconds = 30'000;
-
-/// What every program has.
-struct Program {
-    Program(Round& shared, std::shared_ptr<Peer> connected, std::uint32_t place)
-        : round(shared),
-          world(shared.world),
-          model(shared.model),
-          peer(std::move(connected)),
-          number(place),
-          random(shared.world.settings.seed * 1'000 + place + shared.world.legacy.life * 77) {}
-
-    void Pause() {
-        if (random.OneIn(3)) {
-            world.scheduler.Sleep(random.Below(700) * kNanosecondsPerMillisecond);
-        }
-    }
-
-    std::vector<const Known*> SomeProperties() {
-        std::vector<const Known*> some;
-        for (const std::unique_ptr<Known>& property : model.Properties()) {
-            if (random.OneIn(2) && some.size() < 4) {
-                some.push_back(property.get());
-            }
-        }
-        return some;
-    }
-
-    static std::string Requests(const char* section, const std::vector<const Known*>& asked) {
-        std::string text = std::string("{\"") + section + "\": [";
-        for (const Known* property : asked) {
-            text += (property == asked.front() ? "" : ",") + property->Request();
-        }
-        return text + "]}";
-    }
-
-    /// Returns the next answer, and passes forwarded writes to the model meanwhile. Returns nothing
-    /// if the hub has ended the connection.
-    std::optional<ReceivedText> Answer() {
-        for (;;) {
-            const std::optional<std::string> text = peer->Receive(kAnswerMilliseconds);
-            if (!text) {
-                if (!peer->HasEnded()) {
-                    world.scheduler.Fail(peer->Name() + " gets no answer");
-                }
-                if (!round.hubEnds) {
-                    world.scheduler.Fail(peer->Name() + " is disconnected without a reason");
-                }
-                return std::nullopt;
-            }
-            ReceivedText read = model.Read(*peer, *text);
-            if (read.writes.empty()) {
-                return read;
-            }
-            model.CheckForwarded(*peer, read);
-        }
-    }
-
-    /// Asks for properties and checks the answer. Returns false if the connection has ended.
-    bool Ask(const std::vector<const Known*>& asked, bool everything, Seen& seen) {
-        const auto atLeast = model.Certain();
-        std::map<const Known*, std::uint64_t> due;
-        for (const auto& [property, least] : atLeast) {
-            if (everything || std::find(asked.begin(), asked.end(), property) != asked.end()) {
-                due[property] = least;
-            }
-        }
-        if (!peer->Send(everything ? R"({"GetAllProperties": true})"
-                                   : Requests("PropertyGetRequests", asked))) {
-            return false;
-        }
-        const std::optional<ReceivedText> answer = Answer();
-        if (answer) {
-            model.CheckAnswer(*peer, *answer, asked, everything, due, seen);
-        }
-        return answer.has_value();
-    }
-
-    Round& round;
-    World& world;
-    Model& model;
-    const std::shared_ptr<Peer> peer;
-    const std::uint32_t number;
-    Random random;
-    Seen seen;
-};
 
 void RunComponent(Program& program) {
     Random& random = program.random;
@@ -118,13 +32,19 @@ void RunComponent(Program& program) {
         } else {
             ++property.sent;
         }
+        property.changedAt = program.world.scheduler.Now();
         if (!program.peer->Send(R"({"PropertyGetResponses": [)" +
                                 property.Record(property.sent, withdraws) + "]}")) {
             return;
         }
+        property.changedAt = program.world.scheduler.Now();
         if (withdraws) {
             program.world.scheduler.Sleep(2'000 * kNanosecondsPerMillisecond);
             continue;
+        }
+        if (random.OneIn(10)) {
+            // Everybody hears the last value meanwhile.
+            program.world.scheduler.Sleep(kQuietNanoseconds * 3 / 2);
         }
         program.Pause();
         // What is reported is seen by the next read of the same connection.
@@ -135,7 +55,7 @@ void RunComponent(Program& program) {
                     (mine->mayBeWithdrawn && mine->mayBeMissing && mine != &property)) {
                     continue;
                 }
-                if (!program.Ask({mine}, false, program.seen)) {
+                if (!program.Ask({mine}, false)) {
                     return;
                 }
                 if (program.model.MaySee(*program.peer, *mine)) {
@@ -145,6 +65,7 @@ void RunComponent(Program& program) {
                     }
                     mine->certain = sent;
                     mine->mayBeMissing = false;
+                    mine->changedAt = program.world.scheduler.Now();
                 }
             }
         }
@@ -156,11 +77,55 @@ void RunReader(Program& program) {
     for (std::uint64_t message = 0; message < messages; ++message) {
         const bool everything = program.random.OneIn(4);
         const std::vector<const Known*> asked = program.SomeProperties();
-        if ((everything || !asked.empty()) && !program.Ask(asked, everything, program.seen)) {
+        if ((everything || !asked.empty()) && !program.Ask(asked, everything)) {
             return;
         }
         program.Pause();
     }
+}
+
+/// Checks what a subscriber has seen of the properties that haven't changed for a while.
+void CheckHeard(Program& program, bool everything, std::vector<const Known*> subscribed) {
+    // A withdrawal takes its property off a list, and an empty list means everything.
+    if (everything) {
+        subscribed.clear();
+        for (const std::unique_ptr<Known>& property : program.model.Properties()) {
+            subscribed.push_back(property.get());
+        }
+    } else {
+        std::erase_if(subscribed, [&](const Known* property) { return property->mayBeWithdrawn; });
+    }
+    if (!program.MayEnd()) {
+        program.model.CheckLast(*program.peer, subscribed, program.seen,
+                                program.world.scheduler.Now() - kQuietNanoseconds);
+    }
+}
+
+/// Takes what the hub publishes until the end, and sometimes stops reading for a while.
+void Listen(Program& program, bool everything, const std::vector<const Known*>& subscribed) {
+    Scheduler& scheduler = program.world.scheduler;
+    std::uint64_t readsSince = scheduler.Now();
+    while (!program.round.allHeard) {
+        const std::optional<std::string> text = program.peer->Receive(250);
+        if (text) {
+            const ReceivedText read = program.model.Read(*program.peer, *text);
+            program.model.CheckPublication(*program.peer, read, program.seen);
+        } else if (program.peer->HasEnded()) {
+            if (!program.MayEnd()) {
+                scheduler.Fail(program.peer->Name() + " is disconnected without a reason");
+            }
+            return;
+        } else if (scheduler.Now() - readsSince > kQuietNanoseconds) {
+            CheckHeard(program, everything, subscribed);
+        }
+        if (program.random.OneIn(20)) {
+            program.peer->SetReading(false);
+            scheduler.Sleep(program.random.Below(3'000) * kNanosecondsPerMillisecond);
+            program.peer->SetReading(true);
+            readsSince = scheduler.Now();
+        }
+    }
+    CheckHeard(program, everything, subscribed);
 }
 
 void RunSubscriber(Program& program) {
@@ -184,36 +149,7 @@ void RunSubscriber(Program& program) {
         (everything || answer->records.size() == subscribed.size())) {
         program.model.CheckAnswer(*program.peer, *answer, subscribed, everything, {}, program.seen);
     }
-    while (!program.round.allHeard) {
-        const std::optional<std::string> text = program.peer->Receive(250);
-        if (text) {
-            const ReceivedText read = program.model.Read(*program.peer, *text);
-            program.model.CheckPublication(*program.peer, read, program.seen);
-        } else if (program.peer->HasEnded()) {
-            if (!program.round.hubEnds) {
-                program.world.scheduler.Fail(program.peer->Name() +
-                                             " is disconnected without a reason");
-            }
-            return;
-        }
-        if (program.random.OneIn(20)) {
-            program.peer->SetReading(false);
-            program.world.scheduler.Sleep(program.random.Below(3'000) * kNanosecondsPerMillisecond);
-            program.peer->SetReading(true);
-        }
-    }
-    // A withdrawal takes its property off a list, and an empty list means everything.
-    if (everything) {
-        subscribed.clear();
-        for (const std::unique_ptr<Known>& property : program.model.Properties()) {
-            subscribed.push_back(property.get());
-        }
-    } else {
-        std::erase_if(subscribed, [&](const Known* property) { return property->mayBeWithdrawn; });
-    }
-    if (!program.round.hubEnds) {
-        program.model.CheckLast(*program.peer, subscribed, program.seen);
-    }
+    Listen(program, everything, subscribed);
 }
 
 /// Sets the saved property and reads it back. Returns false if the connection has ended.
@@ -243,6 +179,21 @@ bool SetSaved(Program& program) {
     return true;
 }
 
+/// Asks for much and reads nothing. The hub has to end the connection.
+void RunStalled(Program& program) {
+    constexpr std::uint64_t kMostMilliseconds = 40'000;
+    constexpr int kRequests = 80;
+    program.peer->SetReading(false);
+    bool good = true;
+    for (int request = 0; good && request < kRequests; ++request) {
+        good = program.peer->Send(R"({"GetAllProperties": true})");
+    }
+    program.world.scheduler.Sleep(kMostMilliseconds * kNanosecondsPerMillisecond);
+    if (!program.MayEnd() && program.peer->LinkIsFull() && !program.peer->LinkHasEnded()) {
+        program.world.scheduler.Fail(program.peer->Name() + " reads nothing and stays connected");
+    }
+}
+
 void RunWriter(Program& program, bool setsSaved) {
     const std::uint64_t messages = 1 + program.random.Below(program.world.settings.messages);
     for (std::uint64_t message = 0; message < messages; ++message) {
@@ -267,79 +218,78 @@ void RunWriter(Program& program, bool setsSaved) {
     }
 }
 
-void RunHostile(Program& program) {
-    static const std::vector<std::string> kTexts = {
-        "[]",
-        "{",
-        "",
-        R"({"PropertyGetRequests": "x"})",
-        R"({"PropertySubscribeRequests": [{"GUID": 7},[],null]})",
-        R"({"PropertyGetResponses": [{"Status": "Successful"}]})",
-        R"({"Disconnect": true})",
-        R"({"SubscribeAllCurrentAndNewProperties": true})",
-        R"({"GetAllProperties": true})"};
-    Random& random = program.random;
-    const std::uint64_t messages = 1 + random.Below(program.world.settings.messages);
-    for (std::uint64_t message = 0; message < messages; ++message) {
-        bool good = true;
-        switch (random.Below(5)) {
-            case 0:
-                good = program.peer->SendBytes(std::string(1 + random.Below(100), 'x'));
-                break;
-            case 1:
-                program.peer->SetReading(random.OneIn(2));
-                break;
-            case 2:
-                program.peer->EndSending();
-                return;
-            default:
-                good = program.peer->Send(kTexts[random.Below(kTexts.size())]);
-        }
-        if (!good) {
-            return;
-        }
-        program.Pause();
+enum class Part { FirstWriter, Writer, Component, Subscriber, Reader, Stalled, Hostile };
+
+std::string NameOf(Part part) {
+    constexpr std::array<const char*, 7> kNames = {
+        "first writer", "writer", "component", "subscriber", "reader", "stalled", "hostile"};
+    return kNames[static_cast<std::size_t>(part)];
+}
+
+Part SomePart(Random& random) {
+    constexpr std::array<Part, 7> kParts = {Part::Writer,     Part::Component,  Part::Component,
+                                            Part::Subscriber, Part::Subscriber, Part::Reader,
+                                            Part::Hostile};
+    return random.OneIn(20) ? Part::Stalled : kParts[random.Below(kParts.size())];
+}
+
+Peer::Link LinkOf(Part part, Random& random) {
+    if (part == Part::FirstWriter) {
+        return Peer::Link::Local;
     }
+    if (part == Part::Stalled) {
+        return Peer::Link::Tcp;
+    }
+    constexpr std::array<Peer::Link, 8> kLinks = {
+        Peer::Link::Local, Peer::Link::Local, Peer::Link::Local, Peer::Link::Tcp,
+        Peer::Link::Tcp,   Peer::Link::Tcp,   Peer::Link::Usb,   Peer::Link::Bluetooth};
+    return kLinks[random.Below(kLinks.size())];
 }
 
 /// Subscribers send nothing that others wait for.
-bool IsSubscriber(std::uint64_t kind) { return kind == 4 || kind == 5; }
-
-void NoteSent(Round& round, std::uint64_t kind) {
-    if (!IsSubscriber(kind)) {
+void NoteSent(Round& round, Part part) {
+    if (part != Part::Subscriber) {
         --round.senders;
         round.world.scheduler.Wake(&round.senders);
     }
 }
 
-void Run(Round& round, std::uint32_t number, std::uint64_t kind) {
-    const bool local = kind == 0 || round.world.random.OneIn(2);
+/// A component stays until everything is heard, as writes to it would be lost, and so do others.
+bool StaysToTheEnd(Part part) { return part != Part::Stalled && part != Part::Hostile; }
+
+void PlayPart(Part part, Program& program) {
+    switch (part) {
+        case Part::FirstWriter:
+            return RunWriter(program, true);
+        case Part::Writer:
+            return RunWriter(program, false);
+        case Part::Component:
+            return RunComponent(program);
+        case Part::Subscriber:
+            return RunSubscriber(program);
+        case Part::Reader:
+            return RunReader(program);
+        case Part::Stalled:
+            return RunStalled(program);
+        case Part::Hostile:
+            return RunHostile(program);
+    }
+}
+
+void Run(Round& round, std::uint32_t number, Part part) {
+    // The first is the one that sets the saved property.
+    const Peer::Link link = LinkOf(part, round.world.random);
     const std::shared_ptr<Peer> peer =
-        Peer::Connect(round.world, local ? Peer::Link::Local : Peer::Link::Tcp,
-                      std::string(local ? "local " : "tcp ") + std::to_string(number));
+        Peer::Connect(round.world, link, Peer::NameOf(link) + " " + std::to_string(number));
     if (!peer) {
-        NoteSent(round, kind);
+        NoteSent(round, part);
         return;
     }
     Program program(round, peer, number);
     program.Pause();
-    const bool isHostile = kind == 7;
-    if (kind == 0) {
-        RunWriter(program, true);
-    } else if (kind == 1) {
-        RunWriter(program, false);
-    } else if (kind <= 3) {
-        RunComponent(program);
-    } else if (kind <= 5) {
-        RunSubscriber(program);
-    } else if (isHostile) {
-        RunHostile(program);
-    } else {
-        RunReader(program);
-    }
-    NoteSent(round, kind);
-    // A component stays until everything is heard, as its writes would be lost.
-    while (!isHostile && !round.allHeard && !peer->HasEnded()) {
+    PlayPart(part, program);
+    NoteSent(round, part);
+    while (StaysToTheEnd(part) && !round.allHeard && !peer->HasEnded()) {
         if (const std::optional<std::string> text = peer->Receive(500)) {
             const ReceivedText read = round.model.Read(*peer, *text);
             round.model.CheckForwarded(*peer, read);
@@ -360,12 +310,11 @@ void Run(Round& round, std::uint32_t number, std::uint64_t kind) {
 }  // namespace
 
 void StartProgram(Round& round, std::uint32_t number) {
-    // The first is the one that sets the saved property.
-    const std::uint64_t kind = number == 0 ? 0 : 1 + round.world.random.Below(7);
+    const Part part = number == 0 ? Part::FirstWriter : SomePart(round.world.random);
     ++round.running;
-    round.senders += IsSubscriber(kind) ? 0 : 1;
-    round.world.scheduler.Start("program", [&round, number, kind] {
-        Run(round, number, kind);
+    round.senders += part == Part::Subscriber ? 0 : 1;
+    round.world.scheduler.Start(NameOf(part), [&round, number, part] {
+        Run(round, number, part);
         --round.running;
         round.world.scheduler.Wake(&round.running);
     });

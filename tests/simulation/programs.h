@@ -12,8 +12,6 @@ namespace vantry::simulation {
 struct Round {
     World& world;
     Model& model;
-    /// Set when the programs have nothing more to send; subscribers go on listening.
-    bool allSent = false;
     /// Set when each subscriber must have heard everything.
     bool allHeard = false;
     /// Whether the hub may end connections, because it is being stopped.

@@ -1,0 +1,81 @@
+#include "hardship.h"
+
+#include "platform/limits.h"
+#include "runtime/clock.h"
+
+namespace vantry::simulation {
+namespace {
+
+constexpr std::uint64_t kLongestMilliseconds = 1'500;
+
+/// Bounds that a few honest peers nearly reach and a hostile one exceeds.
+Limits TightLimits(Random& random) {
+    Limits limits;
+    limits.Set(Bound::Connections, 2 + random.Below(4));
+    limits.Set(Bound::TextReceived, 2'000 + random.Below(100'000));
+    limits.Set(Bound::LargeTexts, 1);
+    limits.Set(Bound::Answer, 4'000 + random.Below(40'000));
+    limits.Set(Bound::Answers, 8'000 + random.Below(80'000));
+    limits.Set(Bound::Output, 2'000 + random.Below(40'000));
+    limits.Set(Bound::Outputs, 4'000 + random.Below(80'000));
+    limits.Set(Bound::Properties, 2 + random.Below(8));
+    limits.Set(Bound::AllProperties, 4 + random.Below(12));
+    limits.Set(Bound::PropertyText, 300 + random.Below(4'000));
+    limits.Set(Bound::Subscriptions, 2 + random.Below(8));
+    limits.Set(Bound::AllSubscriptions, 4 + random.Below(16));
+    limits.Set(Bound::EndedPeers, 1 + random.Below(3));
+    return limits;
+}
+
+}  // namespace
+
+Hardship HardshipOf(const World& world) {
+    Random random(world.settings.seed * 2 + 11 + world.legacy.life * 131);
+    const std::uint64_t choice = random.Below(8);
+    return choice < 4 ? Hardship::None : static_cast<Hardship>(choice - 3);
+}
+
+void Impose(World& world, Hardship hardship) {
+    Random& random = world.random;
+    switch (hardship) {
+        case Hardship::Disk:
+            world.disk->SetFailing(random.OneIn(2));
+            break;
+        case Hardship::Descriptors:
+            world.descriptors.SetMostOpen(world.descriptors.CountOpen() + random.Below(12));
+            break;
+        case Hardship::Threads:
+            world.scheduler.SetThreadsRefused(2 + random.Below(12));
+            break;
+        case Hardship::Bounds:
+            world.platform.SetLimits(TightLimits(random));
+            break;
+        case Hardship::None:
+            break;
+    }
+}
+
+bool MayBeCut(Hardship hardship, bool isExternal) {
+    return hardship == Hardship::Threads ||
+           (isExternal && (hardship == Hardship::Descriptors || hardship == Hardship::Bounds));
+}
+
+void PlayBadDisk(World& world) {
+    Random& random = world.random;
+    const auto pass = [&] {
+        world.scheduler.Sleep(random.Below(kLongestMilliseconds) * kNanosecondsPerMillisecond);
+    };
+    for (std::uint64_t times = 1 + random.Below(4); times != 0; --times) {
+        pass();
+        if (random.OneIn(2)) {
+            world.disk->SetFailing(true);
+        } else {
+            world.disk->SetRoom(world.disk->Used() + random.Below(200));
+        }
+        pass();
+        world.disk->SetFailing(false);
+        world.disk->SetRoom(SimulatedDisk::kUnlimited);
+    }
+}
+
+}  // namespace vantry::simulation

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+
+#include "simulation/world.h"
+
+namespace vantry::simulation {
+
+/// What the machine of a life lacks. Half of the lives lack nothing.
+enum class Hardship { None, Disk, Descriptors, Threads, Bounds };
+
+/// Returns what the seed decides for this life.
+Hardship HardshipOf(const World& world);
+
+/// Prepares the machine for it, before the hub starts.
+void Impose(World& world, Hardship hardship);
+
+/// Returns whether the hub may end a connection, or not serve it well, because of it.
+bool MayBeCut(Hardship hardship, bool isExternal);
+
+/// Lets the disk refuse calls, or be full, for some random times. Returns when it is well again.
+void PlayBadDisk(World& world);
+
+}  // namespace vantry::simulation
