@@ -99,6 +99,10 @@ private:
             return;
         }
         const auto& head = parser->get();
+        if (!HasClearLength(head)) {
+            RefuseText(http::error::bad_transfer_encoding);
+            return;
+        }
         request = RequestWith(head);
         request.localAddress = localAddress;
         rules.isOld = head.version() < 11;

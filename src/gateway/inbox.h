@@ -15,9 +15,9 @@ struct Arrival {
 };
 
 /// Carries changes from the thread of the client library to that of the server. Adding never waits
-/// for the server. If the server is so far behind that very many changes wait, only the last one of
-/// each property is kept, so the memory is bounded by the number of properties. All operations are
-/// thread-safe.
+/// for the server. If the server is so far behind that very many changes wait, or long ones, only
+/// the last one of each property is kept, so the memory is bounded by what the properties hold. All
+/// operations are thread-safe.
 class Inbox {
 public:
     /// Adds a change. Returns whether it is the first one that waits, so that the server must be
@@ -31,8 +31,10 @@ private:
 
     Lock lock;
     std::vector<Arrival> waiting GUARDED_BY(lock);
-    /// The number at which replaced changes are dropped.
+    std::size_t bytes GUARDED_BY(lock) = 0;
+    /// The number and the bytes of values at which replaced changes are dropped.
     std::size_t most GUARDED_BY(lock) = 20'000;
+    std::size_t mostBytes GUARDED_BY(lock) = 64U << 20U;
 };
 
 }  // namespace vantry::gateway

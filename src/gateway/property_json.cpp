@@ -141,6 +141,9 @@ std::string KindOfGroup(const std::string& guid) {
             return "supply";
         }
     }
+    if (guid == client::Owners::HeartbeatGroup()) {
+        return "heartbeat";
+    }
     const bool isJob = guid == Groups::kAllJobsGroup.guid || guid.find("Job ") != std::string::npos;
     return isJob ? "job" : "";
 }

@@ -37,7 +37,8 @@ std::string ToJson(const KnownProperty& known);
 std::string ChangeToJson(const KnownProperty& known);
 /// Returns the owner of a property that the reader knows already as a JSON object.
 std::string OwnerToJson(const KnownProperty& known);
-/// Returns what a property of this group is about: "problem", "supply", "job", or an empty text.
+/// Returns what a property of this group is about: "problem", "supply", "job", "heartbeat", or an
+/// empty text.
 std::string KindOfGroup(const std::string& guid);
 /// Returns the text with bytes that aren't UTF-8 replaced.
 std::string Utf8(const std::string& text);

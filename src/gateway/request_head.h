@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/beast/core/string.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/fields.hpp>
 #include <boost/beast/http/message.hpp>
@@ -31,6 +32,15 @@ inline Request RequestWith(const http::request_header<>& head) {
     request.lastEventId = std::string(head["Last-Event-ID"]);
     request.ifNoneMatch = field(http::field::if_none_match);
     return request;
+}
+
+/// Returns whether the head says where its body ends in a way that every program understands alike.
+/// Otherwise a proxy could take for a body what is a request here, or the other way round.
+inline bool HasClearLength(const http::request_header<>& head) {
+    const auto count = head.count(http::field::transfer_encoding);
+    return count == 0 ||
+           (count == 1 && head.version() == 11 &&
+            boost::beast::iequals(head[http::field::transfer_encoding], "chunked"));
 }
 
 /// Returns the response to a text that couldn't be read as a request, or nothing if the client has

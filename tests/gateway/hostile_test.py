@@ -20,6 +20,14 @@ HOST = b"Host: localhost\r\n"
 LIST = b"GET /api/properties HTTP/1.1\r\n" + HOST
 
 
+def make_certificate(name):
+    key, certificate = (name + end for end in (".key", ".pem"))
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
+                    "-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost", "-days", "2",
+                    "-keyout", key, "-out", certificate], check=True, stderr=subprocess.DEVNULL)
+    return key, certificate
+
+
 class Requests(GatewayTestCase):
     def test_each_wrong_request_gets_its_status(self):
         gateway = self.gateway()
@@ -72,6 +80,12 @@ class Requests(GatewayTestCase):
             self.assertIn(b"\r\nContent-Security-Policy: default-src 'none'; ", heard)
             self.assertNotIn(b"unsafe", heard)
         self.assertEqual(gateway.say(LIST + b"\r\n" + LIST + end).count(b"HTTP/1.1 200 OK"), 2)
+        for smuggled in (b"Content-Length: 4\r\nTransfer-Encoding: chunked\r\n", b"Transfer-Encoding: chunked, identity\r\n",
+                         b"Transfer-Encoding: \x0bchunked\r\n", b"Content-Length: +4\r\n", b"Content-Length: 4, 4\r\n"):
+            heard = gateway.say(put + smuggled + b"\r\n0\r\n\r\nGET /healthz HTTP/1.1\r\n" + HOST + end)
+            self.assertEqual(heard.count(b"HTTP/1.1 "), 1, (smuggled, heard))
+        self.assertEqual(gateway.say((b"GET /healthz HTTP/1.1\r\n" + HOST + b"\r\n") * 500 + LIST + end).count(
+            b"HTTP/1.1 200 OK\r\n"), 501)
         head = gateway.say(b"HEAD /metrics HTTP/1.1\r\n" + HOST + end)
         self.assertTrue(head.startswith(b"HTTP/1.1 200") and head.endswith(b"\r\n\r\n"), head)
         self.assertNotIn(b"chunked", gateway.say(b"GET /api/properties HTTP/1.0\r\n" + HOST + b"\r\n"))
@@ -135,6 +149,13 @@ class Crowds(GatewayTestCase):
             with self.links(gateway, 600, text):
                 self.eventually(lambda: gateway.ask("/healthz")[0] == 200)
 
+    def test_stalled_handshakes_keep_no_other_one_out(self):
+        key, certificate = make_certificate(self.hub.folder.name + "/used")
+        gateway = self.gateway("--tls-cert", certificate, "--tls-key", key)
+        self.links(gateway, 300, b"")
+        self.links(gateway, 300, b"\x16\x03\x01\x02\x00\x01\x00")
+        self.assertTrue(ssl.get_server_certificate(("127.0.0.1", gateway.port), timeout=PATIENCE))
+
     def test_readers_beyond_the_bound_are_told(self):
         gateway = self.gateway()
         readers = self.links(gateway, 400, b"GET /api/changes HTTP/1.1\r\n" + HOST + b"\r\n")
@@ -160,6 +181,75 @@ class Crowds(GatewayTestCase):
         self.hub.process.send_signal(signal.SIGCONT)
         self.eventually(lambda: gateway.ask("/healthz")[0] == 200)
         self.assertEqual(gateway.put(path, "750")[0], 200)
+
+
+class Hubs(GatewayTestCase):
+    """A hub whose components tell what harms a careless reader."""
+
+    def setUp(self):
+        super().setUp()
+        self.owner = vantry.Hub(self.hub.device)
+        self.addCleanup(self.owner.close)
+
+    def test_hostile_texts_stay_texts(self):
+        hostile = ["<script>alert(1)</script>", "a\r\nSet-Cookie: x=1\r\n\r\n<html>", "data: x\n\nevent: end\n\n",
+                   "\x01\x1b[31m\x7f\u2028", "\udcff\udc80", "*?[a]/../%2e%2e", '"},{"value":"', "x" * 5000]
+        component = vantry.Component("<b>C</b>\r\n", "G\r\nX: y")
+        ones = [component.text("Name %s" % text[:500], text) for text in hostile]
+        self.owner.announce(component)
+        gateway = self.gateway()
+        events = self.events(gateway, "?component=*%3Cb%3E*")
+
+        def listed():
+            return {one["guid"]: one["value"] for one in gateway.ask("/api/properties")[1]["properties"]}
+        self.eventually(lambda: {one.member for one in ones} <= set(listed()))
+        shown = listed()
+        told = {}
+        while not {one.member for one in ones} <= set(told):
+            kind, data = events.next()
+            if kind == "property":
+                told[data["guid"]] = data["value"]
+        for one, text in zip(ones, hostile):
+            wanted = text.encode(errors="surrogateescape").decode(errors="replace")
+            self.assertEqual((shown[one.member], told[one.member]), (wanted, wanted))
+        status, text, headers = gateway.ask("/metrics")
+        self.assertEqual((status, headers["X"], headers["Set-Cookie"]), (200, None, None))
+        self.assertTrue(all(line.startswith(("# ", "vantry_")) for line in text.split("\n") if line))
+
+    def test_very_long_values_and_very_many_properties_are_carried(self):
+        gateway = self.gateway()
+        long = vantry.Component("Long", "Long")
+        text = long.text("Text", "")
+        self.owner.announce(long)
+        reader = self.events(gateway, "?group=Long")
+        reader.until("end")
+        for turn in range(4):
+            self.owner.change(text, str(turn) * (3 << 20))
+            reader.until("change", value=str(turn) * 65536, valueBytes=3 << 20)
+        many = 3000
+        for begin in range(0, many, 1000):
+            component = vantry.Component("Many", "Many")
+            for number in range(begin, begin + 1000):
+                component.number("Number %06d" % number, number)
+            self.owner.announce(component)
+        self.eventually(lambda: gateway.ask("/metrics")[1].count('group="Many"') == many)
+        self.assertEqual(len(gateway.ask("/api/properties?group=Many")[1]["properties"]), many)
+        self.assertLess(gateway.kibibytes(), (400 << 10) + many * 8)
+
+    def test_two_hundred_readers_outlive_their_hub(self):
+        gateway = self.gateway()
+        self.eventually(lambda: gateway.ask("/healthz")[0] == 200)
+        readers = [self.events(gateway) for _ in range(200)]
+        for reader in readers:
+            reader.until("end")
+        for _ in range(2):
+            self.hub.kill()
+            for reader in readers:
+                reader.until("hub", connected=False)
+            self.hub.start()
+            for reader in readers:
+                reader.until("hub", connected=True)
+        self.assertIn("\nvantry_gateway_streams 200\n", gateway.ask("/metrics")[1])
 
 
 class Starts(GatewayTestCase):
@@ -215,16 +305,9 @@ class Starts(GatewayTestCase):
         while what not in (line := gateway.process.stderr.readline()):
             self.assertTrue(line, "it has ended")
 
-    def make_certificate(self, name):
-        key, certificate = (self.hub.folder.name + "/" + name + end for end in (".key", ".pem"))
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
-                        "-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost", "-days", "2",
-                        "-keyout", key, "-out", certificate], check=True, stderr=subprocess.DEVNULL)
-        return key, certificate
-
     def test_a_renewed_certificate_is_used_without_a_restart(self):
-        key, certificate = self.make_certificate("used")
-        new_key, new_certificate = self.make_certificate("new")
+        key, certificate = make_certificate(self.hub.folder.name + "/used")
+        new_key, new_certificate = make_certificate(self.hub.folder.name + "/new")
         gateway = self.gateway("--tls-cert", certificate, "--tls-key", key)
 
         def is_shown(wanted):
@@ -258,7 +341,7 @@ class Starts(GatewayTestCase):
             answer.read()  # It ends.
 
     def test_tls_protects_it_and_its_plain_port_is_closed(self):
-        key, certificate = self.make_certificate("first")
+        key, certificate = make_certificate(self.hub.folder.name + "/first")
         gateway = self.gateway("--tls-cert", certificate, "--tls-key", key)
         self.assertTrue(gateway.url.startswith("https://"))
         trust = ssl.create_default_context(cafile=certificate)

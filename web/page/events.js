@@ -23,7 +23,7 @@ export function addEvents(model) {
     }
     if (!isPaused()) {
       for (const item of changed) {
-        if (item.origin !== "present") {
+        if (item.origin !== "present" && item.kind !== "heartbeat") {
           add(item.changed, `${item.label}: ${valueText(item)}`);
         }
       }

@@ -108,7 +108,7 @@ export class List {
 
   #wanted() {
     const words = byId("search").value.toLowerCase().split(/\s+/).filter(Boolean);
-    const items = [...this.model.items.values()].filter((item) => {
+    const items = this.model.shownItems().filter((item) => {
       const text = `${item.componentName} ${item.groupName} ${item.name}`.toLowerCase();
       return words.every((word) => text.includes(word));
     });
@@ -153,7 +153,7 @@ export class List {
     this.#forgetRows();
     const wanted = this.#wanted();
     const items = wanted.slice(0, kMostRows);
-    setText(byId("count"), `${wanted.length} of ${this.model.items.size}`);
+    setText(byId("count"), `${wanted.length} of ${this.model.shownItems().length}`);
     byId("more").hidden = items.length === wanted.length;
     setText(byId("more"), `These are the first ${kMostRows}; a search finds the others.`);
     const isFlat = this.#isFlat;

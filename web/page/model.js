@@ -74,6 +74,11 @@ export class Model {
     this.#views.push(view);
   }
 
+  /// Returns the properties for people: heartbeats are for programs.
+  shownItems() {
+    return [...this.items.values()].filter((item) => item.kind !== "heartbeat");
+  }
+
   now() {
     return Date.now() + this.clockAhead;
   }
