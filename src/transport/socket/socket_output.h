@@ -2,19 +2,19 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <list>
 #include <memory>
 #include <optional>
 #include <span>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "platform/accounting.h"
 #include "platform/shared_frame.h"
 #include "platform/socket_descriptor.h"
 #include "runtime/condition.h"
 #include "runtime/lock.h"
+#include "transport/socket/lingering_input.h"
+#include "transport/socket/output_part.h"
+#include "transport/socket/peer_progress.h"
+#include "transport/socket/waiting_output.h"
 
 namespace vantry {
 
@@ -49,7 +49,7 @@ public:
     static std::shared_ptr<SocketOutput> Make(std::shared_ptr<SocketDescriptor> socket,
                                               std::shared_ptr<OutputFlusher> flusher,
                                               OutputLimits limits);
-    ~SocketOutput();
+    ~SocketOutput() = default;
     SocketOutput(const SocketOutput&) = delete;
     SocketOutput& operator=(const SocketOutput&) = delete;
 
@@ -82,15 +82,6 @@ public:
 private:
     friend class OutputFlusher;
 
-    /// A part of the output that waits.
-    struct Piece {
-        std::string own;
-        /// If it isn't empty, it is the text in place of `own`.
-        SharedFrame::Text shared;
-
-        std::string_view Text() const { return shared ? *shared : own; }
-    };
-
     SocketOutput(std::shared_ptr<SocketDescriptor> connection,
                  std::shared_ptr<OutputFlusher> sharedFlusher, OutputLimits bounds);
 
@@ -101,35 +92,22 @@ private:
     /// flusher's thread calls it.
     std::uint64_t LingersSince();
 
-    /// A part of a frame that is being written; `shared` is empty or holds the text.
-    struct Part {
-        std::string_view text;
-        SharedFrame::Text shared;
-    };
-
-    int WriteParts(std::span<const Part> parts, std::size_t length);
+    int WriteParts(std::span<const OutputPart> parts, std::size_t length);
     /// Sends or keeps a frame of `length` bytes. Sets `exceeded` to the bound that is exceeded
     /// then, if one is. Returns 0 or the error number of the failure.
-    int Take(std::span<const Part> parts, std::size_t length, std::optional<Bound>& exceeded)
+    int Take(std::span<const OutputPart> parts, std::size_t length, std::optional<Bound>& exceeded)
         REQUIRES(lock);
     /// Closes connections because of a bound. The caller doesn't hold the lock.
     void Enforce(std::optional<Bound> exceeded);
+    /// Returns whether the connection was closed because of a bound.
+    bool WasCut() const REQUIRES(lock);
     std::size_t MostWaiting() const REQUIRES(lock);
     /// Returns how many bytes of the frame the socket accepted, or nothing if it failed.
-    std::optional<std::size_t> SendNow(std::span<const Part> parts) REQUIRES(lock);
-    /// Keeps what follows the first `taken` bytes of the frame.
-    std::optional<Bound> Keep(std::span<const Part> parts, std::size_t taken) REQUIRES(lock);
-    std::optional<Bound> KeepPart(const Part& part, std::string_view rest) REQUIRES(lock);
+    std::optional<std::size_t> SendNow(std::span<const OutputPart> parts) REQUIRES(lock);
     bool JoinFlusher(bool waitsForSocket) REQUIRES(lock);
     void SendWaiting() REQUIRES(lock);
-    void DropTaken(std::size_t count) REQUIRES(lock);
-    void DropFirst() REQUIRES(lock);
-    void StartProgress() REQUIRES(lock);
-    bool HasStalled() REQUIRES(lock);
     /// Ends the sending direction behind the last byte of the output.
     void StartLingering() REQUIRES(lock);
-    /// Reads input and drops it. Returns whether the peer has ended its side or sends too much.
-    bool HasPeerEnded(int number) REQUIRES(lock);
     /// Returns how many bytes the socket has that the peer hasn't received.
     int Queued(int number) const;
     /// Handles an error of the socket: a peer that has left, see OutputLimits::outlivesPeer, or a
@@ -145,11 +123,9 @@ private:
     const std::shared_ptr<OutputFlusher> flusher;
     Lock lock;
     OutputLimits limits GUARDED_BY(lock);
-    std::shared_ptr<ConnectionAccount> account GUARDED_BY(lock);
-    std::list<Piece> pieces GUARDED_BY(lock);
-    /// How many bytes of the first piece were sent.
-    std::size_t sentOfFirst GUARDED_BY(lock) = 0;
-    std::size_t waiting GUARDED_BY(lock) = 0;
+    WaitingOutput waiting GUARDED_BY(lock);
+    PeerProgress progress GUARDED_BY(lock);
+    LingeringInput lateInput GUARDED_BY(lock);
     int failure GUARDED_BY(lock) = 0;
     bool closing GUARDED_BY(lock) = false;
     bool lingering GUARDED_BY(lock) = false;
@@ -158,16 +134,8 @@ private:
     Condition changed;
     std::uint64_t closedAt GUARDED_BY(lock) = 0;
     std::uint64_t takenSince GUARDED_BY(lock) = 0;
-    std::size_t thrownAway GUARDED_BY(lock) = 0;
     /// Keeps the descriptor open while the flusher watches it.
     std::optional<SocketDescriptor::Use> watched GUARDED_BY(lock);
-    /// How many bytes the socket has accepted since output began to wait.
-    std::int64_t given GUARDED_BY(lock) = 0;
-    /// The period in which the peer must receive a part of what waits: when it began, how much the
-    /// peer had received then, and how much it must receive until its end.
-    std::uint64_t windowStart GUARDED_BY(lock) = 0;
-    std::int64_t takenAtStart GUARDED_BY(lock) = 0;
-    std::int64_t due GUARDED_BY(lock) = 0;
 };
 
 }  // namespace vantry
