@@ -37,15 +37,14 @@ BENCHMARK(PushAndPop);
 /// Sends 100 records to this many subscribers of everything and as many of one property.
 void FanOutTurn(benchmark::State& state) {
     const SampleChanges sample(100);
-    const std::deque<PendingRecord>& changes = sample.records;
-    const std::deque<RemoteProperty>& properties = sample.properties;
+    const std::vector<PendingRecord>& changes = sample.records;
     std::vector<std::shared_ptr<Subscriber>> subscribers;
     for (int count = 0; count < state.range(0); ++count) {
         subscribers.push_back(std::make_shared<Subscriber>(std::make_shared<LoopStream>()));
         subscribers.push_back(std::make_shared<Subscriber>(std::make_shared<LoopStream>()));
-        const RemoteProperty& one = properties[static_cast<std::size_t>(count) % changes.size()];
-        benchmark::DoNotOptimize(
-            subscribers.back()->Add({one.component, one.GroupGuid(), one.Guid()}, true));
+        const PendingRecord& one = changes[static_cast<std::size_t>(count) % changes.size()];
+        benchmark::DoNotOptimize(subscribers.back()->Add(
+            {std::string(one.component), one.property->GroupGuid(), one.property->Guid()}, true));
     }
     const std::atomic<bool> stopping{false};
     for (auto _ : state) {

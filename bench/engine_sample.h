@@ -45,23 +45,21 @@ struct Engine {
     std::shared_ptr<PropertyEngine> engine;
 };
 
-/// The records of changed properties of a component, and the properties.
+/// The records of changed properties of a component.
 struct SampleChanges {
     explicit SampleChanges(int count) {
         for (int number = 0; number < count; ++number) {
             const PropertyResponse sample = SampleResponse(number);
-            properties.emplace_back(
+            const auto property = std::make_shared<RemoteProperty>(
                 RecordView{sample.component, sample.componentString, sample.groupGuid, sample.guid,
                            sample.groupString, sample.nameString, sample.status, sample.value},
                 std::make_shared<LoopStream>());
-            const RemoteProperty& property = properties.back();
-            records.push_back(
-                {RecordTextOf(property, OwnerOf(property)), property.Key(), true, false, nullptr});
+            records.push_back({RecordTextOf(*property, OwnerOf(*property)), property->component,
+                               true, false, property});
         }
     }
 
-    std::deque<RemoteProperty> properties;
-    std::deque<PendingRecord> records;
+    std::vector<PendingRecord> records;
 };
 
 }  // namespace vantry::bench

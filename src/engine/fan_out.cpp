@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "engine/external_rights.h"
+#include "wire/key/key_text.h"
 #include "wire/message_frame.h"
 #include "wire/section_keys.h"
 
@@ -23,13 +24,14 @@ void FanOut::Choose(const std::shared_ptr<Subscriber>& subscriber) {
     Selection selection;
     for (std::uint32_t place = 0; place < records.size(); ++place) {
         const PendingRecord& record = records[place];
+        const KeyText key{record.component, record.property->GroupGuid(), record.property->Guid()};
         // A subscriber whose list becomes empty by a withdrawal gets everything, but only from the
         // next fan-out on.
-        if (!subscriber->HasEntry(record.key)) {
+        if (!subscriber->HasEntry(key.View())) {
             continue;
         }
         if (record.isWithdrawal) {
-            subscriber->RemoveEntry(record.key);
+            subscriber->RemoveEntry(key.View());
         }
         if (!external || record.passesOutside) {
             selection.push_back(place);

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <vector>
@@ -18,7 +17,7 @@ namespace vantry {
 /// only.
 class FanOut {
 public:
-    explicit FanOut(std::deque<PendingRecord> pending) : records(std::move(pending)) {}
+    explicit FanOut(std::vector<PendingRecord> pending) : records(std::move(pending)) {}
 
     /// Selects the records that the subscriber gets, and removes withdrawn properties from its
     /// list. The caller holds the engine's subscribersLock. Doesn't write.
@@ -40,7 +39,7 @@ private:
                 Group& failed) const;
     Selection AllOf(bool external) const;
 
-    const std::deque<PendingRecord> records;
+    const std::vector<PendingRecord> records;
     /// The subscribers that get everything, by the kind of their stream.
     Group everybodyInside;
     Group everybodyOutside;

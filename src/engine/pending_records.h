@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <memory>
-#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "property/kept_text.h"
 #include "property/property.h"
@@ -14,8 +14,9 @@ namespace vantry {
 /// A record that waits for the end of the publishing period.
 struct PendingRecord {
     KeptText::Shared text;
-    /// The full key of the property.
-    std::string key;
+    /// The component that owns the property. The text lives as long as the property, or as the hub
+    /// for one of its own.
+    std::string_view component;
     /// Whether external subscribers may get it.
     bool passesOutside;
     bool isWithdrawal;
@@ -38,13 +39,13 @@ public:
     /// each of them.
     std::uint64_t TextBytes() const { return bytes; }
     /// Returns all records and leaves none.
-    [[nodiscard]] std::deque<PendingRecord> TakeAll() {
+    [[nodiscard]] std::vector<PendingRecord> TakeAll() {
         bytes = 0;
         return std::exchange(records, {});
     }
 
 private:
-    std::deque<PendingRecord> records;
+    std::vector<PendingRecord> records;
     std::uint64_t bytes = 0;
 };
 

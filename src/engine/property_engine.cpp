@@ -17,7 +17,6 @@
 #include "platform/freed_memory.h"
 #include "transport/frame/frame.h"
 #include "transport/frame/frame_reader.h"
-#include "wire/section_keys.h"
 
 namespace vantry {
 namespace {
@@ -26,20 +25,6 @@ constexpr std::size_t kUsualSubscribers = 20;
 constexpr std::size_t kLargeText = 64U << 10U;
 /// The tree of such a text took tens of megabytes, which the allocator would keep for itself.
 constexpr std::size_t kVeryLargeText = 512U << 10U;
-
-bool WantsEverything(const PropertyMessage& request) {
-    return request.HasSection(Section::kGetAll) || request.HasSection(Section::kSubscribeAll);
-}
-
-bool Subscribes(const PropertyMessage& request) {
-    return request.HasSection(Section::kSubscribeRequests) ||
-           request.HasSection(Section::kSubscribeAll);
-}
-
-bool Reads(const PropertyMessage& request) {
-    return WantsEverything(request) || Subscribes(request) ||
-           request.HasSection(Section::kGetRequests);
-}
 
 bool WasCut(const Stream& stream) {
     const std::shared_ptr<ConnectionAccount>& account = stream.Account();
@@ -98,32 +83,32 @@ std::uint32_t PropertyEngine::ProcessLargeText(const StreamReference& stream,
 
 std::uint32_t PropertyEngine::ProcessText(const StreamReference& stream, std::string_view text) {
     PropertyMessage request;
-    return request.ReadText(text) ? HandleMessage(stream, request) : 0;
+    return request.ReadText(text) ? HandleMessage(stream, request.Sections()) : 0;
 }
 
 std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
-                                            const PropertyMessage& request) {
+                                            const RequestSections& request) {
     const bool external = IsExternalStream(*stream);
     // The order of the sections is fixed: each step sees the effect of the steps before it.
-    if (!external && request.HasSection(Section::kSetRequests)) {
+    if (!external && request.setRequests != nullptr) {
         ApplySetRequests(request);
     }
     // The subscription is entered before its values are read; otherwise a change between the two
     // would not be reported to the subscriber.
-    if (Subscribes(request)) {
+    if (request.Subscribe()) {
         EnterSubscription(stream, request);
     }
     std::optional<Reply> reply;
-    if (Reads(request)) {
-        reply.emplace(stream->Account(), WantsEverything(request));
+    if (request.Read()) {
+        reply.emplace(stream->Account(), request.WantEverything());
         if (!Answer(request, external, *reply)) {
             return 0;
         }
     }
-    if (request.HasSection(Section::kGetResponses)) {
+    if (request.getResponses != nullptr) {
         TakeReports(stream, request);
     }
-    if (request.HasSection(Section::kDisconnect)) {
+    if (request.disconnect != nullptr) {
         DropSubscriber(*stream);
         return 0;
     }
@@ -138,14 +123,14 @@ std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
     return frame.WriteTo(*stream) ? 1 : 0;
 }
 
-bool PropertyEngine::Answer(const PropertyMessage& request, bool external, Reply& reply) {
-    if (WantsEverything(request)) {
+bool PropertyEngine::Answer(const RequestSections& request, bool external, Reply& reply) {
+    if (request.WantEverything()) {
         return AnswerEverything(external, reply);
     }
     bool goesOn = true;
     // A subscription is also answered with the current values, after those of the reads.
-    for (const std::string_view section : {Section::kGetRequests, Section::kSubscribeRequests}) {
-        request.ForEachEntry(section, [&](const EntryView& entry) {
+    for (const JsonValue* const section : {request.getRequests, request.subscribeRequests}) {
+        RequestSections::ForEachEntry(section, [&](const EntryView& entry) {
             goesOn = goesOn && AnswerEntry(entry, external, reply);
             return goesOn;
         });
@@ -154,7 +139,7 @@ bool PropertyEngine::Answer(const PropertyMessage& request, bool external, Reply
 }
 
 void PropertyEngine::EnterSubscription(const StreamReference& stream,
-                                       const PropertyMessage& request) {
+                                       const RequestSections& request) {
     std::optional<Bound> exceeded;
     {
         ScopedLock guard(subscribersLock);
@@ -166,7 +151,7 @@ void PropertyEngine::EnterSubscription(const StreamReference& stream,
             place = subscribers.insert(place, std::make_shared<Subscriber>(stream));
         }
         Subscriber& subscriber = **place;
-        request.ForEachEntry(Section::kSubscribeRequests, [&](const EntryView& entry) {
+        RequestSections::ForEachEntry(request.subscribeRequests, [&](const EntryView& entry) {
             const std::optional<Bound> bound =
                 subscriber.Add({.component = std::string(entry.Component()),
                                 .groupGuid = std::string(entry.GroupGuid()),

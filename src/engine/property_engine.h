@@ -49,21 +49,21 @@ private:
     std::uint32_t ProcessText(const StreamReference& stream, std::string_view text);
     /// Acts on all sections of the request, and writes at most one reply. Returns 0 to end the
     /// session.
-    std::uint32_t HandleMessage(const StreamReference& stream, const PropertyMessage& request);
+    std::uint32_t HandleMessage(const StreamReference& stream, const RequestSections& request);
 
     // The steps of HandleMessage.
     /// Each of the functions that return a bool returns false if the reply has been abandoned
     /// because the peer exceeds a bound.
-    bool Answer(const PropertyMessage& request, bool external, Reply& reply);
+    bool Answer(const RequestSections& request, bool external, Reply& reply);
     bool AnswerEntry(const EntryView& entry, bool external, Reply& reply);
     bool AnswerEverything(bool external, Reply& reply);
     bool AddRecord(const Property& property, const RecordOwner& owner, bool external, Reply& reply);
-    void EnterSubscription(const StreamReference& stream, const PropertyMessage& request);
-    void TakeReports(const StreamReference& stream, const PropertyMessage& request);
+    void EnterSubscription(const StreamReference& stream, const RequestSections& request);
+    void TakeReports(const StreamReference& stream, const RequestSections& request);
     void DropSubscriber(const Stream& stream);
 
     // Writes and reports.
-    void ApplySetRequests(const PropertyMessage& request);
+    void ApplySetRequests(const RequestSections& request);
     /// A bound that a report exceeds.
     struct Excess {
         Bound bound;

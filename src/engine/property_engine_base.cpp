@@ -92,7 +92,7 @@ void PropertyEngineBase::RetireProperty(std::shared_ptr<Property> property) {
 PendingRecord PropertyEngineBase::LocalRecord(std::shared_ptr<Property> property,
                                               KeptText::Shared text, bool isWithdrawal) const {
     return {.text = std::move(text),
-            .key = FullKey(ownComponent->Guid(), property->GroupGuid(), property->Guid()),
+            .component = ownComponent->Guid(),
             .passesOutside = isWithdrawal || rights.MaySee(property->GroupGuid()),
             .isWithdrawal = isWithdrawal,
             .property = std::move(property)};

@@ -103,7 +103,7 @@ bool PropertyEngine::AnswerEverything(bool external, Reply& reply) {
     return true;
 }
 
-void PropertyEngine::ApplySetRequests(const PropertyMessage& request) {
+void PropertyEngine::ApplySetRequests(const RequestSections& request) {
     struct Forward {
         std::shared_ptr<Stream> owner;
         MessageFrame frame;
@@ -111,7 +111,7 @@ void PropertyEngine::ApplySetRequests(const PropertyMessage& request) {
     // Grouped by the Id of the connection, because each message of a connection has its own Stream
     // object.
     std::map<std::uint32_t, Forward> forwards;
-    request.ForEachEntry(Section::kSetRequests, [&](const EntryView& write) {
+    RequestSections::ForEachEntry(request.setRequests, [&](const EntryView& write) {
         const std::string_view value = write.Text(Field::kValue);
         if (write.Component() == OwnComponent().Guid()) {
             if (const auto property = Catalog().FindProperty(write.Guid(), write.GroupGuid())) {
@@ -141,9 +141,9 @@ void PropertyEngine::ApplySetRequests(const PropertyMessage& request) {
     }
 }
 
-void PropertyEngine::TakeReports(const StreamReference& stream, const PropertyMessage& request) {
+void PropertyEngine::TakeReports(const StreamReference& stream, const RequestSections& request) {
     const std::shared_ptr<ConnectionAccount> account = stream->Account();
-    request.ForEachEntry(Section::kGetResponses, [&](const EntryView& entry) {
+    RequestSections::ForEachEntry(request.getResponses, [&](const EntryView& entry) {
         if (const std::optional<Excess> excess = TakeReport(ReportIn(entry), stream)) {
             Relieve(account, *excess);
         }

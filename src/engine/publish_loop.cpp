@@ -4,7 +4,9 @@
 // writes, it holds the send lock of that stream and no other lock.
 
 #include <algorithm>
+#include <memory_resource>
 #include <unordered_map>
+#include <vector>
 
 #include "engine/fan_out.h"
 #include "engine/property_engine.h"
@@ -20,6 +22,8 @@ constexpr std::uint64_t kMostPendingBytes = 32U << 20U;
 /// A new value of the period takes effect at the end of the running period, or at the next tick if
 /// that period is longer than one minute.
 constexpr std::uint32_t kLongPeriodTicks = 60'000 / kPublishTickMilliseconds;
+/// What the map of the texts needs for each change, so that it is one block of memory.
+constexpr std::size_t kBytesOfChange = 64;
 
 }  // namespace
 
@@ -94,7 +98,7 @@ void PropertyEngine::CollectChanges(PendingRecords& pending) {
     }
     for (const std::shared_ptr<RemoteProperty>& retired : remotesGone) {
         pending.Add({.text = WithdrawalTextOf(*retired, OwnerOf(*retired)),
-                     .key = retired->Key(),
+                     .component = retired->component,
                      .passesOutside = true,
                      .isWithdrawal = true,
                      .property = retired});
@@ -113,10 +117,16 @@ bool PropertyEngine::PublishIfMuch(PendingRecords& pending) {
 }
 
 void PropertyEngine::AppendRemoteChanges(PendingRecords& pending) {
+    const std::vector<std::shared_ptr<Property>> changes = remoteChanges.TakeAll();
+    if (changes.empty()) {
+        return;
+    }
     // Each property has one text here, however often its value changes meanwhile.
-    std::unordered_map<const Property*, KeptText::Shared> texts;
+    std::pmr::monotonic_buffer_resource memory(changes.size() * kBytesOfChange);
+    std::pmr::unordered_map<const Property*, KeptText::Shared> texts(&memory);
+    texts.reserve(changes.size());
     bool isMuch = false;
-    for (const std::shared_ptr<Property>& changed : remoteChanges.TakeAll()) {
+    for (const std::shared_ptr<Property>& changed : changes) {
         const auto& property = static_cast<const RemoteProperty&>(*changed);
         const auto [text, isFirst] = texts.try_emplace(&property);
         if (isFirst) {
@@ -126,7 +136,7 @@ void PropertyEngine::AppendRemoteChanges(PendingRecords& pending) {
             continue;
         }
         pending.Add({.text = text->second,
-                     .key = property.Key(),
+                     .component = property.component,
                      .passesOutside = Rights().MaySee(property.GroupGuid()),
                      .isWithdrawal = false,
                      .property = changed});

@@ -45,7 +45,7 @@ std::uint64_t Subscriber::WeightOf(const PropertyRequest& request) {
                    kUsualBytes;
 }
 
-void Subscriber::RemoveEntry(const std::string& fullKey) {
+void Subscriber::RemoveEntry(std::string_view fullKey) {
     const auto row = entries.find(fullKey);
     if (row == entries.end()) {
         return;

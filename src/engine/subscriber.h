@@ -5,9 +5,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "engine/key_set.h"
 #include "platform/accounting.h"
 #include "transport/stream/stream.h"
 #include "wire/message_frame.h"
@@ -35,12 +37,12 @@ public:
     /// Returns whether the list is empty.
     bool WantsEverything() const { return listed == 0; }
     /// Returns whether the list has an entry with this full key.
-    bool HasEntry(const std::string& fullKey) const { return entries.contains(fullKey); }
+    bool HasEntry(std::string_view fullKey) const { return entries.contains(fullKey); }
     /// Adds an entry, unless there is an equal one and `evenIfListed` is false. Returns the bound
     /// that is now exceeded, if any.
     [[nodiscard]] std::optional<Bound> Add(PropertyRequest wanted, bool evenIfListed);
     /// Removes the first entry with this full key. Does nothing if there is none.
-    void RemoveEntry(const std::string& fullKey);
+    void RemoveEntry(std::string_view fullKey);
 
     /// Writes a publication, unless End was called, with the send lock of the stream held. Returns
     /// false if the stream doesn't accept the whole frame. Doesn't wait for the peer.
@@ -60,7 +62,7 @@ private:
     bool ended = false;
     /// The requested entries by full key. Two different requests can have the same full key, so
     /// each key maps to a vector.
-    std::unordered_map<std::string, std::vector<PropertyRequest>> entries;
+    std::unordered_map<std::string, std::vector<PropertyRequest>, KeyHash, std::equal_to<>> entries;
     std::size_t listed = 0;
 };
 

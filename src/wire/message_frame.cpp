@@ -28,9 +28,7 @@ void SetLength(std::string& head, std::size_t length) {
 
 MessageFrame::MessageFrame(std::size_t expected) {
     bytes.reserve(expected);
-    for (const std::uint8_t byte : MessageFrameMagic) {
-        bytes.push_back(static_cast<char>(byte));
-    }
+    bytes.append(reinterpret_cast<const char*>(MessageFrameMagic.data()), Frame::kMagicBytes);
     bytes.resize(Frame::kHeadBytes);
 }
 

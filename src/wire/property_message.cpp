@@ -4,6 +4,7 @@
 
 #include "wire/property_message.h"
 
+#include <array>
 #include <utility>
 
 #include "wire/section_keys.h"
@@ -67,6 +68,25 @@ EntryView::EntryView(const JsonValue& element)
 std::string_view EntryView::Text(std::string_view field) const {
     const JsonValue* const value = FindKey(fields, field);
     return value != nullptr ? std::string_view(value->string) : std::string_view();
+}
+
+RequestSections::RequestSections(const JsonObject& message) {
+    const std::array<std::pair<std::string_view, const JsonValue*&>, 7> known{
+        {{Section::kGetRequests, getRequests},
+         {Section::kSetRequests, setRequests},
+         {Section::kSubscribeRequests, subscribeRequests},
+         {Section::kGetResponses, getResponses},
+         {Section::kGetAll, getAll},
+         {Section::kSubscribeAll, subscribeAll},
+         {Section::kDisconnect, disconnect}}};
+    for (const JsonMember& member : message) {
+        for (const auto& [key, place] : known) {
+            if (member.key == key) {
+                place = &member.value;
+                break;
+            }
+        }
+    }
 }
 
 std::string_view EntryView::Component() const { return Text(Field::kComponent); }

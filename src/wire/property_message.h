@@ -27,6 +27,37 @@ private:
     SplitGuid guids;
 };
 
+/// The sections that a request can have, found with one pass over the message, which must outlive
+/// this object. Each field is null if the section is absent.
+struct RequestSections {
+    explicit RequestSections(const JsonObject& message);
+
+    bool WantEverything() const { return getAll != nullptr || subscribeAll != nullptr; }
+    bool Subscribe() const { return subscribeRequests != nullptr || subscribeAll != nullptr; }
+    bool Read() const { return WantEverything() || Subscribe() || getRequests != nullptr; }
+    /// Calls `use` with an EntryView of each entry of a section, in order, until it returns false.
+    /// A section that is absent or no array has no entries.
+    template <typename Use>
+    static void ForEachEntry(const JsonValue* section, const Use& use) {
+        if (section == nullptr) {
+            return;
+        }
+        for (const JsonValue& element : section->array) {
+            if (!use(EntryView(element))) {
+                return;
+            }
+        }
+    }
+
+    const JsonValue* getRequests = nullptr;
+    const JsonValue* setRequests = nullptr;
+    const JsonValue* subscribeRequests = nullptr;
+    const JsonValue* getResponses = nullptr;
+    const JsonValue* getAll = nullptr;
+    const JsonValue* subscribeAll = nullptr;
+    const JsonValue* disconnect = nullptr;
+};
+
 /// A message of the hub or a component, which consists of sections with entries.
 ///
 /// Decoding never fails: a missing or wrongly typed field is decoded as an empty text. Encoding
@@ -35,19 +66,11 @@ class PropertyMessage final : public JsonMessage {
 public:
     bool HasSection(std::string_view key) const { return FindKey(object, key) != nullptr; }
 
-    /// Calls `use` with an EntryView of each entry of a section, in order, until it returns false.
-    /// A section that is no array has no entries.
+    RequestSections Sections() const { return RequestSections(object); }
+    /// Does the same as RequestSections::ForEachEntry with the section of this key.
     template <typename Use>
     void ForEachEntry(std::string_view section, const Use& use) const {
-        const JsonValue* const value = FindKey(object, section);
-        if (value == nullptr) {
-            return;
-        }
-        for (const JsonValue& element : value->array) {
-            if (!use(EntryView(element))) {
-                return;
-            }
-        }
+        RequestSections::ForEachEntry(FindKey(object, section), use);
     }
 
     /// Appends one entry to the subscribe section. The hub and the tools don't call it; it is kept

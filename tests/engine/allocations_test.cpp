@@ -42,7 +42,7 @@ TEST_F(EngineAllocations, AMessageAsksForLittleMemoryAndAnEntryOnlyForItsTexts) 
                    std::to_string(number) + "\"}";
         });
     };
-    EXPECT_LE(Of(Get(PublishingPeriod())), 8U);
+    EXPECT_LE(Of(Get(PublishingPeriod())), 6U);
     // The texts of an entry are one piece of memory; lists and answers grow by doubling.
     constexpr std::size_t kEntries = 400;
     constexpr std::size_t kBesides = 24;

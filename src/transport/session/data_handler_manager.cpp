@@ -10,6 +10,9 @@
 // When the hub ends a session, the stream is closed at once, because other objects may own it for
 // longer. When the peer has ended its sending side, the stream stays open, so that subscriptions
 // are still served.
+//
+// Handlers are only ever added, so sessions go through them without a lock that all of them would
+// meet at.
 
 #include "transport/session/data_handler_manager.h"
 
@@ -60,7 +63,8 @@ DataHandlerManager::~DataHandlerManager() {
 void DataHandlerManager::AddHandler(std::unique_ptr<DataHandler> handler) {
     ScopedLock guard(handlersLock);
     window = std::max<std::uint32_t>(window, 2 * handler->MinimumBytes());
-    handlers.push_back(std::move(handler));
+    std::atomic<HandlerEntry*>& end = handlers.empty() ? firstHandler : handlers.back().next;
+    end = &handlers.emplace_back(std::move(handler));
 }
 
 bool DataHandlerManager::AddSession(std::shared_ptr<PeekStream> stream) {
@@ -136,11 +140,10 @@ std::uint32_t DataHandlerManager::ProcessNext(const std::shared_ptr<PeekStream>&
 DataHandler* DataHandlerManager::ChooseHandler(const std::shared_ptr<PeekStream>& stream) {
     DataHandler* best = nullptr;
     std::uint32_t limit = kPositionLimit;
-    ScopedLock guard(handlersLock);
-    for (const std::unique_ptr<DataHandler>& handler : handlers) {
-        const std::uint32_t position = handler->Recognise(stream);
+    for (const HandlerEntry* entry = firstHandler; entry != nullptr; entry = entry->next) {
+        const std::uint32_t position = entry->handler->Recognise(stream);
         if (position < limit) {
-            best = handler.get();
+            best = entry->handler.get();
             limit = position;
         }
     }

@@ -3,8 +3,9 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <list>
 #include <memory>
-#include <vector>
+#include <utility>
 
 #include "platform/hub_status.h"
 #include "platform/session_log.h"
@@ -43,6 +44,13 @@ public:
     [[nodiscard]] std::uint32_t ProcessNext(const std::shared_ptr<PeekStream>& stream);
 
 private:
+    /// A handler and the one that was added after it, or null.
+    struct HandlerEntry {
+        explicit HandlerEntry(std::unique_ptr<DataHandler> owned) : handler(std::move(owned)) {}
+
+        const std::unique_ptr<DataHandler> handler;
+        std::atomic<HandlerEntry*> next{nullptr};
+    };
     struct SessionEntry {
         std::uint32_t id;
         std::shared_ptr<PeekStream> stream;
@@ -62,7 +70,9 @@ private:
     /// Shows the number of sessions.
     HubStatus& status;
     Lock handlersLock;
-    std::vector<std::unique_ptr<DataHandler>> handlers GUARDED_BY(handlersLock);
+    /// Owns the handlers. Sessions read them without the lock, from `firstHandler` on.
+    std::list<HandlerEntry> handlers GUARDED_BY(handlersLock);
+    std::atomic<HandlerEntry*> firstHandler{nullptr};
     Lock sessionsLock;
     std::deque<SessionEntry> sessions GUARDED_BY(sessionsLock);
     Event sessionEnded{false};

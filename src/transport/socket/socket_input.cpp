@@ -68,7 +68,7 @@ ssize_t SocketInput::Receive(int number, std::uint8_t* buffer, std::size_t lengt
         }
         Interruptible here;
         count = descriptors.Receive(number, parts, waits);
-        reading = false;
+        reading.store(false, std::memory_order_release);
     } while (count == -EINTR);
     if (count > 0 && static_cast<std::size_t>(count) > length) {
         ahead.assign(more.data(), more.data() + (static_cast<std::size_t>(count) - length));

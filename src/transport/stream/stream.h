@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -77,14 +78,19 @@ protected:
     /// Makes an internal stream with a new identity.
     Stream() : Stream(0) {}
     /// Makes a stream without an account, with a new identity.
-    explicit Stream(std::uint32_t isExternal) : Stream(nextId.fetch_add(1), isExternal, Lock()) {}
+    explicit Stream(std::uint32_t isExternal)
+        : id(nextId.fetch_add(1)),
+          external(isExternal),
+          ownLock(std::in_place),
+          sendLock(*ownLock) {}
     /// Makes an external stream with a new identity.
     explicit Stream(std::shared_ptr<ConnectionAccount> ownAccount) : Stream(1) {
         account = std::move(ownAccount);
     }
-    /// Makes a decorator of another stream, to which it forwards Id and Account.
-    Stream(std::uint32_t sharedId, std::uint32_t isExternal, Lock sharedLock)
-        : id(sharedId), external(isExternal), sendLock(std::move(sharedLock)) {}
+    /// Makes a decorator of another stream, to which it forwards Id and Account. The decorator
+    /// keeps the other stream, and with it the lock, alive.
+    Stream(std::uint32_t sharedId, std::uint32_t isExternal, const Lock& sharedLock)
+        : id(sharedId), external(isExternal), sendLock(sharedLock) {}
 
     /// Makes IsAlive return 0.
     void MarkDead() { alive = 0; }
@@ -99,7 +105,9 @@ private:
 
     const std::uint32_t id;
     const std::uint32_t external;
-    const Lock sendLock;
+    /// Empty in a decorator.
+    const std::optional<Lock> ownLock;
+    const Lock& sendLock;
     std::shared_ptr<ConnectionAccount> account;
     std::atomic<std::uint32_t> alive{1};
 };

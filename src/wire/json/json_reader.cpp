@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory_resource>
 #include <string>
 #include <vector>
 
+#include "wire/json/first_block.h"
 #include "wire/json/json_scanner.h"
 #include "wire/json/json_tree_builder.h"
 
@@ -26,7 +28,7 @@ using Token = JsonScanner::Token;
 /// Checks the order of the tokens, counts symbols, and passes the values to the builder.
 class JsonParser {
 public:
-    explicit JsonParser(std::string_view text) : scanner(text) { open.reserve(16); }
+    explicit JsonParser(std::string_view text) : scanner(text) { open.reserve(kUsualDepth); }
 
     /// Returns the message of the failure, or null.
     const char* Parse() {
@@ -53,6 +55,8 @@ private:
     static constexpr std::uint32_t kMaximumSymbols = 10'000;
     /// The symbols of an open bracket and the list after it.
     static constexpr std::uint32_t kBracketAndList = 2;
+    /// Containers that are open at the same time in messages of the protocol.
+    static constexpr std::size_t kUsualDepth = 8;
 
     enum class Expect { FirstEntry, Entry, Colon, Value, CommaOrClose };
 
@@ -199,7 +203,8 @@ private:
 
     JsonScanner scanner;
     JsonTreeBuilder builder;
-    std::vector<Container> open;
+    FirstBlock<kUsualDepth * sizeof(Container)> usual;
+    std::pmr::vector<Container> open{&usual};
     std::uint32_t symbols = 0;
     bool rootDone = false;
 };

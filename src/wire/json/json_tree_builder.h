@@ -2,10 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory_resource>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "wire/json/first_block.h"
 #include "wire/json/json_scanner.h"
 #include "wire/json/json_value.h"
 
@@ -82,7 +84,9 @@ private:
     static void Fill(JsonValue& value, const Entry& entry, TextPlace& place);
     static void DestroyChildren(const Entry& entry);
 
-    std::vector<Entry> entries;
+    /// The memory of the entries of a short text, which then needs none from the heap.
+    FirstBlock<kUsualEntries * sizeof(Entry)> usual;
+    std::pmr::vector<Entry> entries{&usual};
     std::string_view key;
     bool keyIsApart = false;
 };
