@@ -3,7 +3,7 @@
 
 import { make } from "./elements.js";
 
-const kShortest = 60_000;
+const kShortest = 10_000;
 
 let library;
 
