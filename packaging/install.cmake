@@ -34,7 +34,7 @@ set(VANTRY_SYSTEM_LIBDIR lib)
 install(FILES packaging/systemd/vantryd.service packaging/systemd/vantry-gateway.service
   packaging/systemd/vantry-recorder.service
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/systemd/system)
-install(TARGETS vantry-bridge RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS vantry-bridge vantry-fleet RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES packaging/systemd/vantry-bridge.service
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/systemd/system)
 install(FILES packaging/limits packaging/bridge.conf DESTINATION /etc/vantry)
@@ -43,14 +43,17 @@ install(FILES packaging/systemd/vantry.sysusers
 install(FILES packaging/systemd/vantry.tmpfiles
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/tmpfiles.d RENAME vantry.conf)
 
-install(FILES packaging/man/vantry.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES packaging/man/vantry.1 packaging/man/vantry-fleet.1
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(DIRECTORY packaging/prometheus DESTINATION ${CMAKE_INSTALL_DATADIR}/vantry)
 install(FILES packaging/man/vantryd.8 packaging/man/vantry-bridge.8 packaging/man/vantry-gateway.8
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
-install(FILES packaging/completions/vantry.bash
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vantry)
-install(FILES packaging/completions/_vantry
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
-install(FILES packaging/completions/vantry.fish
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+foreach(program vantry vantry-fleet)
+  install(FILES packaging/completions/${program}.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${program})
+  install(FILES packaging/completions/_${program}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  install(FILES packaging/completions/${program}.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+endforeach()
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})

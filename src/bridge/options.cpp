@@ -143,19 +143,6 @@ Inventory::Deadband DeadbandIn(const std::string& text) {
     return {text.substr(0, sign), *width};
 }
 
-void CheckBroker(const Options& options, const Typed& typed) {
-    if (!options.broker.isEncrypted && !options.broker.IsLoopback() && !typed.plainText) {
-        Refuse("--broker " + typed.broker +
-               " isn't encrypted; use mqtts://, or --plain-text if that is wanted");
-    }
-    if (options.tls.certificate.empty() != options.tls.key.empty()) {
-        Refuse("--cert and --key go together");
-    }
-    if (!options.broker.isEncrypted && !(options.tls.ca + options.tls.key).empty()) {
-        Refuse("--ca, --cert and --key need a broker mqtts://");
-    }
-}
-
 void Settle(Options& options, const Typed& typed) {
     const auto broker = mqtt::BrokerAddress::Parse(typed.broker);
     if (!broker) {
@@ -163,7 +150,9 @@ void Settle(Options& options, const Typed& typed) {
     }
     options.broker = *broker;
     options.isVersion5 = typed.protocol == "5";
-    CheckBroker(options, typed);
+    if (const Outcome safe = mqtt::CheckEncryption(*broker, options.tls, typed.plainText); !safe) {
+        Refuse(safe.error().text);
+    }
     if (!IsName(options.site)) {
         Refuse("--site takes letters, digits, _ and -, at most 64: '" + options.site + "'");
     }

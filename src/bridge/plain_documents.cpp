@@ -74,14 +74,24 @@ std::string TextOf(const Json& document) {
     return document.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+Json VersionsOf(const Health& health) {
+    Json versions = {{"bridge", VANTRY_VERSION}};
+    if (!health.firmware.empty()) {
+        versions["firmware"] = health.firmware;
+    }
+    return versions;
+}
+
 Json OnlineDocument(const Health& health) {
     return {{"online", true},
+            {"time", NowSince1970()},
             {"since", health.since},
             {"run", health.run},
             {"hub", health.hasHub},
             {"dropped", health.dropped},
             {"waiting", health.waiting},
-            {"versions", {{"bridge", VANTRY_VERSION}}}};
+            {"versions", VersionsOf(health)},
+            {"errors", health.errors}};
 }
 
 Json OfflineDocument(const Health& health) {

@@ -20,6 +20,8 @@ nlohmann::ordered_json ValueOf(const Subject& subject, const std::string& text);
 /// Returns the document as a text; bytes that aren't UTF-8 become U+FFFD.
 std::string TextOf(const nlohmann::ordered_json& document);
 
+/// Returns the versions that are known, by the names of what they are of.
+nlohmann::ordered_json VersionsOf(const Health& health);
 nlohmann::ordered_json OnlineDocument(const Health& health);
 nlohmann::ordered_json OfflineDocument(const Health& health);
 

@@ -93,6 +93,7 @@ private:
         return Retain("state", {{"run", health.run},
                                 {"seq", lastNumber},
                                 {"time", NowSince1970()},
+                                {"versions", VersionsOf(health)},
                                 {"properties", std::move(properties)}});
     }
 

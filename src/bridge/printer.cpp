@@ -29,6 +29,7 @@ constexpr std::size_t kMostChangesOfABatch = 200;
 constexpr std::size_t kMostBytesOfABatch = 48U << 10U;
 constexpr std::size_t kMostWaiting = 64;
 constexpr std::uint64_t kHour = 3'600'000;
+constexpr std::uint64_t kBetweenHealths = 1000;
 constexpr std::uint64_t kBetweenBirths = 10'000;
 constexpr std::uint64_t kMostSlowness = 64;
 constexpr std::uint64_t kMinute = 60'000;
@@ -64,6 +65,11 @@ Printer::Printer(Loop& itsLoop, const Options& configuration,
                    needsState = true;
                    SendWhatFits();
                }),
+      healthDue(loop,
+                [this] {
+                    needsHealth = true;
+                    SendWhatFits();
+                }),
       stateFull(loop,
                 [this] {
                     needsBirth = true;
@@ -153,6 +159,9 @@ void Printer::TakeNews() {
 }
 
 void Printer::TakeChange(const client::Property& property, std::int64_t time) {
+    if (summary.Enter(property)) {
+        healthDue.SetEarlier(kBetweenHealths * slowness);
+    }
     std::optional<Change> change = inventory.Enter(property, time);
     // What the hub has at the begin is told by the birth.
     if (!change || !isComplete) {
@@ -421,8 +430,13 @@ void Printer::OnAnswer(const HubSource::Answer& answer) {
 }
 
 Health Printer::PresentHealth() const {
-    return {run, since, hasHub, backlog->Dropped() + refused + (hub ? hub->LeftOut() : 0),
-            backlog->Count()};
+    return {run,
+            since,
+            hasHub,
+            backlog->Dropped() + refused + (hub ? hub->LeftOut() : 0),
+            backlog->Count(),
+            summary.Errors(),
+            summary.Firmware()};
 }
 
 void Printer::Say(const std::string& text) {

@@ -14,6 +14,7 @@
 #include "bridge/loop.h"
 #include "bridge/options.h"
 #include "bridge/style.h"
+#include "bridge/summary.h"
 
 namespace vantry::bridge {
 
@@ -80,6 +81,7 @@ private:
     std::string lastWords;
     std::string encryptionStamp;
     Inventory inventory;
+    Summary summary;
     const std::unique_ptr<Style> style;
     const std::unique_ptr<Backlog> backlog;
     std::uint64_t refused = 0;
@@ -98,6 +100,8 @@ private:
     bool needsHealth = false;
     Loop::Timer flush;
     Loop::Timer stateDue;
+    /// The errors or the versions have changed.
+    Loop::Timer healthDue;
     Loop::Timer stateFull;
     Loop::Timer history;
     Loop::Timer birthAgain;

@@ -5,8 +5,6 @@
 
 #include "bridge/retire.h"
 
-#include <poll.h>
-
 #include "bridge/identity.h"
 #include "bridge/printer_list.h"
 #include "client/deadline.h"
@@ -15,17 +13,7 @@ namespace vantry::bridge {
 namespace {
 
 constexpr std::uint32_t kPatience = 10'000;
-
-/// Blocks until the connection has something to do or a part of the time has passed, and does it.
-Outcome Step(mqtt::Connection& connection) {
-    constexpr int kPart = 500;
-    pollfd waited{connection.Descriptor(), POLLIN, 0};
-    if (connection.WantsToWrite()) {
-        waited.events |= POLLOUT;
-    }
-    poll(&waited, 1, kPart);
-    return connection.Work((waited.revents & ~POLLOUT) != 0, (waited.revents & POLLOUT) != 0);
-}
+constexpr int kPartOfIt = 500;
 
 Outcome RetireOne(const Options& options, const PrinterEntry& entry) {
     std::size_t left = 0;
@@ -46,7 +34,7 @@ Outcome RetireOne(const Options& options, const PrinterEntry& entry) {
     const auto wait = [&](const auto& condition) {
         Outcome step = Done{};
         while (step && !condition() && !deadline.HasPassed()) {
-            step = Step(**connection);
+            step = (*connection)->WaitAndWork(kPartOfIt);
         }
         return step && !condition()
                    ? Outcome(Error{ErrorCode::TimedOut, "the broker does not answer in time"})

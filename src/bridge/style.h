@@ -23,6 +23,9 @@ struct Health {
     std::uint64_t dropped = 0;
     /// The batches that are kept for the broker.
     std::uint64_t waiting = 0;
+    /// The properties that tell a problem, and the version of the firmware if it is known.
+    std::vector<std::string> errors = {};
+    std::string firmware = {};
 };
 
 /// What a message to the bridge asks for.

@@ -231,6 +231,15 @@ Outcome Connection::Work(bool isReadable, bool isWritable) {
                  (isAccepted ? "lost the broker at " : "can't reach the broker at ") + brokerName);
 }
 
+Outcome Connection::WaitAndWork(int milliseconds) {
+    pollfd waited{Descriptor(), POLLIN, 0};
+    if (WantsToWrite()) {
+        waited.events |= POLLOUT;
+    }
+    poll(&waited, 1, milliseconds);
+    return Work((waited.revents & ~POLLOUT) != 0, (waited.revents & POLLOUT) != 0);
+}
+
 void Connection::OnConnect(int reason, const mosquitto_property* properties) {
     constexpr int kVersionRefused3 = 1;
     understoodBytes = 0;
@@ -277,13 +286,13 @@ Result<int> Connection::Publish(const Message& message) {
     return number;
 }
 
-Outcome Connection::Subscribe(const std::vector<std::string>& filters) {
+Outcome Connection::Subscribe(const std::vector<std::string>& filters, int qos) {
     std::vector<char*> texts;
     for (const std::string& filter : filters) {
         texts.push_back(const_cast<char*>(filter.c_str()));
     }
     return Check(mosquitto_subscribe_multiple(handle.get(), nullptr, static_cast<int>(texts.size()),
-                                              texts.data(), 1, 0, nullptr),
+                                              texts.data(), qos, 0, nullptr),
                  "can't subscribe");
 }
 

@@ -75,10 +75,13 @@ public:
     /// callbacks. Is to be called when the descriptor is ready, and every few seconds. Returns
     /// NoConnection, with the reason, when the connection has ended.
     Outcome Work(bool isReadable, bool isWritable);
+    /// Waits for the descriptor, for so many milliseconds at most, and does what Work does. For a
+    /// program that has nothing else to wait for. Blocks.
+    Outcome WaitAndWork(int milliseconds);
     /// Sends a message, or queues it if the socket is full. Returns its number.
     Result<int> Publish(const Message& message);
-    /// Asks for the messages of these topics with QoS 1.
-    Outcome Subscribe(const std::vector<std::string>& filters);
+    /// Asks for the messages of these topics with this QoS.
+    Outcome Subscribe(const std::vector<std::string>& filters, int qos = 1);
     /// Says goodbye, so that the broker doesn't send the will, and ends the connection. Blocks
     /// until the broker has closed its side, for 300 ms at most.
     void Leave();

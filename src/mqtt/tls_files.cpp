@@ -18,4 +18,19 @@ std::string TlsFiles::Stamp() const {
     return stamp;
 }
 
+Outcome CheckEncryption(const BrokerAddress& broker, const TlsFiles& files, bool allowsPlainText) {
+    if (!broker.isEncrypted && !broker.IsLoopback() && !allowsPlainText) {
+        return Error{ErrorCode::Refused,
+                     "--broker " + broker.Name() +
+                         " isn't encrypted; use mqtts://, or --plain-text if that is wanted"};
+    }
+    if (files.certificate.empty() != files.key.empty()) {
+        return Error{ErrorCode::Refused, "--cert and --key go together"};
+    }
+    if (!broker.isEncrypted && !(files.ca + files.key).empty()) {
+        return Error{ErrorCode::Refused, "--ca, --cert and --key need a broker mqtts://"};
+    }
+    return Done{};
+}
+
 }  // namespace vantry::mqtt

@@ -2,6 +2,9 @@
 
 #include <string>
 
+#include "mqtt/broker_address.h"
+#include "runtime/result.h"
+
 namespace vantry::mqtt {
 
 /// The files of an encrypted connection, in PEM. Without `ca` the authorities of the system are
@@ -15,5 +18,9 @@ struct TlsFiles {
     std::string certificate = {};
     std::string key = {};
 };
+
+/// Returns Refused, with what is wrong, unless the files fit the broker and a broker on another
+/// machine is reached encrypted or `allowsPlainText` is given. Thread-safe.
+Outcome CheckEncryption(const BrokerAddress& broker, const TlsFiles& files, bool allowsPlainText);
 
 }  // namespace vantry::mqtt

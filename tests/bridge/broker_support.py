@@ -46,6 +46,33 @@ def started(command, log):
         return subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=file)
 
 
+def mqtt_text(text):
+    data = text.encode()
+    return len(data).to_bytes(2, "big") + data
+
+
+def mqtt_packet(head, body):
+    """Returns a packet of MQTT: its first byte, the length of the rest in seven bits a byte, and the rest."""
+    length, bytes_of_length = len(body), b""
+    while True:
+        length, low = divmod(length, 128)
+        bytes_of_length += bytes([low | (128 if length else 0)])
+        if not length:
+            return bytes([head]) + bytes_of_length + body
+
+
+def retain_many(port, documents):
+    """Publishes many retained messages {topic: text} over one connection, and waits until the broker has them."""
+    with socket.create_connection(("127.0.0.1", port)) as client:
+        client.sendall(mqtt_packet(0x10, mqtt_text("MQTT") + bytes([4, 2, 0, 60]) + mqtt_text("many")))
+        for topic, text in documents.items():
+            client.sendall(mqtt_packet(0x31, mqtt_text(topic) + text.encode()))
+        client.sendall(mqtt_packet(0xc0, b""))
+        answer = b""
+        while not answer.endswith(b"\xd0\x00"):
+            answer += client.recv(100)
+
+
 class Broker:
     """A mosquitto on a port of its own, which keeps the port when it is started again."""
 

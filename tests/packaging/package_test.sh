@@ -38,7 +38,7 @@ chmod 755 "$work/old/DEBIAN/postrm"
 dpkg-deb --build "$work/old" "$work/old.deb" >/dev/null
 as_package_manager -i "$work/old.deb"
 echo kept >"$root/var/lib/vantry/Store/kept"
-as_package_manager -i "$work"/out/{vantry_,vantry-c,vantry-bridge_,vantry-gateway_,vantryd_,libvantry-dev,python3-vantry}*.deb
+as_package_manager -i "$work"/out/{vantry_,vantry-c,vantry-bridge_,vantry-fleet_,vantry-gateway_,vantryd_,libvantry-dev,python3-vantry}*.deb
 [ "$(cat "$root/var/lib/vantry/Store/kept")" = kept ] || fail "the upgrade lost a setting"
 grep -q systemd-sysusers "$work/calls" || fail "nobody asks for the user"
 [ "$(cat "$root/var/lib/systemd/deb-systemd-helper-enabled/vantryd.service.dsh-also")" = \
@@ -48,8 +48,10 @@ for file in usr/bin/vantryd usr/bin/vantry usr/share/man/man1/vantry.1.gz lib/sy
   usr/share/fish/vendor_completions.d/vantry.fish usr/share/zsh/vendor-completions/_vantry \
   etc/default/vantryd etc/logrotate.d/vantryd usr/share/vantry/properties.d usr/lib/libprn.so \
   usr/bin/vantry-bridge lib/systemd/system/vantry-bridge.service usr/share/man/man8/vantry-bridge.8.gz \
-  etc/vantry/bridge.conf \
   lib/systemd/system/vantry-recorder.service etc/default/vantry-recorder etc/default/vantry-gateway \
+  etc/vantry/bridge.conf usr/bin/vantry-fleet usr/share/man/man1/vantry-fleet.1.gz \
+  usr/share/bash-completion/completions/vantry-fleet usr/share/fish/vendor_completions.d/vantry-fleet.fish \
+  usr/share/zsh/vendor-completions/_vantry-fleet \
   usr/bin/vantry-gateway lib/systemd/system/vantry-gateway.service usr/share/man/man8/vantry-gateway.8.gz \
   usr/lib/libvantry_client.a usr/lib/python3/dist-packages/vantry/sync.py; do
   [ -e "$root/$file" ] || [ -e "$root/usr/$file" ] || [ -e "$root/${file%.gz}" ] || fail "$file is missing"
@@ -100,7 +102,7 @@ wait "$hub" || fail "the hub did not stop cleanly"
 hub=
 [ -z "$(ls -A "$devices")" ] || fail "sockets are left"
 
-as_package_manager --purge vantry vantry-bridge vantry-cli vantry-common vantry-gateway vantryd libvantry-dev python3-vantry
+as_package_manager --purge vantry vantry-bridge vantry-fleet vantry-cli vantry-common vantry-gateway vantryd libvantry-dev python3-vantry
 left=$(find "$root" -type f ! -path "$root/var/lib/dpkg/*" ! -path "$root/etc/*")
 [ -z "$left" ] || fail "files are left: $left"
 [ ! -e "$root/var/lib/vantry" ] && [ ! -e "$root/var/lib/vantry-history" ] || fail "its state is left"

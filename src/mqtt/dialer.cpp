@@ -1,0 +1,117 @@
+// The thread is detached and owns its queue together with the dialer: whoever ends must not wait
+// for a look-up, which may take minutes. A report is called under the lock of the queue, so that no
+// report comes after Cancel.
+
+#include "mqtt/dialer.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <deque>
+#include <utility>
+
+#include "runtime/event.h"
+#include "runtime/lock.h"
+
+namespace vantry::mqtt {
+
+struct Dialer::Shared {
+    struct Job {
+        Ticket ticket;
+        Connection::Settings settings;
+        Connection::Callbacks callbacks;
+        Report report;
+    };
+
+    Lock lock;
+    std::deque<Job> jobs GUARDED_BY(lock);
+    /// The attempt under way, or 0 if there is none or it was cancelled.
+    Ticket current GUARDED_BY(lock) = 0;
+    bool hasEnded GUARDED_BY(lock) = false;
+    /// Set when there is a job, or the dialer ends.
+    Event work{true};
+};
+
+Dialer::Dialer() : shared(std::make_shared<Shared>()) {
+    auto argument = std::make_unique<std::shared_ptr<Shared>>(shared);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    // Signals are for the threads of the program.
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    pthread_t thread{};
+    hasThread = pthread_create(&thread, &attributes, Run, argument.get()) == 0;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    pthread_attr_destroy(&attributes);
+    if (hasThread) {
+        static_cast<void>(argument.release());
+    }
+}
+
+Dialer::~Dialer() {
+    {
+        ScopedLock guard(shared->lock);
+        shared->jobs.clear();
+        shared->current = 0;
+        shared->hasEnded = true;
+    }
+    shared->work.Set();
+}
+
+Dialer::Ticket Dialer::Begin(Connection::Settings settings, Connection::Callbacks callbacks,
+                             Report report) {
+    const Ticket ticket = ++last;
+    if (!hasThread) {
+        report(Error{ErrorCode::NoConnection, "can't connect: the system has no thread to give"});
+        return ticket;
+    }
+    {
+        ScopedLock guard(shared->lock);
+        shared->jobs.push_back(
+            {ticket, std::move(settings), std::move(callbacks), std::move(report)});
+    }
+    shared->work.Set();
+    return ticket;
+}
+
+void Dialer::Cancel(Ticket ticket) {
+    ScopedLock guard(shared->lock);
+    if (shared->current == ticket) {
+        shared->current = 0;
+    }
+    std::erase_if(shared->jobs, [&](const Shared::Job& job) { return job.ticket == ticket; });
+}
+
+void* Dialer::Run(void* argument) {
+    const std::unique_ptr<std::shared_ptr<Shared>> owner(
+        static_cast<std::shared_ptr<Shared>*>(argument));
+    Shared& queue = **owner;
+    for (;;) {
+        Shared::Job job;
+        {
+            ScopedLock guard(queue.lock);
+            if (queue.hasEnded) {
+                return nullptr;
+            }
+            if (!queue.jobs.empty()) {
+                job = std::move(queue.jobs.front());
+                queue.jobs.pop_front();
+                queue.current = job.ticket;
+            }
+        }
+        if (!job.report) {
+            queue.work.Wait();
+            continue;
+        }
+        auto begun = Connection::Begin(job.settings, std::move(job.callbacks));
+        ScopedLock guard(queue.lock);
+        if (queue.current == job.ticket) {
+            job.report(std::move(begun));
+        }
+    }
+}
+
+}  // namespace vantry::mqtt
