@@ -70,7 +70,10 @@ void AddSelection(CLI::App& app, Options& options, Typed& typed) {
         ->type_name("DURATION");
     app.add_flag("--oldest-first", options.oldestFirst, "begin with the oldest news");
     CLI::Option* const json = app.add_flag("--json", options.json, "write JSON");
-    app.add_flag("--csv", options.csv, "write CSV")->excludes(json);
+    CLI::Option* const csv = app.add_flag("--csv", options.csv, "write CSV")->excludes(json);
+    app.add_flag("--metrics", options.metrics, "write sums in the text format of Prometheus")
+        ->excludes(json)
+        ->excludes(csv);
 }
 
 bool Matches(const std::string& glob, const std::string& text) {

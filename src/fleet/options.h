@@ -37,6 +37,7 @@ struct Options {
     bool oldestFirst = false;
     bool json = false;
     bool csv = false;
+    bool metrics = false;
     /// How long the broker may take, and how long it must be silent before the list is complete.
     std::chrono::milliseconds timeout{60'000};
     std::chrono::milliseconds silence{1000};

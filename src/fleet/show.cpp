@@ -7,6 +7,7 @@
 
 #include "cli/base/table.h"
 #include "cli/base/times.h"
+#include "fleet/metrics.h"
 
 namespace vantry::fleet {
 namespace {
@@ -92,6 +93,9 @@ std::string Show(const std::vector<Printer>& printers, const Options& options, s
                  bool coloured) {
     if (options.json) {
         return JsonOf(printers);
+    }
+    if (options.metrics) {
+        return MetricsOf(printers, now);
     }
     if (options.csv) {
         return CsvOf(printers);

@@ -4,13 +4,15 @@ import csv
 import io
 import json
 import os
+import re
+import shutil
 import subprocess
 import sys
 import time
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "bridge"))
-from broker_support import BUILD, PATIENCE, BridgeTestCase, eventually, free_port, retain_many  # noqa: E402
+from broker_support import BUILD, PATIENCE, SOURCE, BridgeTestCase, eventually, free_port, retain_many  # noqa: E402
 
 import vantry  # noqa: E402
 
@@ -83,6 +85,33 @@ class Fleet(BridgeTestCase):
         status, table = self.listed(broker)
         self.assertIn("4 printers: 3 online, 1 with errors; the oldest news are 2h old, of b/P3", table)
         self.assertIn("Head/Error/Open, Cutter/Error/Jam", table)
+
+    @unittest.skipUnless(shutil.which("promtool"), "the package prometheus isn't installed")
+    def test_promtool_takes_the_metrics_and_the_rules_fire_on_them(self):
+        broker = self.broker()
+        self.printer(broker, "a", "P1", errors=['Head/Error/"Open"\\'])
+        self.printer(broker, "b", "P2", online=False)
+        metrics = eventually(lambda: (lambda text: text if 'site="b"' in text and 'site="a"' in text else None)(
+            self.listed(broker, "--metrics")[1]))
+        check = ["promtool", "check"]
+        told = subprocess.run([*check, "metrics"], input=metrics, text=True, capture_output=True)
+        self.assertEqual((told.returncode, told.stderr), (0, ""))
+        rules = SOURCE + "/packaging/prometheus/vantry-fleet.rules.yml"
+        subprocess.run([*check, "rules", rules], check=True, stdout=subprocess.DEVNULL)
+        series = [line.rsplit(" ", 1) for line in metrics.splitlines() if not line.startswith("#")]
+        expected = {"exp_labels": {"severity": "critical", "site": "b"},
+                    "exp_annotations": {"summary": "All printers of b are offline"}}
+        with open(self.folder + "/rules_test.yml", "w") as file:
+            json.dump({"rule_files": [rules], "tests": [{
+                "interval": "1m",
+                "input_series": [{"series": name, "values": "%sx20" % value} for name, value in series],
+                "alert_rule_test": [{"eval_time": "10m", "alertname": "VantrySiteOffline", "exp_alerts": [expected]},
+                                    {"eval_time": "20m", "alertname": "VantryPrintersOffline", "exp_alerts": []}]}]}, file)
+        told = subprocess.run(["promtool", "test", "rules", file.name], text=True, capture_output=True)
+        self.assertEqual(told.returncode, 0, told.stdout + told.stderr)
+        with open(SOURCE + "/packaging/prometheus/vantry-fleet-dashboard.json") as dashboard:
+            used = set(re.findall(r"vantry_fleet_\w+", dashboard.read()))
+        self.assertLessEqual(used, {name.split("{")[0] for name, _ in series})
 
     def test_what_others_leave_at_the_broker_does_no_harm(self):
         broker = self.broker()
