@@ -80,7 +80,7 @@ void Bridge::Serve(const std::vector<PrinterEntry>& wanted) {
     for (const PrinterEntry* entry : added) {
         const std::uint64_t delay = random.Between(0, SpreadFor(options, added.size()));
         printers[entry->serial] =
-            std::make_unique<Printer>(loop, options, descriptions, *entry, delay);
+            std::make_unique<Printer>(loop, options, descriptions, dialer, *entry, delay);
     }
 }
 

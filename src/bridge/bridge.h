@@ -29,6 +29,7 @@ private:
     Loop& loop;
     const Options& options;
     const describe::Descriptions& descriptions;
+    mqtt::Dialer dialer;
     std::string listStamp;
     std::map<std::string, std::unique_ptr<Printer>> printers;
     Backoff random{1, 1};

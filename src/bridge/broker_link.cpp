@@ -3,6 +3,9 @@
 // Only a connection that has lasted a minute makes the pauses short again, so that a broker which
 // accepts and closes connections isn't contacted every second. A broker that doesn't speak version
 // 5 is asked with 3.1.1 from then on.
+//
+// Connections are begun by a dialer on its own thread, which may be held by the look-up of a name.
+// The loop waits for its report as for everything else, and gives an attempt up after a while.
 
 #include "bridge/broker_link.h"
 
@@ -21,8 +24,10 @@ constexpr std::size_t kMostInFlight = 32;
 
 }  // namespace
 
-BrokerLink::BrokerLink(Loop& itsLoop, Settings configuration, Callbacks reactions)
+BrokerLink::BrokerLink(Loop& itsLoop, mqtt::Dialer& itsDialer, Settings configuration,
+                       Callbacks reactions)
     : loop(itsLoop),
+      dialer(itsDialer),
       settings(std::move(configuration)),
       callbacks(std::move(reactions)),
       backoff(settings.firstPause, settings.longestPause),
@@ -48,14 +53,31 @@ void BrokerLink::Connect() {
             callbacks.onProblem("the broker refuses the subscription to commands");
         }
     };
-    auto begun = mqtt::Connection::Begin(settings.connection, std::move(reactions));
+    attemptEnds = NowNanoseconds() + kAttempt;
+    care.Set(kCareMilliseconds);
+    const auto ticket = std::make_shared<mqtt::Dialer::Ticket>(0);
+    *ticket = *dialled =
+        dialer.Begin(settings.connection, std::move(reactions),
+                     [this, ticket, current = std::weak_ptr(dialled)](Begun begun) {
+                         // A job must be one that can be copied.
+                         const auto shared = std::make_shared<Begun>(std::move(begun));
+                         loop.Post([this, ticket, current, shared] {
+                             const auto dialledNow = current.lock();
+                             if (dialledNow && *dialledNow == *ticket) {
+                                 OnBegun(std::move(*shared));
+                             }
+                         });
+                     });
+}
+
+void BrokerLink::OnBegun(Begun begun) {
+    *dialled = 0;
     if (!begun) {
         Fail(begun.error().text);
         return;
     }
     connection = std::move(*begun);
     descriptor = connection->Descriptor();
-    attemptEnds = NowNanoseconds() + kAttempt;
     loop.Watch(descriptor, true,
                [this](bool isReadable, bool isWritable) { Work(isReadable, isWritable); });
     care.Set(kCareMilliseconds);
@@ -72,6 +94,12 @@ void BrokerLink::OnAccepted(std::uint16_t maximum) {
 
 void BrokerLink::Work(bool isReadable, bool isWritable) {
     if (!connection) {
+        if (NowNanoseconds() > attemptEnds) {
+            Fail("the look-up of the broker " + settings.connection.broker.Name() +
+                 " takes too long");
+        } else {
+            care.Set(kCareMilliseconds);
+        }
         return;
     }
     const Outcome worked = connection->Work(isReadable, isWritable);
@@ -129,6 +157,9 @@ void BrokerLink::Close() {
         loop.Forget(descriptor);
     }
     descriptor = -1;
+    if (*dialled != 0) {
+        dialer.Cancel(std::exchange(*dialled, 0));
+    }
     connection.reset();
     inFlight.clear();
     care.Cancel();
@@ -140,6 +171,11 @@ void BrokerLink::Leave() {
         connection->Leave();
     }
     Close();
+}
+
+void BrokerLink::Rejoin() {
+    Leave();
+    retry.Set(backoff.Next());
 }
 
 }  // namespace vantry::bridge

@@ -10,6 +10,7 @@
 #include "bridge/backoff.h"
 #include "bridge/loop.h"
 #include "mqtt/connection.h"
+#include "mqtt/dialer.h"
 
 namespace vantry::bridge {
 
@@ -39,7 +40,8 @@ public:
         std::function<void()> onRoom;
     };
 
-    BrokerLink(Loop& itsLoop, Settings configuration, Callbacks reactions);
+    /// `loop` and `dialer` must live as long as the object.
+    BrokerLink(Loop& loop, mqtt::Dialer& dialer, Settings configuration, Callbacks reactions);
     ~BrokerLink();
     BrokerLink(const BrokerLink&) = delete;
     BrokerLink& operator=(const BrokerLink&) = delete;
@@ -54,18 +56,26 @@ public:
     int Publish(const mqtt::Message& message);
     /// Ends the connection in order, so that the broker doesn't send the will.
     void Leave();
+    /// Does the same, and connects again after a pause.
+    void Rejoin();
 
 private:
+    using Begun = Result<std::unique_ptr<mqtt::Connection>>;
+
     void Connect();
+    void OnBegun(Begun begun);
     void Work(bool isReadable, bool isWritable);
     void Fail(const std::string& why);
     void Close();
     void OnAccepted(std::uint16_t receiveMaximum);
 
     Loop& loop;
+    mqtt::Dialer& dialer;
     Settings settings;
     const Callbacks callbacks;
     Backoff backoff;
+    /// The attempt that the dialer makes, or 0. Tells a job of the loop whether it is too late.
+    const std::shared_ptr<mqtt::Dialer::Ticket> dialled = std::make_shared<mqtt::Dialer::Ticket>(0);
     std::unique_ptr<mqtt::Connection> connection;
     int descriptor = -1;
     /// When the connection was accepted, in nanoseconds of NowNanoseconds.

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "describe/glob.h"
+
 namespace vantry::bridge {
 namespace {
 
@@ -20,9 +22,10 @@ Collector::Collector(Loop& loop, const Options& configuration, std::int64_t itsR
       flush(loop, [this] { Flush(); }) {}
 
 std::uint64_t Collector::TimeFor(const Change& change) const {
-    const bool isUrgent = std::any_of(
-        options.urgent.begin(), options.urgent.end(),
-        [&](const std::string& glob) { return MatchesGlob(glob, change.subject->key); });
+    const bool isUrgent =
+        std::any_of(options.urgent.begin(), options.urgent.end(), [&](const std::string& glob) {
+            return describe::GlobMatches(glob, change.subject->key, describe::LetterCase::Exact);
+        });
     if (isUrgent) {
         return 0;
     }

@@ -87,14 +87,14 @@ public:
         return filters;
     }
 
-    std::optional<Request> Read(const Inventory& all, const mqtt::Message& message) override {
+    std::vector<Request> Read(const Inventory& all, const mqtt::Message& message) override {
         if (message.topic == kStatus && message.payload == "online") {
-            return Request{Request::Kind::Rebirth};
+            return {Request{Request::Kind::Rebirth}};
         }
         if (acceptsWrites && message.topic == Command()) {
-            return ReadWrite(all, message, prefix + "answer");
+            return {ReadWrite(all, message, prefix + "answer")};
         }
-        return std::nullopt;
+        return {};
     }
 
     std::vector<std::string> Retained() const override {

@@ -16,7 +16,7 @@ namespace vantry::bridge {
 namespace {
 
 constexpr std::size_t kMostNews = 20'000;
-constexpr std::size_t kMostWrites = 16;
+constexpr std::size_t kMostWrites = 64;
 constexpr std::uint32_t kPauseMilliseconds = 1000;
 constexpr std::uint32_t kLongestPauseMilliseconds = 30'000;
 

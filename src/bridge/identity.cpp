@@ -19,7 +19,7 @@ std::unique_ptr<Style> MakeStyle(const Options& options, const PrinterEntry& ent
         case StyleName::kHomeAssistant:
             return StyleOf::HomeAssistant(options.site, entry.serial, writes);
         case StyleName::kSparkplug:
-            return StyleOf::Sparkplug(options.site, entry.serial, writes);
+            return StyleOf::Sparkplug(options.site, entry.serial, writes, options.primaryHost);
         default:
             return StyleOf::Plain(options.site, entry.serial, writes);
     }

@@ -3,6 +3,7 @@
 // against one.
 
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -31,6 +32,15 @@ int TakeSignals() {
     return signalfd(-1, &signals, SFD_CLOEXEC);
 }
 
+/// Each printer needs three descriptors, and one program may serve many.
+void AllowAllDescriptors() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 int Fail(const vantry::Error& error) {
     std::fprintf(stderr, "vantry-bridge: %s\n", error.text.c_str());
     return kExitFailed;
@@ -46,6 +56,7 @@ int main(int argc, char** argv) {
         return exitStatus;
     }
     const int signals = TakeSignals();
+    AllowAllDescriptors();
     if (options->retire) {
         const vantry::Outcome retired = Retire(*options);
         return retired ? 0 : Fail(retired.error());

@@ -75,6 +75,9 @@ void AddContent(CLI::App& app, Options& options, Typed& typed) {
     app.add_option("--style", options.style, "plain, homeassistant or sparkplug")
         ->transform(CLI::CheckedTransformer(kStyles).description(""))
         ->type_name("STYLE");
+    app.add_option("--primary-host", options.primaryHost,
+                   "with sparkplug: send only while this host says that it is online")
+        ->type_name("ID");
     app.add_flag("--all-groups", options.allGroups,
                  "publish all groups that the hub shows, and not only those for outside");
     app.add_option("--allow-write", options.allowWrite,
@@ -167,6 +170,12 @@ void Settle(Options& options, const Typed& typed) {
     }
     for (const std::string& text : typed.deadbands) {
         options.deadbands.push_back(DeadbandIn(text));
+    }
+    if (!options.primaryHost.empty() && options.style != StyleName::kSparkplug) {
+        Refuse("--primary-host needs --style sparkplug");
+    }
+    if (options.primaryHost.find_first_of("/+#") != std::string::npos) {
+        Refuse("--primary-host takes the name of a host: '" + options.primaryHost + "'");
     }
     if (options.urgent.empty()) {
         options.urgent = {"*/*Error/*"};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +33,8 @@ struct Options {
     std::optional<PrinterEntry> printer;
     std::string printersFile;
     StyleName style = StyleName::kPlain;
+    /// The host that Sparkplug waits for; empty: none.
+    std::string primaryHost;
     bool allGroups = false;
     std::vector<std::string> allowWrite;
     std::vector<Inventory::Deadband> deadbands;
@@ -53,6 +56,11 @@ struct Options {
 /// Parses the arguments and the configuration file that they name. Returns nothing, with
 /// `exitStatus` set, if the program is to end: because of a wrong option, or after the help.
 std::optional<Options> ParseOptions(int argc, char** argv, int& exitStatus);
+
+/// Returns a time of the options in the unit of the loop.
+inline std::uint64_t Milliseconds(double seconds) {
+    return static_cast<std::uint64_t>(seconds * 1000);
+}
 
 /// Returns whether the text can be the name of a site or a serial number: it becomes a level of a
 /// topic and the name of a folder.

@@ -64,11 +64,11 @@ public:
                              : std::vector<std::string>();
     }
 
-    std::optional<Request> Read(const Inventory& all, const mqtt::Message& message) override {
+    std::vector<Request> Read(const Inventory& all, const mqtt::Message& message) override {
         if (message.topic != prefix + "cmd/set") {
-            return std::nullopt;
+            return {};
         }
-        return ReadWrite(all, message, prefix + "answer");
+        return {ReadWrite(all, message, prefix + "answer")};
     }
 
     std::vector<std::string> Retained() const override {

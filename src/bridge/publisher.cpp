@@ -218,7 +218,8 @@ void Publisher::Retreat() {
 }
 
 void Publisher::Answer(const Request& request, const Result<std::string>& value) {
-    if (const auto message = AnswerTo(request, value); message && link->IsUp()) {
+    // Writes may come without an end, so an answer that the broker doesn't take isn't kept.
+    if (const auto message = AnswerTo(request, value); message && link->IsUp() && link->HasRoom()) {
         SendAll({*message});
     }
 }

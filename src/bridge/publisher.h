@@ -58,7 +58,7 @@ public:
     /// Sends what there is room for, and keeps the rest if it is much or there is no connection.
     void SendOrKeep();
     void SendWhatFits();
-    /// Sends the answer to a write, if there is somebody to get it.
+    /// Sends the answer to a write, if there is somebody to get it and the broker takes it.
     void Answer(const Request& request, const Result<std::string>& value);
     /// Returns by what the times of collecting are to be multiplied, because the broker wants less.
     std::uint64_t Slowness() const { return slowness; }

@@ -4,10 +4,13 @@
 // A birth names every metric with an alias, and what follows carries aliases alone. Every message
 // has a sequence number from 0 to 255, which a birth of the node sets to 0, so that a host notices
 // a lost one and asks for a birth. The will carries the number of the session (bdSeq), which the
-// birth repeats. Nothing is retained. Without the hub the devices are dead and the node lives. A
-// metric that isn't born yet is left out of the data: the birth that it causes tells it.
+// birth repeats. Nothing is retained. With a primary host, nothing is sent before its state says
+// that it is online, and the node leaves the broker when it says the opposite. Without the hub the
+// devices are dead and the node lives. A metric that isn't born yet is left out of the data: the
+// birth that it causes tells it.
 
 #include <map>
+#include <nlohmann/json.hpp>
 #include <set>
 
 #include "bridge/sparkplug_metric.h"
@@ -22,10 +25,12 @@ std::uint64_t Time(std::int64_t milliseconds) { return static_cast<std::uint64_t
 
 class SparkplugStyle final : public Style {
 public:
-    SparkplugStyle(const std::string& itsSite, const std::string& itsSerial, bool writes)
-        : site(itsSite), serial(itsSerial), acceptsWrites(writes) {}
+    SparkplugStyle(const std::string& itsSite, const std::string& itsSerial, bool writes,
+                   const std::string& primaryHost)
+        : site(itsSite), serial(itsSerial), acceptsWrites(writes), host(primaryHost) {}
 
     mqtt::Message Will(const Health& /*health*/) override {
+        hostTime = 0;
         session = (session + 1) % kNumbers;
         born.clear();
         devices.clear();
@@ -99,25 +104,36 @@ public:
         if (acceptsWrites) {
             filters.push_back(Topic("DCMD", "+"));
         }
+        if (!host.empty()) {
+            filters.push_back(HostTopic());
+        }
         return filters;
     }
 
-    std::optional<Request> Read(const Inventory& all, const mqtt::Message& message) override {
-        sparkplug::Payload payload;
-        if (message.retain || !payload.ParseFromString(message.payload)) {
-            return std::nullopt;
+    std::vector<Request> Read(const Inventory& all, const mqtt::Message& message) override {
+        if (!host.empty() && message.topic == HostTopic()) {
+            return ReadHost(message.payload);
         }
+        const bool isForNode = message.topic == Topic("NCMD", "");
+        const bool isForDevice =
+            acceptsWrites && message.topic.starts_with(Topic("DCMD", "") + "/");
+        sparkplug::Payload payload;
+        if (message.retain || (!isForNode && !isForDevice) ||
+            !payload.ParseFromString(message.payload)) {
+            return {};
+        }
+        std::vector<Request> requests;
         for (const sparkplug::Metric& metric : payload.metrics()) {
-            if (message.topic == Topic("NCMD", "")) {
-                if (metric.name() == kRebirth && metric.boolean_value()) {
-                    return Request{Request::Kind::Rebirth};
-                }
-            } else if (acceptsWrites && message.topic.starts_with(Topic("DCMD", ""))) {
-                return WriteIn(all, message.topic, metric);
+            if (isForDevice && requests.size() < kMostWrites) {
+                requests.push_back(WriteIn(all, message.topic, metric));
+            } else if (isForNode && metric.name() == kRebirth && metric.boolean_value()) {
+                return {Request{Request::Kind::Rebirth}};
             }
         }
-        return std::nullopt;
+        return requests;
     }
+
+    bool NeedsHost() const override { return !host.empty(); }
 
     std::vector<std::string> Retained() const override { return {}; }
 
@@ -128,6 +144,26 @@ public:
 private:
     static constexpr std::uint64_t kNumbers = 256;
     static constexpr std::int64_t kExpiry = 30'000;
+    static constexpr std::size_t kMostWrites = 64;
+
+    std::string HostTopic() const { return "spBv1.0/STATE/" + host; }
+
+    /// A host that has come back may be overtaken by the will of its earlier connection, which is
+    /// older.
+    std::vector<Request> ReadHost(const std::string& payload) {
+        try {
+            const nlohmann::json state = nlohmann::json::parse(payload);
+            const auto time = state.at("timestamp").get<std::int64_t>();
+            const bool isOnline = state.at("online").get<bool>();
+            if (time >= hostTime) {
+                hostTime = time;
+                return {Request{isOnline ? Request::Kind::HostUp : Request::Kind::HostDown}};
+            }
+        } catch (const nlohmann::json::exception&) {
+            // What isn't a state of a host says nothing about it.
+        }
+        return {};
+    }
 
     std::string Topic(const std::string& type, const std::string& device) const {
         return "spBv1.0/" + site + "/" + type + "/" + serial + (device.empty() ? "" : "/" + device);
@@ -213,6 +249,9 @@ private:
     const std::string site;
     const std::string serial;
     const bool acceptsWrites;
+    const std::string host;
+    /// The time of the newest state of the host, in milliseconds since 1970.
+    std::int64_t hostTime = 0;
     /// The number of the session; the first is 0.
     std::uint64_t session = kNumbers - 1;
     std::uint64_t sequence = 0;
@@ -224,8 +263,8 @@ private:
 }  // namespace
 
 std::unique_ptr<Style> StyleOf::Sparkplug(const std::string& site, const std::string& serial,
-                                          bool acceptsWrites) {
-    return std::make_unique<SparkplugStyle>(site, serial, acceptsWrites);
+                                          bool acceptsWrites, const std::string& host) {
+    return std::make_unique<SparkplugStyle>(site, serial, acceptsWrites, host);
 }
 
 }  // namespace vantry::bridge

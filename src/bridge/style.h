@@ -30,7 +30,8 @@ struct Health {
 
 /// What a message to the bridge asks for.
 struct Request {
-    enum class Kind { Write, Rebirth };
+    /// HostUp and HostDown tell of the host that the style needs.
+    enum class Kind { Write, Rebirth, HostUp, HostDown };
 
     Kind kind = Kind::Write;
     /// The property, unless `refusal` says why there is none.
@@ -67,23 +68,26 @@ public:
     /// Returns the topics to subscribe to.
     virtual std::vector<std::string> Filters() const = 0;
     /// Returns what a message asks for, or nothing if it isn't for this printer.
-    virtual std::optional<Request> Read(const Inventory& all, const mqtt::Message& message) = 0;
+    virtual std::vector<Request> Read(const Inventory& all, const mqtt::Message& message) = 0;
     /// Returns the topics under which the broker retains messages of this printer.
     virtual std::vector<std::string> Retained() const = 0;
     /// Returns whether batches are of use after newer values were sent.
     virtual bool KeepsHistory() const { return true; }
+    /// Returns whether nothing may be sent before a HostUp and after a HostDown.
+    virtual bool NeedsHost() const { return false; }
     /// Returns whether a birth must come before this change can be told.
     virtual bool NeedsBirth(const Change& /*change*/) const { return false; }
 };
 
-/// Returns the styles. `acceptsWrites` says whether to offer and read writes.
+/// Returns the styles. `acceptsWrites` says whether to offer and read writes. With a `host` nothing
+/// is sent while that host isn't there.
 struct StyleOf {
     static std::unique_ptr<Style> Plain(const std::string& site, const std::string& serial,
                                         bool acceptsWrites);
     static std::unique_ptr<Style> HomeAssistant(const std::string& site, const std::string& serial,
                                                 bool acceptsWrites);
     static std::unique_ptr<Style> Sparkplug(const std::string& site, const std::string& serial,
-                                            bool acceptsWrites);
+                                            bool acceptsWrites, const std::string& host);
 };
 
 }  // namespace vantry::bridge

@@ -3,13 +3,12 @@
 
 #include "fleet/options.h"
 
-#include <fnmatch.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 
 #include "cli/base/times.h"
+#include "describe/glob.h"
 
 namespace vantry::fleet {
 namespace {
@@ -77,7 +76,7 @@ void AddSelection(CLI::App& app, Options& options, Typed& typed) {
 }
 
 bool Matches(const std::string& glob, const std::string& text) {
-    return fnmatch(glob.c_str(), text.c_str(), 0) == 0;
+    return describe::GlobMatches(glob, text, describe::LetterCase::Exact);
 }
 
 std::chrono::milliseconds Duration(const std::string& text) {

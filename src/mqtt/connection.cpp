@@ -25,6 +25,9 @@
 #include <cstring>
 #include <utility>
 
+#include "mqtt/library_guard.h"
+#include "runtime/clock.h"
+
 namespace vantry::mqtt {
 namespace {
 
@@ -211,7 +214,7 @@ bool Connection::IsFlooded() {
 Outcome Connection::Work(bool isReadable, bool isWritable) {
     int code = MOSQ_ERR_SUCCESS;
     if (isReadable) {
-        code = mosquitto_loop_read(handle.get(), 1);
+        code = Guarded([this] { return mosquitto_loop_read(handle.get(), 1); });
         if (code == MOSQ_ERR_SUCCESS && IsFlooded()) {
             return Error{ErrorCode::NoConnection,
                          "the broker at " + brokerName + " sends what was not asked for"};
@@ -308,7 +311,9 @@ void Connection::Leave() {
     shutdown(copy, SHUT_WR);
     pollfd waited{copy, POLLIN, 0};
     std::array<char, 4096> ignored{};
-    while (poll(&waited, 1, kGoodbyeMilliseconds) > 0 &&
+    // A broker may send without an end.
+    const std::uint64_t end = NowNanoseconds() + kGoodbyeMilliseconds * kNanosecondsPerMillisecond;
+    while (NowNanoseconds() < end && poll(&waited, 1, kGoodbyeMilliseconds) > 0 &&
            recv(copy, ignored.data(), ignored.size(), MSG_DONTWAIT) > 0) {
     }
     close(copy);

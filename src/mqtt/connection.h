@@ -83,7 +83,7 @@ public:
     /// Asks for the messages of these topics with this QoS.
     Outcome Subscribe(const std::vector<std::string>& filters, int qos = 1);
     /// Says goodbye, so that the broker doesn't send the will, and ends the connection. Blocks
-    /// until the broker has closed its side, for 300 ms at most.
+    /// until the broker has closed its side, for 600 ms at most.
     void Leave();
     bool IsAccepted() const { return isAccepted; }
     /// Returns whether the broker has refused this version of the protocol.

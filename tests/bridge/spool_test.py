@@ -3,12 +3,14 @@
 import os
 import signal
 import unittest
+import unittest.mock
 
 from broker_support import BridgeTestCase, eventually
 
 import vantry
 
 ERRORS = "2EBF9DEF-D51C-47FE-935E-5EDCC530B867"
+SLOW_NAMES = os.environ.get("SLOW_NAMES", "")
 ROUNDS = int(os.environ.get("VANTRY_ROUNDS", "3"))
 
 
@@ -39,6 +41,26 @@ class Spool(BridgeTestCase):
         eventually(lambda: values()[-1:] == [ROUNDS])
         self.assertEqual(values(), list(range(1, ROUNDS + 1)))
         self.assertTrue(all(event["historical"] for event in reader.documents("/event")))
+        self.assertEqual(bridge.end(), 0)
+
+    @unittest.skipUnless(os.path.exists(SLOW_NAMES), "the library that delays look-ups isn't built")
+    def test_a_name_server_that_does_not_answer_holds_nothing_up(self):
+        hub = self.hub()
+        component = vantry.Component("Fan Control", "Error", group_guid=ERRORS)
+        fan = component.number("Fan in ms", 0)
+        owner = vantry.Hub(hub.device)
+        self.addCleanup(owner.close)
+        owner.announce(component)
+
+        class Slow:
+            url = "mqtt://broker.slow"
+        with unittest.mock.patch.dict(os.environ, LD_PRELOAD=SLOW_NAMES):
+            bridge = self.bridge(Slow, hub, "--plain-text", "--spool", self.folder + "/spool")
+        eventually(lambda: "connected to the hub" in bridge.said())
+        for value in range(1, ROUNDS + 1):
+            before = self.kept()
+            owner.change(fan, value)
+            eventually(lambda: self.kept() > before)
         self.assertEqual(bridge.end(), 0)
 
 

@@ -1,12 +1,15 @@
 """What Sparkplug hosts and Home Assistant get: births, sequences, deaths, documents."""
 
 import json
+import os
 import re
 import signal
 import subprocess
 import unittest
 
 from broker_support import SOURCE, BridgeTestCase, eventually
+
+import vantry
 
 
 PROTOC = ["protoc", "-I", SOURCE + "/src/bridge"]
@@ -50,6 +53,47 @@ class Sparkplug(BridgeTestCase):
         births = self.payloads(reader, "NBIRTH")
         self.assertEqual({number_of(birth, "seq") for birth in births}, {0})
         self.assertEqual(len({session_of(birth) for birth in births}), 1)
+
+    def test_nothing_is_sent_without_the_primary_host_and_what_waited_comes_with_it(self):
+        broker, hub = self.broker(), self.hub()
+        reader = self.reader(broker.port, "spBv1.0/#")
+
+        def host(online, time):
+            subprocess.run(["mosquitto_pub", "-p", str(broker.port), "-t", "spBv1.0/STATE/scada", "-r", "-q", "1", "-m",
+                            json.dumps({"online": online, "timestamp": time})], check=True)
+        bridge = self.bridge(broker, hub, "--style", "sparkplug", "--primary-host", "scada", "--all-groups",
+                             "--history-rate", "1000", "--spool", self.folder)
+        eventually(lambda: "connected to the hub" in bridge.said() and "connected to the broker" in bridge.said())
+        with vantry.Hub(hub.device) as other:
+            other.set(PERIOD.split("/")[1], 750)
+        eventually(lambda: any(one.endswith(".seg") for one in os.listdir(self.folder + "/P1")))
+        host(False, 100)
+        eventually(lambda: reader.messages)
+        self.assertEqual(self.payloads(reader, "NBIRTH"), [])
+        host(True, 200)
+        eventually(lambda: any("is_historical: true" in one for one in self.payloads(reader, "DDATA")))
+        host(False, 150)
+        host(False, 300)
+        eventually(lambda: self.payloads(reader, "NDEATH"))
+        births = len(self.payloads(reader, "NBIRTH"))
+        eventually(lambda: bridge.said().count("connected to the broker") == 2)
+        host(True, 400)
+        eventually(lambda: len(self.payloads(reader, "NBIRTH")) > births)
+        sessions = [session_of(one) for one in self.payloads(reader, "NBIRTH")]
+        self.assertEqual(session_of(self.payloads(reader, "NDEATH")[0]), sessions[0])
+        self.assertNotEqual(sessions[0], sessions[-1])
+
+    def test_a_command_writes_every_metric_that_it_names(self):
+        broker, hub = self.broker(), self.hub()
+        reader = self.reader(broker.port, "spBv1.0/#")
+        self.bridge(broker, hub, "--style", "sparkplug", "--all-groups", "--allow-write", "*/Property Publishing*",
+                    "--allow-write", "*/Error Log*")
+        eventually(lambda: any(PERIOD in one for one in self.payloads(reader, "DBIRTH")))
+        self.command(broker, "DCMD/P1/Vantry", 'metrics { name: "General/No Such" string_value: "x" }'
+                     'metrics { name: "%s" double_value: 750 } metrics { name: "General/Error Log File Name" '
+                     'string_value: "other" }' % PERIOD)
+        eventually(lambda: all(any(value in one for one in self.payloads(reader, "DDATA"))
+                               for value in ("double_value: 750", 'string_value: "other"')))
 
     def test_numbers_follow_each_other_and_the_death_belongs_to_the_birth(self):
         broker, hub = self.broker(), self.hub()
