@@ -32,7 +32,7 @@ int TakeSignals() {
     return signalfd(-1, &signals, SFD_CLOEXEC);
 }
 
-/// Each printer needs three descriptors, and one program may serve many.
+/// Each printer needs four descriptors, and one program may serve many.
 void AllowAllDescriptors() {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
