@@ -109,11 +109,23 @@ CommandLine::CommandLine()
           "Reads, sets and watches the properties of a label printer's hub.", "vantry")) {
     CLI::Option* const tcp = app->add_option("--tcp", context.tcp, "reach the hub over TCP (IPv4)")
                                  ->type_name("HOST[:PORT]");
-    app->add_option(
-           "--device", context.device,
-           "socket of the local device (default: $VANTRY_DEVICE, else " + DefaultDevice() + ")")
-        ->type_name("PATH")
-        ->excludes(tcp);
+    CLI::Option* const device = app->add_option("--device", context.device,
+                                                "socket of the local device (default: "
+                                                "$VANTRY_DEVICE, else " +
+                                                    DefaultDevice() + ")")
+                                    ->type_name("PATH")
+                                    ->excludes(tcp);
+    CLI::Option* const printer =
+        app->add_option("--context", context.printer,
+                        "a printer named by \"vantry context\" (default: $VANTRY_CONTEXT)")
+            ->type_name("NAME")
+            ->excludes(tcp)
+            ->excludes(device);
+    app->add_option("--on", context.several, "run the command on several of them, or on all")
+        ->type_name("NAME,...|all")
+        ->excludes(tcp)
+        ->excludes(device)
+        ->excludes(printer);
     app->add_option("--timeout", context.timeoutSeconds, "how long to wait for the hub")
         ->type_name("SECONDS")
         ->check(Between(0.001, 86400))
@@ -141,8 +153,19 @@ CommandOptions CommandLine::Add(const CommandText& text, std::function<int(const
     if (*text.examples != '\0') {
         command->footer(std::string("Examples:\n") + text.examples);
     }
-    command->callback([this, execute = std::move(run)] { status = execute(context); });
-    return CommandOptions(*command);
+    const auto several = std::make_shared<CommandOptions::Several>();
+    command->callback(
+        [this, several, execute = std::move(run)] { status = Execute(execute, *several); });
+    return CommandOptions(*command, several);
+}
+
+int CommandLine::Execute(const std::function<int(const Context&)>& run,
+                         const CommandOptions::Several& several) const {
+    if (context.several.empty()) {
+        return run(context);
+    }
+    return several ? RunOnSeveral(context, several(), run)
+                   : FailUsage("this command runs on one printer; --on can't be used with it");
 }
 
 std::vector<std::string> CommandLine::CommandNames() const {

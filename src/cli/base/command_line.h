@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/base/context.h"
+#include "cli/base/several.h"
 
 namespace CLI {
 class App;
@@ -31,6 +32,7 @@ struct CommandGroup {
     static constexpr const char* kWriting = "Write";
     static constexpr const char* kFindingOut = "Find out what is wrong";
     static constexpr const char* kByHand = "By hand";
+    static constexpr const char* kPrinters = "Printers";
     static constexpr const char* kHelp = "Help";
 };
 
@@ -44,7 +46,12 @@ class CommandOptions {
 public:
     enum class Need { kOptional, kRequired };
 
-    explicit CommandOptions(CLI::App& itsCommand) : command(itsCommand) {}
+    /// A function that says what is shown of the command on several printers, once its options are
+    /// known. It is empty for a command that runs on one printer only.
+    using Several = std::function<SeveralOutput()>;
+
+    CommandOptions(CLI::App& itsCommand, std::shared_ptr<Several> onSeveral)
+        : command(itsCommand), several(std::move(onSeveral)) {}
 
     CommandOptions& Text(const char* name, std::string& into, const char* help,
                          Need need = Need::kOptional);
@@ -60,9 +67,15 @@ public:
     CommandOptions& Number(const char* name, double& into, double least, double most,
                            const char* help);
     CommandOptions& Count(const char* name, int& into, int least, int most, const char* help);
+    /// Lets the command run on several printers, for --on.
+    CommandOptions& OnSeveral(Several output) {
+        *several = std::move(output);
+        return *this;
+    }
 
 private:
     CLI::App& command;
+    const std::shared_ptr<Several> several;
 };
 
 /// The command line of vantry: the options that all commands share, and the commands.
@@ -92,6 +105,8 @@ public:
 
 private:
     std::vector<std::string> CommandNames() const;
+    int Execute(const std::function<int(const Context&)>& run,
+                const CommandOptions::Several& several) const;
     int Parsed(int argc, char** argv);
     int WrongUsage(const CLI::ParseError& error) const;
     std::string Hint(const CLI::ParseError& error) const;

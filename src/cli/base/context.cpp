@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "cli/base/named_printers.h"
 #include "runtime/default_paths.h"
 
 namespace vantry::cli {
@@ -24,7 +25,27 @@ client::Result<client::Endpoint> Context::HubEndpoint() const {
     if (!tcp.empty()) {
         return client::Endpoint::ParseTcp(tcp);
     }
-    return client::Endpoint::Device(device.empty() ? DefaultDevice() : device);
+    if (!device.empty() || (printer.empty() && !Environment("VANTRY_DEVICE").empty())) {
+        return client::Endpoint::Device(device.empty() ? DefaultDevice() : device);
+    }
+    const auto printers = NamedPrinters::Read();
+    if (!printers) {
+        return printers.error();
+    }
+    const std::string ofEnvironment = Environment("VANTRY_CONTEXT");
+    const std::string& name = !printer.empty()         ? printer
+                              : !ofEnvironment.empty() ? ofEnvironment
+                                                       : printers->InUse();
+    if (name.empty()) {
+        return client::Endpoint::Device(DefaultDevice());
+    }
+    const auto named = printers->Find(name);
+    return named ? named->HubEndpoint() : named.error();
+}
+
+bool Context::IsOverTcp() const {
+    const auto endpoint = HubEndpoint();
+    return endpoint && endpoint->path.empty();
 }
 
 client::Result<std::unique_ptr<client::Hub>> Context::Connect(client::Hub::Options options) const {

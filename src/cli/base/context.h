@@ -32,12 +32,21 @@ struct Snapshot {
 struct Context {
     std::string tcp;
     std::string device;
+    /// The name of a printer, see NamedPrinters.
+    std::string printer;
+    /// The names of several printers, separated by commas, or "all"; empty for one printer. When a
+    /// command runs on several, `printer` has the one of this process, see RunOnSeveral.
+    std::string several;
     double timeoutSeconds = 5;
     bool json = false;
     bool noColor = false;
 
-    /// Returns the endpoint of the hub, or an error if the option for it can't be read.
+    /// Returns the endpoint of the hub: that of an option, or else of $VANTRY_DEVICE, of the
+    /// printer named by $VANTRY_CONTEXT, of the one in use (see NamedPrinters), or the local
+    /// device. Returns an error if the option or name can't be resolved.
     client::Result<client::Endpoint> HubEndpoint() const;
+    /// Returns whether the hub is reached over TCP, where it shows less and takes no writes.
+    bool IsOverTcp() const;
     /// Connects to the hub. Blocks up to the time-out, which replaces the deadline of the options.
     client::Result<std::unique_ptr<client::Hub>> Connect(client::Hub::Options options = {}) const;
     /// Connects to the hub and reads all properties. Blocks up to the time-out for each of the two.

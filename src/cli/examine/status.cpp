@@ -117,7 +117,12 @@ void AddStatus(CommandLine& line) {
               .summary = "what the hub is and holds",
               .group = CommandGroup::kFindingOut},
              [root](const Context& context) { return RunStatus(context, *root); })
-        .Text("--root", *root, "root directory of the hub, for its log");
+        .Text("--root", *root, "root directory of the hub, for its log")
+        .OnSeveral([] {
+            return SeveralOutput::Rows({{"hub", "/hub"},
+                                        {"properties", "/properties"},
+                                        {"firmware", "/versions/Firmware Version"}});
+        });
 }
 
 }  // namespace vantry::cli

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "cli/base/command_line.h"
+#include "cli/base/files.h"
 #include "cli/base/json.h"
 #include "cli/base/terminal.h"
 #include "cli/base/text.h"

@@ -6,9 +6,9 @@
 #include <fmt/core.h>
 
 #include "cli/base/command_line.h"
+#include "cli/base/files.h"
 #include "cli/base/json.h"
 #include "cli/base/text.h"
-#include "cli/files/saved_values.h"
 #include "store/format/property_text.h"
 
 namespace vantry::cli {

@@ -26,7 +26,7 @@ Catalog::Catalog(const Context& itsContext, Snapshot seen)
     : context(itsContext), snapshot(std::move(seen)), names(snapshot.properties) {}
 
 client::Error Catalog::Explained(const client::Error& error) const {
-    if (context.tcp.empty()) {
+    if (!context.IsOverTcp()) {
         return error;
     }
     return {error.code, error.text +

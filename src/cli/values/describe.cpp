@@ -115,7 +115,15 @@ void AddDescribe(CommandLine& line) {
               .group = CommandGroup::kReading,
               .examples = "  vantry describe \"Property Publishing Period in ms\"\n"},
              [words](const Context& context) { return RunDescribe(context, *words); })
-        .Texts("property", *words, "a name, a glob or a group", CommandOptions::Need::kRequired);
+        .Texts("property", *words, "a name, a glob or a group", CommandOptions::Need::kRequired)
+        .OnSeveral([] {
+            return SeveralOutput::Rows({{"name", "/shortName"},
+                                        {"value", "/value"},
+                                        {"unit", "/unit"},
+                                        {"type", "/type"},
+                                        {"owner", "/owner"},
+                                        {"age", "/ageSeconds"}});
+        });
 }
 
 }  // namespace vantry::cli

@@ -61,7 +61,10 @@ void AddGet(CommandLine& line) {
                           "  vantry get 'Sensors/*'\n"
                           "  speed=$(vantry get \"Print Speed\")\n"},
              [words](const Context& context) { return RunGet(context, *words); })
-        .Texts("property", *words, "a name, a glob or a group", CommandOptions::Need::kRequired);
+        .Texts("property", *words, "a name, a glob or a group", CommandOptions::Need::kRequired)
+        .OnSeveral([] {
+            return SeveralOutput::Rows({{"name", "/name"}, {"value", "/value"}});
+        });
 }
 
 }  // namespace vantry::cli

@@ -40,6 +40,7 @@ struct ListOptions {
     bool namesOnly = false;
 };
 
+constexpr const char* kUsualColumns = "name,component,group,value,unit";
 constexpr std::size_t kWidestName = 48;
 constexpr std::size_t kWidestComponent = 24;
 
@@ -141,7 +142,7 @@ int RunList(const Context& context, const ListOptions& options) {
     const auto columns =
         ParseColumns(!options.columns.empty() ? options.columns
                      : options.csv            ? "component,group,name,value,unit,type,owner,age"
-                                              : "name,component,group,value,unit");
+                                              : kUsualColumns);
     if (!columns) {
         return FailUsage(columns.error().text);
     }
@@ -161,7 +162,6 @@ int RunList(const Context& context, const ListOptions& options) {
         PrintNames(*catalog, chosen);
     } else if (context.json) {
         PrintJson(*catalog, chosen);
-        return Exit::kDone;
     } else if (isFlat) {
         PrintFlat(*catalog, chosen, *columns, options, Style(context.Fancy()));
     } else {
@@ -169,6 +169,23 @@ int RunList(const Context& context, const ListOptions& options) {
     }
     return chosen.empty() ? Fail({client::ErrorCode::NotFound, NothingMatches(options)})
                           : Exit::kDone;
+}
+
+/// Returns the columns of the table of several printers: those of one printer, by their JSON.
+SeveralOutput OnSeveral(const ListOptions& options) {
+    if (options.namesOnly) {
+        return SeveralOutput::Lines();
+    }
+    SeveralOutput output;
+    output.csv = options.csv;
+    std::istringstream names(options.columns.empty() ? kUsualColumns : options.columns);
+    for (std::string name; std::getline(names, name, ',');) {
+        const std::string title = Lower(name);
+        output.columns.push_back({title, title == "name"  ? "/shortName"
+                                         : title == "age" ? "/ageSeconds"
+                                                          : "/" + title});
+    }
+    return output;
 }
 
 }  // namespace
@@ -190,7 +207,8 @@ void AddList(CommandLine& line) {
         .Text("--columns", options->columns,
               "which, of name, value, unit, type, component, group, owner, age, guid")
         .Flag("--csv", options->csv, "print CSV")
-        .Flag("--names", options->namesOnly, "one name a line");
+        .Flag("--names", options->namesOnly, "one name a line")
+        .OnSeveral([options] { return OnSeveral(*options); });
 }
 
 }  // namespace vantry::cli

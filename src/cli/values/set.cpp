@@ -149,11 +149,14 @@ int Send(client::Hub& hub, const std::vector<Assignment>& assignments) {
 }
 
 int RunSet(const Context& context, const SetOptions& options) {
-    if (!context.tcp.empty()) {
+    if (context.IsOverTcp()) {
         return Fail({client::ErrorCode::Refused,
                      "the hub takes no writes over TCP; use its local device (--device)"});
     }
     std::vector<std::string> words = options.words;
+    if (options.from == "-" && !context.several.empty()) {
+        return FailUsage("standard input has one value for one printer; --on can't take it");
+    }
     if (!options.from.empty()) {
         const auto value = ReadValue(options.from);
         if (!value) {
@@ -200,7 +203,10 @@ void AddSet(CommandLine& line) {
                CommandOptions::Need::kRequired)
         .Text("--from", options->from, "take the value from this file, - is standard input")
         .Flag("--no-wait", options->noWait, "don't wait until the values are seen")
-        .Flag("--force", options->force, "send what the description of the property rules out");
+        .Flag("--force", options->force, "send what the description of the property rules out")
+        .OnSeveral([] {
+            return SeveralOutput::Rows({{"result", "/text"}});
+        });
 }
 
 }  // namespace vantry::cli

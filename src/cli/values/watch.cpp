@@ -221,7 +221,8 @@ void AddWatch(CommandLine& line) {
         .Flag("--rate", options->rate, "a line a second with the number of changes")
         .Flag("--time", options->format.fullTime, "date and time by RFC 3339")
         .Text("--format", options->format.text,
-              "a line with {time} {name} {value} {unit} {component} {group} {origin}");
+              "a line with {time} {name} {value} {unit} {component} {group} {origin}")
+        .OnSeveral([] { return SeveralOutput::Lines(); });
 }
 
 }  // namespace vantry::cli
