@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <regex>
 #include <sstream>
 
 #include "cli/base/json.h"
@@ -9,6 +10,7 @@
 #include "cli/select/condition.h"
 #include "cli/select/property_names.h"
 #include "cli/show/live_table.h"
+#include "cli/show/time_plot.h"
 
 namespace vantry::cli {
 namespace {
@@ -154,30 +156,111 @@ TEST(Script, SaysWhatIsWrongAndWhere) {
     }
 }
 
-TEST(LiveTable, FitsItsTerminalAndPlotsNumbers) {
-    EXPECT_EQ(PlotOf({0, 1, 2, 3}, 4), "▁▃▆█");
-    EXPECT_EQ(PlotOf({5, 5}, 3), " ▅▅");
-    LiveTable table{Names()};
+/// Returns the lines of a screen without control sequences.
+std::vector<std::string> LinesOf(const std::string& screen) {
+    std::istringstream text(
+        std::regex_replace(screen, std::regex("\x1b\\[[0-9;]*[A-Za-z]|\r"), ""));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+TEST(TimePlot, LosesNoPeakAndNamesItsScale) {
+    const std::deque<TimedNumber> samples = {{-5, 3}, {10, 0}, {20, 1}, {20.1, 7}, {20.2, 1}};
+    EXPECT_EQ(Sparkline({{0, 0}, {1, 1}, {2, 2}, {3, 3}}, {-1, 3}, 4), "▁▃▆█");
+    EXPECT_EQ(Sparkline({{2, 5}}, {0, 3}, 3), " ▅▅");
+    const auto lines = TimePlot(samples, {0, 60}, 50, 8);
+    ASSERT_EQ(lines.size(), 8U);
+    EXPECT_TRUE(lines[0].starts_with("  7 ┤")) << lines[0];
+    EXPECT_TRUE(lines[5].starts_with("  0 ┤")) << lines[5];
+    EXPECT_NE(lines[0].find("⡇"), std::string::npos) << lines[0];
+    EXPECT_TRUE(lines[7].ends_with("now") && lines[7].find("-60 s") != std::string::npos);
+    for (const std::string& line : lines) {
+        EXPECT_LE(ColumnsOf(line), 50U);
+    }
+    EXPECT_TRUE(TimePlot({}, {0, 60}, 50, 8).empty());
+    EXPECT_TRUE(TimePlot(samples, {0, 60}, 12, 8).empty());
+    EXPECT_TRUE(TimePlot(samples, {0, 60}, 50, 4).empty());
+}
+
+class LiveTableTest : public ::testing::Test {
+protected:
+    const Context context;
+    const Catalog catalog{context, Snapshot{}};
+    LiveTable table{catalog};
+
+    void Record(const std::string& group, const std::string& name, const std::string& value,
+                double seconds = 0) {
+        client::Property property = Made("C", group, name, group + name);
+        property.value = value;
+        table.Record(property, seconds);
+    }
+    std::vector<std::string> Draw(const TerminalSize& size, double seconds = 1) {
+        return LinesOf(table.Draw(size, {true, "hub", "12:00:00", seconds}, Style(false)));
+    }
+    void Type(const std::string& keys) {
+        for (const char key : keys) {
+            table.Press(key);
+        }
+    }
+};
+
+TEST_F(LiveTableTest, FitsEveryTerminal) {
     for (int number = 0; number < 50; ++number) {
-        table.Record(Made("C", "Group", "漢字 name " + std::to_string(number), "P"));
+        Record("Group", "漢字 🖨️ name " + std::to_string(number), std::string(number, 'x'));
     }
     for (const TerminalSize size :
-         {TerminalSize{80, 24}, TerminalSize{200, 10}, TerminalSize{5, 1}}) {
-        table.ScrollBy(3);
-        const std::string screen = table.Draw(size, true, "12:00:00", Style(false));
-        std::istringstream lines(screen);
-        std::size_t count = 0;
-        for (std::string line; std::getline(lines, line); ++count) {
-            line.erase(std::remove(line.begin(), line.end(), '\r'), line.end());
-            for (const char* code : {"\x1b[H", "\x1b[K"}) {
-                if (const std::size_t at = line.find(code); at != std::string::npos) {
-                    line.erase(at, 3);
-                }
-            }
-            EXPECT_LE(ColumnsOf(line), size.columns) << line;
+         {TerminalSize{80, 24}, TerminalSize{200, 10}, TerminalSize{40, 60}, TerminalSize{20, 4},
+          TerminalSize{5, 1}}) {
+        Type(" p");
+        const std::vector<std::string> lines = Draw(size);
+        EXPECT_LE(lines.size(), size.rows);
+        for (const std::string& line : lines) {
+            EXPECT_LT(ColumnsOf(line), size.columns) << line;
         }
-        EXPECT_LE(count, std::max<std::size_t>(size.rows, 2));
     }
+}
+
+TEST_F(LiveTableTest, KeepsTheCursorOnItsPropertyAndTheScreenFull) {
+    Record("Debug Zone", "A zone", "False");
+    for (int number = 10; number < 40; ++number) {
+        Record("Group", "P" + std::to_string(number), "1");
+    }
+    EXPECT_TRUE(Draw({80, 24})[2].starts_with("P10"));
+    table.Press('G');
+    std::vector<std::string> lines = Draw({80, 24});
+    EXPECT_TRUE(lines[22].starts_with("A zone"));
+    EXPECT_TRUE(lines[23].starts_with("11-31 of 31")) << lines[23];
+    EXPECT_TRUE(Draw({80, 50})[2].starts_with("P10"));
+    table.Press(Key::kUp);
+    Draw({80, 24});
+    Record("Group", "P15", "2", 1);
+    lines = Draw({80, 24});
+    EXPECT_TRUE(lines[21].starts_with("P38")) << lines[21];
+    table.Press('g');
+    EXPECT_TRUE(Draw({80, 24})[2].starts_with("P15"));
+}
+
+TEST_F(LiveTableTest, FiltersSortsAndPlots) {
+    Record("Sensors", "Heat", "20");
+    Record("Sensors", "Air", "3", 2);
+    Record("Sensors", "Heat", "30", 5);
+    Record("General", "Label", std::string(500, 'y'));
+    EXPECT_TRUE(Draw({80, 24}, 5)[2].starts_with("Heat"));
+    EXPECT_TRUE(Draw({80, 24}, 5)[6].starts_with("30 ┤"));
+    Type("s");
+    EXPECT_TRUE(Draw({80, 24})[2].starts_with("Air"));
+    Type("/lab");
+    EXPECT_TRUE(Draw({80, 24}).back().starts_with("/lab"));
+    Type("\n");
+    std::vector<std::string> lines = Draw({80, 24});
+    EXPECT_TRUE(lines[2].starts_with("Label") && lines[3].starts_with("Label: yyy"));
+    EXPECT_TRUE(lines.back().starts_with("1-1 of 1 with \"lab\""));
+    table.Press(Key::kEscape);
+    EXPECT_TRUE(Draw({80, 24}).back().starts_with("1-3 of 3"));
+    EXPECT_FALSE(table.Press('q'));
 }
 
 }  // namespace

@@ -10,13 +10,56 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <limits>
 #include <string_view>
+#include <utility>
 
 namespace vantry::cli {
 namespace {
 
 std::atomic<bool> interrupted{false};
+
+// Set by the handlers of a screen.
+volatile std::sig_atomic_t stopAsked = 0;
+volatile std::sig_atomic_t continued = 0;
+
+/// Returns the next byte of standard input, or 0 if none comes within the time.
+int ByteWithin(int milliseconds) {
+    pollfd wait{STDIN_FILENO, POLLIN, 0};
+    unsigned char byte = 0;
+    if (poll(&wait, 1, milliseconds) <= 0 || read(STDIN_FILENO, &byte, 1) != 1) {
+        return 0;
+    }
+    return byte;
+}
+
+/// Returns the key whose sequence follows the escape byte that was read.
+int KeyOfSequence() {
+    // A terminal sends a sequence at once, so a pause means that the key was Escape itself.
+    constexpr int kPause = 30;
+    const int begin = ByteWithin(kPause);
+    if (begin == 0) {
+        return Key::kEscape;
+    }
+    std::string sequence;
+    for (int byte = ByteWithin(kPause); byte != 0; byte = ByteWithin(kPause)) {
+        sequence += static_cast<char>(byte);
+        if (byte >= '@' && byte <= '~') {
+            break;
+        }
+    }
+    constexpr std::pair<std::string_view, int> kSequences[] = {
+        {"A", Key::kUp},    {"B", Key::kDown}, {"5~", Key::kPageUp}, {"6~", Key::kPageDown},
+        {"H", Key::kHome},  {"F", Key::kEnd},  {"1~", Key::kHome},   {"4~", Key::kEnd},
+        {"7~", Key::kHome}, {"8~", Key::kEnd}};
+    for (const auto& [text, key] : kSequences) {
+        if ((begin == '[' || begin == 'O') && sequence == text) {
+            return key;
+        }
+    }
+    return Key::kOther;
+}
 
 void Put(std::string_view text) {
     static_cast<void>(!write(STDOUT_FILENO, text.data(), text.size()));
@@ -37,6 +80,21 @@ std::size_t TerminalSize::ColumnsOfOutput() {
 }
 
 Screen::Screen() : hasKeys(tcgetattr(STDIN_FILENO, &before) == 0) {
+    Enter();
+    struct sigaction action {};
+    action.sa_handler = [](int) { stopAsked = 1; };
+    sigaction(SIGTSTP, &action, nullptr);
+    action.sa_handler = [](int) { continued = 1; };
+    sigaction(SIGCONT, &action, nullptr);
+}
+
+Screen::~Screen() {
+    signal(SIGTSTP, SIG_DFL);
+    signal(SIGCONT, SIG_DFL);
+    Leave();
+}
+
+void Screen::Enter() const {
     if (hasKeys) {
         termios quiet = before;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
@@ -45,20 +103,44 @@ Screen::Screen() : hasKeys(tcgetattr(STDIN_FILENO, &before) == 0) {
     Put("\x1b[?1049h\x1b[?25l");
 }
 
-Screen::~Screen() {
+void Screen::Leave() const {
     Put("\x1b[?25h\x1b[?1049l");
     if (hasKeys) {
         tcsetattr(STDIN_FILENO, TCSANOW, &before);
     }
 }
 
-char Screen::KeyWithin(int milliseconds) {
-    pollfd wait{STDIN_FILENO, POLLIN, 0};
-    char key = 0;
-    if (poll(&wait, 1, milliseconds) <= 0 || read(STDIN_FILENO, &key, 1) != 1) {
-        return 0;
+void Screen::StopIfAsked() {
+    if (stopAsked != 0) {
+        stopAsked = 0;
+        Leave();
+        struct sigaction handler {};
+        struct sigaction action {};
+        action.sa_handler = SIG_DFL;
+        sigaction(SIGTSTP, &action, &handler);
+        raise(SIGTSTP);
+        sigaction(SIGTSTP, &handler, nullptr);
     }
-    return key;
+    if (continued != 0) {
+        continued = 0;
+        Enter();
+    }
+}
+
+int Screen::KeyWithin(int milliseconds) {
+    StopIfAsked();
+    const int key = ByteWithin(milliseconds);
+    StopIfAsked();
+    return key == Key::kEscape ? KeyOfSequence() : key == '\b' ? Key::kBackspace : key;
+}
+
+std::string WholeScreen(const std::vector<std::string>& lines, const std::string& last,
+                        const TerminalSize& size) {
+    std::string screen = "\x1b[H";
+    for (std::size_t row = 0; row + 1 < size.rows; ++row) {
+        screen += (row < lines.size() ? lines[row] : "") + "\x1b[K\r\n";
+    }
+    return screen + last + "\x1b[K";
 }
 
 void CatchInterrupts() {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 namespace vantry::cli {
 
@@ -16,6 +17,8 @@ public:
     std::string Faint(const std::string& text) const { return Wrapped("\x1b[2m", text); }
     std::string Changed(const std::string& text) const { return Wrapped("\x1b[1;33m", text); }
     std::string Bad(const std::string& text) const { return Wrapped("\x1b[1;31m", text); }
+    /// Returns the text with foreground and background swapped, which isn't a colour.
+    static std::string Selected(const std::string& text) { return "\x1b[7m" + text + "\x1b[0m"; }
 
 private:
     std::string Wrapped(const char* code, const std::string& text) const {
@@ -37,8 +40,25 @@ struct TerminalSize {
     static std::size_t ColumnsOfOutput();
 };
 
+/// The keys that aren't characters.
+struct Key {
+    static constexpr int kBackspace = 0x7F;
+    static constexpr int kEscape = 0x1B;
+    /// Smaller numbers are the bytes of characters.
+    static constexpr int kFirstSpecial = 0x100;
+    static constexpr int kUp = kFirstSpecial;
+    static constexpr int kDown = kFirstSpecial + 1;
+    static constexpr int kPageUp = kFirstSpecial + 2;
+    static constexpr int kPageDown = kFirstSpecial + 3;
+    static constexpr int kHome = kFirstSpecial + 4;
+    static constexpr int kEnd = kFirstSpecial + 5;
+    static constexpr int kOther = kFirstSpecial + 6;
+};
+
 /// Switches the terminal to an empty screen without a cursor, on which keys are read at once and
-/// aren't shown. The destructor restores the terminal.
+/// aren't shown. The destructor restores the terminal. Ctrl-Z restores it too and stops the
+/// program, which switches it again when it continues. There may be one at a time, which the main
+/// thread uses.
 class Screen {
 public:
     Screen();
@@ -46,14 +66,24 @@ public:
     Screen(const Screen&) = delete;
     Screen& operator=(const Screen&) = delete;
 
-    /// Blocks until a key is pressed, the time has passed or a signal arrives. Returns the key, or
-    /// 0.
-    static char KeyWithin(int milliseconds);
+    /// Blocks until a key is pressed, the time has passed or a signal arrives. Returns the byte of
+    /// the key or one of Key, or 0.
+    int KeyWithin(int milliseconds);
 
 private:
+    void Enter() const;
+    void Leave() const;
+    void StopIfAsked();
+
     termios before{};
     bool hasKeys;
 };
+
+/// Returns a text that draws the lines from the top left corner of a terminal of this size, with
+/// `last` in its last line, and clears what was there before. Lines beyond the screen are left out.
+/// No line may need more columns than the screen has.
+std::string WholeScreen(const std::vector<std::string>& lines, const std::string& last,
+                        const TerminalSize& size);
 
 /// Makes SIGINT, SIGTERM and SIGHUP set a flag instead of ending the program.
 void CatchInterrupts();

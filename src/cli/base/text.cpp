@@ -38,6 +38,11 @@ Glyph FirstGlyph(std::string_view text) {
         return {1, 1};
     }
     const int columns = wcwidth(character);
+    // A variation selector makes an emoji of the character before it, which is wide.
+    constexpr std::string_view kEmojiSelector = "\xEF\xB8\x8F";
+    if (columns > 0 && text.substr(bytes).starts_with(kEmojiSelector)) {
+        return {bytes + kEmojiSelector.size(), 2};
+    }
     return {bytes, columns < 0 ? 1 : static_cast<std::size_t>(columns)};
 }
 

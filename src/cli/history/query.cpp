@@ -14,7 +14,7 @@
 #include "cli/history/history_options.h"
 #include "cli/history/time_text.h"
 #include "cli/select/property_names.h"
-#include "cli/show/live_table.h"
+#include "cli/show/time_plot.h"
 #include "history/history.h"
 
 namespace vantry::cli {
@@ -71,19 +71,24 @@ void PrintStep(const StepSums& step, const Context& context, bool csv) {
 }
 
 int PrintPlot(const std::vector<StepSums>& steps, std::size_t columns) {
-    std::deque<double> means;
+    std::deque<TimedNumber> means;
     for (const StepSums& step : steps) {
         if (step.mean) {
-            means.push_back(*step.mean);
+            means.push_back({static_cast<double>(step.begin), *step.mean});
         }
     }
     if (means.empty()) {
         return Fail({client::ErrorCode::NotFound, "there are no numbers at that time"});
     }
-    const auto [low, high] = std::minmax_element(means.begin(), means.end());
+    const auto [low, high] = std::minmax_element(
+        means.begin(), means.end(),
+        [](const TimedNumber& one, const TimedNumber& other) { return one.number < other.number; });
+    const TimeSpan span{static_cast<double>(steps.front().begin),
+                        static_cast<double>(steps.back().begin)};
     fmt::print("{}\n{} to {}, from {:.6g} to {:.6g}\n",
-               PlotOf(means, std::min(columns, means.size())), LocalTime(steps.front().begin),
-               LocalTime(steps.back().begin), *low, *high);
+               Sparkline(means, span, std::min(columns, steps.size())),
+               LocalTime(steps.front().begin), LocalTime(steps.back().begin), low->number,
+               high->number);
     return Exit::kDone;
 }
 

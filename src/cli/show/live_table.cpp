@@ -1,113 +1,315 @@
 // The table of `vantry watch --live`.
 //
-// Each drawing is the whole screen as one text, which begins at the top left corner and clears each
-// line behind its end. So nothing flickers, and a change of the window's size needs no special
-// case. Rows are kept in a map that is sorted by display name; those that have changed since the
-// start are drawn first. The history behind the plots is bounded, so the memory in use depends on
-// the number of properties.
+// Each drawing is the whole screen as one text, so a change of the window's size needs no special
+// case. A line is erased before it is drawn, and each of its columns begins with a control sequence
+// that names the column: where a terminal disagrees about the width of a character, only its own
+// cell is affected. Columns are as wide as their content, as far as the window allows; what is left
+// over is for the plots.
 
 #include "cli/show/live_table.h"
 
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <array>
-#include <cmath>
-#include <optional>
+#include <utility>
 
 #include "cli/base/text.h"
-#include "describe/description.h"
 
 namespace vantry::cli {
 namespace {
 
-constexpr std::size_t kHistory = 512;
+constexpr std::size_t kGap = 2;
+constexpr std::size_t kLeastPlot = 6;
+/// A second for each character.
+constexpr auto kMostPlot = static_cast<std::size_t>(kPlottedSeconds);
+/// The rows that are needed for a plot or a long text.
+constexpr std::size_t kLeastDetail = 6;
+/// How long a value that has changed is shown so, in seconds.
+constexpr double kFresh = 1;
+
+/// Returns the text in lines of this width, at most `most` of them.
+std::vector<std::string> Wrapped(const std::string& text, std::size_t columns, std::size_t most) {
+    std::vector<std::string> lines;
+    std::size_t used = columns;
+    for (std::size_t at = 0; at < text.size();) {
+        std::size_t next = at + 1;
+        while (next < text.size() && (static_cast<unsigned char>(text[next]) & 0xC0U) == 0x80U) {
+            ++next;
+        }
+        const std::string character = text.substr(at, next - at);
+        const std::size_t width = ColumnsOf(character);
+        if (used + width > columns) {
+            if (lines.size() == most) {
+                lines.back() = Fitted(lines.back() + character, columns);
+                return lines;
+            }
+            lines.emplace_back();
+            used = 0;
+        }
+        lines.back() += character;
+        used += width;
+        at = next;
+    }
+    return lines;
+}
+
+void RemoveLastCharacter(std::string& text) {
+    while (!text.empty() && (static_cast<unsigned char>(text.back()) & 0xC0U) == 0x80U) {
+        text.pop_back();
+    }
+    if (!text.empty()) {
+        text.pop_back();
+    }
+}
 
 }  // namespace
 
-std::string PlotOf(const std::deque<double>& numbers, std::size_t columns) {
-    constexpr std::array kBars = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
-    const std::size_t shown = std::min(columns, numbers.size());
-    const auto first = numbers.end() - static_cast<std::ptrdiff_t>(shown);
-    std::string plot(columns - shown, ' ');
-    if (shown == 0) {
-        return plot;
+bool LiveTable::Press(int key) {
+    if (isTyping) {
+        Type(key);
+        return true;
     }
-    const auto [low, high] = std::minmax_element(first, numbers.end());
-    const double span = *high - *low;
-    for (auto number = first; number != numbers.end(); ++number) {
-        const double part = span > 0 ? (*number - *low) / span : 0.5;
-        plot += kBars[static_cast<std::size_t>(std::lround(part * (kBars.size() - 1)))];
+    const auto at = static_cast<std::ptrdiff_t>(cursor);
+    const auto step = static_cast<std::ptrdiff_t>(page);
+    switch (key) {
+        case 'q':
+            return false;
+        case '/':
+            isTyping = true;
+            break;
+        case Key::kEscape:
+            filter.clear();
+            break;
+        case 's':
+            order = static_cast<LiveOrder>((static_cast<int>(order) + 1) % 4);
+            break;
+        case 'p':
+            wantsDetail = !wantsDetail;
+            break;
+        case 'j':
+        case Key::kDown:
+            MoveTo(at + 1);
+            break;
+        case 'k':
+        case Key::kUp:
+            MoveTo(at - 1);
+            break;
+        case ' ':
+        case Key::kPageDown:
+            MoveTo(at + step);
+            break;
+        case 'b':
+        case Key::kPageUp:
+            MoveTo(at - step);
+            break;
+        case 'g':
+        case Key::kHome:
+            MoveTo(0);
+            break;
+        case 'G':
+        case Key::kEnd:
+            MoveTo(static_cast<std::ptrdiff_t>(shownRows) - 1);
+            break;
+        default:
+            break;
     }
-    return plot;
+    rows.FilterBy(filter);
+    rows.SortBy(order);
+    return true;
 }
 
-void LiveTable::Record(const client::Property& change) {
-    names.Add(change);
-    // The key sorts by display name; the GUIDs make it unique.
-    Row& row = rows[change.groupName + '\0' + change.name + '\0' + change.id.component +
-                    change.id.group + change.id.property];
-    row.changed = !row.property.name.empty() && row.property.value != change.value;
-    row.hasMoved = row.hasMoved || row.changed;
-    row.property = change;
-    if (const std::optional<double> number = describe::NumberIn(change.value)) {
-        row.history.push_back(*number);
-        if (row.history.size() > kHistory) {
-            row.history.pop_front();
+void LiveTable::Type(int key) {
+    if (key == '\n' || key == '\r' || key == Key::kEscape) {
+        isTyping = false;
+    } else if (key == Key::kBackspace) {
+        RemoveLastCharacter(filter);
+    } else if (key >= ' ' && key < Key::kFirstSpecial) {
+        filter += static_cast<char>(key);
+    }
+    if (key == Key::kEscape) {
+        filter.clear();
+    }
+    rows.FilterBy(filter);
+    widest = Widths();
+}
+
+void LiveTable::MoveTo(std::ptrdiff_t row) {
+    const auto last = static_cast<std::ptrdiff_t>(shownRows) - 1;
+    cursor = static_cast<std::size_t>(
+        std::clamp<std::ptrdiff_t>(row, 0, std::max<std::ptrdiff_t>(last, 0)));
+    followed.reset();
+    hasMoved = true;
+}
+
+void LiveTable::PlaceCursor(const std::vector<const LiveRow*>& shown, std::size_t visible) {
+    if (followed) {
+        const auto same = std::find_if(shown.begin(), shown.end(), [this](const LiveRow* row) {
+            return row->property.id == *followed;
+        });
+        cursor = same != shown.end() ? static_cast<std::size_t>(same - shown.begin()) : cursor;
+    }
+    shownRows = shown.size();
+    page = std::max<std::size_t>(visible, 1);
+    cursor = std::min(cursor, shown.empty() ? 0 : shown.size() - 1);
+    if (hasMoved && !shown.empty()) {
+        followed = shown[cursor]->property.id;
+    }
+    // The cursor is on the screen, and the screen is full if there is enough to fill it.
+    top = std::min(top, shown.size() - std::min(shown.size(), visible));
+    top = std::clamp(top, cursor + 1 - std::min(cursor + 1, page), cursor);
+}
+
+std::size_t LiveTable::DetailRows(std::size_t shown, std::size_t body) const {
+    const std::size_t unused = body - std::min(shown, body);
+    if (unused >= kLeastDetail) {
+        return unused;
+    }
+    return wantsDetail && body > 2 * kLeastDetail ? body / 2 : 0;
+}
+
+LiveTable::Cells LiveTable::CellsOf(const LiveRow& row) const {
+    std::string value =
+        row.property.available ? Printable(row.property.value) : std::string("(withdrawn)");
+    const auto owner = catalog.OwnerOf(row.property).presence;
+    if (row.property.available && owner == client::Owners::Presence::Gone) {
+        value += " (owner gone)";
+    }
+    return {catalog.NameOf(row.property), value, Printable(row.unit), catalog.AgeOf(row.property),
+            ""};
+}
+
+LiveTable::Widths LiveTable::Fit(std::size_t columns) const {
+    Widths widths = widest;
+    const std::size_t others =
+        kGap + kGap + widths.age + (widths.unit > 0 ? kGap + widths.unit : 0);
+    if (columns < others + 10) {
+        return {columns / 2, columns - columns / 2 - std::min(kGap, columns), 0, 0, 0};
+    }
+    const std::size_t available = columns - others;
+    if (widths.name + widths.value > available) {
+        const std::size_t least = std::min(widths.value, available / 3);
+        widths.value = std::max(available - std::min(available, widths.name), least);
+        widths.name = available - widths.value;
+    }
+    const std::size_t left = available - widths.name - widths.value;
+    widths.plot = left >= kLeastPlot + kGap ? std::min(left - kGap, kMostPlot) : 0;
+    return widths;
+}
+
+std::string LiveTable::Line(const Cells& cells, const Widths& widths) {
+    std::string line;
+    std::size_t column = 1;
+    const auto add = [&](const std::string& text, std::size_t width) {
+        if (width > 0) {
+            line += (column > 1 ? std::string(kGap, ' ') : "") +
+                    fmt::format("\x1b[{}G", column + (column > 1 ? kGap : 0)) + text;
+            column += width + (column > 1 ? kGap : 0);
+        }
+    };
+    add(Fitted(cells.name, widths.name), widths.name);
+    add(Fitted(cells.value, widths.value), widths.value);
+    add(Fitted(cells.unit, widths.unit), widths.unit);
+    add(Fitted(cells.age, widths.age), widths.age);
+    add(cells.plot, widths.plot);
+    return line;
+}
+
+std::vector<std::string> LiveTable::RowLines(const std::vector<const LiveRow*>& shown,
+                                             std::size_t visible, const TerminalSize& size,
+                                             const LiveState& state, const Style& style) {
+    std::vector<Cells> cells;
+    for (std::size_t row = top; row < std::min(top + visible, shown.size()); ++row) {
+        cells.push_back(CellsOf(*shown[row]));
+        widest.name = std::max(widest.name, ColumnsOf(cells.back().name));
+        widest.value = std::max(widest.value, ColumnsOf(cells.back().value));
+        widest.unit = std::max(widest.unit, ColumnsOf(cells.back().unit));
+        widest.age = std::max(widest.age, ColumnsOf(cells.back().age));
+    }
+    const Widths widths = Fit(size.columns - 1);
+    std::vector<std::string> lines = {style.Faint(
+        Line({"name", "value", "unit", "age", Fitted("last minute", widths.plot)}, widths))};
+    const TimeSpan span{state.seconds - kPlottedSeconds, state.seconds};
+    for (std::size_t place = 0; place < cells.size(); ++place) {
+        const LiveRow& row = *shown[top + place];
+        const bool hasPlot = row.samples.size() > 1;
+        cells[place].plot =
+            hasPlot ? Sparkline(row.samples, span, widths.plot) : std::string(widths.plot, ' ');
+        const std::string line = Line(cells[place], widths);
+        const bool isFresh = row.changedAt >= 0 && state.seconds - row.changedAt < kFresh;
+        lines.push_back(top + place == cursor ? Style::Selected(line)
+                        : !state.connected    ? style.Faint(line)
+                        : isFresh             ? style.Changed(line)
+                                              : line);
+    }
+    return lines;
+}
+
+std::vector<std::string> LiveTable::DetailLines(const LiveRow& row, std::size_t columns,
+                                                std::size_t lines, const LiveState& state,
+                                                const Style& style) const {
+    const Cells cells = CellsOf(row);
+    const std::string unit = cells.unit.empty() ? "" : " " + cells.unit;
+    const client::Owners::State owner = catalog.OwnerOf(row.property);
+    std::vector<std::string> detail = {style.Heading(
+        Fitted(fmt::format("{}: {}{}  of {}, {}", cells.name, cells.value, unit,
+                           Printable(row.property.componentName),
+                           owner.presence == client::Owners::Presence::Gone
+                               ? owner.why
+                               : std::string("owner ") + client::NameOf(owner.presence)),
+               columns))};
+    const TimeSpan span{state.seconds - kPlottedSeconds, state.seconds};
+    std::vector<std::string> more = TimePlot(row.samples, span, columns, lines - 1);
+    if (more.empty()) {
+        more = Wrapped(cells.value, columns, lines - 1);
+    }
+    detail.insert(detail.end(), more.begin(), more.end());
+    return detail;
+}
+
+std::string LiveTable::Title(const LiveState& state) const {
+    return fmt::format("{}  {}  {} {}  {}", state.time, state.hub, rows.Count(),
+                       rows.Count() == 1 ? "property" : "properties",
+                       state.connected ? "connected" : "NO CONNECTION, trying again; old values");
+}
+
+std::string LiveTable::Footer(std::size_t visible) const {
+    if (isTyping) {
+        return "/" + Printable(filter) + "_   Enter keeps the filter, Esc removes it";
+    }
+    const std::size_t first = shownRows == 0 ? 0 : top + 1;
+    return fmt::format(
+        "{}-{} of {}{}  by {}   arrows PgUp PgDn g G  / filter  s sort  p plot  q quit", first,
+        std::min(top + visible, shownRows), shownRows,
+        filter.empty() ? "" : " with \"" + Printable(filter) + "\"", NameOf(order));
+}
+
+std::string LiveTable::Draw(const TerminalSize& size, const LiveState& state, const Style& style) {
+    if (std::exchange(drawnColumns, size.columns) != size.columns) {
+        widest = Widths();
+    }
+    const std::string title = Title(state);
+    const std::size_t width = std::max<std::size_t>(size.columns, 2) - 1;
+    constexpr std::size_t kOtherLines = 3;
+    if (size.rows <= kOtherLines || size.columns < 20) {
+        return WholeScreen({}, Fitted(title, width), size);
+    }
+    const std::vector<const LiveRow*> shown = rows.Shown();
+    const std::size_t body = size.rows - kOtherLines;
+    const std::size_t detail = shown.empty() ? 0 : DetailRows(shown.size(), body);
+    const std::size_t visible = body - detail;
+    PlaceCursor(shown, visible);
+    std::vector<std::string> lines = {state.connected ? style.Heading(Fitted(title, width))
+                                                      : style.Bad(Fitted(title, width))};
+    for (std::string& line : RowLines(shown, visible, size, state, style)) {
+        lines.push_back(std::move(line));
+    }
+    if (detail > 0) {
+        lines.resize(std::max(lines.size(), size.rows - 1 - detail));
+        for (std::string& line : DetailLines(*shown[cursor], width, detail, state, style)) {
+            lines.push_back(std::move(line));
         }
     }
-}
-
-void LiveTable::ScrollBy(int count) {
-    const auto wanted = static_cast<std::ptrdiff_t>(top) + count;
-    const auto last = static_cast<std::ptrdiff_t>(rows.size()) - 1;
-    top = static_cast<std::size_t>(
-        std::clamp<std::ptrdiff_t>(wanted, 0, std::max<std::ptrdiff_t>(last, 0)));
-}
-
-std::string LiveTable::Draw(const TerminalSize& size, bool connected, const std::string& time,
-                            const Style& style) {
-    const std::string state = connected ? "connected" : "no connection, trying again";
-    const std::string title = fmt::format("{}  {} properties  {}", time, rows.size(), state);
-    std::string screen = "\x1b[H";
-    screen += connected ? style.Heading(Fitted(title, size.columns))
-                        : style.Bad(Fitted(title, size.columns));
-    constexpr std::size_t kOtherLines = 2;
-    const std::size_t shownRows = size.rows > kOtherLines ? size.rows - kOtherLines : 0;
-    const std::vector<Row*> order = InOrder();
-    for (std::size_t line = 0; line < shownRows; ++line) {
-        screen += "\r\n";
-        if (top + line < order.size()) {
-            Row& row = *order[top + line];
-            screen += DrawRow(row, size, style);
-            row.changed = false;
-        }
-        screen += "\x1b[K";
-    }
-    screen += "\r\n" + style.Faint(Fitted("q quits, j and k scroll", size.columns));
-    return screen;
-}
-
-std::vector<LiveTable::Row*> LiveTable::InOrder() {
-    std::vector<Row*> order;
-    for (auto& [name, row] : rows) {
-        order.push_back(&row);
-    }
-    std::stable_partition(order.begin(), order.end(), [](const Row* row) { return row->hasMoved; });
-    return order;
-}
-
-std::string LiveTable::DrawRow(const Row& row, const TerminalSize& size, const Style& style) const {
-    // Half of the line is for the name, a quarter for the value and the rest for the plot.
-    const std::size_t nameColumns = size.columns / 2;
-    const std::size_t valueColumns = size.columns / 4;
-    const std::size_t plotColumns = size.columns - nameColumns - valueColumns - 2;
-    const std::string name = Fitted(names.Of(row.property), nameColumns);
-    const std::string value = Fitted(
-        row.property.available ? Printable(row.property.value) : "(withdrawn)", valueColumns);
-    const std::string plot =
-        row.history.size() > 1 ? PlotOf(row.history, plotColumns) : std::string(plotColumns, ' ');
-    return name + " " + (row.changed ? style.Changed(value) : value) + " " + style.Faint(plot);
+    return WholeScreen(lines, style.Faint(Fitted(Footer(visible), width)), size);
 }
 
 }  // namespace vantry::cli

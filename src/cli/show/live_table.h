@@ -1,53 +1,94 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
-#include <map>
+#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "cli/base/terminal.h"
-#include "cli/select/names.h"
-#include "client/property.h"
+#include "cli/select/catalog.h"
+#include "cli/show/live_rows.h"
 
 namespace vantry::cli {
 
-/// Returns a plot of the last numbers, oldest first, in `columns` characters of "▁▂▃▄▅▆▇█". Its
-/// range is that of the numbers shown; it is padded with blanks on the left.
-std::string PlotOf(const std::deque<double>& numbers, std::size_t columns);
+/// What the live table shows beside the properties.
+struct LiveState {
+    bool connected = true;
+    /// The address of the hub.
+    std::string hub;
+    /// The time of day.
+    std::string time;
+    /// The time in the seconds of the samples.
+    double seconds = 0;
+};
 
-/// The watched properties as a table that is drawn again and again: first the properties that have
-/// changed since it began, then the others. Only one thread may use it.
+/// The watched properties as a table that is drawn again and again, with a cursor, a filter and an
+/// order that keys change. Below the rows stands what is known of the property under the cursor: a
+/// plot of its last minute, or its whole text. Only one thread may use it.
 class LiveTable {
 public:
-    /// The names are those of the properties that are known at the start.
-    explicit LiveTable(Names known) : names(std::move(known)) {}
+    /// The catalog names and describes the properties, and must outlive this object.
+    explicit LiveTable(const Catalog& known) : catalog(known), rows(known) {}
 
     /// Records a change, which the next Draw shows.
-    void Record(const client::Property& change);
-    /// Returns the whole screen as text, with control sequences, for a terminal of this size. Its
-    /// first line shows the time and whether the hub is connected.
-    std::string Draw(const TerminalSize& size, bool connected, const std::string& time,
-                     const Style& style);
-    /// Moves the first row that is shown, within the table.
-    void ScrollBy(int rows);
+    void Record(const client::Property& change, double seconds) { rows.Record(change, seconds); }
+    /// Acts on a key, see Screen::KeyWithin. Returns false if it ends the table.
+    bool Press(int key);
+    /// Returns the whole screen as text, with control sequences, for a terminal of this size.
+    std::string Draw(const TerminalSize& size, const LiveState& state, const Style& style);
 
 private:
-    struct Row {
-        client::Property property;
-        std::deque<double> history;
-        bool changed = false;
-        bool hasMoved = false;
+    /// How many columns each part of a row has.
+    struct Widths {
+        std::size_t name = 4;
+        std::size_t value = 5;
+        std::size_t unit = 0;
+        std::size_t age = 3;
+        std::size_t plot = 0;
+    };
+    /// The texts of a row.
+    struct Cells {
+        std::string name;
+        std::string value;
+        std::string unit;
+        std::string age;
+        std::string plot;
     };
 
-    std::vector<Row*> InOrder();
+    void Type(int key);
+    void MoveTo(std::ptrdiff_t row);
+    void PlaceCursor(const std::vector<const LiveRow*>& shown, std::size_t visible);
+    std::size_t DetailRows(std::size_t shown, std::size_t body) const;
+    Cells CellsOf(const LiveRow& row) const;
+    Widths Fit(std::size_t columns) const;
+    static std::string Line(const Cells& cells, const Widths& widths);
+    std::vector<std::string> RowLines(const std::vector<const LiveRow*>& shown, std::size_t visible,
+                                      const TerminalSize& size, const LiveState& state,
+                                      const Style& style);
+    std::vector<std::string> DetailLines(const LiveRow& row, std::size_t columns, std::size_t lines,
+                                         const LiveState& state, const Style& style) const;
+    std::string Title(const LiveState& state) const;
+    std::string Footer(std::size_t visible) const;
 
-    std::string DrawRow(const Row& row, const TerminalSize& size, const Style& style) const;
-
-    Names names;
-    std::map<std::string, Row> rows;
+    const Catalog& catalog;
+    LiveRows rows;
+    LiveOrder order = LiveOrder::Moved;
+    std::string filter;
+    bool isTyping = false;
+    /// Makes room for the detail even if rows must be left out for it.
+    bool wantsDetail = false;
+    /// The row of the cursor, and the property that it follows once it was moved.
+    std::size_t cursor = 0;
+    std::optional<client::PropertyId> followed;
+    bool hasMoved = false;
+    /// The first row that is shown, and what the last drawing had room for.
     std::size_t top = 0;
+    std::size_t shownRows = 0;
+    std::size_t page = 1;
+    /// The widest texts that were shown at this size and with this filter, so that columns don't
+    /// jump with every value.
+    Widths widest;
+    std::size_t drawnColumns = 0;
 };
 
 }  // namespace vantry::cli

@@ -7,11 +7,11 @@
 #include <algorithm>
 #include <array>
 #include <map>
-#include <optional>
 #include <sstream>
 #include <utility>
 
 #include "cli/base/suggestions.h"
+#include "cli/select/value_order.h"
 
 namespace vantry::cli {
 namespace {
@@ -41,16 +41,6 @@ constexpr std::array<PropertyColumn, 9> kColumns = {{
          return p.id.component + ":" + p.id.group + ":" + p.id.property;
      }},
 }};
-
-/// Compares two texts, as numbers if both are.
-bool IsLess(const std::string& one, const std::string& other) {
-    const auto first = describe::NumberIn(one);
-    const auto second = describe::NumberIn(other);
-    if (first && second) {
-        return *first < *second;
-    }
-    return first.has_value() != second.has_value() ? first.has_value() : Lower(one) < Lower(other);
-}
 
 }  // namespace
 
@@ -82,7 +72,7 @@ void SortBy(const Catalog& catalog, const std::vector<const PropertyColumn*>& co
         }
         std::stable_sort(properties.begin(), properties.end(),
                          [&](const Property& one, const Property& other) {
-                             return IsLess(texts[one.id], texts[other.id]);
+                             return IsLessValue(texts[one.id], texts[other.id]);
                          });
     }
 }

@@ -6,6 +6,7 @@
 // return.
 
 #include <fmt/core.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -127,24 +128,27 @@ int PrintRates(WatchSession& session, const ChangeFormat& format, const End& end
     return Exit::kDone;
 }
 
-int ShowTable(WatchSession& session, const End& end) {
-    const Screen screen;
-    const Style style(true);
-    LiveTable table{Names(session.Known().All())};
+/// Draws again at each change and key, and often enough for the ages of the values.
+int ShowTable(WatchSession& session, const Context& context, const End& end) {
+    const auto endpoint = context.HubEndpoint();
+    Screen screen;
+    const Style style(context.Fancy());
+    LiveTable table(session.Known());
+    const Clock::time_point begin = Clock::now();
     while (!Interrupted() && !end.HasPassed()) {
+        const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
         while (const auto change = session.Take(milliseconds(0))) {
-            table.Record(*change);
+            table.Record(*change, seconds);
         }
-        fmt::print("{}", table.Draw(TerminalSize::Now(), session.IsConnected(),
-                                    TimeOfDay(std::chrono::system_clock::now()), style));
+        const LiveState state{session.IsConnected(), endpoint->Name(),
+                              TimeOfDay(std::chrono::system_clock::now()).substr(0, 8), seconds};
+        fmt::print("{}", table.Draw(TerminalSize::Now(), state, style));
         std::fflush(stdout);
-        const char key = Screen::KeyWithin(static_cast<int>(kLook.count()));
-        if (key == 'q') {
+        if (!table.Press(screen.KeyWithin(static_cast<int>(end.Wait().count())))) {
             break;
         }
-        table.ScrollBy(key == 'j' ? 1 : key == 'k' ? -1 : 0);
     }
-    return Exit::kDone;
+    return end.HasPassed() ? end.StatusAfterTime() : Exit::kDone;
 }
 
 /// Returns when the command ends, except for the property of the condition and the time.
@@ -178,7 +182,7 @@ int RunWatch(const Context& context, WatchOptions options) {
     if (end->condition) {
         words.push_back(end->condition->Name());
     }
-    const bool live = options.live && !end->condition && context.Fancy();
+    const bool live = options.live && !end->condition && isatty(STDOUT_FILENO) == 1;
     const auto session = WatchSession::Start(context, words, live);
     if (!session) {
         return Fail(session.error());
@@ -194,7 +198,7 @@ int RunWatch(const Context& context, WatchOptions options) {
     if (!options.forTime.empty()) {
         end->at = Clock::now() + *time;
     }
-    return live           ? ShowTable(**session, *end)
+    return live           ? ShowTable(**session, context, *end)
            : options.rate ? PrintRates(**session, options.format, *end)
                           : PrintChanges(**session, context, options, *end);
 }
