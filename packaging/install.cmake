@@ -43,6 +43,7 @@ install(FILES packaging/systemd/vantry.sysusers
 install(FILES packaging/systemd/vantry.tmpfiles
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/tmpfiles.d RENAME vantry.conf)
 
+install(FILES wireshark/vantry.lua DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins)
 install(FILES packaging/man/vantry.1 packaging/man/vantry-fleet.1
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(DIRECTORY packaging/prometheus DESTINATION ${CMAKE_INSTALL_DATADIR}/vantry)
