@@ -5,6 +5,7 @@
 // has one or more lives: after a power cut or a kill the next life is forked with the disk that the
 // last one left. A process that crashes or runs too long is a failure like a report.
 
+#include <signal.h>
 #include <sys/mman.h>
 #include <sys/personality.h>
 #include <sys/wait.h>
@@ -16,9 +17,11 @@
 #include <cstring>
 #include <ctime>
 #include <new>
+#include <string>
 #include <string_view>
 
 #include "simulation/past_seeds.h"
+#include "simulation/races.h"
 #include "simulation/world.h"
 
 namespace vantry::simulation {
@@ -37,10 +40,41 @@ struct Options {
     bool keepGoing = false;
 };
 
+/// What many seeds took.
+struct Effort {
+    std::uint64_t seeds = 0;
+    std::uint64_t failed = 0;
+    std::uint64_t nanoseconds = 0;
+    std::uint64_t points = 0;
+
+    void Tell(double seconds) const {
+        std::printf("%llu seeds, %llu failed, %.1f s, %.1f h simulated, %.0f million points\n",
+                    static_cast<unsigned long long>(seeds), static_cast<unsigned long long>(failed),
+                    seconds, static_cast<double>(nanoseconds) / 3.6e12,
+                    static_cast<double>(points) / 1e6);
+        std::fflush(stdout);
+    }
+};
+
+constexpr double kSecondsBetweenLines = 60;
+
 constexpr char kUsage[] =
     "simulate [--seeds N | --seconds N] [--from SEED] [--keep-going]\n"
     "simulate --seed S [--peers N] [--messages N] [--switches N] [--trace] [--shrink]\n"
     "simulate --past\n";
+
+/// Reports a crash as any failure. A crash of the report itself ends the process.
+void ReportCrashes() {
+    struct sigaction action {};
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    action.sa_handler = [](int signal) {
+        const OutsideHub here;
+        Scheduler::Current().Fail(std::string("the hub crashes: ") + strsignal(signal));
+    };
+    for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE}) {
+        sigaction(signal, &action, nullptr);
+    }
+}
 
 /// Runs one life in a process of its own. Returns whether it ended well.
 bool RunLife(const RunSettings& settings, Legacy& legacy) {
@@ -48,12 +82,14 @@ bool RunLife(const RunSettings& settings, Legacy& legacy) {
     const pid_t child = fork();
     if (child == 0) {
         alarm(kMostSeconds);
+        ReportCrashes();
         if (settings.brief) {
             static_cast<void>(!freopen("/dev/null", "w", stdout));
         }
         legacy.another = false;
         World world(settings, legacy);
         world.scheduler.Run([&] { PlayLife(world); });
+        world.NoteEnd();
         std::fflush(stdout);
         _Exit(0);
     }
@@ -67,7 +103,8 @@ bool RunLife(const RunSettings& settings, Legacy& legacy) {
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-bool RunSeed(const RunSettings& settings) {
+/// Runs a seed. Returns whether it ended well, and adds what it took, if `taken` is given.
+bool RunSeed(const RunSettings& settings, Effort* taken = nullptr) {
     static Legacy* const legacy = static_cast<Legacy*>(
         mmap(nullptr, sizeof(Legacy), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     new (legacy) Legacy;
@@ -79,6 +116,10 @@ bool RunSeed(const RunSettings& settings) {
         if (!legacy->another) {
             break;
         }
+    }
+    if (taken != nullptr) {
+        taken->nanoseconds += legacy->nanoseconds;
+        taken->points += legacy->points;
     }
     return true;
 }
@@ -123,26 +164,29 @@ int RunMany(Options options) {
     const auto seconds = [&] {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     };
-    std::uint64_t run = 0;
-    std::uint64_t failed = 0;
+    Effort effort;
+    double told = 0;
     RunSettings settings = options.run;
     while (options.seconds != 0 ? seconds() < static_cast<double>(options.seconds)
-                                : run < options.seeds) {
-        ++run;
-        if (!RunSeed(settings)) {
-            ++failed;
+                                : effort.seeds < options.seeds) {
+        ++effort.seeds;
+        if (!RunSeed(settings, &effort)) {
+            ++effort.failed;
             std::printf("seed %llu failed, the %llu. of this run\n",
                         static_cast<unsigned long long>(settings.seed),
-                        static_cast<unsigned long long>(run));
+                        static_cast<unsigned long long>(effort.seeds));
             if (!options.keepGoing) {
                 break;
             }
         }
         ++settings.seed;
+        if (seconds() - told > kSecondsBetweenLines) {
+            told = seconds();
+            effort.Tell(told);
+        }
     }
-    std::printf("%llu seeds, %llu failed, %.1f s\n", static_cast<unsigned long long>(run),
-                static_cast<unsigned long long>(failed), seconds());
-    return failed == 0 ? 0 : 1;
+    effort.Tell(seconds());
+    return effort.failed == 0 ? 0 : 1;
 }
 
 int RunPast() {

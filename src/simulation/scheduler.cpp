@@ -285,7 +285,7 @@ void Scheduler::Tell(std::string_view what) {
         if (current != nullptr) {
             current->waitIsTold = false;
         }
-        std::printf("%10.3f ms  %-22s %.*s\n", static_cast<double>(now - 1'000'000'000) / 1e6,
+        std::printf("%10.3f ms  %-22s %.*s\n", static_cast<double>(now - kStart) / 1e6,
                     current == nullptr ? "" : current->name.c_str(), static_cast<int>(what.size()),
                     what.data());
     }

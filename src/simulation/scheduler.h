@@ -50,6 +50,9 @@ struct SimulatedThread {
 /// constructor and Run.
 class Scheduler {
 public:
+    /// The virtual time at which a run begins.
+    static constexpr std::uint64_t kStart = 1'000'000'000;
+
     /// `seed` decides the order in place of that of the settings.
     Scheduler(const RunSettings& runSettings, std::uint64_t seed);
     ~Scheduler();
@@ -140,7 +143,7 @@ private:
     std::uint64_t steps = 0;
     /// How many points the running thread has passed since it runs.
     std::uint64_t stretch = 0;
-    std::uint64_t now = 1'000'000'000;
+    std::uint64_t now = kStart;
     std::vector<std::unique_ptr<SimulatedThread>> threads;
     /// The memory of all stacks, and which parts of it are free.
     char* const stacks;

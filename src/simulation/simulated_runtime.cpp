@@ -9,6 +9,7 @@
 #include "runtime/condition.h"
 #include "runtime/lock.h"
 #include "runtime/native_thread.h"
+#include "simulation/lock_order.h"
 #include "simulation/races.h"
 #include "simulation/scheduler.h"
 
@@ -29,11 +30,23 @@ struct Mutex {
 
 Mutex& StateOf(const Lock& lock) { return *reinterpret_cast<Mutex*>(lock.NativeMutex()); }
 
-void Take(Mutex& mutex) {
+simulation::LockOrder& Order() {
+    static auto* const order = new simulation::LockOrder;
+    return *order;
+}
+
+void Take(Mutex& mutex, bool mayWait = true) {
     Scheduler& scheduler = Scheduler::Current();
+    const bool isNew = mutex.depth == 0 || mutex.owner != scheduler.Self();
+    if (isNew && mayWait && !Order().NoteTaking(scheduler.Self(), &mutex)) {
+        scheduler.Fail("two locks are taken in both orders, which can be a deadlock");
+    }
     while (mutex.depth != 0 && mutex.owner != scheduler.Self()) {
         scheduler.Wait("a lock that '" + mutex.owner->name + "' holds", &mutex, kNever,
                        mutex.owner);
+    }
+    if (isNew) {
+        Order().NoteTaken(scheduler.Self(), &mutex);
     }
     mutex.owner = scheduler.Self();
     ++mutex.depth;
@@ -46,6 +59,7 @@ void GiveBack(Mutex& mutex) {
     }
     simulation::Release(&mutex);
     if (--mutex.depth == 0) {
+        Order().NoteGivenBack(mutex.owner, &mutex);
         mutex.owner = nullptr;
         Scheduler::Current().Wake(&mutex);
     }
@@ -61,6 +75,7 @@ Lock::Lock() {
         if (last->depth != 0) {
             Scheduler::Current().Fail("a lock is destroyed that '" + last->owner->name + "' holds");
         }
+        Order().Forget(last);
         delete last;
     });
     mutex = std::shared_ptr<pthread_mutex_t>(made, &made->native);
@@ -79,7 +94,7 @@ bool Lock::TryEnter() const NO_THREAD_SAFETY_ANALYSIS {
     if (mutexState.depth != 0 && mutexState.owner != Scheduler::Current().Self()) {
         return false;
     }
-    Take(mutexState);
+    Take(mutexState, false);
     return true;
 }
 

@@ -79,8 +79,14 @@ World::World(const RunSettings& runSettings, Legacy& fromBefore)
 
 World::~World() { existing = nullptr; }
 
+void World::NoteEnd() {
+    legacy.nanoseconds += scheduler.Now() - Scheduler::kStart;
+    legacy.points += scheduler.Steps();
+}
+
 void World::EndLife(const SimulatedDisk::Image& left) {
     scheduler.Tell("the machine ends");
+    NoteEnd();
     legacy.SetDisk(left);
     legacy.another = true;
     std::fflush(stdout);

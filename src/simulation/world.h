@@ -19,6 +19,9 @@ struct Legacy {
     std::uint32_t life = 0;
     bool another = false;
     std::uint32_t diskBytes = 0;
+    /// What the lives of this seed took: virtual time, and points where another thread could go on.
+    std::uint64_t nanoseconds = 0;
+    std::uint64_t points = 0;
     std::array<char, 1U << 20U> disk{};
     std::array<std::uint64_t, 512> memory{};
 
@@ -35,6 +38,8 @@ public:
     World(const World&) = delete;
     World& operator=(const World&) = delete;
 
+    /// Adds what this life took to the legacy.
+    void NoteEnd();
     /// Ends this life of the machine, at once and whatever the threads are doing. The next life
     /// begins with these files.
     [[noreturn]] void EndLife(const SimulatedDisk::Image& left);
