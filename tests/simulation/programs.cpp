@@ -42,7 +42,7 @@ void RunComponent(Program& program) {
             program.world.scheduler.Sleep(2'000 * kNanosecondsPerMillisecond);
             continue;
         }
-        if (random.OneIn(10)) {
+        if (random.OneIn(5)) {
             // Everybody hears the last value meanwhile.
             program.world.scheduler.Sleep(kQuietNanoseconds * 3 / 2);
         }
@@ -129,8 +129,11 @@ void Listen(Program& program, bool everything, const std::vector<const Known*>& 
 }
 
 void RunSubscriber(Program& program) {
+    // The subscription comes at any moment of what components do.
+    for (std::uint64_t pauses = program.random.Below(8); pauses != 0; --pauses) {
+        program.Pause();
+    }
     const bool everything = program.random.OneIn(2);
-    const auto atLeast = program.model.Certain();
     std::vector<const Known*> subscribed = program.SomeProperties();
     if (!everything && subscribed.empty()) {
         return;
