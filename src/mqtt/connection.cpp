@@ -15,6 +15,7 @@
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
 #include <netinet/in.h>
+#include <openssl/ssl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -197,7 +198,15 @@ Result<std::unique_ptr<Connection>> Connection::Begin(const Settings& settings,
 
 int Connection::Descriptor() const { return mosquitto_socket(handle.get()); }
 
-bool Connection::WantsToWrite() const { return mosquitto_want_write(handle.get()); }
+bool Connection::WantsToWrite() const {
+    // While the encryption waits for the broker, the library has a packet to write and can't: a
+    // loop that waited for a writable socket would never rest.
+    const auto* const encryption = static_cast<const SSL*>(mosquitto_ssl_get(handle.get()));
+    if (encryption != nullptr && SSL_in_init(encryption) == 1 && SSL_want_read(encryption)) {
+        return false;
+    }
+    return mosquitto_want_write(handle.get());
+}
 
 bool Connection::IsFlooded() {
     tcp_info info{};

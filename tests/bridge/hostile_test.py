@@ -180,6 +180,17 @@ class Hostility(BridgeTestCase):
     def test_writes_without_an_end_take_no_memory(self):
         self.suffer(many, ["connected to the broker"])
 
+    def test_a_broker_that_does_not_answer_the_encryption_costs_no_processor(self):
+        server = Hostile(lambda connection, received: threading.Event().wait(8 * PATIENCE))
+        self.addCleanup(server.close)
+        server.url = server.url.replace("mqtt:", "mqtts:")
+        bridge = self.bridge(server, self.hub())
+        eventually(lambda: "does not answer" in bridge.said(), 8 * PATIENCE)
+        with open("/proc/%d/stat" % bridge.process.pid) as file:
+            ticks = sum(map(int, file.read().rsplit(")", 1)[1].split()[11:13]))
+        # A loop that never rests takes what it gets of 30 s.
+        self.assertLess(ticks / os.sysconf("SC_CLK_TCK"), 1)
+
     def test_a_broker_that_hangs_up_is_not_asked_again_at_once(self):
         begin = time.monotonic()
         server, bridge = self.suffer(closes, ["lost the broker"])
