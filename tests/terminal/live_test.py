@@ -58,8 +58,8 @@ class LiveTable(HubTestCase):
 
     def test_wide_characters_keep_the_columns(self):
         terminal = self.open("Sensors", columns=200)
+        terminal.wait_for("idle")
         terminal.wait_for("State")
-        terminal.wait_for("last minute")
         rows = terminal.lines()
         # A wide character is one in two cells, and pyte writes it as one.
         cells = [[terminal.screen.buffer[line][column].data for column in range(200)] for line in (1, 2, 3, 4)]
