@@ -5,6 +5,7 @@
 
 #include <malloc.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -32,8 +33,9 @@ struct Kept {
 
 Kept kept;
 
-void* Allocate(std::size_t size) {
-    void* const block = std::malloc(size == 0 ? 1 : size);
+void* Allocate(std::size_t size, std::size_t alignment = alignof(std::max_align_t)) {
+    const std::size_t whole = (size / alignment + 1) * alignment;
+    void* const block = std::aligned_alloc(alignment, whole);
     if (block == nullptr) {
         std::abort();
     }
@@ -61,7 +63,10 @@ void GiveBack(void* block) {
     kept.bytes += size;
     while (kept.bytes > kMostKept || kept.end - kept.first == Kept::kPlaces) {
         void* const oldest = kept.blocks[kept.first++ % Kept::kPlaces];
-        kept.bytes -= malloc_usable_size(oldest);
+        const std::size_t bytes = malloc_usable_size(oldest);
+        kept.bytes -= bytes;
+        // The library's own functions may get it now.
+        NoteAllocated(oldest, bytes);
         std::free(oldest);
     }
     kept.isBusy = false;
@@ -72,6 +77,24 @@ void GiveBack(void* block) {
 
 void* operator new(std::size_t size) { return vantry::simulation::Allocate(size); }
 void* operator new[](std::size_t size) { return vantry::simulation::Allocate(size); }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    return vantry::simulation::Allocate(size, static_cast<std::size_t>(alignment));
+}
+void* operator new[](std::size_t size, std::align_val_t alignment) {
+    return vantry::simulation::Allocate(size, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* block, std::align_val_t) noexcept {
+    vantry::simulation::GiveBack(block);
+}
+void operator delete[](void* block, std::align_val_t) noexcept {
+    vantry::simulation::GiveBack(block);
+}
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
+    vantry::simulation::GiveBack(block);
+}
+void operator delete[](void* block, std::size_t, std::align_val_t) noexcept {
+    vantry::simulation::GiveBack(block);
+}
 void operator delete(void* block) noexcept { vantry::simulation::GiveBack(block); }
 void operator delete[](void* block) noexcept { vantry::simulation::GiveBack(block); }
 void operator delete(void* block, std::size_t) noexcept { vantry::simulation::GiveBack(block); }
