@@ -96,7 +96,8 @@ def one_property_over_tcp(stand: Stand) -> None:
                 at = f"{count} connections"
                 for name, result in got.items():
                     table.add("A", f"{name}, {at}: requests a second", result.rate)
-                    table.curve("Requests a second by connections", name, count, result.rate)
+                    table.curve("Processor time (us) of a request by connections", name, count,
+                                result.cpu)
                     table.add("A", f"{name}, {at}: median latency", result.median, unit=" us")
                     table.add("A", f"{name}, {at}: processor time a request", result.cpu, unit=" us")
                 goal = "1.0" if count == 1 else "0.95 or more"
