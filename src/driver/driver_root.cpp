@@ -87,12 +87,13 @@ void DriverRoot::StartEngine(const std::shared_ptr<Property>& component) {
 }
 
 void DriverRoot::StartLinks() {
+    // A session without a handler would drop its peer's first message.
+    dataHandlers->AddHandler(std::make_unique<FramedJsonHandler>());
     tcpAcceptor = std::make_shared<Acceptor>(socketLayer->MakeListener(kHubPort, kTcpBacklog),
                                              dataHandlers, *threadReaper);
     usbAcceptor = std::make_shared<Acceptor>(usbLayer->MakeListener(), dataHandlers, *threadReaper);
     bluetoothAcceptor = std::make_shared<Acceptor>(
         bluetoothLayer->MakeListener(BluetoothListener::kHubChannel), dataHandlers, *threadReaper);
-    dataHandlers->AddHandler(std::make_unique<FramedJsonHandler>());
 }
 
 void DriverRoot::StartLoopback(const std::string& osVersion, const std::string& osBuildNumber) {

@@ -8,9 +8,9 @@ namespace {
 // Those that found a fault of the hub or of the model, or were the first to find a planted one.
 // What a seed does changes with the programs, so a fault that was mended has a test of its own as
 // well.
-constexpr std::array<std::uint64_t, 25> kSeeds = {1,   2,   3,   5,   9,   10,  16,  22,  26,
-                                                  57,  62,  85,  98,  120, 128, 151, 153, 156,
-                                                  165, 175, 178, 191, 277, 309, 1484};
+constexpr std::array<std::uint64_t, 27> kSeeds = {
+    1,   2,   3,   5,   9,   10,  16,  22,  26,  57,  62,   85,      98,     120,
+    128, 151, 153, 156, 165, 175, 178, 191, 277, 309, 1484, 2002435, 3000011};
 
 }  // namespace
 

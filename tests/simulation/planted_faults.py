@@ -112,4 +112,8 @@ FAULTS = [
     ("a session without a thread stays listed", "transport/session/data_handler_manager.cpp",
      [("    ScopedLock guard(sessionsLock);\n    RemoveEntry(start->sessionId);\n    return false;",
        "    return false;")]),
+    ("the handler comes after the links", "driver/driver_root.cpp",
+     [("    dataHandlers->AddHandler(std::make_unique<FramedJsonHandler>());\n", ""),
+      ("    localSessions =\n",
+       "    dataHandlers->AddHandler(std::make_unique<FramedJsonHandler>());\n    localSessions =\n")]),
 ]
