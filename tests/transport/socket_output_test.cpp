@@ -145,7 +145,7 @@ TEST(SocketOutput, AStoppedFlusherEndsWhatWaits) {
 TEST(SocketOutput, AFlusherWithoutDescriptorsEndsWhatWouldWait) {
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-    for (const rlim_t left : {0, 1}) {
+    for (const rlim_t left : {0U, 1U}) {
         Connection connection;
         connection.flusher->Stop();
         const int lowestFree = dup(connection.peer);

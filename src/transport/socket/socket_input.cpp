@@ -78,7 +78,8 @@ ssize_t SocketInput::Receive(int number, std::uint8_t* buffer, std::size_t lengt
 }
 
 void SocketInput::Release() {
-    ahead = {};
+    ahead.clear();
+    ahead.shrink_to_fit();
     aheadTaken = 0;
 }
 
