@@ -4,8 +4,9 @@
 #include <utility>
 
 // The list of a subscriber is kept by full key, so that a fan-out finds with one look-up whether a
-// record is wanted. Equal entries may stand in a row: a first subscription that names a
-// property twice is cancelled twice, while a later one adds only what isn't listed. Each entry
+// record is wanted. A first subscription that names a property several times is cancelled as many
+// times, while a later one adds only what isn't listed. Equal entries are kept once with their
+// number, so that removing one of thousands costs no more than removing the only one. Each entry
 // weighs on the account of its stream until it is removed, a long one more than a short one; the
 // destructor gives back what is left. A publication and a reply to the same peer are kept apart by
 // the send lock of the stream, not by a lock of the subscriber.
@@ -22,9 +23,10 @@ bool Subscriber::IsGone() const {
 }
 
 std::optional<Bound> Subscriber::Add(PropertyRequest wanted, bool evenIfListed) {
-    std::vector<PropertyRequest>& row =
-        entries[FullKey(wanted.component, wanted.groupGuid, wanted.guid)];
-    if (!evenIfListed && std::find(row.begin(), row.end(), wanted) != row.end()) {
+    std::vector<Entry>& row = entries[FullKey(wanted.component, wanted.groupGuid, wanted.guid)];
+    const auto listedEntry = std::find_if(
+        row.begin(), row.end(), [&](const Entry& entry) { return entry.request == wanted; });
+    if (!evenIfListed && listedEntry != row.end()) {
         return std::nullopt;
     }
     std::optional<Bound> exceeded;
@@ -33,7 +35,11 @@ std::optional<Bound> Subscriber::Add(PropertyRequest wanted, bool evenIfListed) 
         counted += weight;
         exceeded = account->Add(Resource::Subscriptions, weight);
     }
-    row.push_back(std::move(wanted));
+    if (listedEntry != row.end()) {
+        ++listedEntry->times;
+    } else {
+        row.push_back({.request = std::move(wanted), .times = 1});
+    }
     ++listed;
     return exceeded;
 }
@@ -50,8 +56,11 @@ void Subscriber::RemoveEntry(std::string_view fullKey) {
     if (row == entries.end()) {
         return;
     }
-    CountLess(WeightOf(row->second.front()));
-    row->second.erase(row->second.begin());
+    Entry& first = row->second.front();
+    CountLess(WeightOf(first.request));
+    if (--first.times == 0) {
+        row->second.erase(row->second.begin());
+    }
     if (row->second.empty()) {
         entries.erase(row);
     }

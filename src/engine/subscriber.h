@@ -60,9 +60,14 @@ private:
     /// What of the list is counted in the account.
     std::uint64_t counted = 0;
     bool ended = false;
+    /// Equal requests and how many of them there are.
+    struct Entry {
+        PropertyRequest request;
+        std::size_t times;
+    };
     /// The requested entries by full key. Two different requests can have the same full key, so
     /// each key maps to a vector.
-    std::unordered_map<std::string, std::vector<PropertyRequest>, KeyHash, std::equal_to<>> entries;
+    std::unordered_map<std::string, std::vector<Entry>, KeyHash, std::equal_to<>> entries;
     std::size_t listed = 0;
 };
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "engine/subscriber.h"
 #include "support/allocations.h"
 #include "support/loop_stream.h"
 #include "support/test_hub.h"
@@ -48,6 +49,25 @@ TEST_F(EngineAllocations, AMessageAsksForLittleMemoryAndAnEntryOnlyForItsTexts) 
     constexpr std::size_t kBesides = 24;
     EXPECT_LE(Of(reports(kEntries)), kEntries + kBesides);
     EXPECT_LE(Of(reads(kEntries)), kEntries + kBesides);
+}
+
+// Otherwise the removal of one of many would move all the others, with all subscribers waiting.
+TEST(Subscriptions, EqualEntriesAreKeptOnce) {
+    Subscriber subscriber(std::make_shared<LoopStream>("x"));
+    const PropertyRequest wanted{"COMPONENT", "GROUP", "A NAME OF SOME LENGTH"};
+    constexpr std::size_t kTimes = 1'000;
+    const std::size_t before = AllocationsOfThisThread().bytes;
+    for (std::size_t time = 0; time < kTimes; ++time) {
+        static_cast<void>(subscriber.Add(wanted, true));
+    }
+    EXPECT_LT(AllocationsOfThisThread().bytes - before, kTimes);
+    const std::string key = FullKey(wanted.component, wanted.groupGuid, wanted.guid);
+    for (std::size_t time = 0; time < kTimes; ++time) {
+        EXPECT_TRUE(subscriber.HasEntry(key));
+        subscriber.RemoveEntry(key);
+    }
+    EXPECT_TRUE(subscriber.WantsEverything());
+    EXPECT_FALSE(subscriber.HasEntry(key));
 }
 
 }  // namespace
