@@ -97,7 +97,7 @@ public:
     virtual std::string ShownDirectory(std::u16string_view name) const = 0;
 
     /// Reads a whole file into `content`, of which a failure may leave a part. A file of more than
-    /// 2 GiB, and one that ends before its size, is a failure.
+    /// 64 MiB, and one that ends before its size, is a failure.
     FileResult ReadAll(std::u16string_view name, std::string& content);
     /// Writes `content` to a file `name` + ".new", and renames that to `name`, so that `name` is
     /// the old file or the complete new one at any moment, also after a power cut. After a failure

@@ -39,7 +39,10 @@ TEST(FileSystem, OnlyAMissingFileCountsAsMissing) {
     EXPECT_TRUE(files.Exists(u"/none").IsMissing());
     std::filesystem::create_directory(directory.Path() / "d");
     std::filesystem::create_symlink("loop", directory.Path() / "loop");
-    for (const char16_t* name : {u"/d", u"/loop"}) {
+    // A file that is too long for the memory, but takes nothing on the disk.
+    test::WriteFile(directory.Path() / "long", "");
+    std::filesystem::resize_file(directory.Path() / "long", (64U << 20U) + 1);
+    for (const char16_t* name : {u"/d", u"/loop", u"/long"}) {
         const FileResult refused = files.ReadAll(name, content);
         EXPECT_FALSE(refused);
         EXPECT_FALSE(refused.IsMissing());
