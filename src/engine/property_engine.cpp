@@ -161,14 +161,17 @@ void PropertyEngine::EnterSubscription(const StreamReference& stream,
             return bound != Bound::Subscriptions;
         });
     }
+    if (!exceeded) {
+        return;
+    }
     if (exceeded == Bound::Subscriptions) {
         stream->Account()->Cut(*exceeded);
-    } else if (exceeded) {
+    } else {
+        // Nobody is closed for what peers that have gone since the last tick still hold.
+        DropGoneSubscribers();
         stream->Account()->Owner().Relieve(Resource::Subscriptions);
     }
-    if (exceeded) {
-        DropGoneSubscribers();
-    }
+    DropGoneSubscribers();
 }
 
 void PropertyEngine::DropSubscriber(const Stream& stream) {

@@ -36,6 +36,8 @@ public:
     std::int32_t WriteShared(const SharedFrame& frame) override;
     /// Ends reading at once; what was written is still sent.
     void Close() override;
+    void ReleaseInput() override { input.Release(); }
+    std::uint32_t IsAlive() const override { return input.IsClosed() ? 0 : Stream::IsAlive(); }
 
     /// Accepts no more input. What the client has sent before is still read; then the session ends.
     /// Any thread may call it; it doesn't block.

@@ -168,6 +168,33 @@ TEST_F(Hostile, APeerThatIsGoneHoldsNoDescriptor) {
         << hub->Count("fd") << " descriptors, " << before << " before";
 }
 
+TEST_F(Hostile, APeerThatIsGoneHoldsNoSubscription) {
+    Start({}, "all-subscriptions = 50\n");
+    const std::string subscription = FrameOf(Subscribe(kNobodys));
+    const std::string notJson = FrameOf("x");
+    const std::size_t threads = hub->Count("task");
+    constexpr std::size_t kFew = 6;
+    for (const std::string link : {"TCP", "BTD0", "UMF1"}) {
+        for (int round = 0; round < 60; ++round) {
+            FrameClient ended = hub->Connect(link);
+            ended.SendBytes(subscription + notJson);
+            EXPECT_TRUE(ended.SeesEnd());
+            // The hub finds that this peer is gone when it answers, and not when it reads.
+            FrameClient reset = hub->Connect(link);
+            reset.ReceiveLittle();
+            reset.SendBytes(subscription + FrameOf(ManyReads(8'000)));
+            EXPECT_TRUE(reset.HearsWithin(kPatienceMilliseconds));
+            reset.Reset();
+            // Until then it counts, as it should.
+            EXPECT_TRUE(Eventually([&] { return hub->Count("task") <= threads + kFew; }));
+        }
+        FrameClient honest = hub->Connect(link);
+        EXPECT_TRUE(honest.Ask(Subscribe(kNobodys)));
+        EXPECT_TRUE(honest.Ask(Get(kNobodys)));
+    }
+    EXPECT_EQ(hub->Errors().find("'all-subscriptions'"), std::string::npos);
+}
+
 TEST_F(Hostile, SubscribersThatDontReadCostOneFrame) {
     Start();
     std::vector<FrameClient> subscribers;

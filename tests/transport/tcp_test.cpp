@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/allocations.h"
 #include "support/eventually.h"
 #include "support/frame_client.h"
 #include "support/messages.h"
@@ -109,6 +110,20 @@ TEST_F(Tcp, AResetPeerCostsNoDescriptorAlthoughItsStreamIsHeld) {
     std::uint8_t byte = 0;
     EXPECT_EQ(stream->Read(&byte, 1), StreamCode::kError);
     EXPECT_EQ(Descriptors(), before);
+    EXPECT_EQ(stream->IsAlive(), 0U);
+}
+
+TEST_F(Tcp, AStreamThatNobodyReadsKeepsNoInputAndCountsAsDeadWhenItIsClosed) {
+    const std::shared_ptr<Stream> stream = Connect();
+    const std::string sent(16'000, 'a');
+    client->SendBytes(sent);
+    const std::size_t before = AllocationsOfThisThread().bytes;
+    std::uint8_t byte = 0;
+    EXPECT_EQ(stream->Read(&byte, 1), 1);
+    stream->ReleaseInput();
+    EXPECT_LT(AllocationsOfThisThread().bytes - before, 100U);
+    EXPECT_EQ(stream->IsAlive(), 1U);
+    stream->Close();
     EXPECT_EQ(stream->IsAlive(), 0U);
 }
 

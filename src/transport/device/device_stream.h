@@ -28,6 +28,7 @@ public:
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t WriteShared(const SharedFrame& frame) override;
     void Close() override;
+    std::uint32_t IsAlive() const override { return IsOpen() ? Stream::IsAlive() : 0; }
 
     /// Sends the driver a control code; see DeviceHandle. Returns false without an open handle, or
     /// if the driver refuses.

@@ -96,6 +96,7 @@ std::uint32_t DataHandlerManager::RunSession(void* argument) {
     std::shared_ptr<PeekStream> stream = std::move(start->stream);
     while (manager.ProcessNext(stream) != 0) {
     }
+    stream->ReleaseInput();
     if (const std::shared_ptr<ConnectionAccount>& account = stream->Account()) {
         account->Leave();
     }

@@ -77,6 +77,11 @@ ssize_t SocketInput::Receive(int number, std::uint8_t* buffer, std::size_t lengt
     return count;
 }
 
+void SocketInput::Release() {
+    ahead = {};
+    aheadTaken = 0;
+}
+
 std::size_t SocketInput::TakeAhead(std::uint8_t* buffer, std::size_t length) {
     const std::size_t count = std::min(length, ahead.size() - aheadTaken);
     std::copy_n(ahead.data() + aheadTaken, count, buffer);

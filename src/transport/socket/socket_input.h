@@ -31,6 +31,8 @@ public:
     /// Makes later Reads return 0. The caller ends a Read that blocks by shutting down the socket.
     void Close() { closed = true; }
     bool IsClosed() const { return closed; }
+    /// Releases the bytes that were received and not yet read. The thread that reads calls it.
+    void Release();
     /// Returns whether a thread is inside a call that receives.
     bool IsReading() const { return reading; }
 

@@ -24,6 +24,7 @@ public:
         return inner->WriteShared(frame);
     }
     void Close() override { inner->Close(); }
+    void ReleaseInput() override { inner->ReleaseInput(); }
     const std::shared_ptr<ConnectionAccount>& Account() const override { return inner->Account(); }
     std::uint32_t Id() const override { return inner->Id(); }
     std::uint32_t IsAlive() const override { return inner->IsAlive(); }

@@ -55,6 +55,9 @@ public:
     /// Ends the stream: a Read that blocks returns, and later calls fail. Bytes that were accepted
     /// may still be sent. Further calls do nothing.
     virtual void Close() = 0;
+    /// Releases the memory of input that was received and not read. The reading thread calls it
+    /// when it won't read any more, since other objects may own the stream for longer.
+    virtual void ReleaseInput() {}
     /// Arranges that the stream is closed and counts as dead when its account is cut. The creator
     /// of an external stream calls it once, before other threads use the stream.
     static void GiveUpWhenCut(const std::shared_ptr<Stream>& stream);
@@ -71,7 +74,8 @@ public:
     /// Returns 1 if the peer isn't part of the printer's own software, and so has fewer rights,
     /// else 0.
     virtual std::uint32_t IsExternal() const { return external; }
-    /// Returns 0 if the connection is known to have failed, else 1.
+    /// Returns 0 if the connection is known to have failed or was closed, else 1. Other objects
+    /// drop a stream that isn't alive.
     virtual std::uint32_t IsAlive() const { return alive; }
 
 protected:

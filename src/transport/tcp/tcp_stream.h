@@ -35,6 +35,8 @@ public:
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override;
     std::int32_t WriteShared(const SharedFrame& frame) override;
     void Close() override;
+    void ReleaseInput() override { input.Release(); }
+    std::uint32_t IsAlive() const override { return IsClosed() ? 0 : SocketStream::IsAlive(); }
     /// Returns whether the stream was closed, so that nothing more can be written.
     bool IsClosed() const { return input.IsClosed() || socket->IsClosed(); }
 
