@@ -83,7 +83,14 @@ std::uint32_t PropertyEngine::ProcessLargeText(const StreamReference& stream,
 
 std::uint32_t PropertyEngine::ProcessText(const StreamReference& stream, std::string_view text) {
     PropertyMessage request;
-    return request.ReadText(text) ? HandleMessage(stream, request.Sections()) : 0;
+    std::string_view failure;
+    if (request.ReadText(text, failure)) {
+        return HandleMessage(stream, request.Sections());
+    }
+    if (!failure.empty()) {
+        platform.notices.TellParserFailure(failure);
+    }
+    return 0;
 }
 
 std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,

@@ -1,5 +1,6 @@
 #include "platform/notices.h"
 
+#include <string>
 #include <utility>
 
 #include "runtime/clock.h"
@@ -11,8 +12,6 @@ constexpr std::uint64_t kBetweenLines = 1'000 * kNanosecondsPerMillisecond;
 
 }  // namespace
 
-Notices::Notices() : sink([this](std::string_view line) { lines.Write(line); }) {}
-
 void Notices::SetSink(Sink writeLine) {
     ScopedLock guard(lock);
     sink = std::move(writeLine);
@@ -20,7 +19,12 @@ void Notices::SetSink(Sink writeLine) {
 
 void Notices::Tell(std::string_view line) {
     ScopedLock guard(lock);
-    sink(line);
+    Write(line);
+}
+
+void Notices::TellParserFailure(std::string_view message) {
+    ScopedLock guard(lock);
+    Write("error: " + std::string(message), false);
 }
 
 void Notices::TellClosed(Bound bound, std::string_view peer) {
@@ -37,7 +41,7 @@ void Notices::TellClosed(Bound bound, std::string_view peer) {
     if (const std::uint64_t others = std::exchange(row.leftOut, 0); others != 0) {
         line += " (and " + std::to_string(others) + " more before it)";
     }
-    sink(line);
+    Write(line);
 }
 
 void Notices::TellLeftOut() {
@@ -49,9 +53,17 @@ void Notices::TellLeftOut() {
             continue;
         }
         row.lastTold = now;
-        sink("closed " + std::to_string(std::exchange(row.leftOut, 0)) +
-             " more connections: the limit '" +
-             std::string(DescriptionOf(static_cast<Bound>(place)).name) + "' is reached");
+        Write("closed " + std::to_string(std::exchange(row.leftOut, 0)) +
+              " more connections: the limit '" +
+              std::string(DescriptionOf(static_cast<Bound>(place)).name) + "' is reached");
+    }
+}
+
+void Notices::Write(std::string_view line, bool hasPrefix) {
+    if (sink) {
+        sink(line);
+    } else {
+        lines.Write(line, hasPrefix);
     }
 }
 

@@ -22,7 +22,7 @@ public:
 
     /// Lines go to standard error, after the prefix "vantry: ", until SetSink. No operation waits
     /// for whoever reads them; the destructor waits for up to 1 s (see StandardErrorLines).
-    Notices();
+    Notices() = default;
 
     /// Replaces the prefix of later lines.
     void SetPrefix(std::string prefix) { lines.SetPrefix(std::move(prefix)); }
@@ -36,6 +36,9 @@ public:
 
     /// Reports one line.
     void Tell(std::string_view line);
+    /// Reports that a peer has sent a text that can't be parsed: "error: ", which stands in place
+    /// of the prefix, and the message of the parser.
+    void TellParserFailure(std::string_view message);
     /// Reports that the connection to `peer` was closed because of `bound`. For each bound at most
     /// one line a second is written; further ones are only counted.
     void TellClosed(Bound bound, std::string_view peer);
@@ -45,6 +48,8 @@ public:
     void TellLeftOut();
 
 private:
+    void Write(std::string_view line, bool hasPrefix = true) REQUIRES(lock);
+
     struct Row {
         std::uint64_t lastTold = 0;
         std::uint64_t leftOut = 0;
@@ -52,6 +57,7 @@ private:
 
     StandardErrorLines lines{"vantry: "};
     Lock lock;
+    /// Empty while lines go to standard error.
     Sink sink GUARDED_BY(lock);
     std::array<Row, kBoundCount> rows GUARDED_BY(lock){};
 };

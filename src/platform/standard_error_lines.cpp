@@ -41,13 +41,13 @@ void WriteAll(std::string_view text) {
 }  // namespace
 
 struct StandardErrorLines::Shared {
-    void Add(std::string_view line) {
+    void Add(std::string_view line, bool hasPrefix) {
         ScopedLock guard(lock);
         if (lines.size() >= kMostLines) {
             ++leftOut;
             return;
         }
-        lines.push_back(CountOfLeftOut().append(prefix).append(line).append("\n"));
+        lines.push_back(CountOfLeftOut().append(hasPrefix ? prefix : "").append(line).append("\n"));
         changed.WakeAll();
     }
 
@@ -125,8 +125,8 @@ void StandardErrorLines::SetPrefix(std::string prefix) {
     shared->prefix = std::move(prefix);
 }
 
-void StandardErrorLines::Write(std::string_view line) {
-    shared->Add(line);
+void StandardErrorLines::Write(std::string_view line, bool hasPrefix) {
+    shared->Add(line, hasPrefix);
     ScopedLock guard(shared->startLock);
     if (!shared->isStarted) {
         shared->isStarted = thread.Start([state = shared] { state->Run(); }, "notices");

@@ -27,7 +27,7 @@ public:
     void SetPrefix(std::string prefix);
     /// Queues a line, which has no line end. Doesn't wait. If the system has no thread for it, the
     /// line waits for one that a later call can start.
-    void Write(std::string_view line);
+    void Write(std::string_view line, bool hasPrefix = true);
     /// Blocks until all lines are written or the time has passed.
     void Flush(std::uint32_t milliseconds);
 

@@ -20,11 +20,14 @@ bool JsonMessage::WriteTo(Stream& stream) { return ToFrame().WriteTo(stream); }
 
 bool JsonMessage::ReadFrom(Stream& stream) {
     std::string text;
-    return ReadFrame(stream, text, Frame::kMaximumText) == FrameEnd::Whole && ReadText(text);
+    std::string_view failure;
+    return ReadFrame(stream, text, Frame::kMaximumText) == FrameEnd::Whole &&
+           ReadText(text, failure);
 }
 
-bool JsonMessage::ReadText(std::string_view text) {
-    JsonValue root = ParseJsonString(text);
+bool JsonMessage::ReadText(std::string_view text, std::string_view& failure) {
+    JsonValue root;
+    failure = ParseJson(text, root);
     if (root.type != JsonType::Object) {
         return false;
     }

@@ -28,8 +28,9 @@ public:
     /// arrives, its length is 0 or too large, or its text isn't an object.
     [[nodiscard]] virtual bool ReadFrom(Stream& stream);
     /// Replaces the object by the one that `text` describes. Returns false, with the object
-    /// unchanged, if the text isn't an object.
-    [[nodiscard]] bool ReadText(std::string_view text);
+    /// unchanged, if the text isn't an object. Sets `failure` to the message of the parser, which
+    /// is empty if the text follows the grammar.
+    [[nodiscard]] bool ReadText(std::string_view text, std::string_view& failure);
     /// Removes all sections.
     virtual void Clear() { object.clear(); }
     /// Replaces the object by `other`.

@@ -50,6 +50,11 @@ TEST(Notices, AReaderThatHasStoppedHoldsNobodyUp) {
     EXPECT_TRUE(reader.ReadUntil("lines were left out").starts_with("vantry: xxx"));
     notices.Tell("later");
     EXPECT_TRUE(reader.ReadUntil("vantry: later\n").ends_with("vantry: later\n"));
+    // Peers can cause any number of these.
+    for (int count = 0; count < 10'000; ++count) {
+        notices.TellParserFailure("syntax error");
+    }
+    EXPECT_TRUE(reader.ReadUntil("lines were left out").starts_with("error: syntax error\n"));
 }
 
 }  // namespace

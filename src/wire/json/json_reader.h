@@ -10,13 +10,12 @@ namespace vantry {
 /// JsonScanner. The text is one value of any type; keys have quotes of either kind, and the first
 /// of equal keys counts; a comma directly after an opening bracket is ignored.
 ///
-/// For a text that doesn't follow the grammar, returns Null, as for the text `null`, and writes one
-/// line to standard error: "error: syntax error", or "error: memory exhausted" if the text is
-/// nested too deeply. Thread-safe.
+/// For a text that doesn't follow the grammar, returns Null, as for the text `null`. Thread-safe.
 JsonValue ParseJsonString(std::string_view text);
 
-/// Does the same without writing to standard error. Returns the message, with `value` unchanged, or
-/// an empty text and the tree in `value`.
+/// Does the same and tells both cases apart. Returns an empty text and the tree in `value`, or the
+/// message of the failure, with `value` unchanged: "syntax error", or "memory exhausted" if the
+/// text is nested too deeply.
 [[nodiscard]] std::string_view ParseJson(std::string_view text, JsonValue& value);
 
 }  // namespace vantry
