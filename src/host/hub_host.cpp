@@ -7,6 +7,9 @@
 
 #include "host/hub_host.h"
 
+#include <arpa/inet.h>
+
+#include <array>
 #include <cstring>
 #include <string_view>
 #include <system_error>
@@ -112,7 +115,10 @@ void HubHost::Start() {
     }
     const std::uint16_t port = platform.tcp.PortInPlaceOf(kHubPort);
     if (platform.tcp.boundPort == 0 && port != TcpListening::kNoPort) {
-        platform.notices.Tell("TCP port " + std::to_string(port) +
+        in_addr address{htonl(platform.tcp.Address())};
+        std::array<char, INET_ADDRSTRLEN> text{};
+        inet_ntop(AF_INET, &address, text.data(), text.size());
+        platform.notices.Tell("TCP port " + std::to_string(port) + " of " + text.data() +
                               " can't be listened on: " + std::strerror(platform.tcp.bindError));
     }
     platform.notices.Flush(kFlushMilliseconds);

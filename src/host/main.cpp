@@ -66,7 +66,9 @@ void SaveAddressSpace() {
 
 /// Blocks until a signal ends the program, and reports to the service manager meanwhile.
 void ReportUntilSignal(const sigset_t& ending) {
-    vantry::ServiceReporter reporter(host->ThePlatform().status);
+    const std::uint16_t port = host->ThePlatform().tcp.boundPort;
+    vantry::ServiceReporter reporter(
+        host->ThePlatform().status, port == 0 ? "no TCP port" : "TCP port " + std::to_string(port));
     const std::uint32_t interval = reporter.IntervalMilliseconds();
     if (interval == 0) {
         int received = 0;

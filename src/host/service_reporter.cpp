@@ -22,7 +22,8 @@ std::uint64_t NumberFrom(const char* name) {
 
 }  // namespace
 
-ServiceReporter::ServiceReporter(const HubStatus& hubStatus) : status(hubStatus) {
+ServiceReporter::ServiceReporter(const HubStatus& hubStatus, std::string whereTcp)
+    : status(hubStatus), tcp(std::move(whereTcp)) {
     if (std::getenv("NOTIFY_SOCKET") == nullptr) {
         return;
     }
@@ -45,7 +46,7 @@ std::string ServiceReporter::NextMessage() {
         message = "WATCHDOG=1\n";
     }
     std::string text = "STATUS=" + std::to_string(status.clients) + " clients, " +
-                       std::to_string(status.properties) + " properties";
+                       std::to_string(status.properties) + " properties, " + tcp;
     if (text != lastText) {
         message += text + "\n";
         lastText = std::move(text);

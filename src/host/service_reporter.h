@@ -15,8 +15,8 @@ namespace vantry {
 class ServiceReporter {
 public:
     /// Reads NOTIFY_SOCKET, WATCHDOG_USEC and WATCHDOG_PID from the environment. `hubStatus` must
-    /// outlive the object.
-    explicit ServiceReporter(const HubStatus& hubStatus);
+    /// outlive the object. The status line says `whereTcp` after the numbers.
+    ServiceReporter(const HubStatus& hubStatus, std::string whereTcp);
 
     /// Returns how long to wait between two reports, in milliseconds; 0 if there is no service
     /// manager.
@@ -26,6 +26,7 @@ public:
 
 private:
     const HubStatus& status;
+    const std::string tcp;
     bool hasWatchdog = false;
     std::uint32_t interval = 0;
     std::uint64_t lastTurns = 0;

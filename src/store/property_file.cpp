@@ -38,29 +38,32 @@ PropertyFile::PropertyFile(std::shared_ptr<FileSystem> fileSystem, Saves howToSa
       backup(names.file + u".bak"),
       lock(FilesLock()) {}
 
-bool PropertyFile::Load(StoredLines& lines, std::vector<std::string>& problems) {
+bool PropertyFile::Load(StoredLines& lines, std::vector<std::string>& notes) {
     ScopedLock guard(lock);
     std::string content;
-    const Found main = ReadGoodOrTell(names.file, content, problems);
+    const Found main = ReadGoodOrTell(names.file, content, notes);
     // The good lines of a file that also has a line of another form are used, unless the backup has
     // other values.
     if (main != Found::Refused) {
         static_cast<void>(ParsePropertyContent(content, lines));
     }
-    if (main != Found::Good && (ReadGoodOrTell(backup, content, problems) != Found::Good ||
-                                !ParsePropertyContent(content, lines))) {
-        return false;
+    if (main != Found::Good) {
+        if (ReadGoodOrTell(backup, content, notes) != Found::Good ||
+            !ParsePropertyContent(content, lines)) {
+            return false;
+        }
+        notes.push_back("the values of " + Shown(backup) + " are in force");
     }
     if (main == Found::Good) {
         if (const FileResult copied = files->Replace(backup, content); !copied) {
-            problems.push_back(Shown(backup) + " can't be written (" + copied.Reason() + ")");
+            notes.push_back(Shown(backup) + " can't be written (" + copied.Reason() + ")");
         }
-    } else if (main == Found::Nothing) {
+    } else if (main != Found::Refused) {
         // If this fails, the next save reads the backup instead.
         static_cast<void>(files->Replace(names.file, content));
     }
     if (main != Found::Refused) {
-        ApplyOverride(TextOfPropertyContent(content), lines, problems);
+        ApplyOverride(TextOfPropertyContent(content), lines, notes);
     }
     return true;
 }
@@ -69,37 +72,43 @@ PropertyFile::Found PropertyFile::ReadGood(std::u16string_view name, std::string
                                            FileResult& result) {
     result = files->ReadAll(name, content);
     if (!result) {
-        return result.IsMissing() ? Found::Nothing : Found::Refused;
+        return result.IsMissing() ? Found::Missing : Found::Refused;
     }
-    return IsGoodPropertyContent(content) ? Found::Good : Found::Nothing;
+    return IsGoodPropertyContent(content) ? Found::Good : Found::Damaged;
 }
 
 PropertyFile::Found PropertyFile::ReadGoodOrTell(std::u16string_view name, std::string& content,
-                                                 std::vector<std::string>& problems) {
+                                                 std::vector<std::string>& notes) {
     FileResult result;
     const Found found = ReadGood(name, content, result);
     if (found == Found::Refused) {
-        problems.push_back(Shown(name) + " can't be read (" + result.Reason() +
-                           "); its values aren't in force");
+        notes.push_back(Shown(name) + " can't be read (" + result.Reason() +
+                        "); its values aren't in force");
+    } else if (found == Found::Damaged) {
+        notes.push_back(Shown(name) + " is damaged; its values aren't in force");
     }
     return found;
 }
 
 void PropertyFile::ApplyOverride(std::string_view text, StoredLines& lines,
-                                 std::vector<std::string>& problems) {
+                                 std::vector<std::string>& notes) {
     std::string content;
     StoredLines overrides;
-    if (ReadGoodOrTell(names.overrideFile, content, problems) != Found::Good ||
+    if (ReadGoodOrTell(names.overrideFile, content, notes) != Found::Good ||
         !ParsePropertyContent(content, overrides)) {
         return;
     }
     std::string changed(text);
+    std::size_t applied = 0;
     for (const auto& [key, entry] : overrides) {
         if (const auto line = lines.find(key); line != lines.end()) {
             changed = ReplaceLine(changed, entry.prefix, entry.prefix + "=" + entry.value);
             line->second.value = entry.value;
+            ++applied;
         }
     }
+    notes.push_back(Shown(names.overrideFile) + " has replaced " + std::to_string(applied) +
+                    " of " + std::to_string(lines.size()) + " saved values");
     if (changed != text) {
         unwritten = std::move(changed);
     }
@@ -155,7 +164,7 @@ FileResult PropertyFile::ReadText(std::string& text) {
     std::string content;
     FileResult result;
     Found found = ReadGood(names.file, content, result);
-    if (found == Found::Nothing) {
+    if (found == Found::Missing || found == Found::Damaged) {
         found = ReadGood(backup, content, result);
     }
     text = found == Found::Good ? TextOfPropertyContent(content) : "";

@@ -40,8 +40,9 @@ public:
     /// Reads the stored lines, applies those of the override file, and copies a good file to the
     /// backup. Returns false, with `lines` unspecified, if neither the file nor its backup is good.
     /// The next Save writes the lines of the override and deletes the override file. Appends a
-    /// sentence for the operator to `problems` for each file that is there but can't be used.
-    [[nodiscard]] bool Load(StoredLines& lines, std::vector<std::string>& problems);
+    /// sentence for the operator to `notes` for each file that is there but can't be used, for the
+    /// use of the backup, and for an override.
+    [[nodiscard]] bool Load(StoredLines& lines, std::vector<std::string>& notes);
     /// Completes what earlier calls couldn't write, and then writes `lines` with one write. If any
     /// of this fails, the caller passes the same lines, followed by newer ones, to a later call.
     [[nodiscard]] FileResult Save(const std::vector<PendingLine>& lines);
@@ -49,14 +50,14 @@ public:
     std::string ShownName() const { return Shown(names.file); }
 
 private:
-    enum class Found { Good, Nothing, Refused };
+    enum class Found { Good, Missing, Damaged, Refused };
 
     /// Reads a file whose content is good. `result` is that of the read.
     Found ReadGood(std::u16string_view name, std::string& content, FileResult& result);
     Found ReadGoodOrTell(std::u16string_view name, std::string& content,
-                         std::vector<std::string>& problems);
+                         std::vector<std::string>& notes);
     void ApplyOverride(std::string_view content, StoredLines& lines,
-                       std::vector<std::string>& problems) REQUIRES(lock);
+                       std::vector<std::string>& notes) REQUIRES(lock);
     FileResult FinishOverride() REQUIRES(lock);
     FileResult DeleteOverride();
     FileResult ReadText(std::string& text);

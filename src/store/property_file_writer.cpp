@@ -7,10 +7,10 @@ namespace vantry {
 
 bool PropertyFileWriter::Load(const PropertyCatalog& catalog) {
     StoredLines stored;
-    std::vector<std::string> problems;
-    const bool isLoaded = file->Load(stored, problems);
-    for (const std::string& problem : problems) {
-        notices.Tell(problem);
+    std::vector<std::string> notes;
+    const bool isLoaded = file->Load(stored, notes);
+    for (const std::string& note : notes) {
+        notices.Tell(note);
     }
     if (!isLoaded) {
         return false;

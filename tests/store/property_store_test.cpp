@@ -116,21 +116,40 @@ TEST_F(Store, StartsOnTheBestFileThatItFinds) {
     const std::string nine = MakePropertyContent("G:P|Group:Name=9\nG:R|Group:Name=9\n");
     const std::string merged = MakePropertyContent("G:P|Group:Name=9\nG:Q|Group:Name=1\n");
     const std::string torn = two.substr(0, two.size() - 1);
+    const std::string bad = " is damaged; its values aren't in force";
+    const std::string fileIsBad = "/disk/Store/P.ini" + bad;
+    const std::string backupIsBad = "/disk/Store/P.ini.bak" + bad;
+    const std::string overrideIsBad = "/disk/Store/O.ini" + bad;
+    const std::string backupCounts = "the values of /disk/Store/P.ini.bak are in force";
+    const std::string overridden = "/disk/Store/O.ini has replaced 1 of 2 saved values";
     const struct {
         const char* about;
         std::string file, backup, overrides;
         std::uint32_t value;
         bool failed;
         std::string fileAfter, backupAfter, overridesAfter;
+        std::vector<std::string> told;
     } cases[] = {
-        {"a good file", two, one, "", 2, false, two, two, ""},
-        {"a torn file", torn, one, "", 1, false, one, one, ""},
-        {"an override of one known line", one, "", nine, 9, false, merged, one, ""},
-        {"an override of a backup", torn, one, nine, 9, false, merged, one, ""},
-        {"a damaged override", one, "", "rubbish", 1, false, one, one, "rubbish"},
-        {"no good file", torn, torn, nine, 3, true, torn, torn, nine},
-        {"no file", "", "", nine, 3, true, "", "", nine},
+        {"a good file", two, one, "", 2, false, two, two, "", {}},
+        {"a torn file", torn, one, "", 1, false, one, one, "", {fileIsBad, backupCounts}},
+        {"only a backup", "", one, "", 1, false, one, one, "", {backupCounts}},
+        {"an override of one known line", one, "", nine, 9, false, merged, one, "", {overridden}},
+        {"an override of a backup",
+         torn,
+         one,
+         nine,
+         9,
+         false,
+         merged,
+         one,
+         "",
+         {fileIsBad, backupCounts, overridden}},
+        {"a damaged override", one, "", "rubbish", 1, false, one, one, "rubbish", {overrideIsBad}},
+        {"no good file", torn, torn, nine, 3, true, torn, torn, nine, {fileIsBad, backupIsBad}},
+        {"no file", "", "", nine, 3, true, "", "", nine, {}},
     };
+    std::vector<std::string> told;
+    platform.platform.notices.SetSink([&](std::string_view line) { told.emplace_back(line); });
     for (const auto& given : cases) {
         SCOPED_TRACE(given.about);
         const std::pair<std::u16string, std::string> files[] = {
@@ -142,7 +161,9 @@ TEST_F(Store, StartsOnTheBestFileThatItFinds) {
                 disk->Put(name, content);
             }
         }
+        told.clear();
         Restart();
+        EXPECT_EQ(told, given.told);
         EXPECT_EQ(LoadingFailed(), given.failed);
         EXPECT_EQ(Register("P", 3)->Value(), given.value);
         EXPECT_EQ(Register("R", 0)->Value(), 0U);
