@@ -24,6 +24,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/vantry-config-version.cma
   COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/vantry-config.cmake
   ${PROJECT_BINARY_DIR}/vantry-config-version.cmake DESTINATION ${VANTRY_CMAKE_DIR})
+# Relative to the file itself, so that an installation can be moved, and made with any --prefix.
+file(RELATIVE_PATH VANTRY_PKGCONFIG_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(packaging/vantry-client.pc.in vantry-client.pc @ONLY)
 configure_file(packaging/vantry-describe.pc.in vantry-describe.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vantry-client.pc ${PROJECT_BINARY_DIR}/vantry-describe.pc
@@ -38,6 +40,7 @@ install(TARGETS vantry-bridge vantry-fleet RUNTIME DESTINATION ${CMAKE_INSTALL_B
 install(FILES packaging/systemd/vantry-bridge.service
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/systemd/system)
 install(FILES packaging/limits packaging/bridge.conf DESTINATION /etc/vantry)
+install(FILES packaging/default/vantry DESTINATION /etc/default)
 install(FILES packaging/systemd/vantry.sysusers
   DESTINATION ${VANTRY_SYSTEM_LIBDIR}/sysusers.d RENAME vantry.conf)
 install(FILES packaging/systemd/vantry.tmpfiles
@@ -57,4 +60,9 @@ foreach(program vantry vantry-fleet)
   install(FILES packaging/completions/${program}.fish
     DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endforeach()
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+# The documents, placed to each other as in the sources, so that their links lead somewhere.
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN CMakeLists.txt EXCLUDE)
+install(DIRECTORY python/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}/python
+  PATTERN __pycache__ EXCLUDE)

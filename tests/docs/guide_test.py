@@ -25,10 +25,6 @@ def main():
         environment = dict(os.environ, PKG_CONFIG_PATH=configs[0],
                            PATH=os.path.join(prefix, "bin") + ":" + os.environ["PATH"],
                            VANTRY_DEVICE=os.path.join(work, "devices", "PRN1"))
-        # The pkg-config file speaks of the configured prefix; this installation is elsewhere.
-        pkg_config = os.path.join(configs[0], "vantry-client.pc")
-        text = open(pkg_config).read()
-        open(pkg_config, "w").write(re.sub(r"^prefix=.*", "prefix=" + prefix, text, flags=re.M))
 
         open(os.path.join(work, "fan.cpp"), "w").write(blocks(guide, "cpp")[0])
         compile_it, try_it = blocks(guide, "sh")

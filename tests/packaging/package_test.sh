@@ -19,7 +19,7 @@ root=$work/system
 mkdir -p "$root"/var/lib/dpkg/{info,updates} "$root"/{etc,run} "$work"/{bin,old/DEBIAN}
 touch "$root"/var/lib/dpkg/status "$root"/etc/{passwd,group}
 as_package_manager() {
-  dpkg --root="$root" --force-script-chrootless --force-depends --force-not-root --log=/dev/null \
+  dpkg --root="$root" --auto-deconfigure --force-script-chrootless --force-depends --force-not-root --log=/dev/null \
     "$@" >"$work/dpkg.log" 2>&1 || { cat "$work/dpkg.log" >&2; return 1; }
 }
 # A stand-in writes down what it is asked.
@@ -38,7 +38,7 @@ chmod 755 "$work/old/DEBIAN/postrm"
 dpkg-deb --build "$work/old" "$work/old.deb" >/dev/null
 as_package_manager -i "$work/old.deb"
 echo kept >"$root/var/lib/vantry/Store/kept"
-as_package_manager -i "$work"/out/{vantry_,vantry-c,vantry-bridge_,vantry-fleet_,vantry-gateway_,vantryd_,libvantry-dev,python3-vantry}*.deb
+as_package_manager -i "$work"/out/*.deb
 [ "$(cat "$root/var/lib/vantry/Store/kept")" = kept ] || fail "the upgrade lost a setting"
 grep -q systemd-sysusers "$work/calls" || fail "nobody asks for the user"
 [ "$(cat "$root/var/lib/systemd/deb-systemd-helper-enabled/vantryd.service.dsh-also")" = \
@@ -46,7 +46,7 @@ grep -q systemd-sysusers "$work/calls" || fail "nobody asks for the user"
 for file in usr/bin/vantryd usr/bin/vantry usr/share/man/man1/vantry.1.gz lib/systemd/system/vantryd.service \
   lib/sysusers.d/vantry.conf lib/tmpfiles.d/vantry.conf usr/share/bash-completion/completions/vantry \
   usr/share/fish/vendor_completions.d/vantry.fish usr/share/zsh/vendor-completions/_vantry \
-  etc/default/vantryd etc/logrotate.d/vantryd usr/share/vantry/properties.d usr/lib/libprn.so \
+  etc/default/vantry etc/logrotate.d/vantryd usr/share/vantry/properties.d usr/lib/libprn.so \
   usr/bin/vantry-bridge lib/systemd/system/vantry-bridge.service usr/share/man/man8/vantry-bridge.8.gz \
   lib/systemd/system/vantry-recorder.service etc/default/vantry-recorder etc/default/vantry-gateway \
   etc/vantry/bridge.conf usr/bin/vantry-fleet usr/share/man/man1/vantry-fleet.1.gz \
@@ -56,6 +56,12 @@ for file in usr/bin/vantryd usr/bin/vantry usr/share/man/man1/vantry.1.gz lib/sy
   usr/lib/libvantry_client.a usr/lib/python3/dist-packages/vantry/sync.py; do
   [ -e "$root/$file" ] || [ -e "$root/usr/$file" ] || [ -e "$root/${file%.gz}" ] || fail "$file is missing"
 done
+
+# Every link of the documents leads to something that is installed with them.
+while IFS=: read -r page link; do
+  [ -e "$(dirname "$page")/$link" ] || fail "$page leads to $link, which isn't installed"
+done < <(find "$root/usr/share/doc" -name '*.md' -exec grep -oE '\]\([][A-Za-z0-9_./-]+\)' {} + |
+  sed 's/:](\(.*\))$/:\1/')
 
 for service in vantry-gateway vantry-recorder; do
   ! grep "$work/calls" -e "\(start\|enable\).*$service" || fail "$service is started without being asked for"
@@ -91,18 +97,45 @@ grep -q "^f /etc/vantry/limits .*log-bytes = 16777216" "$root"/usr/lib/tmpfiles.
   [ "$(value outputs)" = $((64 << 20)) ] && [ "$(value large-texts)" = 2 ] &&
   [ "$(value all-properties)" = 16384 ] && [ "$(value all-property-text)" = $((32 << 20)) ] || fail "the page sums up other limits"
 
-devices=$work/devices
-"$root/usr/bin/vantryd" --root "$root/var/lib/vantry" --devices "$devices" --port 0 --bind 127.0.0.1 \
-  >"$work/ready" &
-hub=$!
-for _ in $(seq 300); do grep -q '^ready ' "$work/ready" && break; sleep 0.1; done
-"$root/usr/bin/vantry" --device "$devices/PRN1" status >/dev/null || fail "the hub gives no status"
-kill -TERM "$hub"
-wait "$hub" || fail "the hub did not stop cleanly"
-hub=
-[ -z "$(ls -A "$devices")" ] || fail "sockets are left"
+# As vantryd(8) says: a backup is restored, and an override is applied once.
+devices=$work/devices store=$root/var/lib/vantry/Store
+start() {
+  "$root/usr/bin/vantryd" --root "$root/var/lib/vantry" --devices "$devices" --port 0 --bind 127.0.0.1 \
+    --saves replace >"$work/ready" 2>"$work/told" &
+  hub=$!
+  for _ in $(seq 300); do grep -q '^ready ' "$work/ready" && return; sleep 0.1; done
+}
+stop_hub() {
+  kill -TERM "$hub"
+  wait "$hub" || fail "the hub did not stop cleanly"
+  hub=
+  [ -z "$(ls -A "$devices")" ] || fail "sockets are left"
+}
+vantry() { "$root/usr/bin/vantry" --device "$devices/PRN1" "$@"; }
+period="Property Publishing Period in ms"
+shows() { [ "$(vantry get "$period")" = "$1" ] || fail "the period isn't $1"; }
+start
+vantry status >/dev/null || fail "the hub gives no status"
+vantry set "$period" 1000 >/dev/null
+stop_hub
+cp -a "$store" "$work/backup"
+start
+vantry set "$period" 2000 >/dev/null
+stop_hub
+cp -a "$work/backup/VantryProperties.ini" "$store"
+start
+shows 1000
+stop_hub
+vantry settings export "$store/VantryProperties.ini" "$work/lines"
+sed -i 's/=1000$/=1250/' "$work/lines"
+vantry settings import "$work/lines" "$store/VantryPropertiesOverride.ini"
+start
+shows 1250
+grep -q "has replaced 1 of" "$work/told" || fail "the override isn't told: $(cat "$work/told")"
+stop_hub
+[ ! -e "$store/VantryPropertiesOverride.ini" ] || fail "the override is still there"
 
-as_package_manager --purge vantry vantry-bridge vantry-fleet vantry-cli vantry-common vantry-gateway vantryd libvantry-dev python3-vantry
+as_package_manager --purge $(cd "$work/out" && for package in *.deb; do echo "${package%%_*}"; done)
 left=$(find "$root" -type f ! -path "$root/var/lib/dpkg/*" ! -path "$root/etc/*")
 [ -z "$left" ] || fail "files are left: $left"
 [ ! -e "$root/var/lib/vantry" ] && [ ! -e "$root/var/lib/vantry-history" ] || fail "its state is left"
