@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""A first conversation with a running hub: read a property, set it, read it again."""
+"""A first conversation with a running hub: read a property, set it, read it again, set it back."""
+import json
 import socket
 import struct
 import sys
@@ -27,17 +28,29 @@ def receive_exactly(hub, count):
 
 def receive(hub):
     head = receive_exactly(hub, 20)
-    print("<", receive_exactly(hub, struct.unpack("<I", head[16:])[0]).decode())
+    text = receive_exactly(hub, struct.unpack("<I", head[16:])[0]).decode()
+    print("<", text)
+    return json.loads(text)
+
+
+def read(hub):
+    send(hub, '{"PropertyGetRequests": [{%s}]}' % PERIOD)
+    return receive(hub)["PropertyGetResponses"][0]["Value"]
+
+
+def write(hub, value):
+    send(hub, '{"PropertySetRequests": [{%s,"Value": "%s"}]}' % (PERIOD, value))
 
 
 def main():
     hub = socket.socket(socket.AF_UNIX)
     hub.connect(sys.argv[1])
-    send(hub, '{"PropertyGetRequests": [{%s}]}' % PERIOD)
-    receive(hub)
-    send(hub, '{"PropertySetRequests": [{%s,"Value": "750"}]}' % PERIOD)
-    send(hub, '{"PropertyGetRequests": [{%s}]}' % PERIOD)
-    receive(hub)
+    before = read(hub)
+    write(hub, "750")
+    read(hub)
+    write(hub, before)
+    # This answer shows that the hub has read what was sent before.
+    read(hub)
 
 
 if __name__ == "__main__":
