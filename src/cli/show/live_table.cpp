@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::size_t kGap = 2;
 constexpr std::size_t kLeastPlot = 6;
+constexpr std::size_t kWishedPlot = 20;
 /// A second for each character.
 constexpr auto kMostPlot = static_cast<std::size_t>(kPlottedSeconds);
 /// The rows that are needed for a plot or a long text.
@@ -186,6 +187,11 @@ LiveTable::Widths LiveTable::Fit(std::size_t columns) const {
         return {columns / 2, columns - columns / 2 - std::min(kGap, columns), 0, 0, 0};
     }
     const std::size_t available = columns - others;
+    // A long value, which the detail shows whole, leaves room for the plots.
+    if (widths.value > available / 3) {
+        const std::size_t rest = available - std::min(available, widths.name + kGap + kWishedPlot);
+        widths.value = std::min(widths.value, std::max(available / 3, rest));
+    }
     if (widths.name + widths.value > available) {
         const std::size_t least = std::min(widths.value, available / 3);
         widths.value = std::max(available - std::min(available, widths.name), least);
