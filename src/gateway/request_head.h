@@ -38,9 +38,8 @@ inline Request RequestWith(const http::request_header<>& head) {
 /// Otherwise a proxy could take for a body what is a request here, or the other way round.
 inline bool HasClearLength(const http::request_header<>& head) {
     const auto count = head.count(http::field::transfer_encoding);
-    return count == 0 ||
-           (count == 1 && head.version() == 11 &&
-            boost::beast::iequals(head[http::field::transfer_encoding], "chunked"));
+    return count == 0 || (count == 1 && head.version() == 11 &&
+                          boost::beast::iequals(head[http::field::transfer_encoding], "chunked"));
 }
 
 /// Returns the response to a text that couldn't be read as a request, or nothing if the client has

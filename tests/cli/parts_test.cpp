@@ -187,7 +187,7 @@ TEST(TimePlot, LosesNoPeakAndNamesItsScale) {
 
 class LiveTableTest : public ::testing::Test {
 protected:
-    const Context context;
+    const Context context{};
     const Catalog catalog{context, Snapshot{}};
     LiveTable table{catalog};
 
@@ -209,7 +209,8 @@ protected:
 
 TEST_F(LiveTableTest, FitsEveryTerminal) {
     for (int number = 0; number < 50; ++number) {
-        Record("Group", "漢字 🖨️ name " + std::to_string(number), std::string(number, 'x'));
+        Record("Group", "漢字 🖨️ name " + std::to_string(number),
+               std::string(static_cast<std::size_t>(number), 'x'));
     }
     for (const TerminalSize size :
          {TerminalSize{80, 24}, TerminalSize{200, 10}, TerminalSize{40, 60}, TerminalSize{20, 4},
