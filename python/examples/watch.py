@@ -14,7 +14,7 @@ def main() -> None:
     with vantry.Hub() as hub, hub.changes(*sys.argv[1:]) as changes:
         for change in changes:
             now = time.strftime("%H:%M:%S")
-            # What the hub didn't tell of by itself may have changed up to an interval ago.
+            # What was found by reading again may have changed up to an interval ago.
             late = " (read again)" if change.missed else ""
             value = change.property.value if change.property.available else "gone"
             print(f"{now} {change.property} = {value}{late}", flush=True)

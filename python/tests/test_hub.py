@@ -1,4 +1,4 @@
-"""What a program hears, owns and is told, against a real hub."""
+"""Watching, owning and writing properties, against a real hub."""
 
 import asyncio
 import glob
@@ -19,7 +19,7 @@ class Reading(HubTestCase):
     def test_values_are_read_and_set_by_name(self):
         with Hub(self.hub.device) as hub:
             period = hub.read(PERIOD)
-            self.assertEqual((period.value, period.number, period.truth), ("500", 500, None))
+            self.assertEqual((period.value, period.number, period.boolean), ("500", 500, None))
             self.assertEqual(hub.set(period.id, 750).value, "750")
             self.assertEqual(hub.read(period.id).number, 750)
             self.assertIn(period.id, [one.id for one in hub.read_group(period.id.group)])
@@ -118,12 +118,12 @@ class Owning(HubTestCase):
             return None if speed > 3000 else speed
 
         speed = fan.number("Speed", 0, turn)
-        light = fan.truth("Light", False, lambda on: on)
+        light = fan.boolean("Light", False, lambda on: on)
         stop = fan.command("Stop", lambda: True)
         self.owner.announce(fan)
         self.assertEqual(self.other.set(speed, 1200).number, 1200)
-        self.assertIs(self.other.set(light, True).truth, True)
-        self.assertIs(self.other.set(stop, True).truth, True)
+        self.assertIs(self.other.set(light, True).boolean, True)
+        self.assertIs(self.other.set(stop, True).boolean, True)
         with Hub(self.hub.device, Options(deadline=1)) as hasty, self.assertLogs("vantry"):
             for refused in (5000, 13, "fast"):
                 with self.assertRaisesRegex(vantry.TimedOut, "did not take '%s'" % refused):

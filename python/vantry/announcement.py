@@ -98,7 +98,7 @@ class Component:
         handler = None if on_write is None else _with(on_write, int)
         return self._add(name, guid, ValueType.NUMBER, value, handler)
 
-    def truth(
+    def boolean(
         self,
         name: str,
         value: bool,
@@ -106,9 +106,9 @@ class Component:
         *,
         guid: str = "",
     ) -> PropertyId:
-        """Adds a switch and returns its identity. The handler gets a bool."""
+        """Adds a bool and returns its identity. The handler gets a bool."""
         handler = None if on_write is None else _with(on_write, _is_true)
-        return self._add(name, guid, ValueType.TRUTH, value, handler)
+        return self._add(name, guid, ValueType.BOOLEAN, value, handler)
 
     def command(
         self, name: str, on_run: Callable[[], Answer], *, guid: str = ""

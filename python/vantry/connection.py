@@ -1,4 +1,4 @@
-"""One connection to a hub: it sends frames, and tells answers, publications and writes apart.
+"""One connection to a hub: it sends frames, and distinguishes answers, publications and writes.
 
 A task receives all the time, whatever else the program does, so a slow handler never holds up an
 answer. What isn't a frame ends the connection with words that name the address. All of this belongs

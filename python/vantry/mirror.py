@@ -21,7 +21,7 @@ Outcome = Tuple[List[Change], Set[PropertyId]]
 
 
 class Mirror:
-    """The values that a subscriber of the properties for which `covers` holds has been told."""
+    """The values that were reported to a subscriber of the properties for which `covers` holds."""
 
     def __init__(self, covers: Callable[[PropertyId], bool]):
         self._covers = covers

@@ -35,10 +35,10 @@ class Owner:
         self._heartbeats = Heartbeats(heartbeat)
         self._announced: Dict[PropertyId, Announcement] = {}
         self._known: Set[PropertyId] = set()
-        """What the hub has been told over the present connection."""
+        """What was reported to the hub over the present connection."""
         self._changed: Dict[PropertyId, None] = {}
         self._withdrawn: Dict[PropertyId, Announcement] = {}
-        """What the hub is still to be told to be gone."""
+        """The properties whose withdrawal is still to be reported to the hub."""
         self._withdrawn_at: Dict[PropertyId, float] = {}
         self._wake = asyncio.Event()
         self._progress = asyncio.Event()

@@ -38,7 +38,7 @@ class PropertyId:
 
 @dataclass(frozen=True)
 class Property:
-    """A property as the hub tells of it."""
+    """A property as the hub reports it."""
 
     id: PropertyId
     component_name: str
@@ -57,8 +57,8 @@ class Property:
         return number_in(self.value)
 
     @property
-    def truth(self) -> Optional[bool]:
-        """The value as a switch: True, False, or None if it is neither word."""
+    def boolean(self) -> Optional[bool]:
+        """The value as a bool: True, False, or None if it is neither word."""
         return {"true": True, "false": False}.get(self.value.lower())
 
 
@@ -80,7 +80,7 @@ class Change:
     property: Property
     kind: ChangeKind
     missed: bool = False
-    """True if the hub didn't tell of this change by itself: it was found by reading again, after a
+    """True if the hub didn't publish this change: it was found by reading again, after a
     burst of changes, an interruption, or the interval of the subscription."""
 
 
@@ -91,10 +91,10 @@ class ValueType(enum.Enum):
     """Any text without a NUL."""
     NUMBER = "number"
     """0 to 4294967295."""
-    TRUTH = "truth"
+    BOOLEAN = "boolean"
     """ "True" or "False"."""
     COMMAND = "command"
-    """Writing anything but "False" runs it, and its value tells how it went."""
+    """Writing anything but "False" runs it, and its value says how it went."""
 
 
 def number_in(text: str) -> Optional[int]:
@@ -108,7 +108,7 @@ def fits(kind: ValueType, text: str) -> bool:
     """Returns whether the text is a value of the type."""
     if kind is ValueType.NUMBER:
         return number_in(text) is not None
-    if kind in (ValueType.TRUTH, ValueType.COMMAND):
+    if kind in (ValueType.BOOLEAN, ValueType.COMMAND):
         return text.lower() in ("true", "false")
     return "\0" not in text
 
@@ -119,7 +119,7 @@ def mean_the_same(one: str, other: str) -> bool:
         return True
     if number_in(one) is not None:
         return number_in(one) == number_in(other)
-    return fits(ValueType.TRUTH, one) and one.lower() == other.lower()
+    return fits(ValueType.BOOLEAN, one) and one.lower() == other.lower()
 
 
 def text_of(value: Value) -> str:

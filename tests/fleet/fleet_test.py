@@ -43,7 +43,7 @@ class Fleet(BridgeTestCase):
         broker, hub = self.broker(), self.hub()
         bridge = self.bridge(broker, hub)
         component = vantry.Component("Head", "Error", group_guid=PRINTER_ERRORS)
-        is_open = component.truth("Head Open", False)
+        is_open = component.boolean("Head Open", False)
         owner = vantry.Hub(hub.device)
         self.addCleanup(owner.close)
         owner.announce(component)

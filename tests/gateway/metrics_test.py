@@ -26,7 +26,7 @@ class Metrics(GatewayTestCase):
         self.addCleanup(self.owner.close)
         odd = vantry.Component('Odd "names" \\ \n', "Müll\udcff")
         odd.number("Wait in ms", 4000000000)
-        odd.truth("Door Open", True)
+        odd.boolean("Door Open", True)
         odd.text("No Number", "12 apples")
         self.owner.announce(odd)
         self.metrics_gateway = self.gateway()
