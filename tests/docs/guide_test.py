@@ -26,9 +26,11 @@ def main():
                            PATH=os.path.join(prefix, "bin") + ":" + os.environ["PATH"],
                            VANTRY_DEVICE=os.path.join(work, "devices", "PRN1"))
 
-        open(os.path.join(work, "fan.cpp"), "w").write(blocks(guide, "cpp")[0])
-        compile_it, try_it = blocks(guide, "sh")
-        subprocess.run(compile_it, shell=True, check=True, cwd=work, env=environment)
+        compile_it, try_it, try_both = blocks(guide, "sh")
+        for name, program in zip(("fan", "cooler"), blocks(guide, "cpp"), strict=True):
+            open(os.path.join(work, name + ".cpp"), "w").write(program)
+            subprocess.run(compile_it.replace("fan", name), shell=True, check=True, cwd=work,
+                           env=environment)
 
         cmake = os.path.join(work, "with_cmake")
         os.mkdir(cmake)
@@ -45,8 +47,9 @@ def main():
         try:
             assert hub.stdout.readline().startswith("ready ")
             # As typed, but for the moment that a person takes between two commands.
-            commands = try_it.replace("&\n", "& fan=$!\nuntil vantry list 'Fan Speed' >/dev/null 2>&1; "
-                                      "do sleep 0.1; done\n", 1) + "\nkill $fan\n"
+            commands = "".join(
+                tried.replace("\n", f"\nuntil vantry list '{name}' >/dev/null 2>&1; do sleep 0.1; done\n", 1)
+                for tried, name in ((try_it, "Fan Speed"), (try_both, "Test Cooler"))) + "kill %1\n"
             shown = subprocess.run(["bash", "-e", "-c", commands], check=True, cwd=work,
                                    env=environment, stdout=subprocess.PIPE, text=True).stdout
         finally:
@@ -54,7 +57,8 @@ def main():
             hub.wait()
         print(shown)
         for part in ("0\n", "Fan Speed is now 1200\n", '"value":"1200"',
-                     "the fan now turns at 1200\n"):
+                     "the fan now turns at 1200\n", "Test Cooler is now True\n",
+                     "the fan now turns at 0\n", "has left the hub\n"):
             assert part in shown, part
 
 

@@ -33,7 +33,7 @@ export class Plot {
   #first = 0;
   #isDue = false;
 
-  /// `onZoom` is called with the begin and the end of a time that a person has chosen.
+  /// `onZoom` is called with the start and the end of a time that a person has chosen.
   constructor(element, onZoom) {
     this.element = element;
     this.onZoom = onZoom;
