@@ -18,13 +18,14 @@ _vantry() {
         return
     fi
     case $command in
-        "") mapfile -t COMPREPLY < <(compgen -W "list get set watch describe save load diff history announce raw record replay bench settings status clients help" -- "$cur") ;;
-        get | set | watch | describe | list)
+        "") mapfile -t COMPREPLY < <(compgen -W "list get set watch plot describe save load diff history announce raw record replay bench settings status clients top check doctor help" -- "$cur") ;;
+        get | set | watch | plot | describe | list | top | check)
             local name typed=${cur//\\/}
             while IFS= read -r name; do
                 [[ ${name,,} == "${typed,,}"* ]] && COMPREPLY+=("${name// /\\ }")
             done < <(vantry --timeout 1 "${hub[@]}" list --names 2>/dev/null)
             ;;
+        help) mapfile -t COMPREPLY < <(compgen -W "conditions exit faults json monitors names scripts times list get set watch plot describe save load diff history announce raw record replay bench settings status clients top check doctor" -- "$cur") ;;
         history) mapfile -t COMPREPLY < <(compgen -W "record query export" -- "$cur") ;;
         announce | record | replay | save | load | diff) mapfile -t COMPREPLY < <(compgen -f -- "$cur") ;;
     esac

@@ -17,10 +17,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
 #include "cli/base/suggestions.h"
+#include "cli/help/topics.h"
 
 namespace vantry::cli {
 namespace {
@@ -55,6 +57,16 @@ CLI::Option* Demand(CLI::Option* option, CommandOptions::Need need) {
     return option->required(need == CommandOptions::Need::kRequired);
 }
 
+/// Returns what the help of a command ends with: its examples and where to read more.
+std::string FooterOf(const CommandText& text) {
+    std::string footer = *text.examples == '\0' ? "" : std::string("Examples:\n") + text.examples;
+    std::istringstream topics(text.topics);
+    for (std::string topic, before = "See "; topics >> topic; before = ", ") {
+        footer += before + "\"vantry help " + topic + "\"";
+    }
+    return footer;
+}
+
 }  // namespace
 
 CommandOptions& CommandOptions::Text(const char* name, std::string& into, const char* help,
@@ -66,6 +78,12 @@ CommandOptions& CommandOptions::Text(const char* name, std::string& into, const 
 CommandOptions& CommandOptions::Texts(const char* name, std::vector<std::string>& into,
                                       const char* help, Need need) {
     Demand(command.add_option(name, into, help), need);
+    return *this;
+}
+
+CommandOptions& CommandOptions::Each(const char* name, std::vector<std::string>& into,
+                                     const char* help) {
+    command.add_option(name, into, help)->allow_extra_args(false);
     return *this;
 }
 
@@ -150,9 +168,8 @@ CommandOptions CommandLine::Add(const CommandText& text, std::function<int(const
         blank == std::string::npos ? app.get() : app->get_subcommand(name.substr(0, blank));
     CLI::App* const command =
         parent->add_subcommand(name.substr(blank + 1), text.summary)->group(text.group);
-    if (*text.examples != '\0') {
-        command->footer(std::string("Examples:\n") + text.examples);
-    }
+    command->footer(FooterOf(text));
+    usageStatus[command] = text.usageStatus;
     const auto several = std::make_shared<CommandOptions::Several>();
     command->callback(
         [this, several, execute = std::move(run)] { status = Execute(execute, *several); });
@@ -176,16 +193,35 @@ std::vector<std::string> CommandLine::CommandNames() const {
     return names;
 }
 
-client::Result<std::string> CommandLine::HelpFor(const std::string& command) const {
-    if (command.empty()) {
-        return app->help();
+std::string CommandLine::ProgramHelp() const {
+    // App::help would delegate to the subcommand that has been parsed.
+    std::string text =
+        app->get_formatter()->make_help(app.get(), "vantry", CLI::AppFormatMode::Normal);
+    text += "\nTopics of vantry help:\n";
+    for (const HelpTopic& topic : HelpTopics()) {
+        const std::string content = topic.text;
+        text += fmt::format("  {:<28}{}\n", topic.name, content.substr(2, content.find('\n') - 2));
     }
-    const std::vector<std::string> names = CommandNames();
-    if (std::find(names.begin(), names.end(), command) == names.end()) {
-        return client::Error{client::ErrorCode::NotFound, "there is no help for \"" + command +
-                                                              "\"" + DidYouMean(command, names, 1)};
+    return text;
+}
+
+client::Result<std::string> CommandLine::HelpFor(const std::string& subject) const {
+    if (subject.empty()) {
+        return ProgramHelp();
     }
-    return app->get_subcommand(command)->help();
+    std::vector<std::string> names = CommandNames();
+    if (std::find(names.begin(), names.end(), subject) != names.end()) {
+        return app->get_subcommand(subject)->help();
+    }
+    for (const HelpTopic& topic : HelpTopics()) {
+        if (subject == topic.name) {
+            return std::string(topic.text);
+        }
+        names.emplace_back(topic.name);
+    }
+    return client::Error{client::ErrorCode::NotFound, "there is no help for \"" + subject + "\"" +
+                                                          DidYouMean(subject, names, 1) +
+                                                          "; \"vantry help\" lists all"};
 }
 
 std::string CommandLine::Hint(const CLI::ParseError& error) const {
@@ -216,7 +252,9 @@ int CommandLine::WrongUsage(const CLI::ParseError& error) const {
         text.pop_back();
     }
     fmt::print(stderr, "vantry: {}{}\n", text, Hint(error));
-    return Exit::kUsage;
+    const std::vector<CLI::App*> chosen = app->get_subcommands();
+    const auto found = chosen.empty() ? usageStatus.end() : usageStatus.find(chosen.front());
+    return found == usageStatus.end() ? Exit::kUsage : found->second;
 }
 
 int CommandLine::Parsed(int argc, char** argv) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,6 +25,10 @@ struct CommandText {
     const char* group;
     /// Lines that `vantry help COMMAND` prints as they are, each an example and what it does.
     const char* examples = "";
+    /// The topics of `vantry help` that belong to it, with blanks between them.
+    const char* topics = "";
+    /// The exit status of wrong options.
+    int usageStatus = Exit::kUsage;
 };
 
 /// The headings of the help.
@@ -58,6 +63,8 @@ public:
     /// Takes all arguments that are left.
     CommandOptions& Texts(const char* name, std::vector<std::string>& into, const char* help,
                           Need need = Need::kOptional);
+    /// Takes one argument each time that the option stands in the command line.
+    CommandOptions& Each(const char* name, std::vector<std::string>& into, const char* help);
     /// Accepts these words only.
     CommandOptions& OneOf(const char* name, std::string& into,
                           const std::vector<std::string>& words, const char* help,
@@ -96,9 +103,9 @@ public:
     /// Adds a command. `run` prints the result to standard output and errors to standard error, and
     /// returns the exit status, see Exit.
     CommandOptions Add(const CommandText& text, std::function<int(const Context&)> run);
-    /// Returns the help of the program or, unless `command` is empty, of one command, with its
-    /// examples. Returns an error if there is no such command.
-    client::Result<std::string> HelpFor(const std::string& command) const;
+    /// Returns the help of the program or, unless `subject` is empty, that of a command with its
+    /// examples, or a topic. Returns an error if there is neither.
+    client::Result<std::string> HelpFor(const std::string& subject) const;
     /// Parses the arguments, runs the command, and returns the exit status of the program. Output
     /// that couldn't be written is an error.
     int Run(int argc, char** argv);
@@ -107,6 +114,7 @@ private:
     std::vector<std::string> CommandNames() const;
     int Execute(const std::function<int(const Context&)>& run,
                 const CommandOptions::Several& several) const;
+    std::string ProgramHelp() const;
     int Parsed(int argc, char** argv);
     int WrongUsage(const CLI::ParseError& error) const;
     std::string Hint(const CLI::ParseError& error) const;
@@ -114,6 +122,8 @@ private:
     const std::unique_ptr<CLI::App> app;
     Context context;
     int status = Exit::kDone;
+    /// The commands with an exit status of their own for wrong options.
+    std::map<const CLI::App*, int> usageStatus;
 };
 
 }  // namespace vantry::cli

@@ -97,6 +97,8 @@ std::string Printable(std::string_view text) {
     return printable;
 }
 
+std::string Utf8(const std::string& text) { return Json::parse(OneLine(text)).get<std::string>(); }
+
 std::string SizeText(std::uint64_t bytes) {
     if (bytes < 1024) {
         return fmt::format("{} B", bytes);

@@ -16,6 +16,8 @@ std::string Fitted(std::string_view text, std::size_t columns);
 /// Returns the text with its control characters replaced by visible escapes such as "\n".
 std::string Printable(std::string_view text);
 
+/// Returns the text with each byte that isn't UTF-8 replaced by U+FFFD.
+std::string Utf8(const std::string& text);
 /// Returns a number of bytes such as "812 B", "4.1 KiB" or "20 MiB".
 std::string SizeText(std::uint64_t bytes);
 

@@ -124,7 +124,8 @@ void AddClients(CommandLine& line) {
               .summary = "who is connected, and who doesn't read",
               .group = CommandGroup::kFindingOut,
               .examples = "  vantry clients\n"
-                          "  vantry --json clients | jq '.[] | select(.untakenBytes > 100000)'\n"},
+                          "  vantry --json clients | jq '.[] | select(.untakenBytes > 100000)'\n",
+              .topics = "faults"},
              [port](const Context& context) { return RunClients(context, *port); })
         .Count("--port", *port, 1, 65535, "the hub's TCP port, if it isn't found");
 }

@@ -115,7 +115,8 @@ void AddStatus(CommandLine& line) {
     const auto root = std::make_shared<std::string>();
     line.Add({.name = "status",
               .summary = "what the hub is and holds",
-              .group = CommandGroup::kFindingOut},
+              .group = CommandGroup::kFindingOut,
+              .topics = "faults"},
              [root](const Context& context) { return RunStatus(context, *root); })
         .Text("--root", *root, "root directory of the hub, for its log")
         .OnSeveral([] {

@@ -142,7 +142,8 @@ void AddLoad(CommandLine& line) {
               .summary = "set the properties to saved values",
               .group = CommandGroup::kWriting,
               .examples = "  vantry load before.json --dry-run\n"
-                          "  vantry load before.json General\n"},
+                          "  vantry load before.json General\n",
+              .topics = "scripts"},
              [options](const Context& context) { return RunLoad(context, *options); })
         .Text("file", options->file, "a file of \"vantry save\"; - is standard input",
               CommandOptions::Need::kRequired)

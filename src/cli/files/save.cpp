@@ -142,7 +142,8 @@ void AddSave(CommandLine& line) {
               .summary = "write values to a file",
               .group = CommandGroup::kReading,
               .examples = "  vantry save before.json\n"
-                          "  vantry save general.json General 'Motors/*'\n"},
+                          "  vantry save general.json General 'Motors/*'\n",
+              .topics = "names scripts"},
              [options](const Context& context) { return RunSave(context, *options); })
         .Text("file", options->file, "the file; - is standard output",
               CommandOptions::Need::kRequired)
@@ -155,7 +156,8 @@ void AddDiff(CommandLine& line) {
     line.Add({.name = "diff",
               .summary = "what differs from saved values; exit status 1 if something does",
               .group = CommandGroup::kReading,
-              .examples = "  vantry diff before.json\n  vantry diff before.json after.json\n"},
+              .examples = "  vantry diff before.json\n  vantry diff before.json after.json\n",
+              .topics = "scripts"},
              [options](const Context& context) { return RunDiff(context, *options); })
         .Text("before", options->before, "a file of \"vantry save\"",
               CommandOptions::Need::kRequired)

@@ -74,7 +74,7 @@ int Export(const Context& context, const SettingsOptions& options) {
     return written ? Exit::kDone : Fail(written.error());
 }
 
-int Import(const SettingsOptions& options) {
+int Import(const Context& context, const SettingsOptions& options) {
     if (options.into.empty()) {
         return FailUsage("vantry settings import LINES FILE: the file to make is missing");
     }
@@ -84,12 +84,16 @@ int Import(const SettingsOptions& options) {
     }
     const std::string content =
         MakePropertyContent(text->empty() || text->back() == '\n' ? *text : *text + "\n");
-    if (!IsGoodPropertyContent(content)) {
+    StoredLines lines;
+    if (!ParsePropertyContent(content, lines)) {
         return Fail({ErrorCode::Refused,
                      options.file + ": a line has another form than GROUP:GUID|Group:Name=value"});
     }
     if (const auto written = WriteWholeFile(options.into, content, options.force); !written) {
         return Fail(written.error());
+    }
+    if (context.json) {
+        fmt::print("{}\n", OneLine({{"file", options.into}, {"settings", lines.size()}}));
     }
     return Exit::kDone;
 }
@@ -98,7 +102,7 @@ int RunSettings(const Context& context, const SettingsOptions& options) {
     if (options.action == "check") {
         return Check(context, options.file);
     }
-    return options.action == "export" ? Export(context, options) : Import(options);
+    return options.action == "export" ? Export(context, options) : Import(context, options);
 }
 
 }  // namespace

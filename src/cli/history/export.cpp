@@ -112,7 +112,8 @@ void AddHistoryExport(CommandLine& line) {
          .summary = "print all recorded changes",
          .group = CommandGroup::kReading,
          .examples = "  vantry history export --since 7d >week.csv\n"
-                     "  vantry history export 'Sensors/*' --line-protocol\n"},
+                     "  vantry history export 'Sensors/*' --line-protocol\n",
+         .topics = "times"},
         [options](const Context& context) {
             return options->history.Read([&](history::History& history, history::Span span) {
                 return Export(context, *options, history, span);

@@ -165,7 +165,8 @@ void AddHistoryQuery(CommandLine& line) {
          .summary = "show what one property did",
          .group = CommandGroup::kReading,
          .examples = "  vantry history query \"Printhead Temperature\" --since 2h --step 5m\n"
-                     "  vantry history query \"Printhead Temperature\" --since 1d --plot\n"},
+                     "  vantry history query \"Printhead Temperature\" --since 1d --plot\n",
+         .topics = "times"},
         [options](const Context& context) {
             return options->history.Read([&](history::History& history, history::Span span) {
                 return Query(context, *options, history, span);

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "cli/base/command_line.h"
+#include "cli/base/json.h"
 #include "cli/base/terminal.h"
 #include "cli/history/history_options.h"
 #include "describe/description.h"
@@ -125,7 +126,8 @@ int RunRecord(const Context& context, const RecordOptions& options) {
     const client::Subscription subscription =
         (*hub)->Subscribe(client::Interest::Everything(),
                           [&](const client::Property& change) { (*recorder)->Add(change); });
-    fmt::print("recording to {}\n", options.history.File().string());
+    const std::string file = options.history.File().string();
+    fmt::print("{}\n", context.json ? OneLine({{"recording", file}}) : "recording to " + file);
     std::fflush(stdout);
     while (!Interrupted()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -146,7 +148,8 @@ void AddHistory(CommandLine& line) {
                   .summary = "record every change until Ctrl-C",
                   .group = CommandGroup::kReading,
                   .examples = "  vantry history record --keep 7 --deadband 'Sensors/*=0.5'\n"
-                              "  vantry history record --interval '*Temperature*=10'\n"},
+                              "  vantry history record --interval '*Temperature*=10'\n",
+                  .topics = "times"},
                  [options](const Context& context) { return RunRecord(context, *options); });
     HistoryOptions::AddFile(command, options->history);
     command.Number("--keep", options->keepDays, 0.05, 36500, "days after which changes are deleted")

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "cli/base/command_line.h"
+#include "cli/base/json.h"
 #include "cli/base/terminal.h"
 #include "cli/base/text.h"
 #include "cli/script/script.h"
@@ -35,15 +36,21 @@ client::Result<std::vector<ScriptedProperty>> ReadFile(const std::string& name) 
 }
 
 /// Prints each write that the component gets, together with the value that results.
-void PrintWritesOf(client::Announcement& announcement) {
+void PrintWritesOf(client::Announcement& announcement, bool json) {
     if (!announcement.onWrite) {
         return;
     }
-    announcement.onWrite = [answer = announcement.onWrite,
-                            name = announcement.name](const std::string& written) {
+    announcement.onWrite = [answer = announcement.onWrite, name = announcement.name,
+                            json](const std::string& written) {
         const std::optional<std::string> value = answer(written);
-        fmt::print("{} was written {}, is now {}\n", Printable(name), Printable(written),
-                   Printable(value.value_or("as before")));
+        if (json) {
+            fmt::print("{}\n", OneLine({{"property", name},
+                                        {"written", written},
+                                        {"value", value ? Json(*value) : Json()}}));
+        } else {
+            fmt::print("{} was written {}, is now {}\n", Printable(name), Printable(written),
+                       Printable(value.value_or("as before")));
+        }
         std::fflush(stdout);
         return value;
     };
@@ -77,13 +84,17 @@ int RunAnnounce(const Context& context, const std::string& fileName) {
     std::vector<client::Announcement> announcements;
     for (const ScriptedProperty& property : *script) {
         announcements.push_back(property.announcement);
-        PrintWritesOf(announcements.back());
+        PrintWritesOf(announcements.back(), context.json);
     }
     const client::Outcome announced = (*hub)->Announce(announcements);
     if (!announced) {
         return Fail(announced.error());
     }
-    fmt::print("announced {} properties; Ctrl-C withdraws them\n", announcements.size());
+    if (context.json) {
+        fmt::print("{}\n", OneLine({{"announced", announcements.size()}}));
+    } else {
+        fmt::print("announced {} properties; Ctrl-C withdraws them\n", announcements.size());
+    }
     std::fflush(stdout);
     MoveRamps(**hub, *script);
     for (const client::Announcement& announcement : announcements) {

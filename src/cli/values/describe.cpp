@@ -113,7 +113,8 @@ void AddDescribe(CommandLine& line) {
     line.Add({.name = "describe",
               .summary = "all that is known of a property",
               .group = CommandGroup::kReading,
-              .examples = "  vantry describe \"Property Publishing Period in ms\"\n"},
+              .examples = "  vantry describe \"Property Publishing Period in ms\"\n",
+              .topics = "names faults"},
              [words](const Context& context) { return RunDescribe(context, *words); })
         .Texts("property", *words, "a name, a glob or a group", CommandOptions::Need::kRequired)
         .OnSeveral([] {

@@ -59,7 +59,8 @@ void AddGet(CommandLine& line) {
               .group = CommandGroup::kReading,
               .examples = "  vantry get \"Print Speed\"\n"
                           "  vantry get 'Sensors/*'\n"
-                          "  speed=$(vantry get \"Print Speed\")\n"},
+                          "  speed=$(vantry get \"Print Speed\")\n",
+              .topics = "names"},
              [words](const Context& context) { return RunGet(context, *words); })
         .Texts("property", *words, "a name, a glob or a group", CommandOptions::Need::kRequired)
         .OnSeveral([] {

@@ -198,7 +198,8 @@ void AddList(CommandLine& line) {
               .examples = "  vantry list --group General\n"
                           "  vantry list '*temp*'\n"
                           "  vantry list --sort value --columns name,value,unit,owner\n"
-                          "  vantry list --csv >properties.csv\n"},
+                          "  vantry list --csv >properties.csv\n",
+              .topics = "names"},
              [options](const Context& context) { return RunList(context, *options); })
         .Texts("name", options->words, "parts of names, globs, or groups")
         .Text("--component", options->component, "only of components named like this")

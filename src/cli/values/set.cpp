@@ -197,7 +197,8 @@ void AddSet(CommandLine& line) {
               .examples = "  vantry set \"Print Speed\" 8\n"
                           "  vantry set \"Print Speed=8\" \"Fan On=yes\"\n"
                           "  vantry set Label --from label.zpl\n"
-                          "  date | vantry set Note --from -\n"},
+                          "  date | vantry set Note --from -\n",
+              .topics = "names scripts"},
              [options](const Context& context) { return RunSet(context, *options); })
         .Texts("property", options->words, "NAME VALUE, or NAME=VALUE for several in one message",
                CommandOptions::Need::kRequired)

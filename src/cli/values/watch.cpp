@@ -214,7 +214,8 @@ void AddWatch(CommandLine& line) {
                           "  vantry watch 'Sensors/*' --for 10s --time\n"
                           "  vantry watch --until \"Printhead Temperature > 60\"\n"
                           "  vantry watch Sensors --format '{time},{name},{value}'\n"
-                          "  vantry watch --live\n"},
+                          "  vantry watch --live\n",
+              .topics = "names conditions times"},
              [options](const Context& context) { return RunWatch(context, *options); })
         .Texts("property", options->words, "names, globs or groups (default: everything)")
         .Flag("--live", options->live, "a table that updates in place")

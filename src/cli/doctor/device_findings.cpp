@@ -1,0 +1,157 @@
+// Why no hub is reached at a local device.
+//
+// The client library tells the error of the last step alone. Here each step is looked at by itself:
+// whether the file is there, what it is, whether this user may open it, whether a program listens,
+// and which one. The kernel's table of sockets also tells where another hub listens.
+
+#include "cli/doctor/device_findings.h"
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <grp.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <set>
+
+#include "cli/base/text.h"
+#include "cli/sockets/connections.h"
+#include "cli/sockets/socket_table.h"
+
+namespace vantry::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kStart = "start it: systemctl start vantryd, or vantryd by hand";
+
+/// Returns advice that names the other places at which hubs listen, if there are some.
+std::string OtherPlaces(const fs::path& device) {
+    const auto sockets = ReadUnixSockets();
+    std::set<std::string> places;
+    for (const UnixSocket& socket : sockets ? *sockets : std::vector<UnixSocket>()) {
+        if (socket.isListening && fs::path(socket.path).filename() == "PRN1" &&
+            socket.path != device) {
+            places.insert(socket.path);
+        }
+    }
+    std::string advice;
+    for (const std::string& place : places) {
+        advice += (advice.empty() ? "; or use one that runs: " : ", ") +
+                  ("--device " + ShellQuoted(place));
+    }
+    return advice;
+}
+
+std::string GroupName(gid_t group) {
+    const ::group* const found = getgrgid(group);
+    return found == nullptr ? std::to_string(group) : found->gr_name;
+}
+
+/// Returns the path itself, or the folder on the way to it, that this user may not use.
+fs::path Barrier(const fs::path& device) {
+    fs::path way;
+    for (const fs::path& part : fs::absolute(device).parent_path()) {
+        way /= part;
+        if (access(way.c_str(), X_OK) != 0) {
+            return way;
+        }
+    }
+    return device;
+}
+
+void NoPermission(const fs::path& device, Findings& into) {
+    const fs::path barrier = Barrier(device);
+    struct stat found {};
+    const bool isKnown = stat(barrier.c_str(), &found) == 0;
+    const std::string group = isKnown ? GroupName(found.st_gid) : "vantry";
+    const std::string user = UserName(geteuid());
+    into.Wrong(
+        "this user may not use the local device",
+        barrier.string() + (isKnown ? " is of the group " + group : "") + "; this is " + user,
+        "join the group: sudo usermod -aG " + group + " " + user +
+            ", and log in again; or run the command with sudo");
+}
+
+/// Returns the number of the error of connecting to the socket, or 0.
+int ConnectError(const fs::path& device) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (device.native().size() >= sizeof address.sun_path) {
+        return ENAMETOOLONG;
+    }
+    std::memcpy(address.sun_path, device.c_str(), device.native().size());
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const int number =
+        descriptor < 0 || connect(descriptor, reinterpret_cast<const sockaddr*>(&address),
+                                  sizeof address) != 0
+            ? errno
+            : 0;
+    close(descriptor);
+    return number;
+}
+
+std::string ListenerText(const fs::path& device) {
+    const auto hub = ReadHubSockets(device);
+    return hub && hub->process ? "process " + std::to_string(hub->process->id) +
+                                     " listens there: " + hub->process->command
+                               : "the program that listens there isn't known to this user";
+}
+
+void Missing(const fs::path& device, Findings& into) {
+    std::error_code ignored;
+    const fs::path folder = fs::absolute(device).parent_path();
+    into.Wrong("no hub runs here",
+               fs::exists(folder, ignored) ? "there is no " + device.string()
+                                           : "there is no folder " + folder.string(),
+               kStart + OtherPlaces(device));
+}
+
+void NoSocket(const fs::path& device, bool isFolder, Findings& into) {
+    std::error_code ignored;
+    const fs::path inside = device / "PRN1";
+    into.Wrong("the local device is no socket",
+               device.string() + (isFolder ? " is a folder" : " is a file"),
+               isFolder && fs::is_socket(inside, ignored)
+                   ? "name the socket in it: --device " + ShellQuoted(inside)
+                   : "name the socket PRN1 of the hub" + OtherPlaces(device));
+}
+
+void Refusing(const fs::path& device, const client::Error& failure, Findings& into) {
+    const int number = ConnectError(device);
+    if (number == EACCES || number == EPERM) {
+        NoPermission(device, into);
+    } else if (number == ECONNREFUSED) {
+        into.Wrong("no hub runs here", device.string() + " was left by a program that has ended",
+                   kStart + OtherPlaces(device));
+    } else if (failure.code == client::ErrorCode::TimedOut) {
+        into.Wrong("the hub doesn't answer", failure.text + "; " + ListenerText(device),
+                   "if it stays so, restart it: systemctl restart vantryd; --timeout waits longer");
+    } else if (number != 0) {
+        into.Wrong("the local device can't be used", device.string() + ": " + std::strerror(number),
+                   "name the socket PRN1 of the hub" + OtherPlaces(device));
+    } else {
+        into.Wrong("another program's socket", failure.text + "; " + ListenerText(device),
+                   "name the socket PRN1 of the hub" + OtherPlaces(device));
+    }
+}
+
+}  // namespace
+
+void ExamineDevice(const fs::path& device, const client::Error& failure, Findings& into) {
+    struct stat found {};
+    if (stat(device.c_str(), &found) != 0) {
+        errno == EACCES ? NoPermission(device, into) : Missing(device, into);
+    } else if (!S_ISSOCK(found.st_mode)) {
+        NoSocket(device, S_ISDIR(found.st_mode), into);
+    } else {
+        Refusing(device, failure, into);
+    }
+}
+
+}  // namespace vantry::cli

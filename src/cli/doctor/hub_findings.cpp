@@ -1,0 +1,165 @@
+#include "cli/doctor/hub_findings.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "cli/base/text.h"
+#include "cli/sockets/socket_table.h"
+#include "runtime/hub_port.h"
+
+namespace vantry::cli {
+namespace {
+
+using client::Property;
+
+/// A client that leaves more than this untaken for a second doesn't read.
+constexpr std::uint64_t kMuchUntaken = 32U << 10U;
+/// With this option the hub opens no TCP port.
+constexpr const char* kNoPort = "65534";
+
+std::string Joined(const std::set<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) {
+        text += (text.empty() ? "" : ", ") + name;
+    }
+    return text;
+}
+
+void ExamineVersions(const Catalog& catalog, Findings& into) {
+    std::set<std::string> unread;
+    for (const Property& property : catalog.All()) {
+        if (property.groupName == "Product Info" && property.value == "Error") {
+            unread.insert(property.name);
+        }
+    }
+    if (unread.empty()) {
+        into.Well("the versions are known");
+        return;
+    }
+    into.Wrong("versions read \"Error\"", Joined(unread),
+               "the hub reads them at its start from windows/version.ini, boot/qtlibs_version.ini "
+               "and boot/qtcommon_version.ini below its root: put them there and restart it; "
+               "nothing else depends on them");
+}
+
+void ExamineLoading(const Catalog& catalog, Findings& into) {
+    for (const Property& property : catalog.All()) {
+        if (property.id.component == client::Hub::OwnComponent() &&
+            property.name == "Property Loading Error" && property.value == "True") {
+            into.Wrong("the hub runs with default settings",
+                       "Property Loading Error is True: at its start there was no good property "
+                       "file, as in a new installation",
+                       "in a new installation nothing: the first change of a setting makes the "
+                       "file; otherwise stop the hub, put a copy of VantryProperties.ini into "
+                       "Store and start it again");
+        }
+    }
+}
+
+void ExamineOwners(const Catalog& catalog, Findings& into) {
+    std::map<std::pair<std::string, std::string>, std::size_t> gone;
+    std::size_t alive = 0;
+    for (const Property& property : catalog.All()) {
+        const client::Owners::State owner = catalog.OwnerOf(property);
+        if (owner.presence == client::Owners::Presence::Gone) {
+            ++gone[{property.componentName, owner.why}];
+        }
+        alive += owner.presence == client::Owners::Presence::Alive ? 1 : 0;
+    }
+    for (const auto& [who, count] : gone) {
+        into.Wrong("the program of " + Printable(who.first) + " is gone",
+                   fmt::format("{}; its {} properties keep their last values", who.second, count),
+                   "start it again; until then its values are old and writes to them are lost");
+    }
+    if (gone.empty()) {
+        into.Well("no owner is gone",
+                  fmt::format("{} of {} properties have an owner that is known to run", alive,
+                              catalog.All().size()));
+    }
+}
+
+/// Returns what listens at the port, for a sentence.
+std::string ListenerAt(std::uint16_t port) {
+    const auto other = ReadHubSockets(port);
+    if (!other) {
+        return "no program listens at port " + std::to_string(port);
+    }
+    return fmt::format(
+        "port {} is taken by {}", port,
+        other->process ? fmt::format("process {}: {}", other->process->id, other->process->command)
+                       : "a program of another user");
+}
+
+std::string NameOf(const Connection& connection) {
+    return connection.process           ? fmt::format("process {} ({})", connection.process->id,
+                                                      Printable(connection.process->command))
+           : connection.address.empty() ? std::string("a program of another user")
+                                        : connection.address;
+}
+
+/// Returns the clients that leave much untaken, with how much, by what recognises them.
+std::map<std::string, std::uint64_t> SlowClients(const HubSockets& hub) {
+    std::map<std::string, std::uint64_t> slow;
+    for (const Connection& connection : hub.connections) {
+        if (connection.untakenBytes > kMuchUntaken) {
+            slow[NameOf(connection)] += connection.untakenBytes;
+        }
+    }
+    return slow;
+}
+
+}  // namespace
+
+void ExamineProperties(const Catalog& catalog, Findings& into) {
+    ExamineVersions(catalog, into);
+    ExamineLoading(catalog, into);
+    ExamineOwners(catalog, into);
+}
+
+void ExaminePort(const HubSockets& hub, const std::optional<HubProcess>& process, Findings& into) {
+    if (hub.port) {
+        into.Well("the hub listens at TCP port " + std::to_string(*hub.port));
+        return;
+    }
+    if (!process) {
+        into.Well("the TCP port wasn't looked at", "this user can't look into the hub's process");
+        return;
+    }
+    const std::string wanted = process->Option("--port").value_or(std::to_string(kHubPort));
+    if (wanted == kNoPort) {
+        into.Well("the hub opens no TCP port", "it runs with --port " + wanted);
+        return;
+    }
+    into.Wrong("the hub has no TCP port",
+               ListenerAt(static_cast<std::uint16_t>(std::atoi(wanted.c_str()))),
+               "end what has the port, or give the hub another one in /etc/default/vantryd: "
+               "VANTRYD_OPTIONS=\"--port 9103\"; then systemctl restart vantryd");
+}
+
+void ExamineClients(const HubSockets& hub, const std::function<client::Result<HubSockets>()>& read,
+                    Findings& into) {
+    std::map<std::string, std::uint64_t> slow = SlowClients(hub);
+    if (!slow.empty()) {
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        const auto later = read();
+        const auto still = later ? SlowClients(*later) : slow;
+        std::erase_if(slow, [&](const auto& entry) { return still.count(entry.first) == 0; });
+    }
+    for (const auto& [name, bytes] : slow) {
+        into.Wrong("a client doesn't read",
+                   fmt::format("{} leaves {} untaken", name, SizeText(bytes)),
+                   "find out why it hangs, or end it; the hub closes it when more than it holds "
+                   "for one client is waiting");
+    }
+    if (slow.empty()) {
+        into.Well("every client reads", fmt::format("{} connections", hub.connections.size()));
+    }
+}
+
+}  // namespace vantry::cli

@@ -1,0 +1,93 @@
+#include "cli/doctor/reach.h"
+
+#include <netdb.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "client/hub.h"
+
+namespace vantry::cli {
+namespace {
+
+constexpr int kMilliseconds = 2000;
+
+/// Connects to one address. Returns the number of the error, or 0.
+int ConnectError(const addrinfo& address) {
+    const int descriptor = socket(address.ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    int number = 0;
+    if (descriptor < 0 || connect(descriptor, address.ai_addr, address.ai_addrlen) != 0) {
+        number = errno;
+    }
+    pollfd wait{descriptor, POLLOUT, 0};
+    if (number == EINPROGRESS) {
+        socklen_t length = sizeof number;
+        if (poll(&wait, 1, kMilliseconds) != 1) {
+            number = ETIMEDOUT;
+        } else if (getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &number, &length) != 0) {
+            number = errno;
+        }
+    }
+    close(descriptor);
+    return number;
+}
+
+client::Outcome ReachHub(client::Endpoint endpoint) {
+    client::Hub::Options options;
+    options.deadlineMilliseconds = kMilliseconds;
+    const auto hub = client::Hub::Connect(std::move(endpoint), options);
+    return hub ? client::Outcome(client::Done()) : client::Outcome(hub.error());
+}
+
+/// Splits "mqtt[s]://HOST[:PORT]", where the host may be an IPv6 address in brackets.
+std::pair<std::string, std::string> HostAndPort(const std::string& broker) {
+    const std::size_t slashes = broker.find("://");
+    std::string host = slashes == std::string::npos ? broker : broker.substr(slashes + 3);
+    std::string port = broker.starts_with("mqtts") ? "8883" : "1883";
+    const std::size_t colon = host.rfind(':');
+    if (colon != std::string::npos && host.find(']', colon) == std::string::npos) {
+        port = host.substr(colon + 1);
+        host.resize(colon);
+    }
+    if (host.starts_with('[') && host.ends_with(']')) {
+        host = host.substr(1, host.size() - 2);
+    }
+    return {host, port};
+}
+
+}  // namespace
+
+client::Outcome ReachBroker(const std::string& broker) {
+    const auto [host, port] = HostAndPort(broker);
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (const int failed = getaddrinfo(host.c_str(), port.c_str(), &hints, &found); failed != 0) {
+        return client::Error{client::ErrorCode::NoConnection, broker + ": " + gai_strerror(failed)};
+    }
+    const std::unique_ptr<addrinfo, void (*)(addrinfo*)> addresses(found, &freeaddrinfo);
+    int number = 0;
+    for (const addrinfo* address = found; address != nullptr; address = address->ai_next) {
+        number = ConnectError(*address);
+        if (number == 0) {
+            return client::Done();
+        }
+    }
+    return client::Error{client::ErrorCode::NoConnection, broker + ": " + std::strerror(number)};
+}
+
+client::Outcome ReachTcpHub(const std::string& address) {
+    auto endpoint = client::Endpoint::ParseTcp(address);
+    return endpoint ? ReachHub(std::move(*endpoint)) : client::Outcome(endpoint.error());
+}
+
+client::Outcome ReachDevice(const std::filesystem::path& device) {
+    return ReachHub(client::Endpoint::Device(device.string()));
+}
+
+}  // namespace vantry::cli
