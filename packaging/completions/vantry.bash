@@ -1,33 +1,15 @@
-# Completion of vantry for bash. Names come from the running hub.
+# Completion of vantry for bash. The program says what may be typed next; it asks the running hub.
 _vantry() {
-    local cur=${COMP_WORDS[COMP_CWORD]} command="" word
-    local -a hub=()
-    local index
-    for ((index = 1; index < COMP_CWORD; ++index)); do
-        word=${COMP_WORDS[index]}
-        case $word in
-            --tcp | --device) hub+=("$word" "${COMP_WORDS[index + 1]}"); ((++index)) ;;
-            --timeout) ((++index)) ;;
-            -*) ;;
-            *) [ -n "$command" ] || command=$word ;;
-        esac
-    done
+    local status
     COMPREPLY=()
-    if [[ $cur == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "--tcp --device --timeout --json --no-color --help" -- "$cur")
-        return
+    mapfile -t COMPREPLY < <(vantry complete --bash -- "${COMP_LINE:0:COMP_POINT}" 2>/dev/null; echo $?)
+    status=${COMPREPLY[-1]}
+    unset 'COMPREPLY[-1]'
+    if [ "$status" = 5 ]; then
+        mapfile -t COMPREPLY < <(compgen -f -- "${COMP_WORDS[COMP_CWORD]}")
+        compopt -o filenames 2>/dev/null
+    elif [[ ${#COMPREPLY[@]} == 1 && ${COMPREPLY[0]} == *= ]]; then
+        compopt -o nospace 2>/dev/null
     fi
-    case $command in
-        "") mapfile -t COMPREPLY < <(compgen -W "list get set watch plot describe save load diff history announce raw record replay bench settings status clients top check doctor help" -- "$cur") ;;
-        get | set | watch | plot | describe | list | top | check)
-            local name typed=${cur//\\/}
-            while IFS= read -r name; do
-                [[ ${name,,} == "${typed,,}"* ]] && COMPREPLY+=("${name// /\\ }")
-            done < <(vantry --timeout 1 "${hub[@]}" list --names 2>/dev/null)
-            ;;
-        help) mapfile -t COMPREPLY < <(compgen -W "conditions exit faults json monitors names scripts times list get set watch plot describe save load diff history announce raw record replay bench settings status clients top check doctor" -- "$cur") ;;
-        history) mapfile -t COMPREPLY < <(compgen -W "record query export" -- "$cur") ;;
-        announce | record | replay | save | load | diff) mapfile -t COMPREPLY < <(compgen -f -- "$cur") ;;
-    esac
 }
 complete -F _vantry vantry

@@ -152,7 +152,7 @@ CommandLine::CommandLine()
     app->add_flag("--no-color", context.noColor, "no colours, whatever the terminal");
     app->set_version_flag("--version", "vantry " VANTRY_VERSION);
     app->fallthrough();
-    app->require_subcommand(1);
+    app->require_subcommand(0, 1);
 }
 
 CommandLine::~CommandLine() = default;
@@ -183,6 +183,19 @@ int CommandLine::Execute(const std::function<int(const Context&)>& run,
     }
     return several ? RunOnSeveral(context, several(), run)
                    : FailUsage("this command runs on one printer; --on can't be used with it");
+}
+
+void CommandLine::SetAlone(std::function<int(const Context&)> run) {
+    app->callback([this, execute = std::move(run)] {
+        if (app->get_subcommands().empty()) {
+            status = execute(context);
+        }
+    });
+}
+
+CompletionPlace CommandLine::PlaceBehind(const std::vector<std::string>& words,
+                                         const std::string& begin) const {
+    return cli::PlaceBehind(*app, words, begin);
 }
 
 std::vector<std::string> CommandLine::CommandNames() const {

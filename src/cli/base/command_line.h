@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/base/completion_place.h"
 #include "cli/base/context.h"
 #include "cli/base/several.h"
 
@@ -103,6 +104,11 @@ public:
     /// Adds a command. `run` prints the result to standard output and errors to standard error, and
     /// returns the exit status, see Exit.
     CommandOptions Add(const CommandText& text, std::function<int(const Context&)> run);
+    /// Sets what happens without a command; see Add.
+    void SetAlone(std::function<int(const Context&)> run);
+    /// Returns the place behind these words, see vantry::cli::PlaceBehind.
+    CompletionPlace PlaceBehind(const std::vector<std::string>& words,
+                                const std::string& begin) const;
     /// Returns the help of the program or, unless `subject` is empty, that of a command with its
     /// examples, or a topic. Returns an error if there is neither.
     client::Result<std::string> HelpFor(const std::string& subject) const;
