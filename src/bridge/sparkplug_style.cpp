@@ -43,6 +43,7 @@ public:
         AddSession(payload);
         sparkplug::Metric& rebirth = *payload.add_metrics();
         rebirth.set_name(kRebirth);
+        rebirth.set_timestamp(payload.timestamp());
         rebirth.set_datatype(SparkplugType::kBoolean);
         rebirth.set_boolean_value(false);
         std::vector<mqtt::Message> messages = {Send("NBIRTH", "", payload)};
@@ -87,6 +88,8 @@ public:
                 metric.set_is_historical(true);
             }
             SetValue(metric, subject, change.value, change.available);
+            // The birth has told the type.
+            metric.clear_datatype();
         }
         std::vector<mqtt::Message> messages;
         for (auto& [device, payload] : payloads) {
@@ -181,6 +184,7 @@ private:
     void AddSession(sparkplug::Payload& payload) const {
         sparkplug::Metric& metric = *payload.add_metrics();
         metric.set_name("bdSeq");
+        metric.set_timestamp(payload.timestamp());
         metric.set_datatype(SparkplugType::kInt64);
         metric.set_long_value(session);
     }

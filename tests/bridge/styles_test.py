@@ -31,7 +31,42 @@ def session_of(text):
     return int(re.search(r'name: "bdSeq".*?long_value: (\d+)', text, re.DOTALL).group(1))
 
 
+VALUES = {"4": "long_value", "10": "double_value", "11": "boolean_value", "12": "string_value"}
+"""The field of a value by the number of its type."""
+
+
+def metrics_in(text):
+    """The fields of each metric of a payload."""
+    return [dict(re.findall(r"^  (\w+): (.*)$", one, re.MULTILINE))
+            for one in re.findall(r"^metrics \{\n(.*?)^\}", text, re.MULTILINE | re.DOTALL)]
+
+
 class Sparkplug(BridgeTestCase):
+    def check(self, topic, text, types):
+        """Compares a message with what the convention asks of its kind. Keeps the types of births by their aliases."""
+        kind = topic.split("/")[2]
+        if kind.endswith("CMD"):
+            return
+        self.assertNotRegex(text, r"(?m)^\s*\d", "a field that the payload doesn't have")
+        self.assertRegex(text, r"(?m)^timestamp: \d{13}$")
+        self.assertEqual(re.search(r"(?m)^seq: ", text) is None, kind == "NDEATH")
+        metrics = metrics_in(text)
+        self.assertEqual(kind == "DDEATH", not metrics, topic)
+        for metric in metrics:
+            about = "%s %s" % (topic, metric)
+            if kind != "NDEATH":
+                self.assertIn("timestamp", metric, about)
+            isBorn = not kind.endswith("DATA")
+            self.assertEqual(("name" in metric, "datatype" in metric), (isBorn, isBorn), about)
+            # Those of the node itself, which commands name, have none.
+            self.assertEqual("alias" in metric, kind[0] == "D", about)
+            if "BIRTH" in kind and "alias" in metric:
+                self.assertEqual(types.setdefault(metric["alias"], (metric["name"], metric["datatype"])),
+                                 (metric["name"], metric["datatype"]))
+            type = metric["datatype"] if isBorn else types[metric["alias"]][1]
+            held = [field for field in metric if field.endswith("_value") or field == "is_null"]
+            self.assertIn(held, ([VALUES[type]], ["is_null"]), about)
+
     def payloads(self, reader, type):
         return [decoded(payload) for topic, payload, _ in list(reader.messages) if "/%s/" % type in topic]
 
@@ -107,9 +142,10 @@ class Sparkplug(BridgeTestCase):
         birth = [one for one in self.payloads(reader, "DBIRTH") if PERIOD in one][-1]
         alias = number_of(birth[birth.index(PERIOD):], "alias")
         self.assertEqual(number_of(data, "alias"), alias)
-        expected = None
+        expected, types = None, {}
         for topic, payload, retained in list(reader.messages):
             self.assertFalse(retained)
+            self.check(topic, decoded(payload), types)
             if "BIRTH" in topic or "DATA" in topic:
                 expected = 0 if "NBIRTH" in topic else (expected + 1) % 256
                 self.assertEqual(number_of(decoded(payload), "seq"), expected, topic)
@@ -118,7 +154,8 @@ class Sparkplug(BridgeTestCase):
         bridge.end(signal.SIGKILL)
         death = eventually(lambda: self.payloads(reader, "NDEATH"))[-1]
         self.assertEqual(session_of(death), session_of(self.payloads(reader, "NBIRTH")[-1]))
-        self.assertIsNone(number_of(death, "seq"))
+        for topic, payload, _ in list(reader.messages):
+            self.check(topic, decoded(payload), types)
 
 
 class HomeAssistant(BridgeTestCase):
