@@ -5,14 +5,13 @@
 #include "client/name_lookup.h"
 
 #include <netdb.h>
-#include <pthread.h>
-#include <signal.h>
 
 #include <cstring>
 #include <memory>
 #include <utility>
 
 #include "client/connector.h"
+#include "runtime/detached_thread.h"
 #include "runtime/lock.h"
 
 namespace vantry::client {
@@ -49,37 +48,13 @@ struct Lookup {
                                               "the name look-up took too long"};
 };
 
-void* Run(void* argument) {
-    const std::unique_ptr<std::shared_ptr<Lookup>> lookup(
-        static_cast<std::shared_ptr<Lookup>*>(argument));
-    Addresses addresses = Ask((*lookup)->host, (*lookup)->port, 0);
+void Run(Lookup& lookup) {
+    Addresses addresses = Ask(lookup.host, lookup.port, 0);
     {
-        ScopedLock guard((*lookup)->lock);
-        (*lookup)->result = std::move(addresses);
+        ScopedLock guard(lookup.lock);
+        lookup.result = std::move(addresses);
     }
-    (*lookup)->done.Set();
-    return nullptr;
-}
-
-/// Returns false if the system has no thread to give.
-bool StartDetached(const std::shared_ptr<Lookup>& lookup) {
-    auto argument = std::make_unique<std::shared_ptr<Lookup>>(lookup);
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    // Signal handlers of the program run on its own threads.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    pthread_t thread{};
-    const bool started = pthread_create(&thread, &attributes, Run, argument.get()) == 0;
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    pthread_attr_destroy(&attributes);
-    if (started) {
-        static_cast<void>(argument.release());
-    }
-    return started;
+    lookup.done.Set();
 }
 
 }  // namespace
@@ -91,7 +66,7 @@ Addresses LookUp(const std::string& host, std::uint16_t port, const Deadline& de
         return numeric;
     }
     const auto lookup = std::make_shared<Lookup>(host, port);
-    if (!StartDetached(lookup)) {
+    if (!StartDetached([lookup] { Run(*lookup); })) {
         return Error{ErrorCode::NoConnection, "the system has no thread to give"};
     }
     static_cast<void>(WaitFor(lookup->done.Descriptor(), POLLIN, deadline, interruption));

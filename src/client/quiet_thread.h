@@ -1,11 +1,9 @@
 #pragma once
 
-#include <pthread.h>
-#include <signal.h>
-
 #include <functional>
 #include <utility>
 
+#include "runtime/blocked_signals.h"
 #include "runtime/native_thread.h"
 
 namespace vantry::client {
@@ -16,13 +14,8 @@ class QuietThread {
 public:
     /// Starts a thread that runs `body`. Returns false if the system can't create a thread.
     [[nodiscard]] bool Start(std::function<void()> body) {
-        sigset_t all;
-        sigset_t before;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before);
-        const bool started = thread.Start(std::move(body));
-        pthread_sigmask(SIG_SETMASK, &before, nullptr);
-        return started;
+        const ScopedBlockedSignals blocked;
+        return thread.Start(std::move(body));
     }
     /// See NativeThread.
     [[nodiscard]] bool WaitForEnd(std::uint32_t milliseconds) const {

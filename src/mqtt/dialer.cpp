@@ -4,12 +4,10 @@
 
 #include "mqtt/dialer.h"
 
-#include <pthread.h>
-#include <signal.h>
-
 #include <deque>
 #include <utility>
 
+#include "runtime/detached_thread.h"
 #include "runtime/event.h"
 #include "runtime/lock.h"
 
@@ -32,24 +30,9 @@ struct Dialer::Shared {
     Event work{true};
 };
 
-Dialer::Dialer() : shared(std::make_shared<Shared>()) {
-    auto argument = std::make_unique<std::shared_ptr<Shared>>(shared);
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    // Signals are for the threads of the program.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    pthread_t thread{};
-    hasThread = pthread_create(&thread, &attributes, Run, argument.get()) == 0;
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    pthread_attr_destroy(&attributes);
-    if (hasThread) {
-        static_cast<void>(argument.release());
-    }
-}
+Dialer::Dialer()
+    : shared(std::make_shared<Shared>()),
+      hasThread(StartDetached([queue = shared] { Run(*queue); })) {}
 
 Dialer::~Dialer() {
     {
@@ -85,16 +68,13 @@ void Dialer::Cancel(Ticket ticket) {
     std::erase_if(shared->jobs, [&](const Shared::Job& job) { return job.ticket == ticket; });
 }
 
-void* Dialer::Run(void* argument) {
-    const std::unique_ptr<std::shared_ptr<Shared>> owner(
-        static_cast<std::shared_ptr<Shared>*>(argument));
-    Shared& queue = **owner;
+void Dialer::Run(Shared& queue) {
     for (;;) {
         Shared::Job job;
         {
             ScopedLock guard(queue.lock);
             if (queue.hasEnded) {
-                return nullptr;
+                return;
             }
             if (!queue.jobs.empty()) {
                 job = std::move(queue.jobs.front());

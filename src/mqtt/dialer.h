@@ -32,10 +32,10 @@ public:
 
 private:
     struct Shared;
-    static void* Run(void* argument);
+    static void Run(Shared& queue);
 
     const std::shared_ptr<Shared> shared;
-    bool hasThread = false;
+    const bool hasThread;
     Ticket last = 0;
 };
 
