@@ -8,6 +8,7 @@
 #include "bridge/identity.h"
 #include "bridge/printer_list.h"
 #include "client/deadline.h"
+#include "mqtt/dialer.h"
 
 namespace vantry::bridge {
 namespace {
@@ -26,8 +27,8 @@ Outcome RetireOne(const Options& options, const PrinterEntry& entry) {
         refusal = reason >= 0x80 ? reason : refusal;
     };
     const auto deadline = client::Deadline::In(kPatience);
-    auto connection =
-        mqtt::Connection::Begin(ConnectionFor(options, entry.serial), std::move(reactions));
+    auto connection = mqtt::Dialer::BeginWithin(
+        deadline.Left(), ConnectionFor(options, entry.serial), std::move(reactions));
     if (!connection) {
         return connection.error();
     }

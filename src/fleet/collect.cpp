@@ -11,6 +11,7 @@
 
 #include "client/deadline.h"
 #include "mqtt/connection.h"
+#include "mqtt/dialer.h"
 
 namespace vantry::fleet {
 namespace {
@@ -73,7 +74,8 @@ Result<Roster> Collect(const Options& options) {
         }
     };
     const std::vector<std::string> topics = Roster::Topics(options.sites);
-    auto connection = mqtt::Connection::Begin(SettingsOf(options), std::move(reactions));
+    auto connection =
+        mqtt::Dialer::BeginWithin(deadline.Left(), SettingsOf(options), std::move(reactions));
     if (!connection) {
         return connection.error();
     }

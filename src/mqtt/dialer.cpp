@@ -5,6 +5,8 @@
 #include "mqtt/dialer.h"
 
 #include <deque>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "runtime/detached_thread.h"
@@ -66,6 +68,27 @@ void Dialer::Cancel(Ticket ticket) {
         shared->current = 0;
     }
     std::erase_if(shared->jobs, [&](const Shared::Job& job) { return job.ticket == ticket; });
+}
+
+Result<std::unique_ptr<Connection>> Dialer::BeginWithin(std::uint32_t milliseconds,
+                                                        Connection::Settings settings,
+                                                        Connection::Callbacks callbacks) {
+    const std::string name = settings.broker.Name();
+    std::optional<Result<std::unique_ptr<Connection>>> begun;
+    Event done(false);
+    Dialer dialer;
+    const Ticket ticket =
+        dialer.Begin(std::move(settings), std::move(callbacks), [&](auto connection) {
+            begun.emplace(std::move(connection));
+            done.Set();
+        });
+    static_cast<void>(done.Wait(milliseconds));
+    // From here on the other thread uses nothing of this one.
+    dialer.Cancel(ticket);
+    if (!begun) {
+        return Error{ErrorCode::TimedOut, "the look-up of the broker " + name + " takes too long"};
+    }
+    return std::move(*begun);
 }
 
 void Dialer::Run(Shared& queue) {

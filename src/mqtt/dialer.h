@@ -30,6 +30,12 @@ public:
     /// The report of this attempt isn't called after Cancel has returned.
     void Cancel(Ticket ticket);
 
+    /// Does what Connection::Begin does, for a program that has nothing else to wait for. Blocks
+    /// for so many milliseconds at most, and returns TimedOut then.
+    static Result<std::unique_ptr<Connection>> BeginWithin(std::uint32_t milliseconds,
+                                                           Connection::Settings settings,
+                                                           Connection::Callbacks callbacks);
+
 private:
     struct Shared;
     static void Run(Shared& queue);

@@ -12,6 +12,7 @@ import tempfile
 import threading
 import time
 import unittest
+import unittest.mock
 
 SOURCE = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
 sys.path[:0] = [SOURCE + "/python", SOURCE + "/python/tests"]
@@ -20,6 +21,9 @@ from support import PATIENCE, RunningHub  # noqa: E402,F401
 BUILD = os.environ.get("VANTRY_BUILD", SOURCE + "/build/release")
 BRIDGE = BUILD + "/src/vantry-bridge"
 MOSQUITTO = shutil.which("mosquitto", path=os.environ["PATH"] + ":/usr/sbin")
+SANITIZED = bool(os.environ.get("VANTRY_SANITIZE"))
+"""Whether the programs hold the memory of a sanitizer besides their own."""
+SLOW_NAMES = os.environ.get("SLOW_NAMES", "")
 HAS_BROKER = bool(MOSQUITTO and shutil.which("mosquitto_sub"))
 
 
@@ -44,6 +48,17 @@ def started(command, log):
     """Starts a program whose words are added to a file."""
     with open(log, "ab") as file:
         return subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=file)
+
+
+@contextlib.contextmanager
+def names_that_are_not_found():
+    """Programs that are started meanwhile look for names under ".slow" without an end."""
+    if not os.path.exists(SLOW_NAMES):
+        raise unittest.SkipTest("the library that delays look-ups isn't built")
+    # The address sanitizer wants to be the first library, and works as the second one.
+    sanitizer = os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"
+    with unittest.mock.patch.dict(os.environ, LD_PRELOAD=SLOW_NAMES, ASAN_OPTIONS=sanitizer):
+        yield
 
 
 def mqtt_text(text):

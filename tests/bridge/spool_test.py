@@ -3,14 +3,12 @@
 import os
 import signal
 import unittest
-import unittest.mock
 
-from broker_support import BridgeTestCase, eventually
+from broker_support import BridgeTestCase, eventually, names_that_are_not_found
 
 import vantry
 
 ERRORS = "2EBF9DEF-D51C-47FE-935E-5EDCC530B867"
-SLOW_NAMES = os.environ.get("SLOW_NAMES", "")
 ROUNDS = int(os.environ.get("VANTRY_ROUNDS", "3"))
 
 
@@ -43,7 +41,6 @@ class Spool(BridgeTestCase):
         self.assertTrue(all(event["historical"] for event in reader.documents("/event")))
         self.assertEqual(bridge.end(), 0)
 
-    @unittest.skipUnless(os.path.exists(SLOW_NAMES), "the library that delays look-ups isn't built")
     def test_a_name_server_that_does_not_answer_holds_nothing_up(self):
         hub = self.hub()
         component = vantry.Component("Fan Control", "Error", group_guid=ERRORS)
@@ -54,7 +51,7 @@ class Spool(BridgeTestCase):
 
         class Slow:
             url = "mqtt://broker.slow"
-        with unittest.mock.patch.dict(os.environ, LD_PRELOAD=SLOW_NAMES):
+        with names_that_are_not_found():
             bridge = self.bridge(Slow, hub, "--plain-text", "--spool", self.folder + "/spool")
         eventually(lambda: "connected to the hub" in bridge.said())
         for value in range(1, ROUNDS + 1):

@@ -12,7 +12,8 @@ import time
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "bridge"))
-from broker_support import BUILD, PATIENCE, SOURCE, BridgeTestCase, eventually, free_port, retain_many  # noqa: E402
+from broker_support import BUILD, PATIENCE, SOURCE, BridgeTestCase, eventually, free_port, \
+    names_that_are_not_found, retain_many  # noqa: E402
 
 import vantry  # noqa: E402
 
@@ -145,6 +146,11 @@ class Fleet(BridgeTestCase):
             status, output = self.listed(Nothing, "--timeout", "300ms")
         self.assertEqual(status, 4)
         self.assertIn("does not answer in time", output)
+        Nothing.url = "mqtt://broker.slow"
+        with names_that_are_not_found():
+            status, output = self.listed(Nothing, "--plain-text", "--timeout", "300ms")
+        self.assertEqual(status, 4)
+        self.assertIn("look-up", output)
 
 
 if __name__ == "__main__":
