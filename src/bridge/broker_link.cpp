@@ -2,7 +2,7 @@
 //
 // Only a connection that has lasted a minute makes the pauses short again, so that a broker which
 // accepts and closes connections isn't contacted every second. A broker that doesn't speak version
-// 5 is asked with 3.1.1 from then on.
+// 5, or sends what the library can't take of it, is asked with 3.1.1 from then on.
 //
 // Connections are begun by a dialer on its own thread, which may be held by the look-up of a name.
 // The loop waits for its report as for everything else, and gives an attempt up after a while.

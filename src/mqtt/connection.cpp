@@ -223,7 +223,11 @@ bool Connection::IsFlooded() {
 Outcome Connection::Work(bool isReadable, bool isWritable) {
     int code = MOSQ_ERR_SUCCESS;
     if (isReadable) {
-        code = Guarded([this] { return mosquitto_loop_read(handle.get(), 1); });
+        const auto taken = Guarded([this] { return mosquitto_loop_read(handle.get(), 1); });
+        code = taken.value_or(MOSQ_ERR_PROTOCOL);
+        // What the library has lost of a packet of version 5 must not come together: once is
+        // enough.
+        isVersionRefused = isVersionRefused || (!taken && isVersion5);
         if (code == MOSQ_ERR_SUCCESS && IsFlooded()) {
             return Error{ErrorCode::NoConnection,
                          "the broker at " + brokerName + " sends what was not asked for"};

@@ -86,7 +86,8 @@ public:
     /// until the broker has closed its side, for 600 ms at most.
     void Leave();
     bool IsAccepted() const { return isAccepted; }
-    /// Returns whether the broker has refused this version of the protocol.
+    /// Returns whether the next connection should speak version 3.1.1: the broker has refused
+    /// version 5, or has sent a packet of it that the library can't take.
     bool IsVersionRefused() const { return isVersionRefused; }
 
 private:

@@ -6,8 +6,6 @@
 
 #include "mqtt/library_guard.h"
 
-#include <mosquitto.h>
-
 #include <cstdio>
 #include <cstdlib>
 
@@ -32,14 +30,14 @@ extern "C" [[noreturn]] __attribute__((visibility("default"))) void __assert_fai
 
 namespace vantry::mqtt {
 
-int Guarded(const std::function<int()>& work) {
+std::optional<int> Guarded(const std::function<int()>& work) {
     try {
         isGuarded = true;
         const int code = work();
         isGuarded = false;
         return code;
     } catch (const AssertionFailed&) {
-        return MOSQ_ERR_PROTOCOL;
+        return std::nullopt;
     }
 }
 
