@@ -72,8 +72,7 @@ export class Detail {
   }
 
   #followAddress() {
-    const wanted = location.hash.slice(1);
-    const item = [...this.model.items.values()].find((one) => one.path === wanted);
+    const item = this.model.find(location.hash.slice(1));
     if (item && item !== this.#item) {
       this.#show(item);
     }

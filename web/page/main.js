@@ -25,21 +25,22 @@ function askForToken() {
   });
 }
 
-/// Shows the page as a whole once the present values are there, so that nothing jumps as they come.
-function showWhenLoaded(model) {
-  model.addView(() => {
-    byId("loading").hidden = model.loaded || model.connection === "refused";
-    byId("properties").hidden = !model.loaded;
-    byId("events").hidden = !model.loaded;
-  });
+/// Shows the page as a whole once the present values are in the list, so that nothing jumps as they come.
+function showWhenListed(model, list) {
+  const show = () => {
+    byId("loading").hidden = list.isBuilt || model.connection === "refused";
+    byId("properties").hidden = !list.isBuilt;
+    byId("events").hidden = !list.isBuilt;
+  };
+  model.addView(show);
+  list.whenBuilt = show;
 }
 
 const model = new Model();
 const detail = new Detail(model);
 const open = (item) => detail.open(item);
 addStrip(model);
-showWhenLoaded(model);
 addOverview(model, open, runCommand);
-new List(model, open);
+showWhenListed(model, new List(model, open));
 addEvents(model);
 follow(model, askForToken);

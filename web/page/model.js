@@ -10,13 +10,23 @@ const kBetweenSamples = 250;
 
 /// One property. Its members are those of the gateway, and what follows from them.
 class Item {
+  #words;
+
   constructor(key) {
     this.key = key;
     this.samples = [];
   }
 
+  /// What a search looks at, in small letters.
+  get words() {
+    return this.#words ??= `${this.componentName} ${this.groupName} ${this.name}`.toLowerCase();
+  }
+
   update(data) {
     Object.assign(this, data);
+    if (data.name !== undefined) {
+      this.#words = undefined;
+    }
     if (data.time === undefined) {
       return;  // News of the owner alone.
     }
@@ -53,6 +63,27 @@ class Item {
 
 const keyOf = (data) => JSON.stringify([data.component, data.group, data.guid]);
 
+/// The properties that fit something, kept up to date, so that a view that shows a few of very many
+/// needn't look at all of them.
+class Selection {
+  items = new Set();
+  /// Grows with each change of these properties, and as they come and go.
+  version = 0;
+
+  constructor(fits) {
+    this.fits = fits;
+  }
+
+  look(item, isThere) {
+    if (isThere && this.fits(item)) {
+      this.items.add(item);
+      ++this.version;
+    } else if (this.items.delete(item)) {
+      ++this.version;
+    }
+  }
+}
+
 export class Model {
   items = new Map();
   /// The members of `about`, once the gateway has told them.
@@ -64,6 +95,7 @@ export class Model {
   clockAhead = 0;
 
   #views = [];
+  #selections = [];
   #changed = new Set();
   #hasOthers = false;
   #isDue = false;
@@ -74,9 +106,26 @@ export class Model {
     this.#views.push(view);
   }
 
+  /// Returns the selection of the properties that fit from now on. Called before there are any.
+  select(fits) {
+    const selection = new Selection(fits);
+    this.#selections.push(selection);
+    return selection;
+  }
+
   /// Returns the properties for people: heartbeats are for programs.
   shownItems() {
     return [...this.items.values()].filter((item) => item.kind !== "heartbeat");
+  }
+
+  /// Returns the property with this path, or nothing.
+  find(path) {
+    try {
+      const [component, group, guid] = path.split("/").map(decodeURIComponent);
+      return this.items.get(keyOf({ component, group, guid }));
+    } catch {
+      return undefined;  // It is no path.
+    }
   }
 
   now() {
@@ -131,12 +180,14 @@ export class Model {
     this.#seen.add(key);
     item.update(data);
     this.#changed.add(item);
+    this.#selections.forEach((selection) => selection.look(item, true));
   }
 
   #forgetUnseen() {
-    for (const key of this.items.keys()) {
+    for (const [key, item] of this.items) {
       if (!this.#seen.has(key)) {
         this.items.delete(key);
+        this.#selections.forEach((selection) => selection.look(item, false));
         this.#hasOthers = true;
       }
     }

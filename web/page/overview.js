@@ -5,6 +5,7 @@
 // whose program has ended is a problem too.
 
 import { byId, make, setText, sync, valueText } from "./elements.js";
+import { compareTexts } from "./order.js";
 
 const kFine = new Set(["", "false", "0", "none", "ok", "no error", "no"]);
 
@@ -13,7 +14,7 @@ export const isProblem = (item) =>
 
 const isCommand = (item) => item.available && item.description.type === "command";
 
-const byLabel = (one, other) => one.label.localeCompare(other.label);
+const byLabel = (one, other) => compareTexts(one.label, other.label);
 
 function range(item) {
   const { minimum, maximum, unit } = item.description;
@@ -49,25 +50,29 @@ function fillTile(tile, item) {
 /// Keeps a section of tiles for the properties that `fits`, and hides it while there are none.
 function addTiles(model, section, list, fits, create, fill) {
   const kept = new Map();
-  model.addView((changed, hasOthers) => {
-    const items = [...model.items.values()].filter(fits).sort(byLabel);
-    byId(section).hidden = items.length === 0 || !model.loaded;
-    if (hasOthers || [...changed].some(fits)) {
-      sync(byId(list), items, kept, create, fill);
+  const selection = model.select(fits);
+  let shown = 0;
+  model.addView(() => {
+    byId(section).hidden = selection.items.size === 0 || !model.loaded;
+    if (shown !== selection.version) {
+      shown = selection.version;
+      sync(byId(list), [...selection.items].sort(byLabel), kept, create, fill);
     }
   });
 }
 
 /// Returns the problems to show: those that properties report, and components whose program has ended.
-function problemsIn(model) {
-  const items = [...model.items.values()];
-  const problems = items.filter(isProblem).sort(byLabel).map((item) => ({
+function problemsIn(reported, orphaned) {
+  const problems = [...reported].sort(byLabel).map((item) => ({
     key: item.key, item, name: item.name,
     text: [item.value === "True" ? "" : valueText(item), item.description.text ?? ""].filter(Boolean).join(". "),
   }));
   const ended = new Map();
-  for (const item of items.filter((one) => one.isOrphaned)) {
-    ended.set(item.componentName, [...(ended.get(item.componentName) ?? []), item]);
+  for (const item of orphaned) {
+    if (!ended.has(item.componentName)) {
+      ended.set(item.componentName, []);
+    }
+    ended.get(item.componentName).push(item);
   }
   for (const [name, orphans] of ended) {
     const values = orphans.length === 1 ? "Its value is" : `Its ${orphans.length} values are`;
@@ -78,8 +83,12 @@ function problemsIn(model) {
 
 function addProblems(model, open) {
   const kept = new Map();
-  model.addView(() => {
-    const problems = problemsIn(model);
+  const reported = model.select(isProblem);
+  const orphaned = model.select((item) => item.isOrphaned);
+  let problems = [];
+  let shown = "";
+  const show = () => {
+    problems = problemsIn(reported.items, orphaned.items);
     sync(byId("problem-list"), problems, kept,
       ({ item }) => {
         const link = make("a", { href: `#${item.path}` });
@@ -90,6 +99,13 @@ function addProblems(model, open) {
         setText(row.querySelector("a"), problem.name);
         setText(row.querySelector("span"), problem.text);
       });
+  };
+  model.addView(() => {
+    const present = `${reported.version} ${orphaned.version}`;
+    if (shown !== present) {
+      shown = present;
+      show();
+    }
     const isHubAway = model.about !== null && !model.about.hub.connected;
     byId("problems").classList.toggle("bad", problems.length > 0 || isHubAway);
     byId("no-problem").hidden = problems.length > 0 && !isHubAway;

@@ -4,6 +4,8 @@
 // is taken up where it broke, with the id of the last event. A stream that is silent for longer than
 // the gateway's signs of life allow is given up, because a network that has gone tells nobody.
 
+import { Breaks } from "./breaks.js";
+
 const kSilence = 40_000;
 const kPauses = [250, 500, 1000, 2000, 4000];
 
@@ -89,10 +91,14 @@ export async function follow(model, onRefused) {
       model.setConnection("live");
       const decoder = new TextDecoder();
       const reader = response.body.getReader();
+      const breaks = new Breaks();
       for (let part = await reader.read(); !part.done; part = await reader.read()) {
         watch();
         failures = -1;
         parser.add(decoder.decode(part.value, { stream: true }));
+        if (breaks.isDue) {
+          await breaks.take();
+        }
       }
     } catch {
       // Whatever it was, the next attempt shows whether it lasts.
