@@ -82,6 +82,10 @@ std::uint32_t PropertyEngine::ProcessLargeText(const StreamReference& stream,
 }
 
 std::uint32_t PropertyEngine::ProcessText(const StreamReference& stream, std::string_view text) {
+    const PlainReads reads(text);
+    if (!reads.Entries().empty()) {
+        return HandleReads(stream, reads.Entries());
+    }
     PropertyMessage request;
     std::string_view failure;
     if (request.ReadText(text, failure)) {
@@ -122,12 +126,25 @@ std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
     if (WasCut(*stream)) {
         return 0;
     }
-    if (!reply) {
-        return 1;
+    return reply ? WriteReply(*stream, *reply) : 1;
+}
+
+std::uint32_t PropertyEngine::HandleReads(const StreamReference& stream,
+                                          std::span<const WantedProperty> wanted) {
+    const bool external = IsExternalStream(*stream);
+    Reply reply(stream->Account(), false);
+    for (const WantedProperty& property : wanted) {
+        if (!AnswerEntry(property, external, reply)) {
+            return 0;
+        }
     }
-    MessageFrame frame = reply->Finish();
-    ScopedLock guard(stream->SendLock());
-    return frame.WriteTo(*stream) ? 1 : 0;
+    return WasCut(*stream) ? 0 : WriteReply(*stream, reply);
+}
+
+std::uint32_t PropertyEngine::WriteReply(Stream& stream, Reply& reply) {
+    MessageFrame frame = reply.Finish();
+    ScopedLock guard(stream.SendLock());
+    return frame.WriteTo(stream) ? 1 : 0;
 }
 
 bool PropertyEngine::Answer(const RequestSections& request, bool external, Reply& reply) {
@@ -138,7 +155,8 @@ bool PropertyEngine::Answer(const RequestSections& request, bool external, Reply
     // A subscription is also answered with the current values, after those of the reads.
     for (const JsonValue* const section : {request.getRequests, request.subscribeRequests}) {
         RequestSections::ForEachEntry(section, [&](const EntryView& entry) {
-            goesOn = goesOn && AnswerEntry(entry, external, reply);
+            goesOn = goesOn && AnswerEntry({.component = entry.Component(), .guids = entry.Guids()},
+                                           external, reply);
             return goesOn;
         });
     }

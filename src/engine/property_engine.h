@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "engine/subscriber.h"
 #include "platform/platform.h"
 #include "runtime/event.h"
+#include "wire/plain_reads.h"
 #include "wire/property_message.h"
 
 namespace vantry {
@@ -50,12 +52,16 @@ private:
     /// Acts on all sections of the request, and writes at most one reply. Returns 0 to end the
     /// session.
     std::uint32_t HandleMessage(const StreamReference& stream, const RequestSections& request);
+    /// Does the same for a message that only asks for these properties.
+    std::uint32_t HandleReads(const StreamReference& stream,
+                              std::span<const WantedProperty> wanted);
+    static std::uint32_t WriteReply(Stream& stream, Reply& reply);
 
     // The steps of HandleMessage.
     /// Each of the functions that return a bool returns false if the reply has been abandoned
     /// because the peer exceeds a bound.
     bool Answer(const RequestSections& request, bool external, Reply& reply);
-    bool AnswerEntry(const EntryView& entry, bool external, Reply& reply);
+    bool AnswerEntry(const WantedProperty& wanted, bool external, Reply& reply);
     bool AnswerEverything(bool external, Reply& reply);
     bool AddRecord(const Property& property, const RecordOwner& owner, bool external, Reply& reply);
     void EnterSubscription(const StreamReference& stream, const RequestSections& request);

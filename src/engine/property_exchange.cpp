@@ -43,13 +43,14 @@ std::optional<PropertyEngine::Excess> PropertyEngine::ExcessOf(std::optional<Bou
     return exceeded ? std::optional(Excess{.bound = *exceeded}) : std::nullopt;
 }
 
-bool PropertyEngine::AnswerEntry(const EntryView& entry, bool external, Reply& reply) {
+bool PropertyEngine::AnswerEntry(const WantedProperty& wanted, bool external, Reply& reply) {
+    const auto& [groupGuid, guid] = wanted.guids;
     bool found = false;
-    if (entry.Guid().empty()) {
+    if (guid.empty()) {
         std::deque<std::shared_ptr<Property>> members;
-        Catalog().ListGroup(members, entry.GroupGuid());
+        Catalog().ListGroup(members, groupGuid);
         RemotePropertyTable::List remotes;
-        remoteTable.ListGroup(remotes, entry.GroupGuid());
+        remoteTable.ListGroup(remotes, groupGuid);
         for (const std::shared_ptr<Property>& member : members) {
             if (!AddRecord(*member, LocalOwner(), external, reply)) {
                 return false;
@@ -61,15 +62,14 @@ bool PropertyEngine::AnswerEntry(const EntryView& entry, bool external, Reply& r
             }
         }
         found = !members.empty() || !remotes.empty();
-    } else if (entry.Component() == OwnComponent().Guid()) {
-        if (const auto property = Catalog().FindProperty(entry.Guid(), entry.GroupGuid())) {
+    } else if (wanted.component == OwnComponent().Guid()) {
+        if (const auto property = Catalog().FindProperty(guid, groupGuid)) {
             return AddRecord(*property, LocalOwner(), external, reply);
         }
-    } else if (const auto property =
-                   remoteTable.Find(entry.Guid(), entry.GroupGuid(), entry.Component())) {
+    } else if (const auto property = remoteTable.Find(guid, groupGuid, wanted.component)) {
         return AddRecord(*property, OwnerOf(*property), external, reply);
     }
-    return found || reply.AddFailure(entry.Component(), entry.GroupGuid(), entry.Guid());
+    return found || reply.AddFailure(wanted.component, groupGuid, guid);
 }
 
 bool PropertyEngine::AddRecord(const Property& property, const RecordOwner& owner, bool external,

@@ -18,6 +18,7 @@ public:
 
     std::string_view Text(std::string_view field) const;
     std::string_view Component() const;
+    const SplitGuid& Guids() const { return guids; }
     std::string_view GroupGuid() const { return guids.groupGuid; }
     /// Returns an empty text in a request for a whole group.
     std::string_view Guid() const { return guids.guid; }
