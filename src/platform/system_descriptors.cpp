@@ -77,8 +77,13 @@ public:
     }
 
     ssize_t Receive(int number, std::span<iovec> parts, bool waits) override {
+        const int flags = waits ? 0 : MSG_DONTWAIT;
+        if (parts.size() == 1) {
+            // The system copies no description of the parts then.
+            return OrError(recv(number, parts[0].iov_base, parts[0].iov_len, flags));
+        }
         msghdr message = MessageOf(parts);
-        return OrError(recvmsg(number, &message, waits ? 0 : MSG_DONTWAIT));
+        return OrError(recvmsg(number, &message, flags));
     }
 
     ssize_t Send(int number, std::string_view text) override {

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <span>
 
 #include "runtime/interruptible.h"
 
@@ -21,6 +22,9 @@ namespace {
 
 /// The largest buffer that a connection keeps while it is idle.
 constexpr std::size_t kKeptCapacity = 512;
+/// A Read of at most so many bytes receives into one buffer and copies them from there, which costs
+/// less than describing two buffers to the system.
+constexpr std::size_t kMostCopied = 64;
 
 }  // namespace
 
@@ -55,8 +59,12 @@ std::int32_t SocketInput::Read(int number, std::uint8_t* buffer, std::int32_t le
 }
 
 ssize_t SocketInput::Receive(int number, std::uint8_t* buffer, std::size_t length, bool waits) {
-    std::array<std::uint8_t, kMostAhead> more;
-    std::array<iovec, 2> parts{{{buffer, length}, {more.data(), mostAhead}}};
+    std::array<std::uint8_t, kMostCopied + kMostAhead> memory;
+    const bool copies = length <= kMostCopied;
+    const std::uint8_t* const more = memory.data() + (copies ? length : 0);
+    std::array<iovec, 2> apart{{{buffer, length}, {memory.data(), mostAhead}}};
+    std::array<iovec, 1> together{{{memory.data(), length + mostAhead}}};
+    const std::span<iovec> parts = copies ? std::span<iovec>(together) : apart;
     ssize_t count = 0;
     do {
         // The order matters: either the caller of Close sees that a thread is receiving, or this
@@ -70,11 +78,15 @@ ssize_t SocketInput::Receive(int number, std::uint8_t* buffer, std::size_t lengt
         count = descriptors.Receive(number, parts, waits);
         reading.store(false, std::memory_order_release);
     } while (count == -EINTR);
-    if (count > 0 && static_cast<std::size_t>(count) > length) {
-        ahead.assign(more.data(), more.data() + (static_cast<std::size_t>(count) - length));
-        return static_cast<ssize_t>(length);
+    if (count <= 0) {
+        return count;
     }
-    return count;
+    const std::size_t got = std::min(static_cast<std::size_t>(count), length);
+    if (copies) {
+        std::copy_n(memory.data(), got, buffer);
+    }
+    ahead.assign(more, more + (static_cast<std::size_t>(count) - got));
+    return static_cast<ssize_t>(got);
 }
 
 void SocketInput::Release() {
