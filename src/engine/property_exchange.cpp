@@ -11,7 +11,10 @@
 
 #include <deque>
 #include <map>
+#include <optional>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "engine/property_engine.h"
 #include "engine/record_texts.h"
@@ -83,24 +86,33 @@ bool PropertyEngine::AddRecord(const Property& property, const RecordOwner& owne
 bool PropertyEngine::AnswerEverything(bool external, Reply& reply) {
     // Requests for single properties are answered with "Property Not Found"; a request for all
     // properties silently omits the hidden ones.
+    // The members of a group mostly stand together in the lists, so its right is looked up once.
+    std::optional<std::string_view> group;
+    bool groupMayBeSeen = true;
     const auto mayBeSeen = [&](const Property& property) {
-        return !external || Rights().MaySee(property.GroupGuid());
+        if (external && group != property.GroupGuid()) {
+            group = property.GroupGuid();
+            groupMayBeSeen = Rights().MaySee(*group);
+        }
+        return groupMayBeSeen;
     };
     std::deque<std::shared_ptr<Property>> properties;
     Catalog().ListProperties(properties);
-    for (const std::shared_ptr<Property>& property : properties) {
-        if (mayBeSeen(*property) && !reply.Add(*RecordTextOf(*property, LocalOwner()))) {
-            return false;
-        }
-    }
     RemotePropertyTable::List remotes;
     remoteTable.ListProperties(remotes);
-    for (const std::shared_ptr<RemoteProperty>& property : remotes) {
-        if (mayBeSeen(*property) && !reply.Add(*RecordTextOf(*property, OwnerOf(*property)))) {
-            return false;
+    std::vector<KeptText::Shared> texts;
+    texts.reserve(properties.size() + remotes.size());
+    for (const std::shared_ptr<Property>& property : properties) {
+        if (mayBeSeen(*property)) {
+            texts.push_back(RecordTextOf(*property, LocalOwner()));
         }
     }
-    return true;
+    for (const std::shared_ptr<RemoteProperty>& property : remotes) {
+        if (mayBeSeen(*property)) {
+            texts.push_back(RecordTextOf(*property, OwnerOf(*property)));
+        }
+    }
+    return reply.AddAll(texts);
 }
 
 void PropertyEngine::ApplySetRequests(const RequestSections& request) {

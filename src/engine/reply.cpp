@@ -17,6 +17,8 @@ namespace {
 /// with each call.
 constexpr std::size_t kUncounted = 64U << 10U;
 constexpr std::size_t kStep = 256U << 10U;
+/// What Finish appends to the records.
+constexpr std::size_t kEndBytes = 2;
 
 }  // namespace
 
@@ -35,6 +37,23 @@ bool Reply::Add(std::string_view record) {
     return Charge();
 }
 
+bool Reply::AddAll(std::span<const KeptText::Shared> records) {
+    std::size_t size = 0;
+    for (const KeptText::Shared& record : records) {
+        size += record->size() + 1;
+    }
+    if (!Charge(size)) {
+        return false;
+    }
+    // A buffer that grows by doubling would copy the answer once more, from and to cold memory.
+    std::string& text = frame.Buffer();
+    text.reserve(text.size() + size + kEndBytes);
+    for (const KeptText::Shared& record : records) {
+        text.append(*record).push_back(',');
+    }
+    return true;
+}
+
 bool Reply::AddFailure(std::string_view component, std::string_view groupGuid,
                        std::string_view guid) {
     AppendFailureRecord(frame.Buffer(), component, groupGuid, guid);
@@ -49,8 +68,8 @@ bool Reply::AddRefusal(std::string_view component, std::string_view groupGuid,
     return Charge();
 }
 
-bool Reply::Charge() {
-    const std::size_t held = frame.Buffer().size() + refusals.size();
+bool Reply::Charge(std::size_t more) {
+    const std::size_t held = frame.Buffer().size() + refusals.size() + more;
     if (!owner || held <= kUncounted + charge.Amount()) {
         return true;
     }

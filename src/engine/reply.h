@@ -1,11 +1,14 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "platform/accounting.h"
+#include "property/kept_text.h"
 #include "wire/message_frame.h"
 
 namespace vantry {
@@ -23,6 +26,8 @@ public:
 
     /// Appends a record. Returns false if the answer has been abandoned.
     [[nodiscard]] bool Add(std::string_view record);
+    /// Appends many records, for which it makes room at once. Returns as Add does.
+    [[nodiscard]] bool AddAll(std::span<const KeptText::Shared> records);
     /// Appends a record which says that the requested property wasn't found. Returns as Add does.
     [[nodiscard]] bool AddFailure(std::string_view component, std::string_view groupGuid,
                                   std::string_view guid);
@@ -35,7 +40,8 @@ public:
     [[nodiscard]] MessageFrame Finish();
 
 private:
-    [[nodiscard]] bool Charge();
+    /// Counts what the answer holds, and `more` bytes. Returns as Add does.
+    [[nodiscard]] bool Charge(std::size_t more = 0);
 
     const std::shared_ptr<ConnectionAccount> owner;
     ScopedCharge charge;
