@@ -1,10 +1,10 @@
 // The least that a server can do: it receives so many bytes and sends so many others.
 //
-//     compare_echo REQUEST_BYTES ANSWER_BYTES twice|once
+//     compare_echo REQUEST_BYTES ANSWER_BYTES twice|once|relay
 //
 // It listens on a free TCP port of 127.0.0.1, prints its number, and serves until it is killed.
 // Each connection has a thread, which receives a request with two calls (32 bytes, then the rest)
-// or with one.
+// or with one. As a relay it answers nothing, and sends each request to all other connections.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -52,7 +53,9 @@ bool SendAll(int number, std::string_view bytes) {
     return true;
 }
 
-void Serve(int number, std::size_t requestBytes, std::size_t first, const std::string& answer) {
+/// Receives requests until the peer or `answer` ends it. `answer` returns whether it could send.
+template <typename Answer>
+void Serve(int number, std::size_t requestBytes, std::size_t first, const Answer& answer) {
     std::vector<char> request(requestBytes);
     std::size_t received = 0;
     for (;;) {
@@ -64,7 +67,7 @@ void Serve(int number, std::size_t requestBytes, std::size_t first, const std::s
         received += static_cast<std::size_t>(got);
         if (received == requestBytes) {
             received = 0;
-            if (!SendAll(number, answer)) {
+            if (!answer({request.data(), requestBytes})) {
                 break;
             }
         }
@@ -72,11 +75,32 @@ void Serve(int number, std::size_t requestBytes, std::size_t first, const std::s
     close(number);
 }
 
+void ServeAsRelay(int listening, std::size_t requestBytes) {
+    std::mutex mutex;
+    std::vector<int> numbers;
+    for (;;) {
+        const int number = accept(listening, nullptr, nullptr);
+        const std::lock_guard guard(mutex);
+        numbers.push_back(number);
+        std::thread([=, &mutex, &numbers] {
+            Serve(number, requestBytes, requestBytes, [&](std::string_view request) {
+                const std::lock_guard sending(mutex);
+                return std::all_of(numbers.begin(), numbers.end(), [&](int other) {
+                    return other == number || SendAll(other, request);
+                });
+            });
+        }).detach();
+    }
+}
+
 void ServeWithThreads(int listening, std::size_t requestBytes, std::size_t first,
                       const std::string& answer) {
     for (;;) {
         const int number = accept(listening, nullptr, nullptr);
-        std::thread([=, &answer] { Serve(number, requestBytes, first, answer); }).detach();
+        std::thread([=, &answer] {
+            Serve(number, requestBytes, first,
+                  [&](std::string_view) { return SendAll(number, answer); });
+        }).detach();
     }
 }
 
@@ -86,13 +110,16 @@ void ServeWithThreads(int listening, std::size_t requestBytes, std::size_t first
 int main(int argc, char** argv) {
     using namespace vantry::bench;
     if (argc != 4) {
-        std::fprintf(stderr, "usage: compare_echo REQUEST_BYTES ANSWER_BYTES twice|once\n");
+        std::fprintf(stderr, "usage: compare_echo REQUEST_BYTES ANSWER_BYTES twice|once|relay\n");
         return 2;
     }
     const std::size_t requestBytes = std::strtoul(argv[1], nullptr, 10);
     const std::string answer(std::strtoul(argv[2], nullptr, 10), 'x');
     const std::string_view way = argv[3];
     const int listening = Listen();
+    if (way == "relay") {
+        ServeAsRelay(listening, requestBytes);
+    }
     const std::size_t first = way == "twice" ? std::min(kHeadBytes, requestBytes) : requestBytes;
     ServeWithThreads(listening, requestBytes, first, answer);
     return 0;

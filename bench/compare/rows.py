@@ -217,6 +217,19 @@ def fan_out_of_hub(stand: Stand, subscribers: int, changes: int, local: bool) ->
                        component.change)
 
 
+def fan_out_of_relay(stand: Stand, subscribers: int, changes: int) -> float:
+    """The least that the bytes of the hub's publications cost: they are received and sent on."""
+    with stand.hub() as hub:
+        component = Component(hub, 1)
+        answer = hub.tcp().ask(component.request(0))
+    records = (answer[answer.index(b"[") + 1:-2] + b",") * changes
+    with stand.echo(len(records), 0, "relay") as relay:
+        clients = [socket.create_connection(("127.0.0.1", relay.port), 10)
+                   for _ in range(subscribers + 1)]
+        return fan_out(relay, clients[1:], b'"Status"', changes, 8,
+                       lambda _: clients[0].sendall(records))
+
+
 def fan_out_of_redis(subscribers: int, changes: int) -> float:
     with redis() as store:
         clients = [store.connect() for _ in range(subscribers)]
@@ -265,16 +278,18 @@ def delivered_records(stand: Stand) -> None:
     """Row E."""
     changes = 400
     for subscribers in (1, 16, 128):
-        got: Dict[str, List[float]] = {name: [] for name in ("PRN1", "TCP", "redis", "mosquitto")}
+        got: Dict[str, List[float]] = {
+            name: [] for name in ("PRN1", "TCP", "relay", "redis", "mosquitto")}
         for _ in range(stand.runs):
             got["PRN1"].append(fan_out_of_hub(stand, subscribers, changes, True))
             got["TCP"].append(fan_out_of_hub(stand, subscribers, changes, False))
+            got["relay"].append(fan_out_of_relay(stand, subscribers, changes))
             got["redis"].append(fan_out_of_redis(subscribers, changes))
             got["mosquitto"].append(fan_out_of_mosquitto(stand, subscribers, changes))
         at = f"{subscribers} subscribers"
         for name, runs in got.items():
             stand.table.add("E", f"{name}, {at}: processor time a record", runs, unit=" us")
-        for name in ("PRN1", "TCP"):
+        for name in ("PRN1", "TCP", "relay"):
             for other in ("redis", "mosquitto"):
                 goal = "0.4 or less" if other == "redis" and subscribers > 1 else ""
                 stand.table.ratio("E", f"{at}: processor time a record, {name} / {other}",
