@@ -178,10 +178,7 @@ void PropertyEngine::EnterSubscription(const StreamReference& stream,
         Subscriber& subscriber = **place;
         RequestSections::ForEachEntry(request.subscribeRequests, [&](const EntryView& entry) {
             const std::optional<Bound> bound =
-                subscriber.Add({.component = std::string(entry.Component()),
-                                .groupGuid = std::string(entry.GroupGuid()),
-                                .guid = std::string(entry.Guid())},
-                               isNew);
+                subscriber.Add(entry.Component(), entry.GroupGuid(), entry.Guid(), isNew);
             exceeded = bound ? bound : exceeded;
             return bound != Bound::Subscriptions;
         });

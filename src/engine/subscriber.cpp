@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "wire/key/property_key.h"
+
 // The list of a subscriber is kept by full key, so that a fan-out finds with one look-up whether a
 // record is wanted. A first subscription that names a property several times is cancelled as many
 // times, while a later one adds only what isn't listed. Equal entries are kept once with their
-// number, so that removing one of thousands costs no more than removing the only one. Each entry
+// number, so that removing one of thousands costs no more than removing the only one. The names of
+// an entry are kept in its key alone, since peers may make the hub hold many entries. Each entry
 // weighs on the account of its stream until it is removed, a long one more than a short one; the
 // destructor gives back what is left. A publication and a reply to the same peer are kept apart by
 // the send lock of the stream, not by a lock of the subscriber.
@@ -22,47 +25,49 @@ bool Subscriber::IsGone() const {
     return stream->IsAlive() == 0 || (account && account->WasCut());
 }
 
-std::optional<Bound> Subscriber::Add(PropertyRequest wanted, bool evenIfListed) {
-    std::vector<Entry>& row = entries[FullKey(wanted.component, wanted.groupGuid, wanted.guid)];
-    const auto listedEntry = std::find_if(
-        row.begin(), row.end(), [&](const Entry& entry) { return entry.request == wanted; });
-    if (!evenIfListed && listedEntry != row.end()) {
+std::optional<Bound> Subscriber::Add(std::string_view component, std::string_view groupGuid,
+                                     std::string_view guid, bool evenIfListed) {
+    std::string key = FullKey(component, groupGuid, guid);
+    const Entry wanted{.componentBytes = static_cast<std::uint32_t>(component.size()),
+                       .groupBytes = static_cast<std::uint32_t>(groupGuid.size()),
+                       .times = 1};
+    const auto [first, last] = entries.equal_range(key);
+    const auto equal = std::find_if(first, last, [&](const auto& other) {
+        return other.second.componentBytes == wanted.componentBytes &&
+               other.second.groupBytes == wanted.groupBytes;
+    });
+    if (!evenIfListed && equal != last) {
         return std::nullopt;
     }
     std::optional<Bound> exceeded;
     if (const std::shared_ptr<ConnectionAccount>& account = stream->Account()) {
-        const std::uint64_t weight = WeightOf(wanted);
+        const std::uint64_t weight = WeightOf(key);
         counted += weight;
         exceeded = account->Add(Resource::Subscriptions, weight);
     }
-    if (listedEntry != row.end()) {
-        ++listedEntry->times;
+    if (equal != last) {
+        ++equal->second.times;
     } else {
-        row.push_back({.request = std::move(wanted), .times = 1});
+        entries.emplace(std::move(key), wanted);
     }
     ++listed;
     return exceeded;
 }
 
-std::uint64_t Subscriber::WeightOf(const PropertyRequest& request) {
+std::uint64_t Subscriber::WeightOf(std::string_view fullKey) {
     // The length counts too, so that entries with very long names are bounded.
     constexpr std::size_t kUsualBytes = 256;
-    return 1 + (request.component.size() + request.groupGuid.size() + request.guid.size()) /
-                   kUsualBytes;
+    return 1 + fullKey.size() / kUsualBytes;
 }
 
 void Subscriber::RemoveEntry(std::string_view fullKey) {
-    const auto row = entries.find(fullKey);
-    if (row == entries.end()) {
+    const auto entry = entries.find(fullKey);
+    if (entry == entries.end()) {
         return;
     }
-    Entry& first = row->second.front();
-    CountLess(WeightOf(first.request));
-    if (--first.times == 0) {
-        row->second.erase(row->second.begin());
-    }
-    if (row->second.empty()) {
-        entries.erase(row);
+    CountLess(WeightOf(fullKey));
+    if (--entry->second.times == 0) {
+        entries.erase(entry);
     }
     --listed;
 }

@@ -7,13 +7,11 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
 #include "engine/key_set.h"
 #include "platform/accounting.h"
 #include "transport/stream/stream.h"
 #include "wire/message_frame.h"
-#include "wire/property_records.h"
 
 namespace vantry {
 
@@ -40,7 +38,8 @@ public:
     bool HasEntry(std::string_view fullKey) const { return entries.contains(fullKey); }
     /// Adds an entry, unless there is an equal one and `evenIfListed` is false. Returns the bound
     /// that is now exceeded, if any.
-    [[nodiscard]] std::optional<Bound> Add(PropertyRequest wanted, bool evenIfListed);
+    [[nodiscard]] std::optional<Bound> Add(std::string_view component, std::string_view groupGuid,
+                                           std::string_view guid, bool evenIfListed);
     /// Removes the first entry with this full key. Does nothing if there is none.
     void RemoveEntry(std::string_view fullKey);
 
@@ -53,21 +52,22 @@ public:
 private:
     /// Removes `weight` from what is counted in the account.
     void CountLess(std::uint64_t weight);
-    /// Returns what the entry counts in the account: 1, and more for very long names.
-    static std::uint64_t WeightOf(const PropertyRequest& request);
+    /// Returns what an entry with this full key counts in the account: 1, and more for very long
+    /// names.
+    static std::uint64_t WeightOf(std::string_view fullKey);
 
     const std::shared_ptr<Stream> stream;
     /// What of the list is counted in the account.
     std::uint64_t counted = 0;
     bool ended = false;
-    /// Equal requests and how many of them there are.
+    /// Equal entries: where the names in their full key end, and how many entries there are.
     struct Entry {
-        PropertyRequest request;
-        std::size_t times;
+        std::uint32_t componentBytes;
+        std::uint32_t groupBytes;
+        std::uint32_t times;
     };
-    /// The requested entries by full key. Two different requests can have the same full key, so
-    /// each key maps to a vector.
-    std::unordered_map<std::string, std::vector<Entry>, KeyHash, std::equal_to<>> entries;
+    /// The entries by full key. Two different ones can have the same full key.
+    std::unordered_multimap<std::string, Entry, KeyHash, std::equal_to<>> entries;
     std::size_t listed = 0;
 };
 

@@ -54,11 +54,11 @@ TEST_F(EngineAllocations, AMessageAsksForLittleMemoryAndAnEntryOnlyForItsTexts) 
 // Otherwise the removal of one of many would move all the others, with all subscribers waiting.
 TEST(Subscriptions, EqualEntriesAreKeptOnce) {
     Subscriber subscriber(std::make_shared<LoopStream>("x"));
-    const PropertyRequest wanted{"COMPONENT", "GROUP", "A NAME OF SOME LENGTH"};
+    const Address wanted{"COMPONENT", "GROUP", "A NAME OF SOME LENGTH"};
     constexpr std::size_t kTimes = 1'000;
     const std::size_t before = AllocationsOfThisThread().bytes;
     for (std::size_t time = 0; time < kTimes; ++time) {
-        static_cast<void>(subscriber.Add(wanted, true));
+        static_cast<void>(subscriber.Add(wanted.component, wanted.groupGuid, wanted.guid, true));
     }
     EXPECT_LT(AllocationsOfThisThread().bytes - before, kTimes);
     const std::string key = FullKey(wanted.component, wanted.groupGuid, wanted.guid);
@@ -68,6 +68,22 @@ TEST(Subscriptions, EqualEntriesAreKeptOnce) {
     }
     EXPECT_TRUE(subscriber.WantsEverything());
     EXPECT_FALSE(subscriber.HasEntry(key));
+}
+
+// docs/SECURITY.md allows 32 MiB for 65,536 entries, which peers can give the longest names that
+// still count as one.
+TEST(Subscriptions, AnEntryTakesNoMoreThanItsPartOfTheBound) {
+    Subscriber subscriber(std::make_shared<LoopStream>("x"));
+    constexpr std::size_t kEntries = 16'384;
+    const std::string component(80, 'c');
+    const std::string group(80, 'g');
+    const std::string guid(85, 'p');
+    const std::size_t before = AllocationsOfThisThread().bytes;
+    for (std::size_t number = 0; number < kEntries; ++number) {
+        static_cast<void>(
+            subscriber.Add(component, group, guid + std::to_string(10'000 + number), true));
+    }
+    EXPECT_LT(AllocationsOfThisThread().bytes - before, kEntries * 512);
 }
 
 }  // namespace
