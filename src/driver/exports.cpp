@@ -22,6 +22,7 @@
 #include "runtime/event.h"
 #include "runtime/live_object_counters.h"
 #include "runtime/lock.h"
+#include "runtime/native_thread.h"
 #include "transport/stream/std_file_stream.h"
 
 namespace vantry {
@@ -36,6 +37,7 @@ constexpr char16_t kQtCommonFile[] = u"\\boot\\qtcommon_version.ini";
 constexpr char16_t kMarkerFile[] = u"\\DriverUnloadSuccessful";
 
 constexpr std::uint32_t kEndingMilliseconds = 3000;
+constexpr std::uint32_t kMarkerMilliseconds = 2000;
 constexpr std::int32_t kFailed = -1;
 
 /// The hub, or null. A caller shares it while it finds its session.
@@ -70,11 +72,21 @@ void WaitForEndingThreads() {
     static_cast<void>(neverSet.Wait(kEndingMilliseconds));
 }
 
+/// Writes the marker on a thread of its own, because a disk that hangs must not hold up the stop.
 void WriteMarker() {
-    StdFileStream marker(*Platform::Current().files, kMarkerFile,
-                         FileMode::kWrite | FileMode::kTruncate);
-    constexpr std::array<std::uint8_t, 4> kContent = {0, 1, 2, 3};
-    marker.Write(kContent.data(), kContent.size());
+    Platform& platform = Platform::Current();
+    const auto write = [files = platform.files] {
+        StdFileStream marker(*files, kMarkerFile, FileMode::kWrite | FileMode::kTruncate);
+        constexpr std::array<std::uint8_t, 4> kContent = {0, 1, 2, 3};
+        marker.Write(kContent.data(), kContent.size());
+    };
+    NativeThread thread;
+    if (!thread.Start(write, "marker")) {
+        write();
+    } else if (!thread.WaitForEnd(kMarkerMilliseconds)) {
+        platform.notices.Tell("the marker of a clean end isn't written, because the disk hangs");
+        thread.Terminate();
+    }
 }
 
 std::int32_t ToLength(std::uint32_t count) {

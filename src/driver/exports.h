@@ -14,7 +14,7 @@ __attribute__((visibility("default"))) std::uint32_t PRN_Init();
 /// Ends the hub and returns 1. It gives local sessions 2 seconds to
 /// process what their clients have sent, closes them, which ends blocked reads, stops every
 /// thread, waits 3 seconds, and writes the marker file "\DriverUnloadSuccessful" if no object that
-/// LiveObjectCounters counts is left.
+/// LiveObjectCounters counts is left. It gives the marker 2 seconds, in case the disk hangs.
 __attribute__((visibility("default"))) std::uint32_t PRN_Deinit(std::uint32_t context);
 /// Opens a session and returns its handle, or 0 if there is no hub. The arguments are ignored.
 __attribute__((visibility("default"))) std::uint32_t PRN_Open(std::uint32_t context,

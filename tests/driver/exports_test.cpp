@@ -9,6 +9,7 @@
 #include "property/property_factories.h"
 #include "runtime/live_object_counters.h"
 #include "support/eventually.h"
+#include "support/faulty_file_system.h"
 #include "support/frame_client.h"
 #include "support/messages.h"
 #include "support/test_platform.h"
@@ -92,6 +93,22 @@ TEST_F(Exports, ASurvivingPropertyKeepsTheMarkerAway) {
     const auto survivor = MakeStringProperty("", {"a", "b", "c", "d"});
     PRN_Deinit(1);
     EXPECT_EQ(Marker(), "");
+}
+
+TEST_F(Exports, AMarkerThatTheDiskDoesNotTakeHoldsUpNoStop) {
+    const auto disk = std::make_shared<FaultyFileSystem>();
+    platform.platform.files = disk;
+    std::string told;
+    platform.platform.notices.SetSink([&](std::string_view line) { told = line; });
+    PRN_Init();
+    // No thread of the hub uses the disk after this line of the log.
+    EXPECT_TRUE(
+        Eventually([&] { return !disk->Content(u"/Store/VantryLogFileName.txt").empty(); }));
+    disk->HangAll();
+    PRN_Deinit(1);
+    EXPECT_EQ(told, "the marker of a clean end isn't written, because the disk hangs");
+    disk->Recover();
+    EXPECT_TRUE(Eventually([&] { return disk->Content(u"\\DriverUnloadSuccessful").size() == 4; }));
 }
 
 TEST_F(Exports, ASecondInitReplacesTheHubWhoseTcpPortIsTakenMeanwhile) {

@@ -81,7 +81,11 @@ void FaultyFileSystem::FailFrom(Fault fault, int call) {
 
 void FaultyFileSystem::RefuseAll() { refusesAll = true; }
 
+void FaultyFileSystem::HangAll() { hangsAll = true; }
+
 void FaultyFileSystem::Recover() {
+    hangsAll = false;
+    hangsAll.notify_all();
     ScopedLock guard(lock);
     if (HasFailed() && kind == Fault::PowerCut) {
         for (const auto& [name, content] : entries) {
@@ -93,6 +97,7 @@ void FaultyFileSystem::Recover() {
 }
 
 FileResult FaultyFileSystem::Next() {
+    hangsAll.wait(true);
     const int call = ++calls;
     const bool stays = kind == Fault::Kill || kind == Fault::PowerCut;
     const bool fails = refusesAll || call == failingCall || (stays && call > failingCall);

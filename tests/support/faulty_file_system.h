@@ -35,6 +35,8 @@ public:
     void FailFrom(Fault fault, int call);
     /// Lets every call from now on be refused until Recover, as a full or absent disk does.
     void RefuseAll();
+    /// Lets every call from now on block until Recover. No other operation may be used meanwhile.
+    void HangAll();
     /// Says whether the call that should fail has come.
     bool HasFailed() const { return calls >= failingCall; }
     /// Starts the machine again: no call fails, and after a power cut only what was synced is left.
@@ -66,6 +68,7 @@ private:
     std::atomic<int> failingCall{1 << 30};
     std::atomic<Fault> kind{Fault::Refuse};
     std::atomic<bool> refusesAll{false};
+    std::atomic<bool> hangsAll{false};
 };
 
 }  // namespace vantry::test
