@@ -71,9 +71,16 @@ struct LineWriter::Shared {
     }
 
     /// Saves the queued lines at the stop. Tries a second time after a failure, which may have been
-    /// temporary, since there is no later time.
+    /// temporary, and then the backup, since there is no later time.
     void LastPass() {
-        if (!SavePass() && !SavePass()) {
+        if (SavePass() || SavePass()) {
+            return;
+        }
+        if (file->SaveInBackup(TakeLines())) {
+            Tell(
+                "can't be saved; the last changes are in its backup, which is used as long as the "
+                "file can't be read");
+        } else {
             Tell("can't be saved; the last changes are lost");
         }
     }

@@ -22,7 +22,7 @@ public:
                Notices& operatorNotices, ThreadReaper& reaper, std::uint32_t priority);
     /// Saves the queued lines with one write. Waits up to 5 s for the thread to do so; without a
     /// thread it writes itself, and blocks for as long as the disk takes. Lines whose write fails
-    /// twice are lost, and the operator is told.
+    /// twice are saved in the backup or lost, and the operator is told.
     ~LineWriter();
     LineWriter(const LineWriter&) = delete;
     LineWriter& operator=(const LineWriter&) = delete;

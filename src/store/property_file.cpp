@@ -3,7 +3,8 @@
 // replaced; a file that can't be read at the moment is left unchanged, and lines for it are kept in
 // memory. Second, the text of a failed write is kept and written first by the next one. Third, the
 // lines of the override are saved with a write of their own, after which the override file is
-// deleted; so they are neither lost nor applied over newer values.
+// deleted; so they are neither lost nor applied over newer values. If a file can't be read or
+// written until the stop, the kept lines go to the backup, which the next start then reads.
 //
 // The content, which is the text and the check value, is composed in memory. Saves::InPlace
 // overwrites the old content with one write and then cuts the file to its new length. This needs no
@@ -132,6 +133,21 @@ FileResult PropertyFile::Save(const std::vector<PendingLine>& lines) {
     return Write(std::move(text));
 }
 
+bool PropertyFile::SaveInBackup(const std::vector<PendingLine>& lines) {
+    ScopedLock guard(lock);
+    std::string text;
+    FileResult result;
+    // The next start copies a good file to the backup, and applies the override over the lines.
+    if (overrideIsApplied || ReadGood(names.file, text, result) == Found::Good ||
+        !ReadBackup(text)) {
+        return false;
+    }
+    for (const PendingLine& line : lines) {
+        text = ReplaceLine(text, line.prefix, line.line);
+    }
+    return static_cast<bool>(files->Replace(backup, MakePropertyContent(text)));
+}
+
 FileResult PropertyFile::FinishOverride() {
     FileResult result;
     if (overrideIsApplied) {
@@ -163,10 +179,18 @@ FileResult PropertyFile::DeleteOverride() {
 FileResult PropertyFile::ReadText(std::string& text) {
     std::string content;
     FileResult result;
-    Found found = ReadGood(names.file, content, result);
+    const Found found = ReadGood(names.file, content, result);
     if (found == Found::Missing || found == Found::Damaged) {
-        found = ReadGood(backup, content, result);
+        return ReadBackup(text);
     }
+    text = TextOfPropertyContent(content);
+    return result;
+}
+
+FileResult PropertyFile::ReadBackup(std::string& text) {
+    std::string content;
+    FileResult result;
+    const Found found = ReadGood(backup, content, result);
     text = found == Found::Good ? TextOfPropertyContent(content) : "";
     return found == Found::Refused ? result : FileResult();
 }

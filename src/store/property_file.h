@@ -46,6 +46,9 @@ public:
     /// Completes what earlier calls couldn't write, and then writes `lines` with one write. If any
     /// of this fails, the caller passes the same lines, followed by newer ones, to a later call.
     [[nodiscard]] FileResult Save(const std::vector<PendingLine>& lines);
+    /// Writes `lines` to the backup, for the stop after a Save that failed. Returns false, with the
+    /// backup unchanged, if that fails or if the next start would read the file instead.
+    [[nodiscard]] bool SaveInBackup(const std::vector<PendingLine>& lines);
     /// Returns the path of the file on the machine, for messages.
     std::string ShownName() const { return Shown(names.file); }
 
@@ -54,6 +57,7 @@ private:
 
     /// Reads a file whose content is good. `result` is that of the read.
     Found ReadGood(std::u16string_view name, std::string& content, FileResult& result);
+    FileResult ReadBackup(std::string& text);
     Found ReadGoodOrTell(std::u16string_view name, std::string& content,
                          std::vector<std::string>& notes);
     void ApplyOverride(std::string_view content, StoredLines& lines,

@@ -246,6 +246,24 @@ TEST_F(Store, ABackupThatCannotBeCopiedIsReadWhereItStands) {
     EXPECT_TRUE(FileBecomes("G:A|Group:Name=3\nG:B|Group:Name=2\n"));
 }
 
+TEST_F(Store, WhileTheFileCannotBeUsedAStopSavesInTheBackup) {
+    platform.platform.files = std::make_shared<PosixFileSystem>(platform.Path(""));
+    for (const bool hasBackup : {true, false}) {
+        std::filesystem::remove_all(platform.Path("Store"));
+        std::filesystem::create_directories(platform.Path("Store/P.ini"));
+        if (hasBackup) {
+            test::WriteFile(platform.Path("Store/P.ini.bak"),
+                            MakePropertyContent("G:B|Group:Name=2\n"));
+        }
+        Restart();
+        const auto a = Register("A", 0);
+        ASSERT_EQ(a->SetText("3"), kAccepted);
+        Restart();
+        EXPECT_EQ(Register("A", 0)->Value(), 3U);
+        EXPECT_EQ(Register("B", 5)->Value(), hasBackup ? 2U : 5U);
+    }
+}
+
 TEST_F(Store, ATextIsSavedUpToItsFirstLineFeed) {
     Restart();
     const auto text = MakeStringProperty("", {"S", "Name", "G", "Group"});
@@ -273,6 +291,22 @@ TEST_F(Store, AStoreThatCannotBeWrittenIsToldAtTheStart) {
               "/disk/Store/P.ini can't be saved (No space left on "
               "device); the changes wait in memory");
     EXPECT_NE(told.back().find("the last changes are lost"), std::string::npos);
+}
+
+TEST_F(Store, ADiskThatHangsDoesNotHoldUpAStopAndIsTold) {
+    std::string told;
+    platform.platform.notices.SetSink([&](std::string_view line) { told = line; });
+    Restart();
+    const auto a = Register("A", 0);
+    disk->HangAll();
+    ASSERT_EQ(a->SetText("1"), kAccepted);
+    store.reset();
+    EXPECT_EQ(told,
+              "/disk/Store/P.ini isn't saved yet, because the disk hangs; the last changes may be "
+              "lost");
+    // They aren't, if the disk goes on before the process ends.
+    disk->Recover();
+    EXPECT_TRUE(FileBecomes("G:A|Group:Name=1\n"));
 }
 
 // Each call of a start, a save and a stop fails once, in each of four ways. The value after
