@@ -1,5 +1,6 @@
-// What vantryd tells the service manager that started it.
+// What vantryd tells those that started it, and whether it waits for them.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -7,10 +8,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 
 #include "support/eventually.h"
+#include "support/messages.h"
 #include "support/temporary_directory.h"
 #include "support/vantryd_process.h"
 
@@ -50,6 +53,31 @@ TEST(Vantryd, TellsItsServiceManager) {
     EXPECT_TRUE(hears("STOPPING=1"));
     EXPECT_EQ(hub.Wait(), 0);
     close(manager);
+}
+
+TEST(Vantryd, NeverWaitsForTheReaderOfItsStandardError) {
+    std::array<int, 2> errors{};
+    ASSERT_EQ(pipe2(errors.data(), O_CLOEXEC), 0);
+    const int room = fcntl(errors[1], F_SETPIPE_SZ, 4096);
+    ASSERT_GT(room, 0);
+    const std::string full(static_cast<std::size_t>(room), 'x');
+    ASSERT_EQ(write(errors[1], full.data(), full.size()), room);
+    const TemporaryDirectory directory;
+    // The log of this hub can't be opened, which is told at the start.
+    std::filesystem::create_directories(directory.Path() / "root/Store/VantryLogFileName.txt");
+    VantrydProcess hub(directory.Path(), {}, 0, errors[1]);
+    FrameClient honest = hub.Device("PRN1");
+    for (int round = 0; round < 300; ++round) {
+        FrameClient peer = hub.Tcp();
+        // The parser's message and the end of the session are told.
+        peer.Send("no JSON");
+        EXPECT_TRUE(peer.SeesEnd());
+    }
+    EXPECT_TRUE(honest.Ask(Get(PublishingPeriod())));
+    hub.Signal(SIGTERM);
+    EXPECT_EQ(hub.Wait(), 0);
+    close(errors[0]);
+    close(errors[1]);
 }
 
 }  // namespace

@@ -51,7 +51,8 @@ int ExitStatusOf(pid_t id) {
 }  // namespace
 
 VantrydProcess::VantrydProcess(const std::filesystem::path& base,
-                               const std::vector<std::string>& more, std::size_t descriptors)
+                               const std::vector<std::string>& more, std::size_t descriptors,
+                               int standardError)
     : root(base / "root"), devices(base / "devices"), errors(base / "errors") {
     std::vector<std::string> arguments{"--root", root.string(), "--devices", devices.string(),
                                        "--bind", "127.0.0.1",   "--port",    "0"};
@@ -61,7 +62,7 @@ VantrydProcess::VantrydProcess(const std::filesystem::path& base,
                                S_IRUSR | S_IWUSR);
     std::array<int, 2> output{};
     EXPECT_EQ(pipe2(output.data(), O_CLOEXEC), 0);
-    id = Spawn(arguments, output[1], errorFile, descriptors);
+    id = Spawn(arguments, output[1], standardError < 0 ? errorFile : standardError, descriptors);
     close(errorFile);
     close(output[1]);
     for (char byte = 0; read(output[0], &byte, 1) == 1 && byte != '\n';) {

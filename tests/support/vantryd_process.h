@@ -14,11 +14,13 @@ namespace vantry::test {
 
 /// A vantryd on a free port of 127.0.0.1, with its directories below `base`. It may have at most so
 /// many descriptors, unless `descriptors` is 0. The constructor blocks until it is ready; the
-/// destructor kills it, and copies what it has written to standard error to this program's.
+/// destructor kills it, and copies what it has written to standard error to this program's. If a
+/// descriptor is named for standard error, that stays with the caller.
 class VantrydProcess {
 public:
     explicit VantrydProcess(const std::filesystem::path& base,
-                            const std::vector<std::string>& more = {}, std::size_t descriptors = 0);
+                            const std::vector<std::string>& more = {}, std::size_t descriptors = 0,
+                            int standardError = -1);
     ~VantrydProcess();
     VantrydProcess(const VantrydProcess&) = delete;
     VantrydProcess& operator=(const VantrydProcess&) = delete;
