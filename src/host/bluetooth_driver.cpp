@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <optional>
 #include <utility>
 
 #include "host/accept_client.h"
@@ -60,7 +61,12 @@ public:
 
     void Close() override {
         closed = true;
-        closing.Ring();
+        {
+            ScopedLock guard(lock);
+            if (closing) {
+                closing->Ring();
+            }
+        }
         if (const std::shared_ptr<SocketConnection> peer = Peer()) {
             peer->Close();
         }
@@ -72,13 +78,20 @@ private:
         return connection;
     }
 
+    int ClosingNumber() const {
+        ScopedLock guard(lock);
+        return closing ? closing->Number() : -1;
+    }
+
     /// Blocks until a client is accepted or the handle is closed. Returns whether there is a peer.
     bool AwaitPeer() {
         // poll ignores a descriptor below 0, as that of hardware that isn't listened on.
         std::array<pollfd, 3> waits{
-            {{closing.Number(), POLLIN, 0}, {listening[0], POLLIN, 0}, {listening[1], POLLIN, 0}}};
+            {{ClosingNumber(), POLLIN, 0}, {listening[0], POLLIN, 0}, {listening[1], POLLIN, 0}}};
+        // Where no descriptor was left for the first of them, nobody can end a longer poll.
+        const int patience = waits[0].fd < 0 ? int{kExhaustedMilliseconds} : -1;
         while (!closed) {
-            poll(waits.data(), waits.size(), -1);
+            poll(waits.data(), waits.size(), patience);
             for (const int number : listening) {
                 const Accepted accepted = AcceptClient(number);
                 if (accepted.descriptor >= 0) {
@@ -98,6 +111,7 @@ private:
         {
             ScopedLock guard(lock);
             connection = peer;
+            closing.reset();
         }
         if (closed) {
             peer->Close();
@@ -107,9 +121,10 @@ private:
 
     const std::array<int, 2> listening;
     const std::shared_ptr<OutputFlusher> flusher;
-    WakeUp closing{Descriptors::OfSystem()};
     std::atomic<bool> closed{false};
     Lock lock;
+    /// Ends AwaitPeer. Given back with the first peer, so that a connection costs one descriptor.
+    std::optional<WakeUp> closing GUARDED_BY(lock){Descriptors::OfSystem()};
     std::shared_ptr<SocketConnection> connection GUARDED_BY(lock);
 };
 

@@ -18,7 +18,6 @@
 
 #include <poll.h>
 #include <sys/ioctl.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
@@ -95,10 +94,15 @@ void LocalStream::AwaitHangUp(int number) {
     // A hang-up is reported even if no event is asked for. Without a descriptor for the wake-up,
     // the flags are looked at now and then.
     std::array<pollfd, 2> waits{{{number, 0, 0}, {ending, POLLIN, 0}}};
-    Interruptible here;
-    while (poll(waits.data(), waits.size(), ending < 0 ? kLookMilliseconds : -1) <= 0 &&
-           !inputEnded && !input.IsClosed()) {
+    {
+        Interruptible here;
+        while (poll(waits.data(), waits.size(), ending < 0 ? kLookMilliseconds : -1) <= 0 &&
+               !inputEnded && !input.IsClosed()) {
+        }
     }
+    // Properties that the client has reported may keep the stream for ever.
+    ScopedLock guard(endLock);
+    hangUpIsAwaited.reset();
 }
 
 void LocalStream::EndAwaiting() {
@@ -131,15 +135,7 @@ void LocalStream::Close() {
     }
     input.Close();
     EndAwaiting();
-    if (const SocketDescriptor::Use use{*socket}) {
-        // Input that is left in the socket would make the client's next call fail instead of
-        // showing it the end of the stream.
-        shutdown(use.Number(), SHUT_RD);
-        std::array<char, 16U << 10U> dropped;
-        while (recv(use.Number(), dropped.data(), dropped.size(), MSG_DONTWAIT) > 0) {
-        }
-    }
-    output->Close(false);
+    output->Close();
 }
 
 void LocalStream::EndInput() {

@@ -64,7 +64,7 @@ private:
     const std::shared_ptr<SocketOutput> output;
     std::atomic<bool> inputEnded{false};
     Lock endLock;
-    /// Made when AwaitHangUp begins to block, which few clients ever make it do.
+    /// Exists while AwaitHangUp blocks.
     std::optional<WakeUp> hangUpIsAwaited GUARDED_BY(endLock);
     std::atomic<bool> readToEnd{false};
     std::atomic<bool> wasCut{false};

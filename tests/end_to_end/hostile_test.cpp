@@ -147,7 +147,7 @@ TEST_F(Hostile, APeerThatIsGoneHoldsNoDescriptor) {
     Start();
     const std::size_t before = hub->Count("fd");
     constexpr std::size_t kEndedPeers = 128;
-    for (const std::string link : {"TCP", "BTD0", "UMF1"}) {
+    for (const std::string link : {"TCP", "BTD0", "UMF1", "PRN1"}) {
         for (const bool reports : {false, true}) {
             for (const bool resets : {false, true}) {
                 for (int round = 0; round < 150; ++round) {
@@ -317,20 +317,30 @@ TEST_F(Hostile, AnUnfinishedMessageGivesWayToOthers) {
 }
 
 TEST_F(Hostile, ConnectionsLeaveTheLocalDeviceItsShare) {
-    for (const std::size_t descriptors : {200U, 40U}) {
+    const struct {
+        std::string link;
+        std::size_t descriptors;
+        std::string bound;
+    } rows[] = {{"TCP", 200, "'tcp-connections'"},
+                {"TCP", 40, "'tcp-connections'"},
+                {"BTD0", 200, "'connections'"},
+                {"BTD0", 40, "'connections'"}};
+    for (const auto& [link, descriptors, bound] : rows) {
         Start({}, "", descriptors);
         std::vector<FrameClient> outside;
         for (std::size_t count = 0; count < descriptors + 20; ++count) {
-            outside.push_back(hub->Tcp());
+            outside.push_back(hub->Connect(link));
         }
-        EXPECT_TRUE(Told("'tcp-connections'")) << hub->Errors();
+        EXPECT_TRUE(Told(bound)) << hub->Errors();
         FrameClient local = hub->Device("PRN1");
         local.Send(Set(PublishingPeriod(), "1000"));
         EXPECT_TRUE(local.Ask(Get(PublishingPeriod())));
-        EXPECT_TRUE(hub->Connect("BTD0").Ask(Get(kNobodys)));
+        if (link == "TCP") {
+            EXPECT_TRUE(hub->Connect("BTD0").Ask(Get(kNobodys)));
+        }
         outside.clear();
         EXPECT_TRUE(Eventually([&] {
-            FrameClient again = hub->Tcp();
+            FrameClient again = hub->Connect(link);
             again.Send(Get(kNobodys));
             return again.Receive().has_value();
         }));
@@ -398,11 +408,14 @@ TEST_F(Hostile, WhatWasSentBeforeTheEndCounts) {
                 << link << " " << round;
         }
     }
-    FrameClient last = hub->Tcp();
-    last.SendBytes(FrameOf(ManyReads(8'000)) + FrameOf(R"({"Disconnect": true})") +
-                   std::string(100'000, 'x'));
-    EXPECT_EQ(Count(last.Receive().value_or(""), "Property Not Found"), 8'000U);
-    EXPECT_TRUE(last.SeesEnd());
+    for (const std::string link : {"TCP", "BTD0", "PRN1", "UMF1"}) {
+        FrameClient last = hub->Connect(link);
+        // More behind the end than a socket holds must not keep the peer from reading.
+        last.SendBytes(FrameOf(ManyReads(8'000)) + FrameOf(R"({"Disconnect": true})") +
+                       std::string(400'000, 'x'));
+        EXPECT_EQ(Count(last.Receive().value_or(""), "Property Not Found"), 8'000U) << link;
+        EXPECT_TRUE(last.SeesEnd()) << link;
+    }
 }
 
 TEST_F(Hostile, AStopSavesWhatClientsHaveSent) {

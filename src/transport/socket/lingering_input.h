@@ -8,9 +8,9 @@ namespace vantry {
 
 /// The input of a connection that is closed and still sends its last output.
 ///
-/// A TCP connection that is closed with unread input is reset, and a reset drops what the peer
-/// hasn't received. So the input is read and dropped until the peer ends its side, too. Not
-/// thread-safe.
+/// A connection that is closed with unread input is reset. Over TCP a reset drops what the peer
+/// hasn't received; any peer sees an error in place of the end of the stream. So the input is read
+/// and dropped, over TCP until the peer ends its side, too. Not thread-safe.
 class LingeringInput {
 public:
     /// Drops the input that has arrived, without blocking. Returns whether the peer has ended its

@@ -6,7 +6,8 @@
 //
 //   open       nothing waits; a write is sent at once. The flusher doesn't know the output.
 //   waiting    `waiting` isn't empty; a write is appended to the list, and the flusher sends it.
-//   closing    Close was called while output waited; writes fail, and the flusher sends the rest.
+//   closing    Close was called while output waited; writes fail, and the flusher sends the rest
+//              and drops input.
 //   lingering  everything is sent and the sending direction is ended; the flusher reads and drops
 //              input until the peer ends its side too.
 //   failed     `failure` isn't 0, or the socket is closed; nothing is kept any more.
@@ -176,7 +177,7 @@ void SocketOutput::Advance() {
     // Input is dropped even while output waits: a peer that sends before it reads would block in
     // its send, and never read the output.
     const bool peerEnded =
-        closing && limits.lingers && lateInput.DropUntilEnd(socket->Calls(), watched->Number());
+        closing && lateInput.DropUntilEnd(socket->Calls(), watched->Number()) && limits.lingers;
     if (!waiting.Empty() || (lingering && Queued(watched->Number()) != 0)) {
         takenSince = NowNanoseconds();
         if (progress.HasStalled(Queued(watched->Number()), waiting.Bytes(),
@@ -295,12 +296,11 @@ void SocketOutput::Close(bool mayHaveReader) {
     if (watched) {
         return;
     }
-    if (limits.lingers) {
-        const SocketDescriptor::Use use(*socket);
-        if (use && !lateInput.DropUntilEnd(socket->Calls(), use.Number()) && JoinFlusher(false)) {
-            StartLingering();
-            return;
-        }
+    const SocketDescriptor::Use use(*socket);
+    if (use && !lateInput.DropUntilEnd(socket->Calls(), use.Number()) && limits.lingers &&
+        JoinFlusher(false)) {
+        StartLingering();
+        return;
     }
     socket->Close();
 }
