@@ -5,28 +5,22 @@
 #include "bridge/options.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cstdio>
 #include <map>
 
 #include "describe/description.h"
+#include "mqtt/broker_options.h"
+#include "program/arguments.h"
 
 namespace vantry::bridge {
 namespace {
 
-constexpr int kExitUsage = 2;
-
-[[noreturn]] void Refuse(const std::string& text) { throw CLI::ValidationError(text); }
-
 /// The options as texts.
 struct Typed {
-    std::string broker;
+    mqtt::BrokerOptions broker;
     std::string device;
     std::string tcp;
     std::string serial;
-    std::string protocol = "5";
     std::vector<std::string> deadbands;
-    bool plainText = false;
 };
 
 void AddPlaces(CLI::App& app, Options& options, Typed& typed) {
@@ -47,24 +41,12 @@ void AddPlaces(CLI::App& app, Options& options, Typed& typed) {
         ->excludes(device)
         ->excludes(tcp)
         ->excludes(serial);
-    app.add_option("--broker", typed.broker, "the broker")
-        ->type_name("mqtt[s]://HOST[:PORT]")
-        ->required();
+    typed.broker.AddTo(app, "the printer's certificate; %s is its number",
+                       "the key of the certificate; %s as well");
     app.add_option("--site", options.site, "the name of the site")->type_name("S")->required();
-    app.add_option("--protocol", typed.protocol, "the version of MQTT: 5 or 3.1.1")
-        ->check(CLI::IsMember({"5", "3.1.1"}))
-        ->capture_default_str();
     app.add_option("--keep-alive", options.keepAliveSeconds, "seconds between signs of life")
         ->check(CLI::Range(5, 3600))
         ->capture_default_str();
-    app.add_option("--ca", options.tls.ca, "the authorities that the broker's certificate is of")
-        ->type_name("FILE");
-    app.add_option("--cert", options.tls.certificate, "the printer's certificate; %s is its number")
-        ->type_name("FILE");
-    app.add_option("--key", options.tls.key, "the key of the certificate; %s as well")
-        ->type_name("FILE");
-    app.add_flag("--plain-text", typed.plainText,
-                 "allow a connection to another machine without encryption");
 }
 
 void AddContent(CLI::App& app, Options& options, Typed& typed) {
@@ -92,6 +74,11 @@ void AddContent(CLI::App& app, Options& options, Typed& typed) {
                    "publish matching properties at once (default: */*Error/*)")
         ->type_name("GLOB")
         ->take_all();
+    app.add_flag("--retire", options.retire,
+                 "remove what the broker retains of the printers, and end");
+}
+
+void AddTiming(CLI::App& app, Options& options) {
     const auto seconds = [&](const char* name, double& into, double least, const char* meaning) {
         app.add_option(name, into, meaning)
             ->check(CLI::Range(least, 86400.0))
@@ -118,20 +105,19 @@ void AddContent(CLI::App& app, Options& options, Typed& typed) {
                    "messages a second in which it is sent later")
         ->check(CLI::Range(0.1, 10000.0))
         ->capture_default_str();
-    app.add_flag("--retire", options.retire,
-                 "remove what the broker retains of the printers, and end");
 }
 
 client::Endpoint HubOf(const Typed& typed) {
     if (typed.tcp.empty()) {
         if (typed.device.empty()) {
-            Refuse("--device PATH, --tcp HOST:PORT or --printers FILE must say where the hub is");
+            RefuseArguments(
+                "--device PATH, --tcp HOST:PORT or --printers FILE must say where the hub is");
         }
         return client::Endpoint::Device(typed.device);
     }
     const client::Result<client::Endpoint> endpoint = client::Endpoint::ParseTcp(typed.tcp);
     if (!endpoint) {
-        Refuse(endpoint.error().text);
+        RefuseArguments(endpoint.error().text);
     }
     return *endpoint;
 }
@@ -141,41 +127,41 @@ Inventory::Deadband DeadbandIn(const std::string& text) {
     const std::optional<double> width =
         sign == std::string::npos ? std::nullopt : describe::NumberIn(text.substr(sign + 1));
     if (!width || *width < 0) {
-        Refuse("--deadband takes GLOB=NUMBER: '" + text + "'");
+        RefuseArguments("--deadband takes GLOB=NUMBER: '" + text + "'");
     }
     return {text.substr(0, sign), *width};
 }
 
 void Settle(Options& options, const Typed& typed) {
-    const auto broker = mqtt::BrokerAddress::Parse(typed.broker);
+    const auto broker = typed.broker.Broker();
     if (!broker) {
-        Refuse("--broker: " + broker.error().text);
+        RefuseArguments(broker.error().text);
     }
     options.broker = *broker;
-    options.isVersion5 = typed.protocol == "5";
-    if (const Outcome safe = mqtt::CheckEncryption(*broker, options.tls, typed.plainText); !safe) {
-        Refuse(safe.error().text);
-    }
+    options.tls = typed.broker.Files();
+    options.isVersion5 = typed.broker.IsVersion5();
     if (!IsName(options.site)) {
-        Refuse("--site takes letters, digits, _ and -, at most 64: '" + options.site + "'");
+        RefuseArguments("--site takes letters, digits, _ and -, at most 64: '" + options.site +
+                        "'");
     }
     if (options.printersFile.empty()) {
         if (!IsName(typed.serial)) {
-            Refuse("--serial takes letters, digits, _ and -, at most 64: '" + typed.serial + "'");
+            RefuseArguments("--serial takes letters, digits, _ and -, at most 64: '" +
+                            typed.serial + "'");
         }
         options.printer = PrinterEntry{typed.serial, HubOf(typed)};
     }
     if (!options.allowWrite.empty() && !typed.tcp.empty()) {
-        Refuse("--allow-write needs --device: the hub takes no writes over TCP");
+        RefuseArguments("--allow-write needs --device: the hub takes no writes over TCP");
     }
     for (const std::string& text : typed.deadbands) {
         options.deadbands.push_back(DeadbandIn(text));
     }
     if (!options.primaryHost.empty() && options.style != StyleName::kSparkplug) {
-        Refuse("--primary-host needs --style sparkplug");
+        RefuseArguments("--primary-host needs --style sparkplug");
     }
     if (options.primaryHost.find_first_of("/+#") != std::string::npos) {
-        Refuse("--primary-host takes the name of a host: '" + options.primaryHost + "'");
+        RefuseArguments("--primary-host takes the name of a host: '" + options.primaryHost + "'");
     }
     if (options.urgent.empty()) {
         options.urgent = {"*/*Error/*"};
@@ -198,18 +184,10 @@ std::optional<Options> ParseOptions(int argc, char** argv, int& exitStatus) {
     Typed typed;
     AddPlaces(app, options, typed);
     AddContent(app, options, typed);
+    AddTiming(app, options);
     app.set_version_flag("--version", "vantry-bridge " VANTRY_VERSION);
-    try {
-        app.parse(argc, argv);
-        Settle(options, typed);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            exitStatus = app.exit(error);
-            return std::nullopt;
-        }
-        std::fprintf(stderr, "vantry-bridge: %s\nRun vantry-bridge --help for the options.\n",
-                     error.what());
-        exitStatus = kExitUsage;
+    if (const auto ended = ParseArguments(app, argc, argv, [&] { Settle(options, typed); })) {
+        exitStatus = *ended;
         return std::nullopt;
     }
     return options;

@@ -5,44 +5,27 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdio>
 
 #include "cli/base/times.h"
 #include "describe/glob.h"
+#include "mqtt/broker_options.h"
+#include "program/arguments.h"
 
 namespace vantry::fleet {
 namespace {
 
-constexpr int kExitUsage = 2;
-
-[[noreturn]] void Refuse(const std::string& text) { throw CLI::ValidationError(text); }
-
 /// The options as texts.
 struct Typed {
-    std::string broker;
-    std::string protocol = "5";
+    mqtt::BrokerOptions broker;
     std::string olderThan;
     std::string timeout = "60s";
     std::string silence = "1s";
-    bool plainText = false;
 };
 
-void AddBroker(CLI::App& app, Options& options, Typed& typed) {
+void AddBroker(CLI::App& app, Typed& typed) {
     app.allow_config_extras(CLI::config_extras_mode::error);
     app.set_config("--config", "", "read options from this file")->type_name("FILE");
-    app.add_option("--broker", typed.broker, "the broker")
-        ->type_name("mqtt[s]://HOST[:PORT]")
-        ->required();
-    app.add_option("--ca", options.tls.ca, "the authorities that the broker's certificate is of")
-        ->type_name("FILE");
-    app.add_option("--cert", options.tls.certificate, "the certificate of this client")
-        ->type_name("FILE");
-    app.add_option("--key", options.tls.key, "the key of the certificate")->type_name("FILE");
-    app.add_flag("--plain-text", typed.plainText,
-                 "allow a connection to another machine without encryption");
-    app.add_option("--protocol", typed.protocol, "the version of MQTT: 5 or 3.1.1")
-        ->check(CLI::IsMember({"5", "3.1.1"}))
-        ->capture_default_str();
+    typed.broker.AddTo(app, "the certificate of this client", "the key of the certificate");
     app.add_option("--timeout", typed.timeout, "how long the broker may take")
         ->type_name("DURATION")
         ->capture_default_str();
@@ -82,26 +65,24 @@ bool Matches(const std::string& glob, const std::string& text) {
 std::chrono::milliseconds Duration(const std::string& text) {
     const auto duration = cli::ParseDuration(text);
     if (!duration) {
-        Refuse(duration.error().text);
+        RefuseArguments(duration.error().text);
     }
     return *duration;
 }
 
 void Settle(Options& options, const Typed& typed) {
-    const auto broker = mqtt::BrokerAddress::Parse(typed.broker);
+    const auto broker = typed.broker.Broker();
     if (!broker) {
-        Refuse("--broker: " + broker.error().text);
+        RefuseArguments(broker.error().text);
     }
     options.broker = *broker;
-    if (const Outcome safe = mqtt::CheckEncryption(*broker, options.tls, typed.plainText); !safe) {
-        Refuse(safe.error().text);
-    }
+    options.tls = typed.broker.Files();
+    options.isVersion5 = typed.broker.IsVersion5();
     for (const std::string& site : options.sites) {
         if (site.empty() || site.find_first_of("/+#") != std::string::npos) {
-            Refuse("--site takes the name of a site: '" + site + "'");
+            RefuseArguments("--site takes the name of a site: '" + site + "'");
         }
     }
-    options.isVersion5 = typed.protocol == "5";
     options.timeout = Duration(typed.timeout);
     options.silence = Duration(typed.silence);
     if (!typed.olderThan.empty()) {
@@ -129,20 +110,11 @@ std::optional<Options> ParseOptions(int argc, char** argv, int& exitStatus) {
                  "vantry-fleet"};
     Options options;
     Typed typed;
-    AddBroker(app, options, typed);
+    AddBroker(app, typed);
     AddSelection(app, options, typed);
     app.set_version_flag("--version", "vantry-fleet " VANTRY_VERSION);
-    try {
-        app.parse(argc, argv);
-        Settle(options, typed);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            exitStatus = app.exit(error);
-            return std::nullopt;
-        }
-        std::fprintf(stderr, "vantry-fleet: %s\nRun vantry-fleet --help for the options.\n",
-                     error.what());
-        exitStatus = kExitUsage;
+    if (const auto ended = ParseArguments(app, argc, argv, [&] { Settle(options, typed); })) {
+        exitStatus = *ended;
         return std::nullopt;
     }
     return options;

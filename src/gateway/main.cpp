@@ -6,12 +6,12 @@
 
 #include "gateway/gateway.h"
 #include "gateway/options.h"
+#include "program/arguments.h"
 #include "runtime/service_notify.h"
 
 namespace {
 
 constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
 
 }  // namespace
 
@@ -26,7 +26,7 @@ int main(int argc, char** argv) {
     if (const auto started = gateway.Start(); !started) {
         std::fprintf(stderr, "vantry-gateway: %s\n", started.error().text.c_str());
         const bool isOption = started.error().code == vantry::ErrorCode::Refused;
-        return isOption ? kExitUsage : kExitFailed;
+        return isOption ? vantry::kExitUsage : kExitFailed;
     }
     std::printf("ready %s\n", gateway.Url().c_str());
     std::fflush(stdout);

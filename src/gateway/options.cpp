@@ -1,7 +1,7 @@
 // The command line of vantry-gateway.
 //
 // What is dangerous needs a decision: an address that other machines reach needs tokens, and writes
-// need the local device. What is merely unwise is told on standard error.
+// need the local device. What is merely unwise causes a warning on standard error.
 
 #include "gateway/options.h"
 
@@ -15,12 +15,11 @@
 #include <cstdio>
 #include <utility>
 
+#include "program/arguments.h"
 #include "runtime/default_paths.h"
 
 namespace vantry::gateway {
 namespace {
-
-constexpr int kExitUsage = 2;
 
 /// The texts of the options.
 struct Typed {
@@ -70,8 +69,6 @@ void AddOptions(CLI::App& app, Typed& typed) {
     app.set_version_flag("--version", "vantry-gateway " VANTRY_VERSION);
 }
 
-[[noreturn]] void Reject(const std::string& text) { throw CLI::ValidationError(text); }
-
 /// Returns the bytes of an address, or nothing if the text is none.
 bool IsAddress(const std::string& text) {
     std::array<char, sizeof(in6_addr)> bytes{};
@@ -96,7 +93,8 @@ void ReadListen(const std::string& text, Server::Settings& server) {
     const bool isVersion6 = address.find(':') != std::string::npos;
     if (digits == end || read.ec != std::errc{} || read.ptr != end || !IsAddress(address) ||
         isVersion6 != hasBrackets) {
-        Reject("--listen takes ADDRESS:PORT, such as 127.0.0.1:9180 or [::1]:9180: '" + text + "'");
+        RefuseArguments("--listen takes ADDRESS:PORT, such as 127.0.0.1:9180 or [::1]:9180: '" +
+                        text + "'");
     }
     server.address = std::move(address);
 }
@@ -108,7 +106,7 @@ std::vector<client::Endpoint> HubOf(const Typed& typed) {
     if (!typed.tcp.empty()) {
         const auto endpoint = client::Endpoint::ParseTcp(typed.tcp);
         if (!endpoint) {
-            Reject("--tcp: " + endpoint.error().text);
+            RefuseArguments("--tcp: " + endpoint.error().text);
         }
         return {*endpoint};
     }
@@ -120,8 +118,8 @@ std::vector<client::Endpoint> HubOf(const Typed& typed) {
     const bool isForbidden = access(device.path.c_str(), W_OK) != 0 && errno == EACCES;
     if (!typed.allowWrite.empty()) {
         if (isForbidden) {
-            Reject("--allow-write needs the local device, and " + device.path +
-                   " can't be opened: permission denied");
+            RefuseArguments("--allow-write needs the local device, and " + device.path +
+                            " can't be opened: permission denied");
         }
         return {device};
     }
@@ -136,13 +134,14 @@ Options OptionsFrom(const Typed& typed) {
     if (!typed.tokenFile.empty()) {
         auto tokens = Tokens::Load(typed.tokenFile);
         if (!tokens) {
-            Reject("--token-file: " + tokens.error().text);
+            RefuseArguments("--token-file: " + tokens.error().text);
         }
         options.tokens = std::move(*tokens);
         options.tokenFile = typed.tokenFile;
     }
     if (!IsLoopback(options.server.address) && !options.tokens.AreNeeded()) {
-        Reject("other machines reach " + options.server.address + ", so it needs a --token-file");
+        RefuseArguments("other machines reach " + options.server.address +
+                        ", so it needs a --token-file");
     }
     options.server.certificate = typed.certificate;
     options.server.key = typed.key;
@@ -152,7 +151,7 @@ Options OptionsFrom(const Typed& typed) {
     return options;
 }
 
-/// Tells of what is allowed but unwise.
+/// Prints a warning about what is allowed but unwise.
 void Warn(const Options& options) {
     const bool isLocal = IsLoopback(options.server.address);
     if (!isLocal && options.server.certificate.empty()) {
@@ -175,20 +174,14 @@ std::optional<Options> ParseOptions(int argc, char** argv, int& exitStatus) {
                  "vantry-gateway"};
     Typed typed;
     AddOptions(app, typed);
-    try {
-        app.parse(argc, argv);
-        Options options = OptionsFrom(typed);
-        Warn(options);
-        return options;
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            exitStatus = app.exit(error);
-            return std::nullopt;
-        }
-        std::fprintf(stderr, "vantry-gateway: %s\n%s", error.what(), app.help().c_str());
-        exitStatus = kExitUsage;
+    Options options;
+    if (const auto ended = ParseArguments(
+            app, argc, argv, [&] { options = OptionsFrom(typed); }, app.help())) {
+        exitStatus = *ended;
         return std::nullopt;
     }
+    Warn(options);
+    return options;
 }
 
 }  // namespace vantry::gateway

@@ -12,12 +12,11 @@
 #include <string>
 
 #include "platform/setting_texts.h"
+#include "program/arguments.h"
 #include "runtime/default_paths.h"
 
 namespace vantry {
 namespace {
-
-constexpr int kExitUsage = 2;
 
 /// Adds an option. `read` converts its text to a value, which is assigned to `target`.
 template <typename Target, typename Read>
@@ -79,7 +78,7 @@ void SettleLimits(Limits& limits, const std::optional<std::string>& file) {
         return;
     }
     if (const std::string error = limits.ReadFile(*file); !error.empty()) {
-        throw CLI::ValidationError("--limits: " + *file + ": " + error);
+        RefuseArguments("--limits: " + *file + ": " + error);
     }
 }
 
@@ -91,16 +90,9 @@ std::optional<Options> ParseOptions(int argc, char** argv, int& exitStatus) {
     Options options;
     Asked asked;
     AddOptions(app, options, asked);
-    try {
-        app.parse(argc, argv);
-        SettleLimits(options.limits, asked.limitsFile);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            exitStatus = app.exit(error);
-            return std::nullopt;
-        }
-        std::fprintf(stderr, "vantryd: %s\n%s", error.what(), app.help().c_str());
-        exitStatus = kExitUsage;
+    const auto settle = [&] { SettleLimits(options.limits, asked.limitsFile); };
+    if (const auto ended = ParseArguments(app, argc, argv, settle, app.help())) {
+        exitStatus = *ended;
         return std::nullopt;
     }
     if (asked.printLimits) {
