@@ -1,7 +1,7 @@
 // The addresses of the gateway.
 //
 // A table names them, and docs of the interface (openapi.json) are held against it by a test. A
-// request is refused in two steps: what its head tells (host, origin, token, address, method) is
+// request is refused in two steps: what its head contains (host, origin, token, address, method) is
 // checked before its body is read, so that a stranger can't make the gateway read one.
 
 #include "gateway/api.h"
@@ -15,8 +15,8 @@
 #include "gateway/event_stream.h"
 #include "gateway/metrics.h"
 #include "gateway/openapi.h"
+#include "gateway/page_response.h"
 #include "gateway/property_list.h"
-#include "page/page_files.h"
 
 namespace vantry::gateway {
 namespace {
@@ -42,39 +42,6 @@ std::optional<std::string> ValueIn(const std::string& body) {
 
 bool IsJson(const std::string& contentType) {
     return contentType.substr(0, contentType.find_first_of("; ")) == "application/json";
-}
-
-/// Returns the file of the page at this address, or nothing.
-const page::PageFile* PageFileAt(const Target& target) {
-    std::string path = target.segments.empty() ? "/" : "";
-    for (const std::string& segment : target.segments) {
-        path += "/" + segment;
-    }
-    for (const page::PageFile& file : page::PageFiles()) {
-        if (file.path == path) {
-            return &file;
-        }
-    }
-    return nullptr;
-}
-
-Response ResponseWith(const Request& request, const page::PageFile& file) {
-    Response response;
-    response.contentType = file.type;
-    response.headers = {{"Cache-Control", "no-cache"}, {"ETag", std::string(file.tag)}};
-    if (request.ifNoneMatch == file.tag) {
-        response.status = 304;
-        return response;
-    }
-    response.headers.emplace_back("Content-Encoding", "gzip");
-    response.body = file.content;
-    return response;
-}
-
-Response Busy(const std::string& why) {
-    Response response = ErrorResponse(503, why + "; try again later");
-    response.headers.emplace_back("Retry-After", "2");
-    return response;
 }
 
 unsigned StatusOf(const client::Error& error) {
@@ -244,7 +211,7 @@ void Api::PutProperty(const Call& call, const Reply& reply) {
             parts.post([this, reply, result = std::move(written)] { FinishWrite(result, reply); });
         });
     if (!isQueued) {
-        reply(Busy("too many writes wait"));
+        reply(BusyResponse("too many writes wait"));
     }
 }
 
@@ -272,7 +239,7 @@ void Api::GetChanges(const Call& call, const Reply& reply) {
         return;
     }
     if (parts.statistics.streams >= kMostStreams) {
-        reply(Busy("there are too many readers of events"));
+        reply(BusyResponse("there are too many readers of events"));
         return;
     }
     Response response;
@@ -321,7 +288,7 @@ void Api::GetHistory(const Call& call, const Reply& reply) {
         });
     });
     if (!isQueued) {
-        reply(Busy("too many questions about the past wait"));
+        reply(BusyResponse("too many questions about the past wait"));
     }
 }
 

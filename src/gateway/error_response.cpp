@@ -13,4 +13,10 @@ Response ErrorResponse(unsigned status, const std::string& text) {
     return response;
 }
 
+Response BusyResponse(const std::string& why) {
+    Response response = ErrorResponse(503, why + "; try again later");
+    response.headers.emplace_back("Retry-After", "2");
+    return response;
+}
+
 }  // namespace vantry::gateway

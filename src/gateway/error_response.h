@@ -10,4 +10,8 @@ namespace vantry::gateway {
 /// replaced.
 Response ErrorResponse(unsigned status, const std::string& text);
 
+/// Returns the response to a request for which there is no room now, and which the client may send
+/// again after two seconds. `why` is a clause without a full stop.
+Response BusyResponse(const std::string& why);
+
 }  // namespace vantry::gateway

@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <map>
 
+#include "history/change_row.h"
+
 namespace vantry::history {
 namespace {
 
@@ -26,21 +28,6 @@ client::Property PropertyIn(const Statement& row) {
 constexpr const char* kProperties =
     "SELECT id, component, group_guid, guid, component_name, group_name, name FROM property "
     "ORDER BY component_name, group_name, name, id";
-
-// The columns of a row of changes, in the statements of this file.
-constexpr int kTime = 0;
-constexpr int kProperty = 1;
-constexpr int kKind = 2;
-constexpr int kValue = 3;
-
-Sample SampleIn(const Statement& row) {
-    return {row.Number(kTime), static_cast<Kind>(row.Number(kKind)),
-            row.IsNothing(kValue) ? std::nullopt : std::optional(row.Text(kValue))};
-}
-
-bool EndsRecording(const Statement& row) {
-    return row.Number(kProperty) == kMarks && row.Text(kValue) == Mark::kEnded;
-}
 
 }  // namespace
 
@@ -195,114 +182,6 @@ client::Result<std::vector<Sample>> History::Changes(const client::PropertyId& i
         samples.push_back(*current);
     }
     return samples;
-}
-
-client::Result<std::vector<StepSums>> History::Steps(const client::PropertyId& id, Span span,
-                                                     Moment step) {
-    const auto property = NumberOf(id);
-    if (!property) {
-        return property.error();
-    }
-    StepSeries series(BeginOfStep(span.begin, step), std::min(span.end, Now()), step);
-    if ((series.End() - series.Begin()) / step >= kMostSteps) {
-        return client::Error{client::ErrorCode::Refused,
-                             "these are more than " + std::to_string(kMostSteps) +
-                                 " steps; a longer step or a shorter time makes fewer"};
-    }
-    if (series.Begin() >= series.End()) {
-        return std::vector<StepSums>{};
-    }
-    Moment reached = series.Begin();
-    if (step % kQuarter == 0) {
-        const Moment summed = BeginOfStep(std::min(SummedUntil(), series.End()), kQuarter);
-        if (summed > reached) {
-            if (auto outcome = AddSums(*property, {reached, summed}, series); !outcome) {
-                return outcome.error();
-            }
-            reached = summed;
-        }
-    }
-    if (auto outcome = AddChanges(*property, {reached, series.End()}, series); !outcome) {
-        return outcome.error();
-    }
-    return series.Take();
-}
-
-client::Outcome History::AddSums(std::int64_t property, Span span, StepSeries& series) {
-    Statement rows = database.Prepare(
-        "SELECT quarter, quarter.changes, minimum, maximum, mean, unknown, value FROM quarter "
-        "LEFT JOIN change ON change.time = last "
-        "WHERE quarter >= ? AND quarter < ? AND quarter.property = ? ORDER BY quarter");
-    rows.Bind(1, span.begin / kQuarter).Bind(2, span.end / kQuarter).Bind(3, property);
-    Moment reached = span.begin;
-    const auto appendUnknownUntil = [&](Moment moment) {
-        for (; reached < moment; reached += kQuarter) {
-            series.Append({.begin = reached, .unknown = kQuarter}, reached + kQuarter);
-        }
-    };
-    while (rows.Next()) {
-        appendUnknownUntil(rows.Number(0) * kQuarter);
-        StepSums sums{.begin = reached,
-                      .minimum = rows.Real(2),
-                      .maximum = rows.Real(3),
-                      .mean = rows.Real(4),
-                      .changes = rows.Number(1),
-                      .unknown = rows.Number(5)};
-        if (sums.changes == 0 && !sums.mean && !rows.IsNothing(6)) {
-            sums.mean = history::NumberOf(rows.Text(6));
-            sums.minimum = sums.mean;
-            sums.maximum = sums.mean;
-        }
-        reached += kQuarter;
-        series.Append(sums, reached);
-    }
-    appendUnknownUntil(span.end);
-    return rows.Failure();
-}
-
-client::Outcome History::AddChanges(std::int64_t property, Span span, StepSeries& series) {
-    const Moment from = std::min(BeginOfStep(span.begin, kQuarter), SummedUntil());
-    const auto held = HeldAt(property, from);
-    if (!held) {
-        return held.error();
-    }
-    StepSummer summer(from);
-    if (*held && (*held)->value) {
-        summer.Begin(*(*held)->value);
-    }
-    // What lies before the span only says which value holds at its begin.
-    Moment boundary = span.begin;
-    const auto closeUntil = [&](Moment moment) {
-        while (boundary <= moment) {
-            const StepSums sums = summer.Finish(boundary);
-            if (boundary > span.begin) {
-                series.Append(sums, boundary);
-            }
-            if (boundary == span.end) {
-                boundary = span.end + 1;
-                return;
-            }
-            boundary = series.EndOfStep(boundary);
-        }
-    };
-    const auto outcome = Scan(property, {from, span.end}, [&](const Statement& row) {
-        const Moment time = row.Number(kTime);
-        closeUntil(time);
-        if (row.Number(kProperty) != kMarks) {
-            summer.Set(time,
-                       row.IsNothing(kValue) ? std::nullopt : std::optional(row.Text(kValue)));
-        } else if (EndsRecording(row)) {
-            summer.Lose(time);
-        }
-        return true;
-    });
-    if (const Moment known = KnownUntil(); known < span.end) {
-        const Moment lost = std::max(known, summer.Reached());
-        closeUntil(lost);
-        summer.Lose(lost);
-    }
-    closeUntil(span.end);
-    return outcome;
 }
 
 client::Outcome History::ForEach(

@@ -22,10 +22,10 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
+#include "mqtt/answer_properties.h"
 #include "mqtt/library_guard.h"
 #include "runtime/clock.h"
 
@@ -55,56 +55,6 @@ Outcome Check(int code, const std::string& what) {
     return Error{ErrorCode::NoConnection, what + ": " + Words(code)};
 }
 
-/// Properties of version 5 to send, freed at the end.
-class Properties {
-public:
-    Properties() = default;
-    ~Properties() { mosquitto_property_free_all(&list); }
-    Properties(const Properties&) = delete;
-    Properties& operator=(const Properties&) = delete;
-
-    void AddAnswer(const Message& message) {
-        if (!message.responseTopic.empty()) {
-            mosquitto_property_add_string(&list, MQTT_PROP_RESPONSE_TOPIC,
-                                          message.responseTopic.c_str());
-        }
-        if (!message.correlation.empty()) {
-            mosquitto_property_add_binary(&list, MQTT_PROP_CORRELATION_DATA,
-                                          message.correlation.data(),
-                                          static_cast<std::uint16_t>(message.correlation.size()));
-        }
-        if (message.expirySeconds) {
-            mosquitto_property_add_int32(&list, MQTT_PROP_MESSAGE_EXPIRY_INTERVAL,
-                                         *message.expirySeconds);
-        }
-    }
-    const mosquitto_property* Get() const { return list; }
-
-private:
-    mosquitto_property* list = nullptr;
-};
-
-void ReadAnswer(const mosquitto_property* properties, Message& message) {
-    char* text = nullptr;
-    if (mosquitto_property_read_string(properties, MQTT_PROP_RESPONSE_TOPIC, &text, false) !=
-        nullptr) {
-        message.responseTopic = text;
-        std::free(text);
-    }
-    void* data = nullptr;
-    std::uint16_t length = 0;
-    if (mosquitto_property_read_binary(properties, MQTT_PROP_CORRELATION_DATA, &data, &length,
-                                       false) != nullptr) {
-        message.correlation.assign(static_cast<const char*>(data), length);
-        std::free(data);
-    }
-    std::uint32_t seconds = 0;
-    if (mosquitto_property_read_int32(properties, MQTT_PROP_MESSAGE_EXPIRY_INTERVAL, &seconds,
-                                      false) != nullptr) {
-        message.expirySeconds = seconds;
-    }
-}
-
 }  // namespace
 
 std::string WordsOfReason(int code) { return mosquitto_reason_string(code); }
@@ -129,6 +79,16 @@ Outcome Connection::Configure(const Settings& settings) {
                          isVersion5 ? MQTT_PROTOCOL_V5 : MQTT_PROTOCOL_V311);
     mosquitto_int_option(handle.get(), MOSQ_OPT_SEND_MAXIMUM, kMostInFlight);
     mosquitto_int_option(handle.get(), MOSQ_OPT_TCP_NODELAY, 1);
+    SetCallbacks();
+    if (settings.will) {
+        if (Outcome set = SetWill(*settings.will); !set) {
+            return set;
+        }
+    }
+    return settings.broker.isEncrypted ? SetEncryption(settings.tls) : Done{};
+}
+
+void Connection::SetCallbacks() {
     mosquitto_connect_v5_callback_set(
         handle.get(), [](mosquitto*, void* self, int reason, int, const mosquitto_property* list) {
             static_cast<Connection*>(self)->OnConnect(reason, list);
@@ -156,22 +116,22 @@ Outcome Connection::Configure(const Settings& settings) {
                 react(refused);
             }
         });
-    if (settings.will) {
-        const Message& will = *settings.will;
-        const int code = mosquitto_will_set(handle.get(), will.topic.c_str(),
-                                            static_cast<int>(will.payload.size()),
-                                            will.payload.data(), will.qos, will.retain);
-        if (code != MOSQ_ERR_SUCCESS) {
-            return Error{ErrorCode::Refused, "the will can't be used: " + Words(code)};
-        }
+}
+
+Outcome Connection::SetWill(const Message& will) {
+    const int code =
+        mosquitto_will_set(handle.get(), will.topic.c_str(), static_cast<int>(will.payload.size()),
+                           will.payload.data(), will.qos, will.retain);
+    if (code != MOSQ_ERR_SUCCESS) {
+        return Error{ErrorCode::Refused, "the will can't be used: " + Words(code)};
     }
-    if (!settings.broker.isEncrypted) {
-        return Done{};
-    }
+    return Done{};
+}
+
+Outcome Connection::SetEncryption(const TlsFiles& files) {
     const auto orNull = [](const std::string& text) {
         return text.empty() ? nullptr : text.c_str();
     };
-    const TlsFiles& files = settings.tls;
     const int code = mosquitto_tls_set(handle.get(), orNull(files.ca),
                                        files.ca.empty() ? kSystemAuthorities : nullptr,
                                        orNull(files.certificate), orNull(files.key), nullptr);
@@ -283,14 +243,14 @@ void Connection::OnMessage(const mosquitto_message& message, const mosquitto_pro
     }
     received.qos = message.qos;
     received.retain = message.retain;
-    ReadAnswer(properties, received);
+    ReadAnswerProperties(properties, received);
     callbacks.onMessage(received);
 }
 
 Result<int> Connection::Publish(const Message& message) {
-    Properties properties;
+    AnswerProperties properties;
     if (isVersion5) {
-        properties.AddAnswer(message);
+        properties.Add(message);
     }
     int number = 0;
     const int code = mosquitto_publish_v5(
@@ -313,8 +273,9 @@ Outcome Connection::Subscribe(const std::vector<std::string>& filters, int qos) 
 }
 
 void Connection::Leave() {
-    // The library closes its descriptor with the goodbye. If acknowledgements arrived after that,
-    // the kernel would reset the connection, and the broker could lose what it hasn't read yet.
+    // The library closes its descriptor when it sends the disconnect. If acknowledgements arrived
+    // after that, the kernel would reset the connection, and the broker could lose what it hasn't
+    // read yet.
     const int copy = dup(Descriptor());
     mosquitto_disconnect(handle.get());
     mosquitto_loop_write(handle.get(), 1);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "mqtt/broker_address.h"
+#include "mqtt/message.h"
 #include "mqtt/tls_files.h"
 #include "runtime/result.h"
 
@@ -17,17 +17,6 @@ struct mosquitto_message;
 struct mqtt5__property;  // NOLINT(bugprone-reserved-identifier): the name is of libmosquitto
 
 namespace vantry::mqtt {
-
-/// A message to or from a broker. The last three fields exist in version 5 only.
-struct Message {
-    std::string topic;
-    std::string payload;
-    int qos = 0;
-    bool retain = false;
-    std::string responseTopic = {};
-    std::string correlation = {};
-    std::optional<std::uint32_t> expirySeconds = {};
-};
 
 /// Returns the words for a reason code of version 5. Thread-safe.
 std::string WordsOfReason(int code);
@@ -70,6 +59,7 @@ public:
 
     /// The descriptor to wait on, or -1 when the connection has ended.
     int Descriptor() const;
+    /// Returns whether Work must be called when the descriptor is writable, as well as readable.
     bool WantsToWrite() const;
     /// Reads and writes what the descriptor is ready for, keeps the connection alive, and calls the
     /// callbacks. Is to be called when the descriptor is ready, and every few seconds. Returns
@@ -82,9 +72,10 @@ public:
     Result<int> Publish(const Message& message);
     /// Asks for the messages of these topics with this QoS.
     Outcome Subscribe(const std::vector<std::string>& filters, int qos = 1);
-    /// Says goodbye, so that the broker doesn't send the will, and ends the connection. Blocks
-    /// until the broker has closed its side, for 600 ms at most.
+    /// Sends a disconnect, so that the broker doesn't send the will, and ends the connection.
+    /// Blocks until the broker has closed its side, for 600 ms at most.
     void Leave();
+    /// Returns whether the broker has accepted the connection, so that messages can be published.
     bool IsAccepted() const { return isAccepted; }
     /// Returns whether the next connection should speak version 3.1.1: the broker has refused
     /// version 5, or has sent a packet of it that the library can't take.
@@ -93,6 +84,9 @@ public:
 private:
     Connection(const Settings& settings, Callbacks reactions);
     Outcome Configure(const Settings& settings);
+    void SetCallbacks();
+    Outcome SetWill(const Message& will);
+    Outcome SetEncryption(const TlsFiles& files);
     void OnConnect(int reason, const mqtt5__property* properties);
     void OnMessage(const mosquitto_message& message, const mqtt5__property* properties);
     /// Returns whether the broker sends much more than this client asked for.
