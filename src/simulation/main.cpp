@@ -47,7 +47,7 @@ struct Effort {
     std::uint64_t nanoseconds = 0;
     std::uint64_t points = 0;
 
-    void Tell(double seconds) const {
+    void Print(double seconds) const {
         std::printf("%llu seeds, %llu failed, %.1f s, %.1f h simulated, %.0f million points\n",
                     static_cast<unsigned long long>(seeds), static_cast<unsigned long long>(failed),
                     seconds, static_cast<double>(nanoseconds) / 3.6e12,
@@ -165,7 +165,7 @@ int RunMany(Options options) {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     };
     Effort effort;
-    double told = 0;
+    double printed = 0;
     RunSettings settings = options.run;
     while (options.seconds != 0 ? seconds() < static_cast<double>(options.seconds)
                                 : effort.seeds < options.seeds) {
@@ -180,12 +180,12 @@ int RunMany(Options options) {
             }
         }
         ++settings.seed;
-        if (seconds() - told > kSecondsBetweenLines) {
-            told = seconds();
-            effort.Tell(told);
+        if (seconds() - printed > kSecondsBetweenLines) {
+            printed = seconds();
+            effort.Print(printed);
         }
     }
-    effort.Tell(seconds());
+    effort.Print(seconds());
     return effort.failed == 0 ? 0 : 1;
 }
 

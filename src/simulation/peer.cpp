@@ -78,7 +78,7 @@ Peer::~Peer() {
 }
 
 bool Peer::Send(std::string_view text) {
-    world.scheduler.Tell("sends " + std::string(text));
+    world.scheduler.Trace("sends " + std::string(text));
     return SendBytes(FrameOf(text));
 }
 
@@ -119,7 +119,7 @@ std::optional<std::string> Peer::Receive(std::uint64_t milliseconds) {
     }
     std::string text = std::move(texts.front());
     texts.pop_front();
-    world.scheduler.Tell("receives " + text);
+    world.scheduler.Trace("receives " + text);
     return text;
 }
 
@@ -180,7 +180,7 @@ void Peer::SetReading(bool reads) {
 }
 
 void Peer::EndSending() {
-    world.scheduler.Tell("ends its sending side");
+    world.scheduler.Trace("ends its sending side");
     if (link != Link::Local && !closed) {
         world.descriptors.ShutDown(static_cast<int>(number), SHUT_WR);
     }
@@ -190,7 +190,7 @@ void Peer::Close() {
     if (closed) {
         return;
     }
-    world.scheduler.Tell("closes its connection");
+    world.scheduler.Trace("closes its connection");
     SetReading(true);
     if (link == Link::Local) {
         InHub([&] { return PRN_Close(number); });

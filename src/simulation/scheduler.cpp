@@ -1,16 +1,16 @@
-// One thread of the system that plays all threads of the hub.
+// All threads of the hub run as coroutines on one thread of the system.
 //
-// Each simulated thread has a stack of its own and gives the processor away only inside the
-// scheduler, so a run depends on nothing but its seed. At each point the scheduler may let another
-// thread go on. Half of the seeds choose at random, each with its own readiness to interrupt. The
-// other half give threads random priorities: the highest that can run does, and at a few random
-// steps the running one becomes the lowest. The second way needs few runs to find an order of
-// events in which one thread is very late.
+// Each simulated thread has a stack of its own, and another one runs only after a call of the
+// scheduler, so a run depends on nothing but its seed. At each point the scheduler may switch to
+// another thread. Half of the seeds choose it at random, each with its own probability of a switch.
+// The other half give threads random priorities: of those that can run, the one with the highest
+// does, and at a few random steps the running one gets the lowest. The second way needs few runs to
+// find an order of events in which one thread is very late.
 //
-// Time stands still while a thread can run, but for a little lateness that some seeds add; else it
-// jumps to the first deadline. If nobody can run and nobody has a deadline, or if threads wait for
-// each other in a circle, the hub is deadlocked. A run that takes too many steps or too long in
-// virtual time has a thread that never ends, or one that nobody wakes.
+// The virtual time doesn't advance while a thread can run, except for a small delay that some seeds
+// add; otherwise it advances to the first deadline. If no thread can run and none has a deadline,
+// or if threads wait for each other in a circle, the hub is deadlocked. A run that takes too many
+// steps or too long in virtual time has a thread that never ends, or one that no other wakes.
 
 #include "simulation/scheduler.h"
 
@@ -96,14 +96,14 @@ void Scheduler::Start(std::string_view name, std::function<void()> body) {
     makecontext(&thread->context, &Scheduler::Enter, 0);
     threads.push_back(std::move(thread));
     if (settings.trace) {
-        Tell("starts " + threads.back()->name);
+        Trace("starts " + threads.back()->name);
     }
 }
 
 bool Scheduler::RefusesThread() {
     const bool refused = random.OneIn(refusedOneIn);
     if (refused) {
-        Tell("gets no thread");
+        Trace("gets no thread");
     }
     return refused;
 }
@@ -114,7 +114,7 @@ void Scheduler::Enter() {
     self.hasBegun = true;
     self.body();
     self.body = nullptr;
-    scheduler.Tell("ends");
+    scheduler.Trace("ends");
     self.state = SimulatedThread::State::Ended;
     if (self.number == 0) {
         setcontext(&scheduler.outside);
@@ -135,7 +135,7 @@ void Scheduler::Step() {
 }
 
 void Scheduler::Point(std::string_view what) {
-    Tell(what);
+    Trace(what);
     QuietPoint();
 }
 
@@ -154,8 +154,8 @@ bool Scheduler::MayInterrupt() {
         return false;
     }
     if (hasPriorities) {
-        // A thread that looks again and again gives way at last, or the one that it waits for would
-        // never run.
+        // A thread that polls loses its priority after a while; otherwise the one that it waits for
+        // would never run.
         if (std::find(changes.begin(), changes.end(), steps) != changes.end() ||
             ++stretch == kLongestStretch) {
             current->priority = --lowest;
@@ -168,16 +168,16 @@ bool Scheduler::MayInterrupt() {
 void Scheduler::Wait(std::string_view what, const void* object, std::uint64_t deadline,
                      const SimulatedThread* blocker) {
     Step();
-    // Who looks again and waits on for the same does nothing that is worth a line.
-    const bool goesOnWaiting = current->waitIsTold && current->waitsFor == what;
+    // A thread that is woken and waits for the same again needs no further line.
+    const bool goesOnWaiting = current->waitIsTraced && current->waitsFor == what;
     current->waitsFor = what;
     current->object = object;
     current->deadline = deadline;
     current->blocker = blocker;
     current->state = SimulatedThread::State::Waits;
     if (settings.trace && !goesOnWaiting) {
-        Tell("waits for " + current->waitsFor);
-        current->waitIsTold = true;
+        Trace("waits for " + current->waitsFor);
+        current->waitIsTraced = true;
     }
     CheckForDeadlock();
     SwitchAway();
@@ -280,10 +280,10 @@ std::size_t Scheduler::Living() const {
         [](const auto& thread) { return thread->state != SimulatedThread::State::Ended; }));
 }
 
-void Scheduler::Tell(std::string_view what) {
+void Scheduler::Trace(std::string_view what) {
     if (settings.trace) {
         if (current != nullptr) {
-            current->waitIsTold = false;
+            current->waitIsTraced = false;
         }
         std::printf("%10.3f ms  %-22s %.*s\n", static_cast<double>(now - kStart) / 1e6,
                     current == nullptr ? "" : current->name.c_str(), static_cast<int>(what.size()),

@@ -33,11 +33,12 @@ struct SimulatedThread {
     State state = State::CanRun;
     /// While it waits: what for, in words, the object that wakes it, and the moment that does.
     std::string waitsFor;
-    /// Whether the story's last line of this thread says what it waits for.
-    bool waitIsTold = false;
+    /// Whether the last line that this thread has in the trace says what it waits for.
+    bool waitIsTraced = false;
     const void* object = nullptr;
     std::uint64_t deadline = kNever;
-    /// The thread that it can't go on without, if that is one thread, as with a lock.
+    /// The thread that must act before this one can run again, if that is one thread, as with a
+    /// lock.
     const SimulatedThread* blocker = nullptr;
     /// Higher ones run first in a run with priorities.
     std::int64_t priority = 0;
@@ -73,18 +74,18 @@ public:
     /// Returns whether the next thread of the hub is refused.
     bool RefusesThread();
 
-    /// A place where another thread may go on instead of the caller. `what` tells the story what
-    /// the caller does.
+    /// A point at which the scheduler may switch to another thread. `what` is what the caller does,
+    /// for the trace.
     void Point(std::string_view what);
-    /// A place like Point that is so frequent that it isn't told.
+    /// The same as Point, for what is too frequent for the trace.
     void QuietPoint();
-    /// Lets the caller wait until Wake of `object` or until the time is `deadline`. `blocker` is
+    /// Blocks the caller until Wake of `object` or until the time is `deadline`. `blocker` is
     /// the thread that has to act first, if it is known.
     void Wait(std::string_view what, const void* object, std::uint64_t deadline = kNever,
               const SimulatedThread* blocker = nullptr);
-    /// Lets all that wait for `object` go on.
+    /// Wakes all threads that wait for `object`.
     void Wake(const void* object);
-    /// Lets the caller wait for a time.
+    /// Blocks the caller for a time.
     void Sleep(std::uint64_t nanoseconds);
 
     /// Returns the virtual time in nanoseconds.
@@ -105,10 +106,11 @@ public:
     std::size_t Living() const;
     std::uint64_t Steps() const { return steps; }
 
-    /// Returns whether the story is told.
-    bool Tells() const { return settings.trace; }
-    /// Adds a line to the story, if it is told.
-    void Tell(std::string_view what);
+    /// Returns whether a trace is written.
+    bool IsTracing() const { return settings.trace; }
+    /// Writes a line of the trace: the time, the calling thread and `what`. Does nothing without a
+    /// trace.
+    void Trace(std::string_view what);
     /// Ends the process with a report: the reason, and each thread with what it waits for.
     [[noreturn]] void Fail(std::string_view reason);
 

@@ -52,7 +52,7 @@ int SimulatedDescriptors::Add(NodeReference node) {
         if (mostOpen == kUsualMost) {
             Scheduler::Current().Fail("descriptors are used up");
         }
-        Scheduler::Current().Tell("gets no descriptor");
+        Scheduler::Current().Trace("gets no descriptor");
         return -EMFILE;
     }
     int number = kFirstNumber;

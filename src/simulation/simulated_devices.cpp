@@ -66,20 +66,42 @@ private:
     bool ended = false;
 };
 
-class SimulatedDevices::UsbHandle final : public DeviceHandle {
+/// A handle whose bytes go over a cable as soon as it has claimed one.
+class SimulatedDevices::CableHandle : public DeviceHandle {
+public:
+    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
+        const OutsideHub here;
+        return mine ? mine->Read(buffer, length) : kFailed;
+    }
+    std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
+        const OutsideHub here;
+        return mine ? mine->Write(buffer, length) : kFailed;
+    }
+    void Close() override {
+        const OutsideHub here;
+        if (mine) {
+            mine->Close();
+        }
+    }
+
+protected:
+    /// Claims the cable unless the handle has one. Returns whether it has one then.
+    bool Claim(const std::shared_ptr<Cable>& cable) {
+        if (!mine && cable && cable->Claim()) {
+            mine = cable;
+        }
+        return mine != nullptr;
+    }
+
+private:
+    std::shared_ptr<Cable> mine;
+};
+
+class SimulatedDevices::UsbHandle final : public CableHandle {
 public:
     explicit UsbHandle(const SimulatedDevices& allDevices)
         : devices(allDevices), cable(allDevices.plugged) {}
     ~UsbHandle() override { UsbHandle::Close(); }
-
-    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
-        const OutsideHub here;
-        return isMine ? cable->Read(buffer, length) : kFailed;
-    }
-    std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
-        const OutsideHub here;
-        return isMine ? cable->Write(buffer, length) : kFailed;
-    }
 
     bool Control(std::uint32_t code, std::span<const std::uint8_t>,
                  std::span<std::uint8_t> output) override {
@@ -87,8 +109,7 @@ public:
         switch (code) {
             case ControlCode::kSetReadTimeout:
             case ControlCode::kSetWriteTimeout:
-                isMine = isMine || (cable && cable->Claim());
-                return isMine;
+                return Claim(cable);
             case ControlCode::kIsHostAttached:
                 if (!output.empty()) {
                     output[0] = devices.plugged && !devices.plugged->HasEnded() ? 1 : 0;
@@ -100,17 +121,9 @@ public:
         }
     }
 
-    void Close() override {
-        const OutsideHub here;
-        if (isMine) {
-            cable->Close();
-        }
-    }
-
 private:
     const SimulatedDevices& devices;
     const std::shared_ptr<Cable> cable;
-    bool isMine = false;
 };
 
 class SimulatedDevices::UsbDriver final : public DeviceDriver {
@@ -126,19 +139,10 @@ private:
     const SimulatedDevices& devices;
 };
 
-class SimulatedDevices::BluetoothHandle final : public DeviceHandle {
+class SimulatedDevices::BluetoothHandle final : public CableHandle {
 public:
     explicit BluetoothHandle(SimulatedDevices& allDevices) : devices(allDevices) {}
     ~BluetoothHandle() override { BluetoothHandle::Close(); }
-
-    std::int32_t Read(std::uint8_t* buffer, std::int32_t length) override {
-        const OutsideHub here;
-        return cable ? cable->Read(buffer, length) : kFailed;
-    }
-    std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
-        const OutsideHub here;
-        return cable ? cable->Write(buffer, length) : kFailed;
-    }
 
     bool Control(std::uint32_t code, std::span<const std::uint8_t>,
                  std::span<std::uint8_t>) override {
@@ -152,23 +156,20 @@ public:
         if (closed) {
             return false;
         }
-        cable = std::move(devices.callers.front());
+        const std::shared_ptr<Cable> cable = std::move(devices.callers.front());
         devices.callers.pop_front();
-        return cable->Claim();
+        return Claim(cable);
     }
 
     void Close() override {
         const OutsideHub here;
         closed = true;
         Scheduler::Current().Wake(&devices.callers);
-        if (cable) {
-            cable->Close();
-        }
+        CableHandle::Close();
     }
 
 private:
     SimulatedDevices& devices;
-    std::shared_ptr<Cable> cable;
     bool closed = false;
 };
 

@@ -29,6 +29,7 @@ public:
 
 private:
     class Cable;
+    class CableHandle;
     class UsbHandle;
     class UsbDriver;
     class BluetoothHandle;

@@ -120,8 +120,8 @@ SimulatedDisk::SimulatedDisk(std::uint64_t seed, const Image& image)
 }
 
 FileResult SimulatedDisk::Begin(std::string_view what, std::u16string_view name) {
-    if (Scheduler::Current().Tells()) {
-        Scheduler::Current().Tell(std::string(what) + " " + NarrowText(name));
+    if (Scheduler::Current().IsTracing()) {
+        Scheduler::Current().Trace(std::string(what) + " " + NarrowText(name));
     }
     Scheduler::Current().QuietPoint();
     if (random.OneIn(slowOneIn)) {
@@ -136,7 +136,7 @@ FileResult SimulatedDisk::Begin(std::string_view what, std::u16string_view name)
 
 FileResult SimulatedDisk::Refuse(int error) {
     ++refusals;
-    Scheduler::Current().Tell("is refused by the disk");
+    Scheduler::Current().Trace("is refused by the disk");
     return FileResult::Refused(error);
 }
 

@@ -28,10 +28,10 @@ std::size_t RoomOf(std::span<const iovec> parts) {
     return room;
 }
 
-void TellBytes(const char* does, std::size_t count, int socket) {
-    if (Scheduler::Current().Tells()) {
-        Scheduler::Current().Tell(std::string(does) + " " + std::to_string(count) + " bytes on " +
-                                  std::to_string(socket));
+void TraceBytes(const char* does, std::size_t count, int socket) {
+    if (Scheduler::Current().IsTracing()) {
+        Scheduler::Current().Trace(std::string(does) + " " + std::to_string(count) + " bytes on " +
+                                   std::to_string(socket));
     }
 }
 
@@ -154,7 +154,7 @@ ssize_t SimulatedDescriptors::Receive(int socket, std::span<iovec> parts, bool w
             const std::size_t count =
                 way.Take(parts, random.OneIn(3) ? std::min(room, 1 + random.Below(64)) : room);
             Changed(*node);
-            TellBytes("receives", count, socket);
+            TraceBytes("receives", count, socket);
             return static_cast<ssize_t>(count);
         }
         if (way.wasReset || way.EndHasArrived() || way.readerWantsNoMore) {
@@ -186,7 +186,7 @@ ssize_t SimulatedDescriptors::Send(int socket, std::string_view text) {
     if (count > 1 && random.OneIn(8)) {
         count = 1 + random.Below(count);
     }
-    TellBytes("sends", count, socket);
+    TraceBytes("sends", count, socket);
     if (count == 0) {
         return -EAGAIN;
     }
@@ -203,7 +203,7 @@ ssize_t SimulatedDescriptors::SendAll(int socket, std::string_view text) {
     if (const ssize_t error = ErrorOfSending(*node); error != 0) {
         return error;
     }
-    TellBytes("sends", text.size(), socket);
+    TraceBytes("sends", text.size(), socket);
     node->out->Put(text, Delay());
     Release(node->out.get());
     Changed(*node);

@@ -73,7 +73,7 @@ World::World(const RunSettings& runSettings, Legacy& fromBefore)
     __libc_single_threaded = 0;
     platform.notices.SetSink([this](std::string_view line) {
         const OutsideHub here;
-        scheduler.Tell(line);
+        scheduler.Trace(line);
     });
 }
 
@@ -85,7 +85,7 @@ void World::NoteEnd() {
 }
 
 void World::EndLife(const SimulatedDisk::Image& left) {
-    scheduler.Tell("the machine ends");
+    scheduler.Trace("the machine ends");
     NoteEnd();
     legacy.SetDisk(left);
     legacy.another = true;

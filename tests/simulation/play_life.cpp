@@ -95,7 +95,7 @@ private:
             world.scheduler.Wait("the senders to be done", &round->senders);
         }
         if (quiet) {
-            world.scheduler.Tell("everything is sent");
+            world.scheduler.Trace("everything is sent");
             world.scheduler.Sleep(kQuietNanoseconds);
             if (SavesAtOnce()) {
                 model->saved.onDisk = model->saved.certain;
