@@ -87,9 +87,9 @@ void WriteLargeFile(const std::filesystem::path& file) {
     WriteFile(file, MakePropertyContent(text));
 }
 
-class Killed : public testing::TestWithParam<std::tuple<const char*, bool>> {};
+class KilledHub : public testing::TestWithParam<std::tuple<const char*, bool>> {};
 
-TEST_P(Killed, AHubComesUpWithValuesThatWereSaved) {
+TEST_P(KilledHub, StartsWithValuesThatWereSaved) {
     const auto& [saves, isLarge] = GetParam();
     const bool replaces = std::string(saves) == "replace";
     const TemporaryDirectory directory;
@@ -147,8 +147,14 @@ TEST_P(Killed, AHubComesUpWithValuesThatWereSaved) {
               << round << " starts had newer values, " << fellBack << " found a torn file\n";
 }
 
-INSTANTIATE_TEST_SUITE_P(Endurance, Killed,
-                         testing::Combine(testing::Values("in-place", "replace"), testing::Bool()));
+INSTANTIATE_TEST_SUITE_P(Saves, KilledHub,
+                         testing::Combine(testing::Values("in-place", "replace"), testing::Bool()),
+                         [](const auto& info) {
+                             const bool replaces =
+                                 std::get<0>(info.param) == std::string("replace");
+                             return std::string(replaces ? "Replaced" : "InPlace") +
+                                    (std::get<1>(info.param) ? "LargeFile" : "SmallFile");
+                         });
 
 }  // namespace
 }  // namespace vantry

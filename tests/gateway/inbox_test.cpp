@@ -20,9 +20,9 @@ struct BurstCase {
     std::size_t bytes;
 };
 
-class Burst : public testing::TestWithParam<BurstCase> {};
+class InboxInABurst : public testing::TestWithParam<BurstCase> {};
 
-TEST_P(Burst, KeepsTheLastValueOfEachPropertyInBoundedMemory) {
+TEST_P(InboxInABurst, KeepsTheLastValueOfEachPropertyInBoundedMemory) {
     const BurstCase& given = GetParam();
     Inbox inbox;
     EXPECT_TRUE(inbox.Add(Change("Still", "first")));
@@ -43,7 +43,7 @@ TEST_P(Burst, KeepsTheLastValueOfEachPropertyInBoundedMemory) {
     EXPECT_TRUE(inbox.Add(Change("Still", "again")));
 }
 
-INSTANTIATE_TEST_SUITE_P(Inbox, Burst,
+INSTANTIATE_TEST_SUITE_P(Changes, InboxInABurst,
                          testing::Values(BurstCase{"many", 100'000, 0},
                                          BurstCase{"long", 100, 4U << 20U}),
                          [](const auto& info) { return info.param.what; });
