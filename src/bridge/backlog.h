@@ -17,11 +17,13 @@ class Backlog {
 public:
     virtual ~Backlog() = default;
 
+    /// Adds a text as the newest one.
     virtual void Append(const std::string& record) = 0;
     /// Returns the oldest one, or nothing if there is none.
     virtual std::optional<std::string> Front() = 0;
     /// Removes the oldest one.
     virtual void Pop() = 0;
+    /// Returns how many texts wait.
     virtual std::uint64_t Count() const = 0;
     /// Returns how many were dropped.
     virtual std::uint64_t Dropped() const = 0;

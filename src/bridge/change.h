@@ -25,7 +25,7 @@ struct Subject {
 };
 
 /// A value of a property, with the time at which this program has received it, in milliseconds
-/// since 1970. The hub tells no times.
+/// since 1970. The hub gives no times.
 struct Change {
     std::shared_ptr<const Subject> subject;
     std::string value;
@@ -37,7 +37,7 @@ struct Change {
 /// Changes that travel in one message, in the order in which they were received.
 struct Batch {
     /// The start of the program that received them, in milliseconds since 1970. Together with the
-    /// number, which counts the batches of a printer from 1, it tells messages apart.
+    /// number, which counts the batches of a printer from 1, it distinguishes messages.
     std::int64_t run = 0;
     std::uint64_t number = 0;
     std::vector<Change> changes;

@@ -4,7 +4,7 @@
 // change of each property are left out: its length is then bounded by the number of properties,
 // which the hub bounds.
 //
-// All properties are read before the subscription begins, so that a birth can tell all of them.
+// All properties are read before the subscription begins, so that a birth can contain all of them.
 
 #include "bridge/hub_source.h"
 

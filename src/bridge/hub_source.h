@@ -17,8 +17,8 @@
 namespace vantry::bridge {
 
 /// The hub of one printer: connects to it as soon as it is there, reports every property and every
-/// change, and carries out writes. It never waits for the thread that takes the news, so that a
-/// slow broker can't make the hub wait.
+/// change, and carries out writes. It never waits for the thread that processes the changes, so
+/// that a slow broker can't make the hub wait.
 class HubSource {
 public:
     struct Answer {
@@ -33,7 +33,7 @@ public:
         client::Property property = {};
         /// When it was received, in milliseconds since 1970.
         std::int64_t time = 0;
-        /// The words of a problem.
+        /// The text of a problem.
         std::string text = {};
         std::shared_ptr<Answer> answer = {};
     };

@@ -1,7 +1,7 @@
 // The published properties of a hub.
 //
 // A withdrawn property is forgotten, because components may announce new ones for ever. The change
-// that tells the withdrawal keeps the subject alive until it is published.
+// that reports the withdrawal keeps the subject alive until it is published.
 
 #include "bridge/inventory.h"
 

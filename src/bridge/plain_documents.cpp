@@ -1,5 +1,5 @@
-// The JSON documents of the plain style, written and read. A number or a truth travels as JSON's
-// own kind only where the description of the property says so; everything else stays the text that
+// The JSON documents of the plain style, written and read. A number or a bool has the JSON type of
+// its own only where the description of the property says so; everything else stays the text that
 // the hub has, so no value changes on its way. What a broker delivers may be anything: a document
 // that can't be read becomes a request with a refusal, which is answered like any other.
 

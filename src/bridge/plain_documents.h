@@ -22,7 +22,10 @@ std::string TextOf(const nlohmann::ordered_json& document);
 
 /// Returns the versions that are known, by the names of what they are of.
 nlohmann::ordered_json VersionsOf(const Health& health);
+/// Returns the document of the topic "health" while there is a connection, with the present time.
 nlohmann::ordered_json OnlineDocument(const Health& health);
+/// Returns the document of that topic after the connection, which is also its will. It names the
+/// connection by its times, and not the time at which it ended, which nobody knows in advance.
 nlohmann::ordered_json OfflineDocument(const Health& health);
 
 /// Reads a write: an object with "property" (a key), "value" and, as far as the message itself

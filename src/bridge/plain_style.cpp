@@ -2,7 +2,7 @@
 //
 // Under vantry/v1/SITE/SERIAL/ stand "state" (retained, all values), "event" (changes with their
 // times) and "health" (retained; the will is here). A reader takes the state and follows the
-// events. Events carry a number, so a reader can tell what it has missed or has twice.
+// events. Events carry a number, so a reader can find out what it has missed or has twice.
 
 #include "bridge/plain_documents.h"
 

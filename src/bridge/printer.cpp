@@ -1,6 +1,6 @@
 // The way of a change through the program: it is entered in the inventory and collected
 // (collector.cpp), and leaves in a batch (publisher.cpp). What the hub has when it is read first is
-// told by the birth and is no change.
+// part of the birth and is no change.
 
 #include "bridge/printer.h"
 

@@ -7,7 +7,7 @@
 // there is no connection. With a connection the backlog is sent behind what is new, one message at
 // a time.
 //
-// What the connection tells is in publisher_link.cpp.
+// How it reacts to its connection is in publisher_link.cpp.
 
 #include "bridge/publisher.h"
 

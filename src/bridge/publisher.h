@@ -45,18 +45,21 @@ public:
     /// Makes sure that what is kept outlives a loss of power.
     void Sync() { backlog->Sync(); }
 
-    /// All properties are known from now on, so that they can be told.
+    /// Notes that all properties are known, so that they can be published.
     void SetComplete();
-    /// A birth is due if the change needs one.
+    /// Sends a birth as soon as there is room, if the change needs one.
     void Announce(const Change& change);
-    /// The health has changed; it is sent at once, or within a second.
+    /// Sends the health as soon as there is room.
     void TellHealth();
+    /// Does the same within a second, so that changes that come together are sent as one.
     void TellHealthSoon();
+    /// Sends the document of all values as soon as there is room.
     void TellState();
     /// Adds a batch to what waits.
     void Put(Batch batch) { waiting.push_back(std::move(batch)); }
     /// Sends what there is room for, and keeps the rest if it is much or there is no connection.
     void SendOrKeep();
+    /// Sends what there is room for, in the order of its weight. The rest stays in memory.
     void SendWhatFits();
     /// Sends the answer to a write, if there is somebody to get it and the broker takes it.
     void Answer(const Request& request, const Result<std::string>& value);
@@ -68,7 +71,7 @@ private:
     static constexpr std::uint64_t kMinute = 60'000;
     static constexpr std::uint64_t kHour = 3'600'000;
 
-    /// What a number of the link stands for.
+    /// The message to which the link has given a number.
     struct Sent {
         std::optional<Batch> batch;
         bool isHistory = false;
@@ -117,13 +120,13 @@ private:
     bool needsHealth = false;
     Loop::Timer stateDue;
     Loop::Timer healthDue;
-    /// Everything is told again each hour.
+    /// Everything is published again each hour.
     Loop::Timer stateFull;
     Loop::Timer history;
     Loop::Timer birthAgain;
     /// The host has gone.
     Loop::Timer leaving;
-    /// Each minute: the rate is raised again, and what has changed in the health is told.
+    /// Each minute: the rate is raised again, and what has changed in the health is sent.
     Loop::Timer minute;
     std::unique_ptr<BrokerLink> link;
 };

@@ -1,5 +1,5 @@
-// What a publisher does when its connection comes, goes or tells something. A connection must not
-// be ended while it calls, so a host that has gone ends it by a timer.
+// How a publisher reacts when its connection is made, ends or receives something. It must not be
+// ended within its own callback, so when a host goes offline, a timer ends it.
 //
 // A style may need a host at the broker. Without it nothing is sent, as if there were no broker.
 // A broker that refuses a message because its quota is exceeded gets half as much from then on.

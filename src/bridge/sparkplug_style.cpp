@@ -7,7 +7,7 @@
 // birth repeats. Nothing is retained. With a primary host, nothing is sent before its state says
 // that it is online, and the node leaves the broker when it says the opposite. Without the hub the
 // devices are dead and the node lives. A metric that isn't born yet is left out of the data: the
-// birth that it causes tells it.
+// birth that it causes contains it.
 
 #include <map>
 #include <nlohmann/json.hpp>
@@ -259,7 +259,7 @@ private:
     /// The number of the session; the first is 0.
     std::uint64_t session = kNumbers - 1;
     std::uint64_t sequence = 0;
-    /// The aliases that the last births have told, and the devices that are alive.
+    /// The aliases in the last births, and the devices that are alive.
     std::set<std::uint64_t> born;
     std::set<std::string> devices;
 };

@@ -13,7 +13,7 @@
 
 namespace vantry::bridge {
 
-/// What is told about the bridge and the hub behind it.
+/// The state of the bridge and of the hub behind it, as it is published.
 struct Health {
     /// When the bridge started, and when it connected to the broker, in milliseconds since 1970.
     std::int64_t run = 0;
@@ -23,14 +23,15 @@ struct Health {
     std::uint64_t dropped = 0;
     /// The batches that are kept for the broker.
     std::uint64_t waiting = 0;
-    /// The properties that tell a problem, and the version of the firmware if it is known.
+    /// The properties whose values report a problem, and the version of the firmware if it is
+    /// known.
     std::vector<std::string> errors = {};
     std::string firmware = {};
 };
 
 /// What a message to the bridge asks for.
 struct Request {
-    /// HostUp and HostDown tell of the host that the style needs.
+    /// HostUp and HostDown report the state of the host that the style needs.
     enum class Kind { Write, Rebirth, HostUp, HostDown };
 
     Kind kind = Kind::Write;
@@ -41,7 +42,7 @@ struct Request {
     /// Where the answer goes, empty if the style has none, and what it repeats.
     std::string answerTopic = {};
     std::string correlation = {};
-    /// When the request is no longer to be obeyed, in milliseconds since 1970.
+    /// When the request expires, in milliseconds since 1970. It is rejected then.
     std::int64_t expires = 0;
 };
 
@@ -52,10 +53,10 @@ public:
 
     /// Begins a connection, and returns the message that the broker sends when it breaks.
     virtual mqtt::Message Will(const Health& health) = 0;
-    /// Returns the messages that tell everything, for the begin of a connection, and again when a
+    /// Returns the messages with everything, for the start of a connection, and again when a
     /// property that wasn't in an earlier birth must be made known.
     virtual std::vector<mqtt::Message> Birth(const Inventory& all, const Health& health) = 0;
-    /// Returns the messages that tell all values.
+    /// Returns the messages with all values.
     virtual std::vector<mqtt::Message> State(const Inventory& all, const Health& health) = 0;
     /// Returns the messages for a change of the health; hasHub may have changed.
     virtual std::vector<mqtt::Message> HealthNews(const Inventory& all, const Health& health) = 0;
@@ -75,7 +76,7 @@ public:
     virtual bool KeepsHistory() const { return true; }
     /// Returns whether nothing may be sent before a HostUp and after a HostDown.
     virtual bool NeedsHost() const { return false; }
-    /// Returns whether a birth must come before this change can be told.
+    /// Returns whether this change can only be sent after a birth.
     virtual bool NeedsBirth(const Change& /*change*/) const { return false; }
 };
 

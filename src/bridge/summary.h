@@ -14,10 +14,10 @@ class Summary {
 public:
     /// Enters the state of a property. Returns whether the summary has changed.
     bool Enter(const client::Property& property);
-    /// Returns the properties that tell a problem as "Component/Group/Name", 20 at most, in the
+    /// Returns the properties that report a problem as "Component/Group/Name", 20 at most, in the
     /// order of their identities.
     std::vector<std::string> Errors() const;
-    /// Returns the version of the firmware, or an empty text if the hub hasn't told it.
+    /// Returns the version of the firmware, or an empty text if the hub has none.
     const std::string& Firmware() const { return firmware; }
 
 private:

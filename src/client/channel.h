@@ -74,7 +74,8 @@ private:
     Outcome Serve(FrameSocket& socket);
     /// Asks the hub to close the connection.
     Outcome SayGoodbye();
-    /// Says goodbye and waits, as long as Stop would, for the hub to close the connection.
+    /// Sends a disconnect message and waits, as long as Stop would, for the hub to close the
+    /// connection.
     void Leave(FrameSocket& socket);
     void Settle(const Outcome& outcome);
     std::shared_ptr<FrameSocket> Current() const;

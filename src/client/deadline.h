@@ -11,9 +11,11 @@ namespace vantry::client {
 /// The time until which an operation may wait.
 class Deadline {
 public:
+    /// Returns the time that is so many milliseconds ahead.
     static Deadline In(std::uint32_t milliseconds) {
         return Deadline(NowNanoseconds() + milliseconds * kNanosecondsPerMillisecond);
     }
+    /// Returns a time that doesn't come, for waits without a bound.
     static Deadline Never() { return Deadline(std::numeric_limits<std::uint64_t>::max()); }
 
     bool IsNever() const { return at == std::numeric_limits<std::uint64_t>::max(); }

@@ -62,7 +62,7 @@ struct ProcessFacts {
     std::uint64_t started = 0;
 };
 
-/// Returns what the system tells of a process, or empty facts.
+/// Returns what the system knows about a process, or empty facts.
 ProcessFacts FactsOf(std::uint32_t process) {
     // The name of the program is in parentheses and may contain any character.
     constexpr int kFieldsBetween = 18;

@@ -21,6 +21,7 @@ struct Heartbeat {
     static Heartbeat OfThisProcess();
     /// Returns Refused for a text that isn't a heartbeat.
     static Result<Heartbeat> Parse(const std::string& text);
+    /// Returns the text that Parse reads.
     std::string ToText() const;
 
     std::uint32_t process = 0;

@@ -1,4 +1,4 @@
-// The public face of the client library: each operation hands over to the core, which holds the
+// The public interface of the client library: each operation calls the core, which holds the
 // connection and its threads. A subscription refers to the list of subscriptions weakly, so it may
 // outlive its hub.
 

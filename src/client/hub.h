@@ -53,8 +53,8 @@ public:
         std::uint32_t reconcileMilliseconds = 10'000;
         /// The interval at which announced properties show that their program runs: Announce adds
         /// a heartbeat property for each component, which this class keeps up to date, and from
-        /// which an Owners object tells other programs whether an owner runs and when it set its
-        /// values. 0 for no heartbeats.
+        /// which an Owners object of another program learns whether the owner runs and when it set
+        /// its values. 0 for no heartbeats.
         std::uint32_t heartbeatMilliseconds = 10'000;
         /// The longest message that is accepted from the hub; a longer one ends the connection.
         /// Memory is allocated only for bytes that have arrived.

@@ -27,11 +27,14 @@ public:
     /// Stops all threads. Must not be called by a callback or handler.
     ~Core();
 
+    /// Returns the deadline of an operation that begins now.
     Deadline In() const { return Deadline::In(options.deadlineMilliseconds); }
 
     /// Starts the threads and waits until the hub has answered on `socket`. Fails with NoConnection
     /// if the system can't create a thread.
     Outcome Start(std::shared_ptr<FrameSocket> socket, const Deadline& deadline);
+
+    // These are the operations of the Hub, see there.
 
     bool IsConnected() const { return requests.IsUp() && !subscriptions->IsLost(); }
 

@@ -19,6 +19,7 @@ public:
     Interruption(const Interruption&) = delete;
     Interruption& operator=(const Interruption&) = delete;
 
+    /// Ends all present and later waits. Doesn't block.
     void Set() {
         isSet = true;
         static_cast<void>(eventfd_write(descriptor, 1));

@@ -1,4 +1,4 @@
-// What heartbeats and changes tell about owners and ages.
+// What follows from heartbeats and changes about owners and ages.
 //
 // A heartbeat lists the properties of its program, so the program that owns a property is found by
 // looking it up in the heartbeats of its component. Three cases are distinguished. In the same run

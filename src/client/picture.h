@@ -40,6 +40,7 @@ public:
     /// Makes the next value of the property, or of every property, be reported as Origin::Present.
     void Await(const PropertyId& id) { awaited.insert(id); }
     void AwaitEverything() { awaitsEverything = true; }
+    /// Returns whether the property exists as far as was reported.
     bool Knows(const PropertyId& id) const { return known.contains(id); }
     /// Removes all state.
     void Clear();

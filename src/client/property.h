@@ -19,7 +19,7 @@ struct PropertyId {
 
 /// The reason for which a property is reported to the program.
 enum class Origin {
-    /// The present value, as the answer to a read or at the begin of a subscription.
+    /// The present value, as the answer to a read or at the start of a subscription.
     Present,
     /// The hub has published it.
     Change,
@@ -46,6 +46,8 @@ struct PropertyWrite {
     std::string value;
 };
 
+/// The type of a property's values. The hub passes values on as texts and doesn't know their types,
+/// so the owner's library checks what is written.
 enum class ValueType {
     /// Any text without a NUL.
     Text,
@@ -82,10 +84,12 @@ using ChangeCallback = std::function<void(const Property&)>;
 
 /// The set of properties that a subscription reports.
 struct Interest {
+    /// Returns an interest in every property, including those that are announced later.
     static Interest Everything() { return {true, {}, {}}; }
     /// Returns an interest in all members of a group, of all components, including those that are
     /// announced later.
     static Interest Group(std::string guid) { return {false, {std::move(guid)}, {}}; }
+    /// Returns an interest in these properties, which need not exist yet.
     static Interest List(std::vector<PropertyId> ids) { return {false, {}, std::move(ids)}; }
 
     /// Returns whether the property belongs to the set.

@@ -98,7 +98,7 @@ std::optional<PropertySetRequest> TakeWrite(std::string_view& rest) {
     return write;
 }
 
-/// Returns the begin of a text whose first section is this one.
+/// Returns the start of a text whose first section is this one.
 std::string Beginning(std::string_view section, std::string_view value) {
     return "{\"" + std::string(section) + "\": " + std::string(value);
 }

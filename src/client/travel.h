@@ -26,6 +26,7 @@ Outcome CheckAnnouncement(const Announcement& property);
 
 /// Returns an upper bound, close to the real number, of the bytes of the entry in a message.
 std::size_t BytesOf(const PropertyResponse& record);
+/// Does the same for a question.
 std::size_t BytesOf(const PropertyRequest& request);
 
 /// Divides entries, in their order, into parts for messages of about 1 MiB. Returns no part if

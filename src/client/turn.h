@@ -16,6 +16,7 @@ public:
     [[nodiscard]] bool Enter(const Deadline& deadline) TRY_ACQUIRE(true) {
         return free.Wait(deadline.Left());
     }
+    /// Gives the turn back. Called by the thread that has it.
     void Leave() RELEASE() { free.Set(); }
 
 private:

@@ -34,8 +34,9 @@ public:
     /// Blocks while `most` jobs or more are queued, and then adds a job. Must not be called by a
     /// job.
     void PostWithin(std::size_t most, Job job);
-    /// Blocks until a running job has returned, and drops the queued ones. Must not be called by a
-    /// job.
+    /// Blocks until a running job has returned, and drops the queued ones. Threads that wait in
+    /// PostWithin return. A further call, such as that of the destructor, does nothing. Must not be
+    /// called by a job, nor by two threads at once.
     void Stop();
     /// Returns true on the thread of the jobs.
     [[nodiscard]] bool IsMine() const;

@@ -51,6 +51,8 @@ private:
     std::vector<NameRule> byName;
 };
 
+/// What Load returns: the descriptions of the files that could be read, of which there may be none,
+/// and what was wrong with the others. Loading never fails as a whole.
 struct Descriptions::Loaded {
     Descriptions descriptions;
     /// One text for each file that was left out.

@@ -33,7 +33,8 @@ public:
     DriverRoot(const DriverRoot&) = delete;
     DriverRoot& operator=(const DriverRoot&) = delete;
 
-    /// Adds the properties of a version that is known only after the hub is built. Called once.
+    /// These add the properties of a version that is known only after the hub is built. Each is
+    /// called once.
     void AddQtRuntimeInfo(const std::string& version, const std::string& buildNumber);
     void AddQtCommonInfo(const std::string& version, const std::string& buildNumber);
 

@@ -31,6 +31,7 @@ public:
     void CloseBoth() { pipe.Close(); }
     void EndInput() { pipe.fromClient->Close(); }
     void Abandon();
+    /// Returns whether the session has left or has read everything that was written.
     bool IsIdle() const { return hubHasLeft || pipe.fromClient->IsDrained(); }
 
     // Operations of the hub's end.
@@ -43,6 +44,7 @@ public:
     /// Accepts a frame for the client without blocking. If the client has left too much unread,
     /// cuts the client and returns kEndOfData.
     std::int32_t WriteOutput(const std::uint8_t* buffer, std::int32_t length);
+    /// Does the same for a frame that other streams share.
     std::int32_t WriteSharedOutput(const SharedFrame& frame);
     /// Ends the session. Discards what the client has sent; the client can still read what was
     /// written.

@@ -29,6 +29,7 @@ struct PendingRecord {
 /// by the publishing thread only.
 class PendingRecords {
 public:
+    /// Adds a record at the end.
     void Add(PendingRecord record) {
         bytes += record.text->size();
         records.push_back(std::move(record));

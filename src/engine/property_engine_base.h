@@ -38,7 +38,8 @@ public:
     /// end of a period if it was named periodic before. Doesn't block for a peer.
     void AddProperty(std::shared_ptr<Property> property) override;
     /// Makes a property periodic: it is published at each end of a period, and not after a change.
-    /// Has no effect on a property that has been added already.
+    /// Has no effect on a property that has been added already. The hub has no periodic property;
+    /// this is for one that changes all the time, such as a clock.
     virtual void AddPeriodicProperty(PropertyName name);
     /// Publishes the withdrawal of the property at the next end of a period.
     void RetireProperty(std::shared_ptr<Property> property) override;

@@ -1,10 +1,3 @@
-#include "engine/subscriber.h"
-
-#include <algorithm>
-#include <utility>
-
-#include "wire/key/property_key.h"
-
 // The list of a subscriber is kept by full key, so that a fan-out finds with one look-up whether a
 // record is wanted. A first subscription that names a property several times is cancelled as many
 // times, while a later one adds only what isn't listed. Equal entries are kept once with their
@@ -13,6 +6,13 @@
 // weighs on the account of its stream until it is removed, a long one more than a short one; the
 // destructor gives back what is left. A publication and a reply to the same peer are kept apart by
 // the send lock of the stream, not by a lock of the subscriber.
+
+#include "engine/subscriber.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "wire/key/property_key.h"
 
 namespace vantry {
 

@@ -27,6 +27,7 @@ public:
     Subscriber(const Subscriber&) = delete;
     Subscriber& operator=(const Subscriber&) = delete;
 
+    /// Returns the number of the stream, which no other stream of the process has.
     std::uint32_t Id() const { return stream->Id(); }
     Stream& Peer() const { return *stream; }
     /// Returns whether the stream has ended or was closed because of a bound.

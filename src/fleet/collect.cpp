@@ -1,6 +1,6 @@
-// MQTT doesn't tell when all retained messages have been sent. The list counts as complete when the
-// subscription is confirmed and no retained message has come for a while. The messages have QoS 0,
-// because brokers bound the queue of what a client hasn't acknowledged and drop the rest.
+// MQTT doesn't report when all retained messages have been sent. The list counts as complete when
+// the subscription is confirmed and no retained message has come for a while. The messages have QoS
+// 0, because brokers bound the queue of what a client hasn't acknowledged and drop the rest.
 
 #include "fleet/collect.h"
 
@@ -20,7 +20,7 @@ constexpr int kPart = 100;
 /// Some brokers take no more filters in one subscription.
 constexpr std::size_t kMostFilters = 8;
 
-/// What has been heard, besides the roster.
+/// What has been received, besides the roster.
 struct Progress {
     bool isAccepted = false;
     int answered = 0;

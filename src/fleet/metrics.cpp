@@ -1,3 +1,7 @@
+// Each metric is a map of values by their labels, which one pass over the printers adds up. No
+// metric has the serial number of a printer as a label: a system that collects metrics keeps a time
+// series for each combination of labels, and a fleet has too many printers for that.
+
 #include "fleet/metrics.h"
 
 #include <algorithm>

@@ -24,10 +24,11 @@ struct Selection {
     /// News of the printer are at least so old.
     std::optional<std::chrono::milliseconds> olderThan;
 
-    /// `now` is in milliseconds since 1970.
+    /// Returns whether the printer meets all conditions. `now` is in milliseconds since 1970.
     bool Fits(const Printer& printer, std::int64_t now) const;
 };
 
+/// What the command line and the configuration file say.
 struct Options {
     mqtt::BrokerAddress broker;
     mqtt::TlsFiles tls;

@@ -1,9 +1,9 @@
 // The retained messages "health" and "state" of the plain style, as docs/BRIDGE.md describes them.
 //
 // The health says nearly everything. Its last will was written when the bridge connected, so it
-// can't tell when a printer went away: the state, which follows each change and comes each hour,
-// says when the newest news are from. A state is scanned for its time and versions and isn't kept,
-// so memory grows with the number of printers and not with what they publish.
+// can't report when a printer was disconnected: the state, which follows each change and comes each
+// hour, says when the newest news are from. A state is scanned for its time and versions and isn't
+// kept, so memory grows with the number of printers and not with what they publish.
 
 #include "fleet/roster.h"
 

@@ -26,7 +26,7 @@ struct Printer {
     /// Of the bridge and of the firmware; empty if it isn't known.
     std::string bridge = {};
     std::string firmware = {};
-    /// The properties that tell a problem, as COMPONENT/GROUP/NAME.
+    /// The properties that report a problem, as COMPONENT/GROUP/NAME.
     std::vector<std::string> errors = {};
 
     /// Returns "online", "no hub" or "offline".

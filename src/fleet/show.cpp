@@ -25,7 +25,7 @@ std::string AgeText(std::int64_t time, std::int64_t now) {
                            std::chrono::milliseconds(std::max<std::int64_t>(0, now - time)));
 }
 
-/// Returns the errors as one text. Nobody knows those of a printer that isn't there.
+/// Returns the errors as one text. Those of a printer that is offline are unknown.
 std::string ErrorsText(const Printer& printer) {
     std::string text = printer.isOnline && printer.hasHub ? "none" : "?";
     for (const std::string& error : printer.errors) {

@@ -26,7 +26,7 @@ public:
     virtual void Start() = 0;
     /// Closes the socket, which ends the operations that are under way.
     virtual void Close() = 0;
-    /// Continues a stream that waits for news.
+    /// Continues a stream that waits for events.
     virtual void Wake() = 0;
     /// Returns whether it sends a body without an end.
     virtual bool IsStream() const = 0;

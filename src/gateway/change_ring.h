@@ -16,7 +16,8 @@ namespace vantry::gateway {
 class ChangeRing {
 public:
     struct Event {
-        /// The property that has changed, or nothing for news of the connection to the hub.
+        /// The property that has changed, or nothing if the event is about the connection to the
+        /// hub.
         std::optional<client::PropertyId> property;
         /// The event as it goes over the wire, with its id.
         std::string text;

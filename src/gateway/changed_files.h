@@ -9,8 +9,8 @@
 namespace vantry::gateway {
 
 /// Notices that files were replaced or written to. Files that belong together, such as a
-/// certificate and its key, are replaced one after the other, so a change is told once all of them
-/// have rested from one look to the next. Used by one thread.
+/// certificate and its key, are replaced one after the other, so a change is reported once all of
+/// them have rested from one look to the next. Used by one thread.
 class ChangedFiles {
 public:
     /// What the files are now is what a first reading of them sees.

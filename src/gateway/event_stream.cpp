@@ -3,9 +3,9 @@
 // A reader that is new, or was away for too long, gets "begin", every property with its present
 // value, and "end". These values are read from the table as they are sent, so that a slow reader
 // needs no copy of them. What changes meanwhile is in the ring. After the last property, the events
-// since the begin follow, but only those that are still the last of their property: an older one
+// since the start follow, but only those that are still the last of their property: an older one
 // could come after a newer value. If the ring no longer has all of them, the properties that have
-// changed since the begin are sent once more. After "end" every event is sent.
+// changed since the start are sent once more. After "end" every event is sent.
 //
 // A reader that falls behind by more than the ring holds begins anew. However slow it is, its
 // memory is one part of 64 KiB, and what it gets is at most as old as that part.
@@ -123,7 +123,7 @@ void EventStream::Append(std::string& text, const ChangeRing::Event& event,
     }
     const PropertyTable::Entry* const entry = table.Find(*event.property);
     if (phase == Phase::CatchUp && entry != nullptr) {
-        // The reader may never have seen the property, if it is newer than the begin.
+        // The reader may never have seen the property, if it is newer than the start.
         if (entry->lastEvent == number && filter.Accepts(entry->known.property)) {
             text += "event: property\nid: " + table.Ring().IdOf(number) +
                     "\ndata: " + entry->Json() + "\n\n";

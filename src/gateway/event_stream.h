@@ -16,8 +16,9 @@ namespace vantry::gateway {
 /// so a reader that takes nothing costs no memory. Used by the thread of the server only.
 class EventStream : public BodySource {
 public:
-    /// The first event tells `about`, a JSON object, of the gateway. `lastEventId` is the last
-    /// event that the reader has seen, or an empty text. The table must outlive the stream.
+    /// The first event contains `about`, a JSON object that describes the gateway. `lastEventId` is
+    /// the last event that the reader has seen, or an empty text. The table must outlive the
+    /// stream.
     EventStream(const PropertyTable& properties, Filter wanted, const std::string& lastEventId,
                 std::string about);
 

@@ -16,9 +16,10 @@ public:
     /// any case), `match` (see GlobNames) and `available` (true or false). Returns Refused for any
     /// other parameter, so that a misspelt one isn't taken for one that fits everything.
     static client::Result<Filter> ForList(const std::map<std::string, std::string>& query);
-    /// The same without `available`: a stream must tell of a withdrawal too.
+    /// Does the same without `available`: a stream must report withdrawals too.
     static client::Result<Filter> ForStream(const std::map<std::string, std::string>& query);
 
+    /// Returns whether the property fits all parameters that were given.
     bool Accepts(const client::Property& property) const;
     /// Returns whether it accepts every property.
     bool AcceptsAll() const;

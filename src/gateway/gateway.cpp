@@ -1,4 +1,4 @@
-// The parts of the gateway and what goes between them.
+// The parts of the gateway and how they are connected.
 //
 // Changes arrive on the thread of the client library, which puts them into an inbox and wakes the
 // server when the inbox was empty. The server takes all of them at once, enters them into the

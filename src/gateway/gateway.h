@@ -54,7 +54,7 @@ private:
     Writers writers;
     HistoryReader history;
     Api api;
-    /// What the last event told of the hub.
+    /// The state of the hub in the last event.
     std::string toldOfHub;
     std::string toldServiceManager;
 };

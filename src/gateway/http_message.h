@@ -40,6 +40,8 @@ public:
     virtual bool IsEndless() const { return false; }
 };
 
+/// A response. Whoever makes one sets what differs from an answer of 200 with a JSON body; the
+/// server adds the length or the chunks, and the headers that every response has.
 struct Response {
     unsigned status = 200;
     std::string contentType = "application/json";

@@ -51,7 +51,9 @@ public:
     /// or its deadline of five seconds has passed.
     void Stop();
 
+    /// Returns the present state. Any thread may call it; it doesn't block.
     State Now() const;
+    /// Removes and returns the changes that have arrived since the last call, oldest first.
     std::vector<Arrival> TakeChanges() { return inbox.TakeAll(); }
     /// Writes and waits until the value is seen, as Hub::WriteAndWait. Blocks for five seconds at
     /// most. Returns NoConnection if there was no hub yet.

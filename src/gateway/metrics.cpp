@@ -1,6 +1,6 @@
 // The metrics.
 //
-// All properties are samples of one metric, told apart by labels, because their names are free
+// All properties are samples of one metric, distinguished by labels, because their names are free
 // texts and come and go with the components. The names of a property may occur twice; its GUIDs,
 // in the label "id", don't. A unit is a label too: values are passed on as they are, not converted.
 

@@ -1,5 +1,5 @@
-// Properties as JSON. A value of more than 64 KiB is cut, and its length is told beside it. A name
-// or value that isn't UTF-8 gets replacement characters, because JSON has no bytes.
+// Properties as JSON. A value of more than 64 KiB is cut, and its length is stated beside it. A
+// name or value that isn't UTF-8 gets replacement characters, because JSON has no bytes.
 
 #include "gateway/property_json.h"
 

@@ -26,8 +26,8 @@ struct KnownProperty {
     bool isSettable = false;
 };
 
-// The texts that leave the gateway. A value is cut at 64 KiB, and its length told then. Bytes that
-// aren't UTF-8 become U+FFFD, and no text holds a line feed. All functions are thread-safe.
+// The texts that leave the gateway. A value is cut at 64 KiB, and its length is stated then. Bytes
+// that aren't UTF-8 become U+FFFD, and no text holds a line feed. All functions are thread-safe.
 
 /// Returns the time as "2026-11-25T14:04:06.123Z".
 std::string TimeText(Time time);

@@ -23,7 +23,7 @@ class PropertyTable {
 public:
     struct Entry {
         KnownProperty known;
-        /// The number of the event that told of the present state.
+        /// The number of the event that reported the present state.
         std::uint64_t lastEvent = 0;
         /// The property as JSON; empty until somebody asks for it.
         mutable std::string json;
@@ -33,16 +33,17 @@ public:
     };
     using Entries = std::map<client::PropertyId, Entry>;
 
-    /// `instance` is the begin of the ids of events.
+    /// `instance` is the start of the ids of events.
     PropertyTable(describe::Descriptions describing, WriteRules rules, std::string instance)
         : descriptions(std::move(describing)),
           writeRules(std::move(rules)),
           ring(std::move(instance)) {}
 
-    /// Takes a change of the hub. Returns whether it made an event: the hub tells n changes of a
-    /// property within a period as n times the last value, and only the first one is news.
+    /// Takes a change of the hub. Returns whether it made an event: the hub publishes n changes of
+    /// a property within a period as n equal records with the last value, of which only the first
+    /// one makes an event.
     bool Take(const Arrival& arrival);
-    /// Adds an event that tells of the connection to the hub.
+    /// Adds an event that reports the state of the connection to the hub.
     void AddHubEvent(const std::string& data) { ring.Add(std::nullopt, "hub", data); }
 
     /// Makes events of owners that have ended or come back. Called once a second. Returns whether

@@ -10,7 +10,7 @@ namespace vantry::gateway {
 struct Framing {
     bool isChunked = false;
     bool keepAlive = false;
-    /// Whether no Content-Length can be told.
+    /// Whether the Content-Length is unknown.
     bool hasUnknownLength = false;
 };
 

@@ -42,7 +42,7 @@ public:
     /// Runs a function on the thread of Run, later. Thread-safe. What is posted after the end of
     /// Run is dropped.
     void Post(std::function<void()> function);
-    /// Lets streams that wait for news look for some. Called on the thread of Run.
+    /// Lets streams that wait for events look for new ones. Called on the thread of Run.
     void WakeStreams();
     /// Closes the streams, whose readers come back. Called on the thread of Run.
     void CloseStreams();

@@ -1,5 +1,5 @@
 // Tokens and what they permit. A given token is compared with all of them and over its whole
-// length, so that the time of an answer doesn't tell how much of a guess was right. A file that
+// length, so that the time of an answer doesn't show how much of a guess was right. A file that
 // everybody may read is refused, since its tokens protect nothing.
 
 #include "gateway/tokens.h"

@@ -14,7 +14,9 @@ public:
     WriteRules() = default;
     explicit WriteRules(std::vector<std::string> given) : globs(std::move(given)) {}
 
+    /// Returns whether there is a glob at all; without one nothing can be written.
     bool AllowAny() const { return !globs.empty(); }
+    /// Returns whether one of the globs matches COMPONENT/GROUP/NAME of the property.
     bool Allow(const client::Property& property) const;
 
 private:

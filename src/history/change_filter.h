@@ -12,7 +12,7 @@
 
 namespace vantry::history {
 
-/// A property as the hub told it, with the moment of its arrival.
+/// A property as the hub published it, with the moment of its arrival.
 struct Observation {
     client::Property property;
     Moment moment;

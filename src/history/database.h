@@ -50,6 +50,9 @@ private:
 /// numbered from 0. It belongs to the thread of its database.
 class Statement {
 public:
+    // These set the parameter at a place, which stays set until it is set again. An error of one of
+    // them is that of the next run.
+
     Statement& Bind(int place, std::int64_t number);
     Statement& Bind(int place, double number);
     /// The text must live until the next Reset.
@@ -60,7 +63,7 @@ public:
     }
 
     /// Runs the statement up to its next row. Returns false at the end of the rows, and when it
-    /// fails, which Failure tells apart.
+    /// fails; Failure distinguishes the two.
     [[nodiscard]] bool Next();
     /// Runs a statement that returns no rows, and makes it ready to run again.
     client::Outcome Run();
@@ -68,6 +71,8 @@ public:
     void Reset();
     /// Returns whether a run has failed since the last Reset, and why.
     client::Outcome Failure() const;
+
+    // These return a column of the row at which Next stopped.
 
     bool IsNothing(int column) const;
     std::int64_t Number(int column) const;

@@ -52,7 +52,7 @@ public:
     /// property was never recorded.
     client::Result<std::vector<Sample>> Changes(const client::PropertyId& id, Span span,
                                                 std::size_t most);
-    /// Returns the sums over steps of this length, without gaps, the first of which holds the begin
+    /// Returns the sums over steps of this length, without gaps, the first of which holds the start
     /// of the span. Steps that haven't begun yet are left out. Returns Refused for more than
     /// kMostSteps steps, and NotFound if the property was never recorded.
     ///
@@ -69,18 +69,18 @@ public:
 private:
     explicit History(Database opened) : database(std::move(opened)) {}
     client::Result<std::int64_t> NumberOf(const client::PropertyId& id);
-    /// The begin of the newest quarter of an hour that isn't summed up; 0 if none is.
+    /// Returns the start of the newest quarter of an hour that isn't summed up, or 0 if none is.
     Moment SummedUntil();
     /// Calls `visit` with each change of one property and each mark in the span, while it returns
     /// true. The quarters of an hour in which there were none are passed over.
     client::Outcome Scan(std::int64_t property, Span span,
                          const std::function<bool(const Statement&)>& visit);
-    /// Returns the change that held at the begin of a quarter of an hour that is summed up until
+    /// Returns the change that held at the start of a quarter of an hour that is summed up until
     /// there.
     client::Result<std::optional<Sample>> HeldAt(std::int64_t property, Moment quarterBegin);
     client::Outcome AddSums(std::int64_t property, Span span, StepSeries& series);
     client::Outcome AddChanges(std::int64_t property, Span span, StepSeries& series);
-    /// Until when the values that hold at the end of the file are known to hold.
+    /// Returns until when the values that hold at the end of the file are known to hold.
     Moment KnownUntil();
 
     Database database;

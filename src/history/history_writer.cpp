@@ -6,7 +6,7 @@
 // that Write has returned from, a power cut may lose the last transactions and leaves the rest in
 // order.
 //
-// What is beyond the bounds is deleted from the begin, quarter of an hour by quarter of an hour,
+// What is beyond the bounds is deleted from the start, quarter of an hour by quarter of an hour,
 // and its pages are used again. A change that still holds is kept however old it is. The size is
 // also a hard bound of SQLite (max_page_count), so that a burst ends as a full disk does: Write
 // fails and succeeds again when there is room.

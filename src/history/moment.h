@@ -22,7 +22,7 @@ inline Moment Now() {
         .count();
 }
 
-/// Returns the begin of the step that holds the moment. Steps are counted from 1970.
+/// Returns the start of the step that holds the moment. Steps are counted from 1970.
 constexpr Moment BeginOfStep(Moment moment, Moment step) {
     const Moment rest = moment % step;
     return moment - (rest < 0 ? rest + step : rest);

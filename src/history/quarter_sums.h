@@ -13,7 +13,7 @@ namespace vantry::history {
 /// Fills the table of quarters of an hour from that of changes, a quarter at a time.
 ///
 /// A row says what a property did in the quarter, and which change holds at its end. So it is known
-/// without a search which value a property had at the begin of each quarter. A quarter in which a
+/// without a search which value a property had at the start of each quarter. A quarter in which a
 /// property wasn't known and didn't change has no row of it. It belongs to the thread of the
 /// database.
 class QuarterSums {

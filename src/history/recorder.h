@@ -19,7 +19,7 @@
 
 namespace vantry::history {
 
-/// Records what a subscription tells in a history file.
+/// Records what a subscription reports in a history file.
 ///
 /// Changes are kept in memory and written together, so a program that is killed loses at most those
 /// since the last commit. While the disk can't be written, they are kept until they need 32 MiB;

@@ -14,6 +14,7 @@ public:
     /// The first moment will be later than this one.
     explicit RecordingClock(Moment lastMoment);
 
+    /// Returns the present moment, or the one after the last if that isn't past yet.
     Moment Next();
 
 private:

@@ -23,7 +23,7 @@ struct Thinning {
 class RecordingRules {
 public:
     // These add a rule for the properties that a glob matches, see describe::GlobNames. A later
-    // rule replaces what an earlier one says.
+    // rule replaces what an earlier one says. They are called before threads share the object.
 
     void SetDeadband(std::string glob, double deadband);
     void SetLeastInterval(std::string glob, Moment interval);

@@ -33,6 +33,7 @@ public:
     }
     Moment Begin() const { return begin; }
     Moment End() const { return end; }
+    /// Returns the steps so far, in the order of time, and leaves the series without any.
     std::vector<StepSums> Take() { return std::move(steps); }
 
 private:

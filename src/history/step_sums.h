@@ -15,7 +15,7 @@ std::optional<double> NumberOf(const std::string& value);
 /// What a property did in one step of time.
 struct StepSums {
     Moment begin = 0;
-    /// The extremes, of the value at the begin as well, and the mean over the time in which the
+    /// The extremes, of the value at the start as well, and the mean over the time in which the
     /// value was known to be a number. They are empty if it never was.
     std::optional<double> minimum = {};
     std::optional<double> maximum = {};
@@ -35,15 +35,15 @@ public:
     /// The first step begins at this moment, and no value is known.
     explicit StepSummer(Moment begin) : stepBegin(begin), reached(begin) {}
 
-    /// The property has another value from this moment on, or is gone if there is none. The moment
-    /// isn't before that of an earlier call.
+    /// Notes that the property has another value from this moment on, or is gone if there is none.
+    /// The moment isn't before that of an earlier call.
     void Set(Moment moment, const std::optional<std::string>& value);
-    /// The value isn't known from this moment on. That is no change.
+    /// Notes that the value isn't known from this moment on. That is no change.
     void Lose(Moment moment);
     bool IsKnown() const { return known; }
-    /// Returns the latest moment that it was told of.
+    /// Returns the latest moment of what was added.
     Moment Reached() const { return reached; }
-    /// The property had this value before the first step.
+    /// Notes that the property had this value before the first step.
     void Begin(const std::string& value);
     /// Ends the step at this moment, returns its sums, and begins the next.
     StepSums Finish(Moment moment);

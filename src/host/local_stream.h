@@ -23,7 +23,7 @@ namespace vantry {
 ///
 /// What a client has sent is read to the end, even if it has disconnected. A client that has ended
 /// its sending side still receives: Read blocks until it disconnects. A client that leaves more
-/// output unread than Bound::LocalOutput is closed, and the operator is told.
+/// output unread than Bound::LocalOutput is closed, and the operator is notified.
 class LocalStream final : public Stream {
 public:
     /// Becomes the owner of the accepted descriptor. `hubNotices` must outlive the stream.

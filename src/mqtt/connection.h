@@ -57,7 +57,7 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// The descriptor to wait on, or -1 when the connection has ended.
+    /// Returns the descriptor to wait on, or -1 when the connection has ended.
     int Descriptor() const;
     /// Returns whether Work must be called when the descriptor is writable, as well as readable.
     bool WantsToWrite() const;

@@ -60,6 +60,7 @@ public:
 
     /// Returns a new event: a flag that is readable while it is set.
     [[nodiscard]] virtual int OpenEvent() = 0;
+    /// Makes an event of OpenEvent readable. Doesn't block.
     virtual void SetEvent(int event) = 0;
     /// Clears the event. Returns whether it was set.
     virtual bool ClearEvent(int event) = 0;

@@ -57,6 +57,7 @@ public:
     Limits();
 
     std::uint64_t operator[](Bound bound) const { return values[static_cast<std::size_t>(bound)]; }
+    /// Sets a bound. Called before threads share the object.
     void Set(Bound bound, std::uint64_t value) { values[static_cast<std::size_t>(bound)] = value; }
 
     /// Lowers the bounds on connections to what the machine can serve beside the local device:

@@ -1,7 +1,7 @@
 // A bounded queue of lines and the thread that writes them.
 //
 // Standard error can't be made non-blocking, because other processes may share it. So a thread of
-// its own writes, which starts with the first line: most hubs have nothing to tell. Only that
+// its own writes, which starts with the first line: most hubs have nothing to report. Only that
 // thread ever waits for a reader. It can be cancelled in the write, so that a program whose
 // standard error nobody reads still ends.
 

@@ -60,6 +60,8 @@ public:
     /// Returns the kept text of the record of this property.
     const KeptText& RecordText() const { return recordText; }
 
+    // These return the parts of the identity, which never changes.
+
     const std::string& Guid() const { return identity.guid; }
     const std::string& Name() const { return identity.name; }
     const std::string& GroupGuid() const { return identity.groupGuid; }

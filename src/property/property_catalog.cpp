@@ -1,14 +1,14 @@
+// One table holds the properties in the order of their keys, and each group in the order of its
+// members' registration. The names of groups stand in a set of their own, because a group whose
+// last member was removed still exists until it is removed itself. The two locks are never held by
+// a look-up at the same time; AddProperty takes the lock of the groups inside that of the entries.
+
 #include "property/property_catalog.h"
 
 #include <utility>
 
 #include "wire/key/key_text.h"
 #include "wire/key/property_key.h"
-
-// One table holds the properties in the order of their keys, and each group in the order of its
-// members' registration. The names of groups stand in a set of their own, because a group whose
-// last member was removed still exists until it is removed itself. The two locks are never held by
-// a look-up at the same time; AddProperty takes the lock of the groups inside that of the entries.
 
 namespace vantry {
 

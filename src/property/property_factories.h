@@ -23,6 +23,8 @@ inline PropertyIdentity IdentityOf(const NamedGuid& property, const NamedGuid& g
             std::string(group.name)};
 }
 
+/// Creates a property of the class from the arguments of its constructor. The functions below
+/// name the classes.
 template <typename Made, typename... Arguments>
 std::shared_ptr<Made> MakeProperty(Arguments&&... arguments) {
     auto property = std::make_shared<Made>(std::forward<Arguments>(arguments)...);

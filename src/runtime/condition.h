@@ -26,6 +26,7 @@ public:
     void Wait(const Lock& lock) REQUIRES(lock);
     /// Blocks until WakeAll, or until NowNanoseconds() has reached `deadline`.
     void WaitUntil(const Lock& lock, std::uint64_t deadline) REQUIRES(lock);
+    /// Wakes every thread that waits. The caller may hold the lock.
     void WakeAll();
 
 private:

@@ -14,6 +14,7 @@ public:
     /// one waiter continue; without it, the event stays set until Reset.
     explicit Event(bool autoClear) : flags(autoClear) {}
 
+    /// Sets the event: wakes all waiters or, with `autoClear`, one. Doesn't block.
     void Set() { flags.Set(kBit); }
     void Reset() { flags.Clear(kBit); }
     /// Blocks until the event is set.

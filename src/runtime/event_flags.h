@@ -40,6 +40,7 @@ public:
     virtual std::uint32_t WaitAll(std::uint32_t mask);
     /// Sets the bits and wakes every waiter; each tests for itself.
     virtual void Set(std::uint32_t mask);
+    /// Clears the bits. Wakes nobody.
     virtual void Clear(std::uint32_t mask);
 
 private:

@@ -23,6 +23,7 @@ public:
     /// Enters without blocking. Returns false if another thread holds the mutex. Nothing in the hub
     /// calls it; the tests use it to find out whether a lock is held.
     [[nodiscard]] bool TryEnter() const TRY_ACQUIRE(true);
+    /// Gives the mutex back. Called by the thread that entered.
     void Leave() const RELEASE();
 
     /// Returns the mutex for a condition variable that waits on it. It lives as long as the last

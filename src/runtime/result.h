@@ -7,6 +7,8 @@
 
 namespace vantry {
 
+/// The kinds of errors, as far as a program reacts differently to them. One that has nothing to do
+/// with a hub, such as an option or a file that can't be read, is Refused.
 enum class ErrorCode {
     /// There is no connection to the hub, or it broke while something was under way.
     NoConnection,
@@ -59,6 +61,7 @@ private:
     std::variant<Value, Error> content;
 };
 
+/// The value of a success that returns nothing.
 struct Done {};
 /// Success without a value, or the reason of a failure.
 using Outcome = Result<Done>;

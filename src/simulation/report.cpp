@@ -39,7 +39,7 @@ Names NamesOf(const std::vector<const void*>& addresses) {
     return names;
 }
 
-/// Functions of the simulation and of the standard library tell a reader nothing.
+/// Functions of the simulation and of the standard library are of no use to a reader.
 bool IsWorthShowing(const std::string& name) {
     return name.find("vantry::") != std::string::npos &&
            name.find("vantry::simulation::Scheduler") != 0 && name.find("std::") != 0;

@@ -1,3 +1,7 @@
+// A queue of pieces with the time at which each arrives. A piece never arrives before an earlier
+// one, as on a stream of bytes, so a later piece with a smaller delay waits for it. The end arrives
+// in the same order. A reset drops what is queued and is seen at once.
+
 #include "simulation/way.h"
 
 #include <algorithm>

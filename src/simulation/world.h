@@ -25,6 +25,7 @@ struct Legacy {
     std::array<char, 1U << 20U> disk{};
     std::array<std::uint64_t, 512> memory{};
 
+    /// These store the files of a disk, and return those stored last.
     void SetDisk(const SimulatedDisk::Image& image);
     SimulatedDisk::Image Disk() const;
 };

@@ -18,7 +18,7 @@ namespace vantry {
 ///
 /// A line is the local time in the form of asctime, a comma, the message, a carriage return and a
 /// line feed. If the file can't be opened, or its thread can't be started, the hub runs without a
-/// log. A file that can't be opened is told to the operator.
+/// log. A file that can't be opened is reported to the operator.
 class ErrorLog final : public SessionLog {
 public:
     /// Opens the file, starts its thread, and adds a property with the file's name and the identity

@@ -31,7 +31,8 @@ public:
     /// unchanged, if the text isn't an object. Sets `failure` to the message of the parser, which
     /// is empty if the text follows the grammar.
     [[nodiscard]] bool ReadText(std::string_view text, std::string_view& failure);
-    /// Removes all sections.
+    /// Removes all sections, so that the object can be used for another message. Nothing in the hub
+    /// does so.
     virtual void Clear() { object.clear(); }
     /// Replaces the object by `other`.
     void Adopt(JsonObject other) { object = std::move(other); }

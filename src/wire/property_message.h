@@ -16,9 +16,12 @@ class EntryView {
 public:
     explicit EntryView(const JsonValue& element);
 
+    /// Returns the text of the field with this name.
     std::string_view Text(std::string_view field) const;
     std::string_view Component() const;
+    /// Returns both halves of the GUID.
     const SplitGuid& Guids() const { return guids; }
+    /// Returns what stands before the first ":" of the GUID.
     std::string_view GroupGuid() const { return guids.groupGuid; }
     /// Returns an empty text in a request for a whole group.
     std::string_view Guid() const { return guids.guid; }
@@ -62,9 +65,11 @@ struct RequestSections {
 /// A message of the hub or a component, which consists of sections with entries.
 ///
 /// Decoding never fails: a missing or wrongly typed field is decoded as an empty text. Encoding
-/// replaces a section; only AddSubscribeRequest appends to one. Used by one thread at a time.
+/// replaces a section; only the operations whose names begin with "Add" append to one. Used by one
+/// thread at a time.
 class PropertyMessage final : public JsonMessage {
 public:
+    /// Returns whether there is a section of this name, whatever its type.
     bool HasSection(std::string_view key) const { return FindKey(object, key) != nullptr; }
 
     RequestSections Sections() const { return RequestSections(object); }
@@ -77,6 +82,7 @@ public:
     /// Appends one entry to the subscribe section. The hub and the tools don't call it; it is kept
     /// for programs that put a subscription together piece by piece.
     void AddSubscribeRequest(const PropertyRequest& request);
+    /// Appends entries to the subscribe section.
     void AddSubscribeRequests(const std::deque<PropertyRequest>& requests);
     void EncodeGetRequests(const std::deque<PropertyRequest>& requests);
     void EncodeSetRequests(const std::deque<PropertySetRequest>& requests);

@@ -24,7 +24,7 @@ void Write(std::uint32_t handle, const std::string& bytes) {
               static_cast<std::int32_t>(bytes.size()));
 }
 
-/// The text of the next frame on a handle.
+/// Returns the text of the next frame on a handle.
 std::string ReadFrame(std::uint32_t handle) {
     std::string bytes;
     std::array<char, 4096> chunk;

@@ -11,7 +11,7 @@
 namespace vantry::history {
 namespace {
 
-/// A change of a property, so many seconds after the begin. "ended" and "began" of "" are marks.
+/// A change of a property, so many seconds after the start. "ended" and "began" of "" are marks.
 struct Written {
     int seconds;
     std::string name;

@@ -24,7 +24,7 @@ namespace {
 
 using namespace test;
 
-/// The names that a shared library defines for others.
+/// Returns the names that a shared library defines for others.
 std::set<std::string> ExportsOf(const std::filesystem::path& path) {
     const std::string file = ReadFile(path);
     const auto* const header = reinterpret_cast<const ElfW(Ehdr)*>(file.data());

@@ -80,7 +80,7 @@ public:
     void CheckLast(const Peer& peer, const std::vector<const Known*>& subscribed, const Seen& seen,
                    std::uint64_t since);
 
-    /// What is certain of each property.
+    /// Returns what is certain of each property.
     std::map<const Known*, std::uint64_t> Certain() const;
     bool MaySee(const Peer& peer, const Known& property) const {
         return property.isPublic || !peer.IsExternal();

@@ -47,7 +47,7 @@ public:
     /// Returns the number of entries of a directory in /proc of the process: "task" for threads,
     /// "fd" for descriptors.
     std::size_t Count(const std::string& what) const;
-    /// A line of /proc/ID/status in KiB, such as "VmHWM" for the most memory it ever had.
+    /// Returns a line of /proc/ID/status in KiB, such as "VmHWM" for the most memory it ever had.
     std::size_t KibibytesOf(const std::string& name) const;
 
     const std::filesystem::path root;

@@ -51,6 +51,7 @@ struct Context {
     client::Result<std::unique_ptr<client::Hub>> Connect(client::Hub::Options options = {}) const;
     /// Connects to the hub and reads all properties. Blocks up to the time-out for each of the two.
     client::Result<Snapshot> ConnectAndReadAll(client::Hub::Options options = {}) const;
+    /// Returns the time-out in the unit of the client library.
     std::uint32_t TimeoutMilliseconds() const;
     /// Returns whether standard output is a terminal on which colours and plots are wanted.
     bool Fancy() const;

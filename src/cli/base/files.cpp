@@ -1,3 +1,7 @@
+// Whole files, read and written at once. A file is written beside its old content and renamed over
+// it, so that an error, such as a full disk, leaves the old content as it was. Neither is possible
+// with a device or a pipe, which is written as it is.
+
 #include "cli/base/files.h"
 
 #include <sys/stat.h>

@@ -18,6 +18,7 @@ struct NamedPrinter {
     /// The absolute path of the socket of the local device.
     std::string device;
 
+    /// Returns where the hub is. Returns Refused if `tcp` can't be read.
     client::Result<client::Endpoint> HubEndpoint() const;
 };
 
@@ -45,6 +46,7 @@ public:
     client::Outcome Add(NamedPrinter printer);
     /// Selects the default; an empty name selects none. Returns NotFound as Find does.
     client::Outcome Use(const std::string& name);
+    /// Removes a printer; if it was the default, there is none. Returns NotFound as Find does.
     client::Outcome Remove(const std::string& name);
 
 private:

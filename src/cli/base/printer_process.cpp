@@ -1,3 +1,9 @@
+// A forked process runs the command and writes to two pipes instead of its own output. A process
+// and not a thread, because a command uses stdio and signals as if it were alone in its program.
+// The kernel ends the process when its parent ends; the check of the parent's id covers the case
+// that the parent ended before that was arranged. The program must not have other threads when it
+// starts one, because the child would have their locks and not the threads.
+
 #include "cli/base/printer_process.h"
 
 #include <fcntl.h>

@@ -1,8 +1,9 @@
 // `vantry load`: saved values back to the hub, in one message.
 //
 // Only what differs is sent, and only to properties that the hub has. What can't or shouldn't be
-// set is left out and told: read-only properties, those whose owner is gone, and commands, which a
-// write would run. A bool without a description may be a command, so it is set only if it is named.
+// set is left out and reported: read-only properties, those whose owner is gone, and commands,
+// which a write would run. A bool without a description may be a command, so it is set only if it
+// is named.
 
 #include <fmt/core.h>
 

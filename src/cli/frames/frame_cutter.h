@@ -17,6 +17,7 @@ public:
 
     FrameCutter(std::size_t most, Sink frames) : mostBytes(most), sink(std::move(frames)) {}
 
+    /// Adds the next bytes of the stream, and calls the sink for each frame that they complete.
     void Take(std::string_view bytes);
     /// Passes on what has arrived of an unfinished frame, with the length that it would have had.
     void End();

@@ -1,3 +1,7 @@
+// A pcapng file is a series of blocks: a header, a description of each connection as an interface,
+// and a packet for each frame. Each block is one write, so a program that is killed leaves whole
+// blocks. After a failed write the file is cut behind the last whole block, and can still be read.
+
 #include "cli/frames/pcapng.h"
 
 #include <fcntl.h>
@@ -23,7 +27,7 @@ constexpr std::uint16_t kInterfaceName = 2;
 constexpr std::uint16_t kInterfaceDescriptionText = 3;
 constexpr std::uint16_t kPacketFlags = 2;
 
-/// Appends the number in the byte order of the machine, which the section header tells.
+/// Appends the number in the byte order of the machine, which the section header states.
 template <typename Number>
 void Put(std::string& text, Number number) {
     text.append(reinterpret_cast<const char*>(&number), sizeof number);

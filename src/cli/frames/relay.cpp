@@ -105,7 +105,8 @@ public:
             (!in.MayRead() || (fromProgram.revents & kSomething) == 0 || in.Read(program)) &&
             (!out.MayRead() || (fromHub.revents & kSomething) == 0 || out.Read(hub)) &&
             in.Write(hub) && out.Write(program);
-        // A program that is gone hears no answers, and a hub that is gone takes no messages.
+        // A program that has closed its connection receives no answers, and a hub that has, no
+        // messages.
         return isGood && !(in.isShut && out.isShut);
     }
 

@@ -1,4 +1,6 @@
-// `vantry context`: names for printers.
+// `vantry context`: names for printers. Each command reads the file of names, changes what was read
+// and replaces the file as a whole. The path of a socket is stored absolute, because other commands
+// are run in other folders.
 
 #include <fmt/core.h>
 

@@ -1,6 +1,6 @@
-// What a command knows of a hub: all its properties as read once, what the heartbeats tell of their
-// owners, and the descriptions. These are loaded when the first one is asked for, because most
-// commands need none and reading the files would cost them milliseconds.
+// What a command knows of a hub: all its properties as read once, what the heartbeats say about
+// their owners, and the descriptions. These are loaded when the first one is asked for, because
+// most commands need none and reading the files would cost them milliseconds.
 
 #include "cli/select/catalog.h"
 

@@ -25,13 +25,14 @@ public:
     /// the hub shows a part of the properties only.
     client::Result<std::vector<client::Property>> Select(
         const std::vector<std::string>& words) const;
+    /// Returns the property of this name, see FindByName; the error is that of Select.
     client::Result<client::Property> Find(const std::string& name) const;
     /// Returns the name under which the property is shown, see Names.
     std::string NameOf(const client::Property& property) const { return names.Of(property); }
     Names& ShownNames() { return names; }
     /// Returns what is known of the owner of the property. The hub itself owns its properties.
     client::Owners::State OwnerOf(const client::Property& property) const;
-    /// Returns the age of the value as text, such as "12 s", or "> 0 s" if no owner tells it.
+    /// Returns the age of the value as text, such as "12 s", or "> 0 s" if no owner reports it.
     std::string AgeOf(const client::Property& property) const;
     /// Returns what is known of all owners; what a subscription reports may be added.
     client::Owners& Owners() { return snapshot.owners; }

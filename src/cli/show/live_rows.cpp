@@ -1,3 +1,8 @@
+// The rows are kept in a map by group and name, and are filtered and sorted anew for each screen:
+// the stable sort keeps that order among rows that are equal in the chosen one. Samples for the
+// plots are kept where a number changes, within the time that a plot shows, with one before it as
+// its first value.
+
 #include "cli/show/live_rows.h"
 
 #include <algorithm>

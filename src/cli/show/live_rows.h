@@ -34,6 +34,7 @@ enum class LiveOrder {
     /// The latest change first.
     Change
 };
+/// Returns the word under which the table shows the order.
 const char* NameOf(LiveOrder order);
 
 /// The properties of the live table, of which a filter and an order choose what is shown. Only one

@@ -126,7 +126,7 @@ std::string TimeBefore(double seconds) {
                           : fmt::format("-{:.3g} h", seconds / 3600);
 }
 
-/// Returns the axis below the curve and its labels: the begin, the middle and "now".
+/// Returns the axis below the curve and its labels: the start, the middle and "now".
 std::array<std::string, 2> TimeAxis(const TimeSpan& span, std::size_t columns) {
     const double length = span.end - span.begin;
     std::string axis;

@@ -11,7 +11,7 @@
 
 namespace vantry::cli {
 
-/// A connection of a client to the hub of this machine. What the kernel doesn't tell is empty.
+/// A connection of a client to the hub of this machine. What the kernel doesn't report is empty.
 struct Connection {
     /// "local", "USB", "Bluetooth" or "TCP".
     const char* link = "";

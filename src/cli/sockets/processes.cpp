@@ -1,4 +1,4 @@
-// Which process has which socket, as /proc tells it: each descriptor of a process is a link, and
+// Which process has which socket, as /proc shows it: each descriptor of a process is a link, and
 // that of a socket names its inode. Of a socket that several processes share, the one with the
 // lowest id is named, which is most often the one that made it.
 

@@ -40,7 +40,7 @@ struct TcpSocket {
     std::uint64_t unreadBytes = 0;
     std::uint64_t unsentBytes = 0;
     /// The bytes that the other machine has acknowledged and those that it has sent, and the time
-    /// since one of the two last sent any, if the kernel tells them.
+    /// since one of the two last sent any, if the kernel reports them.
     std::optional<std::uint64_t> acknowledgedBytes;
     std::optional<std::uint64_t> receivedBytes;
     std::optional<std::uint32_t> idleMilliseconds;

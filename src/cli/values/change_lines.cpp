@@ -1,5 +1,5 @@
 // One change as one line: for people, as JSON, or by a format of the user's own. The words of a
-// format are checked before the first change arrives, so that a misspelt one is told at once.
+// format are checked before the first change arrives, so that a misspelt one is reported at once.
 
 #include "cli/values/change_lines.h"
 

@@ -1,5 +1,5 @@
 // `vantry describe`: all that is known of properties: their state, what the files of descriptions
-// say, and what the heartbeat of its owner tells.
+// say, and what the heartbeat of its owner says.
 
 #include <fmt/core.h>
 

@@ -12,9 +12,10 @@ namespace vantry {
 //     groupGuid ":" guid "|" group ":" name "=" value
 //
 // of which the text before the first "|" is the key and everything before the first "=" behind
-// that is the prefix. Nothing is escaped. The functions here access no file and
-// are thread-safe.
+// that is the prefix. Nothing is escaped. The functions here access no file and are thread-safe.
 
+/// One line without its line feed: `prefix` is everything before the first "=" behind the key, and
+/// `value` everything after it.
 struct StoredLine {
     std::string prefix;
     std::string value;

@@ -27,6 +27,7 @@ public:
 
     /// Sets the account that counts the bytes, which may be empty. Called before the first Keep.
     void ChargeTo(std::shared_ptr<ConnectionAccount> owner) { account = std::move(owner); }
+    /// Returns the account, which is empty for internal connections.
     const std::shared_ptr<ConnectionAccount>& Account() const { return account; }
 
     std::size_t Bytes() const { return bytes; }

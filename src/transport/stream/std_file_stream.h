@@ -10,7 +10,8 @@
 
 namespace vantry {
 
-/// How a StdFileStream opens its file: a set of bits. Files are binary and not locked.
+/// How a StdFileStream opens its file: a set of bits, which are those of the standard library's
+/// file streams; the hub uses the first four. Files are binary and not locked.
 struct FileMode {
     static constexpr std::uint32_t kRead = 1;
     static constexpr std::uint32_t kWrite = 2;

@@ -30,7 +30,8 @@ public:
     /// `length` bytes. Returns their number, or a StreamCode. The result may be less than `length`;
     /// a caller that needs an exact number of bytes calls Read in a loop.
     [[nodiscard]] virtual std::int32_t Read(std::uint8_t* buffer, std::int32_t length) = 0;
-    /// Writes the bytes and returns what Write returns.
+    /// Writes the bytes and returns what Write returns. Nothing in the hub calls WriteBytes and
+    /// CopyFrom; they complete the operations of a stream for programs that use it.
     std::int32_t WriteBytes(const std::vector<std::uint8_t>& bytes) {
         return Write(bytes.data(), static_cast<std::int32_t>(bytes.size()));
     }

@@ -44,6 +44,7 @@ public:
 
     /// Returns how many bytes are stored and not consumed.
     std::uint32_t Untaken() const { return writePos - readPos; }
+    /// Returns how many more bytes fit.
     std::uint32_t Room() const { return capacity - writePos; }
     /// Returns whether any byte was consumed.
     bool IsTouched() const { return readPos != 0; }

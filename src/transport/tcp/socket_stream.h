@@ -11,7 +11,8 @@ namespace vantry {
 /// An external stream to a peer that has an IPv4 address.
 class SocketStream : public Stream {
 public:
-    /// The address and the port of the peer, both in network byte order.
+    /// Return the address and the port of the peer, both in network byte order. Nothing in the hub
+    /// calls them; a debugger shows by them whom a session serves.
     std::uint32_t RemoteAddress() const { return remoteAddress; }
     std::uint16_t RemotePort() const { return remotePort; }
 

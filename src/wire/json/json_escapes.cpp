@@ -1,3 +1,8 @@
+// The character that an escape denotes is never longer than the escape, so memory of the size of
+// the text is enough for the text without escapes. Bytes between two escapes are copied in blocks.
+// A whole block may be written although only its first bytes are part of the result, which is what
+// kUnescapeSlack is for.
+
 #include "wire/json/json_escapes.h"
 
 #include <algorithm>
@@ -5,11 +10,6 @@
 #include <bit>
 
 #include "wire/json/byte_block.h"
-
-// The character that an escape denotes is never longer than the escape, so memory of the size of
-// the text is enough for the text without escapes. Bytes between two escapes are copied in blocks.
-// A whole block may be written although only its first bytes are part of the result, which is what
-// kUnescapeSlack is for.
 
 namespace vantry {
 namespace {

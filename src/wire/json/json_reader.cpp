@@ -1,3 +1,13 @@
+// A state machine of the grammar, which processes one token at a time. For each open container it
+// keeps which tokens may follow, so it needs no recursion for deep texts.
+//
+// The depth of a text is bounded by a count of symbols, with the same result as a shift-reduce
+// parser whose stack has 10,000 symbols. A symbol is a bracket, comma, colon, key or value that
+// isn't reduced yet. An open array with elements has three symbols: its bracket, the list of its
+// elements and the comma. When the next element is complete, list, comma and element are reduced to
+// the list. So only nesting increases the count, and each kind of nesting is rejected at a depth of
+// its own.
+
 #include "wire/json/json_reader.h"
 
 #include <cstdint>
@@ -8,16 +18,6 @@
 #include "wire/json/first_block.h"
 #include "wire/json/json_scanner.h"
 #include "wire/json/json_tree_builder.h"
-
-// A state machine of the grammar, which processes one token at a time. For each open container it
-// keeps which tokens may follow, so it needs no recursion for deep texts.
-//
-// The depth of a text is bounded by a count of symbols, with the same result as a shift-reduce
-// parser whose stack has 10,000 symbols. A symbol is a bracket, comma, colon, key or value that
-// isn't reduced yet. An open array with elements has three symbols: its bracket, the list of its
-// elements and the comma. When the next element is complete, list, comma and element are reduced to
-// the list. So only nesting increases the count, and each kind of nesting is rejected at a depth of
-// its own.
 
 namespace vantry {
 namespace {

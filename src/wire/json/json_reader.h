@@ -13,8 +13,8 @@ namespace vantry {
 /// For a text that doesn't follow the grammar, returns Null, as for the text `null`. Thread-safe.
 JsonValue ParseJsonString(std::string_view text);
 
-/// Does the same and tells both cases apart. Returns an empty text and the tree in `value`, or the
-/// message of the failure, with `value` unchanged: "syntax error", or "memory exhausted" if the
+/// Does the same and distinguishes the two cases. Returns an empty text and the tree in `value`, or
+/// the message of the failure, with `value` unchanged: "syntax error", or "memory exhausted" if the
 /// text is nested too deeply.
 [[nodiscard]] std::string_view ParseJson(std::string_view text, JsonValue& value);
 

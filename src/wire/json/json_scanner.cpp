@@ -1,14 +1,3 @@
-#include "wire/json/json_scanner.h"
-
-#include <algorithm>
-#include <bit>
-#include <charconv>
-#include <cmath>
-#include <limits>
-
-#include "wire/json/byte_block.h"
-#include "wire/json/json_escapes.h"
-
 // The first byte of a token decides which rule applies. Two properties need care.
 //
 // Longest match: when a rule fails after some bytes, the scanner must continue after the longest
@@ -20,6 +9,17 @@
 // it could begin another attempt. However, every quote that the first attempt passed is an escaped
 // one, and an attempt from there would pass the same bytes and fail at the same place. The scanner
 // keeps that place in noStringBefore and begins no string before it.
+
+#include "wire/json/json_scanner.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "wire/json/byte_block.h"
+#include "wire/json/json_escapes.h"
 
 namespace vantry {
 namespace {

@@ -1,9 +1,3 @@
-#include "wire/json/json_tree_builder.h"
-
-#include <algorithm>
-#include <cstring>
-#include <new>
-
 // Values are kept on one stack, without memory of their own, until their container is closed. Then
 // their number and the length of their texts are known, and the container gets one block of exactly
 // the necessary size: one allocation for the elements, their keys and their strings.
@@ -13,6 +7,12 @@
 // each text refers to its part of the copy. If there is too much between them, as when a child has
 // long texts, each text is copied by itself; otherwise the innermost texts of a deep tree would be
 // copied once for each level.
+
+#include "wire/json/json_tree_builder.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
 
 namespace vantry {
 
@@ -69,7 +69,7 @@ public:
 
 private:
     std::size_t size = 0;
-    /// The begin of the range that was copied as a whole, or null.
+    /// The start of the range that was copied as a whole, or null.
     const char* source = nullptr;
     char* target = nullptr;
 };

@@ -1,9 +1,3 @@
-#include "wire/json/json_value.h"
-
-#include <algorithm>
-#include <utility>
-#include <vector>
-
 // A tree consists of blocks: each array or object that isn't empty has one, which contains its
 // elements and, if the reader made it, the bytes of their keys and strings. An element refers to
 // the block of its children and to nothing above it, so any part of a tree can be moved or
@@ -13,6 +7,12 @@
 // a list of the values whose children aren't copied yet. Destroying allocates nothing: a block that
 // is being destroyed doesn't need its capacity any more and stores its parent block in that field,
 // while its size is the number of elements that aren't destroyed yet.
+
+#include "wire/json/json_value.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
 
 namespace vantry {
 

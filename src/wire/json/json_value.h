@@ -11,6 +11,7 @@
 
 namespace vantry {
 
+/// The type of a JsonValue. A number that is written without a point and an exponent is an Integer.
 enum class JsonType : std::uint8_t { Integer, Float, Bool, String, Object, Array, Null };
 
 class JsonValue;
@@ -92,6 +93,8 @@ private:
     void Transfer(JsonValue& other) noexcept;
 };
 
+/// A key and its value in a JsonObject. Who iterates over an object may change the value; a changed
+/// key would break the order of the object.
 struct JsonMember {
     explicit JsonMember(std::string_view name) : key(name) {}
     JsonMember(std::string_view name, JsonValue content) : key(name), value(std::move(content)) {}
@@ -107,7 +110,8 @@ private:
 /// Returns the value with this key, or null if there is none. Inserts nothing.
 const JsonValue* FindKey(const JsonObject& object, std::string_view key);
 /// Returns true and makes `node` point to the value if the object has the key. Otherwise returns
-/// false and leaves `node` unchanged.
+/// false and leaves `node` unchanged. Nothing in the hub calls it; FindKey says the same in one
+/// value.
 bool HasKey(const JsonObject& object, std::string_view key, const JsonValue*& node);
 
 // Inline definitions that need JsonMember to be complete.
