@@ -54,6 +54,8 @@ def endpoint_of(address: Address) -> Endpoint:
         return Endpoint(path=default_device())
     if "/" in address:
         return Endpoint(path=address)
+    if address.startswith("[") or address.count(":") > 1:
+        raise Refused(f"'{address}' is an address of IPv6; the hub listens on IPv4 only")
     host, _, port = address.partition(":")
     if not host:
         raise Refused(f"'{address}' names no host")

@@ -1,5 +1,6 @@
 #include "client/endpoint.h"
 
+#include <algorithm>
 #include <charconv>
 #include <utility>
 
@@ -10,6 +11,10 @@ Endpoint Endpoint::Device(std::string path) { return {std::move(path), "", 0}; }
 Endpoint Endpoint::Tcp(std::string host, std::uint16_t port) { return {"", std::move(host), port}; }
 
 Result<Endpoint> Endpoint::ParseTcp(const std::string& text) {
+    if (text.starts_with('[') || std::count(text.begin(), text.end(), ':') > 1) {
+        return Error{ErrorCode::Refused,
+                     "'" + text + "' is an address of IPv6; the hub listens on IPv4 only"};
+    }
     const std::size_t colon = text.rfind(':');
     const std::string host = text.substr(0, colon);
     if (host.empty()) {

@@ -17,7 +17,7 @@ struct Endpoint {
     /// Returns the endpoint of a host name or address. Its clients see fewer properties and may not
     /// write.
     static Endpoint Tcp(std::string host, std::uint16_t port = kDefaultPort);
-    /// Parses "HOST" or "HOST:PORT". Returns Refused for any other text.
+    /// Parses "HOST" or "HOST:PORT". Returns Refused for any other text, also an address of IPv6.
     static Result<Endpoint> ParseTcp(const std::string& text);
 
     /// Returns a name for messages: the path, or "HOST:PORT".

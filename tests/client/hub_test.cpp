@@ -180,7 +180,8 @@ TEST(Recovery, GivesNothingForNoise) {
 TEST(Endpoint, IsReadFromText) {
     EXPECT_EQ(Endpoint::ParseTcp("printer")->Name(), "printer:9102");
     EXPECT_EQ(Endpoint::ParseTcp("10.0.0.1:80")->port, 80);
-    for (const char* text : {"", ":80", "host:", "host:x", "host:65536"}) {
+    for (const char* text :
+         {"", ":80", "host:", "host:x", "host:65536", "[::1]", "[::1]:9102", "::1"}) {
         EXPECT_FALSE(Endpoint::ParseTcp(text)) << text;
     }
 }
