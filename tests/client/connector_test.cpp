@@ -4,14 +4,20 @@
 
 #include <dlfcn.h>
 #include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstring>
 #include <future>
+#include <utility>
+#include <vector>
 
 #include "client/client_fixture.h"
+#include "client/turn.h"
 #include "support/messages.h"
 #include "support/scripted_server.h"
 
@@ -106,6 +112,39 @@ TEST(Connector, GivesUpAtTheDeadlineAndWhenItIsInterrupted) {
     }
     lookupHangs = false;
     EXPECT_TRUE(Eventually([] { return endedLookups == lookups; }));
+}
+
+TEST(Connector, APeerThatLosesItsPowerIsNoticed) {
+    test::ScriptedServer server([](test::FrameClient& peer) { EXPECT_TRUE(peer.SeesEnd()); });
+    const auto connected =
+        ConnectTo(Endpoint::Tcp("127.0.0.1", server.Port()), Deadline::In(kAnHour), nullptr);
+    ASSERT_TRUE(connected);
+    // The system does it, if it is asked to watch an idle connection and to limit the wait for an
+    // acknowledgement.
+    for (const auto& [level, option] : {std::pair(SOL_SOCKET, SO_KEEPALIVE),
+                                        std::pair<int, int>(IPPROTO_TCP, TCP_USER_TIMEOUT)}) {
+        int value = 0;
+        socklen_t size = sizeof value;
+        EXPECT_EQ(getsockopt(*connected, level, option, &value, &size), 0);
+        EXPECT_GT(value, 0);
+    }
+    close(*connected);
+}
+
+TEST(Turn, IsWaitedForUntilTheDeadlineOnly) {
+    Turn turn;
+    const ScopedTurn first(turn, Deadline::In(kAnHour));
+    ASSERT_TRUE(first);
+    // Each of the others waits until its own deadline, and not for those before it.
+    std::vector<std::future<bool>> others;
+    for (int number = 0; number < 6; ++number) {
+        others.push_back(std::async(std::launch::async, [&] {
+            return static_cast<bool>(ScopedTurn(turn, Deadline::In(20)));
+        }));
+    }
+    for (std::future<bool>& other : others) {
+        EXPECT_FALSE(other.get());
+    }
 }
 
 TEST(Connector, TheEndOfAHubDoesNotWaitForItsAttemptToConnect) {

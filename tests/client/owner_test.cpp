@@ -1,8 +1,10 @@
 // The guarantees for a program that owns properties.
 
 #include <signal.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <map>
 #include <thread>
 
 #include "client/client_fixture.h"
@@ -181,6 +183,70 @@ TEST_F(Owner, ACommandRunsOnEveryTrueAndAFailureIsNotTakenForTheLastSuccess) {
     ASSERT_FALSE(second);
     EXPECT_EQ(second.error().code, ErrorCode::Refused);
     EXPECT_EQ(runs, 2);
+}
+
+TEST_F(Owner, AProgramLearnsThatAnotherTakesItsProperty) {
+    const auto first = Connect();
+    EventQueue changes;
+    const Subscription own = first->Subscribe(Interest::List({Mine("A")}), changes.Callback());
+    ASSERT_TRUE(first->Announce({Announced("A", "1")}));
+    ASSERT_TRUE(Hears(changes, "1"));
+    const auto second = Connect();
+    ASSERT_TRUE(second->Announce({Announced("A", "2")}));
+    EXPECT_TRUE(HearsOfALoss(changes));
+    EXPECT_TRUE(Hears(changes, "2"));
+}
+
+TEST_F(Owner, TheHubHasTheLastOfTheValuesThatThreadsChangeAtOnce) {
+    constexpr int kCount = 300;
+    const auto owner = Connect();
+    std::vector<Announcement> all;
+    for (int number = 0; number < kCount; ++number) {
+        all.push_back(Announced("P" + std::to_string(number), "0"));
+    }
+    ASSERT_TRUE(owner->Announce(all));
+    const auto changeAll = [&](const char* value) {
+        for (const Announcement& property : all) {
+            EXPECT_TRUE(owner->Change(property.id, value));
+        }
+    };
+    std::thread other([&] { changeAll("1"); });
+    changeAll("2");
+    other.join();
+    const auto values = [&] {
+        std::map<PropertyId, std::string> found;
+        const auto group = Connect()->ReadGroup("MY GROUP");
+        for (const Property& property : group ? *group : std::vector<Property>()) {
+            found[property.id] = property.value;
+        }
+        return found;
+    };
+    ASSERT_TRUE(owner->Read(Mine("P0")));  // The answer follows all changes.
+    const auto before = values();
+    process->Kill();
+    StartHub();
+    // Now the values are those that the library remembers.
+    EXPECT_TRUE(Eventually([&] { return values().size() == before.size(); }));
+    EXPECT_EQ(values(), before);
+}
+
+TEST_F(Owner, SignalsAreLeftToTheThreadsOfTheProgram) {
+    sigset_t one;
+    sigset_t before;
+    sigemptyset(&one);
+    sigaddset(&one, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &one, &before);
+    const auto hub = Connect();
+    ASSERT_TRUE(hub->Announce({Announced("A", "1")}));
+    EventQueue changes;
+    const Subscription everything = hub->Subscribe(Interest::Everything(), changes.Callback());
+    ASSERT_TRUE(Hears(changes, "1"));
+    // Any thread that didn't block it would be ended by it, with the program.
+    kill(getpid(), SIGUSR1);
+    int taken = 0;
+    EXPECT_EQ(sigwait(&one, &taken), 0);
+    EXPECT_EQ(taken, SIGUSR1);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 TEST_F(Owner, AnOrderlyEndLosesNothingAndLeavesNoLineInTheLog) {

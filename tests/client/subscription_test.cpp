@@ -169,6 +169,21 @@ TEST_F(Subscriber, ANewSubscriptionRepeatsNothingToTheOthers) {
     EXPECT_EQ(nothing.calls, 0);
 }
 
+TEST_F(Subscriber, TheEndOfASubscriptionWaitsForNoOtherCallback) {
+    const auto client = Connect();
+    std::atomic<bool> isIn{false};
+    std::atomic<bool> letGo{false};
+    const Subscription slow = client->Subscribe(Interest::List({kPeriod}), [&](const Property&) {
+        isIn = true;
+        EXPECT_TRUE(Eventually([&] { return letGo.load(); }));
+    });
+    ASSERT_TRUE(Eventually([&] { return isIn.load(); }));
+    {
+        const Subscription other = client->Subscribe(Interest::Everything(), [](auto&) {});
+    }
+    letGo = true;
+}
+
 TEST_F(Subscriber, ASubscriptionMayOutliveItsHub) {
     auto hub = Connect();
     const Subscription one = hub->Subscribe(Interest::Everything(), [](const Property&) {});
