@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <cstring>
 #include <sstream>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -57,6 +58,37 @@ CLI::Option* Demand(CLI::Option* option, CommandOptions::Need need) {
     return option->required(need == CommandOptions::Need::kRequired);
 }
 
+/// Stands before what follows --, because CLI11 ends the list of a command's words there.
+constexpr char kPlainMark = '\x01';
+
+/// Has the option take words without the mark.
+CLI::Option* WithoutMark(CLI::Option* option) {
+    return option->transform(CLI::Validator(
+        [](std::string& word) {
+            if (word.starts_with(kPlainMark)) {
+                word.erase(0, 1);
+            }
+            return std::string();
+        },
+        ""));
+}
+
+/// Returns the words without the program's name and --, in the reverse order, as CLI11 takes them.
+std::vector<std::string> ReversedWords(int argc, char** argv) {
+    std::vector<std::string> words;
+    bool isPlain = false;
+    for (int place = 1; place < argc; ++place) {
+        const std::string word = argv[place];
+        if (!isPlain && word == "--") {
+            isPlain = true;
+        } else {
+            words.push_back(isPlain ? kPlainMark + word : word);
+        }
+    }
+    std::reverse(words.begin(), words.end());
+    return words;
+}
+
 /// Returns what the help of a command ends with: its examples and where to read more.
 std::string FooterOf(const CommandText& text) {
     std::string footer = *text.examples == '\0' ? "" : std::string("Examples:\n") + text.examples;
@@ -71,13 +103,13 @@ std::string FooterOf(const CommandText& text) {
 
 CommandOptions& CommandOptions::Text(const char* name, std::string& into, const char* help,
                                      Need need) {
-    Demand(command.add_option(name, into, help), need);
+    WithoutMark(Demand(command.add_option(name, into, help), need));
     return *this;
 }
 
 CommandOptions& CommandOptions::Texts(const char* name, std::vector<std::string>& into,
                                       const char* help, Need need) {
-    Demand(command.add_option(name, into, help), need);
+    WithoutMark(Demand(command.add_option(name, into, help), need));
     return *this;
 }
 
@@ -258,9 +290,15 @@ std::string CommandLine::Hint(const CLI::ParseError& error) const {
 int CommandLine::WrongUsage(const CLI::ParseError& error) const {
     std::string text = error.what();
     const std::vector<std::string> rest = app->remaining();
+    constexpr std::string_view kRequired = " is required";
+    const bool lacksWord = text.ends_with(kRequired) && !text.starts_with("A ");
     if (app->get_subcommands().empty() && !rest.empty() && !rest.front().starts_with('-')) {
         text = "there is no command \"" + rest.front() + "\"";
+    } else if (lacksWord && !app->get_subcommands().empty()) {
+        text = "\"" + app->get_subcommands().front()->get_name() + "\" needs a " +
+               text.substr(0, text.size() - kRequired.size());
     }
+    std::erase(text, kPlainMark);
     while (!text.empty() && (text.back() == '\n' || text.back() == '.')) {
         text.pop_back();
     }
@@ -272,7 +310,7 @@ int CommandLine::WrongUsage(const CLI::ParseError& error) const {
 
 int CommandLine::Parsed(int argc, char** argv) {
     try {
-        app->parse(argc, argv);
+        app->parse(ReversedWords(argc, argv));
     } catch (const CLI::ParseError& error) {
         return error.get_exit_code() == 0 ? app->exit(error) : WrongUsage(error);
     }

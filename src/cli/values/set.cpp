@@ -9,16 +9,19 @@
 #include <fmt/core.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <limits>
 #include <utility>
 
 #include "cli/base/command_line.h"
 #include "cli/select/catalog.h"
 #include "cli/values/assign.h"
 #include "cli/values/assign_report.h"
+#include "client/records.h"
 
 namespace vantry::cli {
 namespace {
@@ -105,6 +108,13 @@ client::Result<std::string> ValueFor(const Catalog& catalog, const Property& pro
     describe::Description description = catalog.DescriptionOf(property);
     if (!description.type && (property.value == "True" || property.value == "False")) {
         description.type = client::ValueType::Bool;
+    } else if (!description.type && property.id.component == client::Hub::OwnComponent() &&
+               client::IsValue(client::ValueType::Number, property.value)) {
+        // The hub takes -5 for the number 4294967291.
+        description.type = client::ValueType::Number;
+        description.minimum = 0;
+        description.maximum = std::numeric_limits<std::uint32_t>::max();
+        description.step = 1;
     }
     auto value = describe::Fit(description, catalog.NameOf(property), typed);
     if (!value) {
