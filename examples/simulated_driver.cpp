@@ -54,7 +54,8 @@ public:
         const std::lock_guard guard(mutex);
         time += 0.1;
         temperature = 40 + 2.0 * speed + 6 * std::sin(time);
-        substrate = std::max(0.0, substrate - speed * 0.1);
+        // A new roll follows an empty one, so that something moves however long it runs.
+        substrate = substrate > 0 ? std::max(0.0, substrate - speed * 0.1) : 5000;
     }
     std::string Temperature() const {
         const std::lock_guard guard(mutex);
