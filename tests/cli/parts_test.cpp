@@ -147,7 +147,12 @@ TEST(Script, SaysWhatIsWrongAndWhere) {
                  {"component c\ngroup g\nproperty a colour b", "line 3: 'colour'"},
                  {"component c\ngroup g\nproperty a text", "needs a value"},
                  {"component c\ngroup g\nproperty a text b what", "'what'"},
-                 {"component c\ngroup g\nproperty a number 1 ramp 1 x 2", "ramp"}};
+                 {"component c\ngroup g\nproperty a number 1 ramp 1 x 2", "ramp"},
+                 {"component c\ngroup g\nproperty a text b ramp 1 2 3", "only a number"},
+                 {"component c\ngroup g\nproperty a number -5", "line 3: '-5' is no number"},
+                 {"component c\ngroup g\nproperty a bool maybe", "'maybe' is no bool"},
+                 {"component c\ngroup \"open", "line 2: a quote isn't closed"},
+                 {"component c\ngroup g\nproperty a text b\nproperty a text c", "already"}};
     for (const auto& [text, problem] : cases) {
         std::istringstream file(text);
         const auto script = ReadScript(file);

@@ -4,8 +4,10 @@
 #include "cli/base/context.h"
 
 #include <fmt/core.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <utility>
 
@@ -54,7 +56,11 @@ client::Result<std::unique_ptr<client::Hub>> Context::Connect(client::Hub::Optio
         return endpoint.error();
     }
     options.deadlineMilliseconds = TimeoutMilliseconds();
-    return client::Hub::Connect(*endpoint, options);
+    auto hub = client::Hub::Connect(*endpoint, options);
+    if (!hub) {
+        return WithNextStep(*endpoint, hub.error());
+    }
+    return hub;
 }
 
 client::Result<Snapshot> Context::ConnectAndReadAll(client::Hub::Options options) const {
@@ -82,6 +88,30 @@ std::uint32_t Context::TimeoutMilliseconds() const {
 
 bool Context::Fancy() const {
     return !noColor && Environment("NO_COLOR").empty() && isatty(STDOUT_FILENO) == 1;
+}
+
+client::Error WithNextStep(const client::Endpoint& endpoint, const client::Error& error) {
+    if (error.code != client::ErrorCode::NoConnection &&
+        error.code != client::ErrorCode::TimedOut) {
+        return error;
+    }
+    const std::string& path = endpoint.path;
+    const char* next =
+        error.code == client::ErrorCode::TimedOut ? "; is it a property hub? " : "; ";
+    if (struct stat found{}; !path.empty() && stat(path.c_str(), &found) == 0) {
+        if (S_ISDIR(found.st_mode)) {
+            return {error.code, path + " is a folder; did you mean " + path + "/PRN1?"};
+        }
+        if (!S_ISSOCK(found.st_mode)) {
+            return {error.code, path + " is a file and not the socket of a hub"};
+        }
+    } else if (!path.empty() && errno == ENOENT) {
+        next = "; is vantryd running? ";
+    }
+    if (!path.empty() && access(path.c_str(), W_OK) != 0 && errno == EACCES) {
+        next = "; join the group vantry, or use sudo; ";
+    }
+    return {error.code, error.text + next + "\"vantry doctor\" finds out why"};
 }
 
 int FailUsage(const std::string& text) {

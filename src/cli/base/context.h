@@ -60,6 +60,9 @@ struct Context {
 /// Returns the socket of the local device: $VANTRY_DEVICE, or where vantryd makes it by default.
 std::string DefaultDevice();
 
+/// Returns the error of an attempt to reach a hub, with what to do next.
+client::Error WithNextStep(const client::Endpoint& endpoint, const client::Error& error);
+
 /// Prints the error to standard error. Returns the exit status that belongs to it.
 int Fail(const client::Error& error);
 /// Prints what is wrong with the arguments to standard error. Returns Exit::kUsage.

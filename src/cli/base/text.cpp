@@ -99,6 +99,14 @@ std::string Printable(std::string_view text) {
 
 std::string Utf8(const std::string& text) { return Json::parse(OneLine(text)).get<std::string>(); }
 
+std::string Counted(std::size_t number, const std::string& singular) {
+    std::string text = std::to_string(number) + " " + singular;
+    if (number != 1 && text.ends_with('y')) {
+        return text.replace(text.size() - 1, 1, "ies");
+    }
+    return number == 1 ? text : text + "s";
+}
+
 std::string SizeText(std::uint64_t bytes) {
     if (bytes < 1024) {
         return fmt::format("{} B", bytes);

@@ -18,6 +18,8 @@ std::string Printable(std::string_view text);
 
 /// Returns the text with each byte that isn't UTF-8 replaced by U+FFFD.
 std::string Utf8(const std::string& text);
+/// Returns a number of things, such as "1 line", "2 lines" or "3 properties".
+std::string Counted(std::size_t number, const std::string& singular);
 /// Returns a number of bytes such as "812 B", "4.1 KiB" or "20 MiB".
 std::string SizeText(std::uint64_t bytes);
 

@@ -51,12 +51,23 @@ void ExamineMachine(const std::filesystem::path& device, const DoctorOptions& op
     ExamineStore(root, process ? std::optional(process->User()) : std::nullopt, into);
 }
 
+/// Reads what the hub has. Unlike those of Catalog::Read, errors of connecting have no advice,
+/// which would be to run this command.
+client::Result<Catalog> ReadHub(const Context& context, const client::Endpoint& endpoint) {
+    client::Hub::Options options;
+    options.deadlineMilliseconds = context.TimeoutMilliseconds();
+    if (const auto reached = client::Hub::Connect(endpoint, options); !reached) {
+        return reached.error();
+    }
+    return Catalog::Read(context);
+}
+
 void ExamineHub(const Context& context, const client::Endpoint& endpoint,
                 const DoctorOptions& options, Findings& into) {
-    const auto catalog = Catalog::Read(context);
+    const auto catalog = ReadHub(context, endpoint);
     if (catalog) {
         into.Well("the hub answers at " + endpoint.Name(),
-                  fmt::format("{} properties", catalog->All().size()));
+                  Counted(catalog->All().size(), "property"));
         const std::string name = std::filesystem::path(endpoint.path).filename();
         if (name == "UMF1" || name == "BTD0") {
             into.Wrong("this is a device for clients outside the printer",

@@ -73,14 +73,14 @@ void ExamineOwners(const Catalog& catalog, Findings& into) {
         alive += owner.presence == client::Owners::Presence::Alive ? 1 : 0;
     }
     for (const auto& [who, count] : gone) {
-        into.Wrong("the program of " + Printable(who.first) + " is gone",
-                   fmt::format("{}; its {} properties keep their last values", who.second, count),
-                   "start it again; until then its values are old and writes to them are lost");
+        into.Wrong(
+            "the program of " + Printable(who.first) + " is gone",
+            fmt::format("{}; the last values of {} stay", who.second, Counted(count, "property")),
+            "start it again; until then its values are old and writes to them are lost");
     }
     if (gone.empty()) {
-        into.Well("no owner is gone",
-                  fmt::format("{} of {} properties have an owner that is known to run", alive,
-                              catalog.All().size()));
+        into.Well("no owner is gone", fmt::format("the owner of {} of {} is known to run", alive,
+                                                  Counted(catalog.All().size(), "property")));
     }
 }
 
@@ -138,7 +138,7 @@ void ExaminePort(const HubSockets& hub, const std::optional<HubProcess>& process
     }
     into.Wrong("the hub has no TCP port",
                ListenerAt(static_cast<std::uint16_t>(std::atoi(wanted.c_str()))),
-               "end what has the port, or give the hub another one in /etc/default/vantryd: "
+               "end what has the port, or give the hub another one in /etc/default/vantry: "
                "VANTRYD_OPTIONS=\"--port 9103\"; then systemctl restart vantryd");
 }
 
@@ -158,7 +158,7 @@ void ExamineClients(const HubSockets& hub, const std::function<client::Result<Hu
                    "for one client is waiting");
     }
     if (slow.empty()) {
-        into.Well("every client reads", fmt::format("{} connections", hub.connections.size()));
+        into.Well("every client reads", Counted(hub.connections.size(), "connection"));
     }
 }
 

@@ -2,15 +2,18 @@
 //
 // The versions and the number of properties come over the connection. The hub has no way to read
 // its log through it, so the last lines are read from the file, which works only on the hub's own
-// machine; a log that can't be read is left out without an error.
+// machine; a log that can't be read is left out without an error, unless --root names its place.
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <deque>
 #include <fstream>
 #include <map>
+#include <optional>
 
 #include "cli/base/command_line.h"
+#include "cli/base/json.h"
 #include "cli/base/terminal.h"
 #include "cli/base/text.h"
 #include "runtime/default_paths.h"
@@ -20,9 +23,12 @@ namespace {
 
 constexpr std::size_t kLastLines = 5;
 
-/// Returns the last lines of the hub's log, or none if it can't be read.
-std::deque<std::string> LastLogLines(const std::string& root) {
+/// Returns the last lines of the hub's log, or nothing if it can't be read.
+std::optional<std::deque<std::string>> LastLogLines(const std::string& root) {
     std::ifstream file(root + "/Store/VantryLogFileName.txt");
+    if (!file) {
+        return std::nullopt;
+    }
     std::deque<std::string> lines;
     for (std::string line; std::getline(file, line);) {
         if (!line.empty() && line.back() == '\r') {
@@ -42,30 +48,18 @@ struct Report {
     std::map<std::string, std::string> versions;
     std::map<std::string, std::size_t> byComponent;
     std::size_t properties = 0;
+    /// Whether the hub found no good property file at its start.
+    bool runsWithDefaults = false;
     std::deque<std::string> log;
 };
 
 void PrintJson(const Report& report) {
-    fmt::print("{{\"hub\":{},\"properties\":{},\"versions\":{{", JsonString(report.endpoint),
-               report.properties);
-    const char* comma = "";
-    for (const auto& [name, value] : report.versions) {
-        fmt::print("{}{}:{}", comma, JsonString(name), JsonString(value));
-        comma = ",";
-    }
-    fmt::print("}},\"components\":{{");
-    comma = "";
-    for (const auto& [name, count] : report.byComponent) {
-        fmt::print("{}{}:{}", comma, JsonString(name), count);
-        comma = ",";
-    }
-    fmt::print("}},\"log\":[");
-    comma = "";
-    for (const std::string& line : report.log) {
-        fmt::print("{}{}", comma, JsonString(line));
-        comma = ",";
-    }
-    fmt::print("]}}\n");
+    fmt::print("{}\n", OneLine({{"hub", report.endpoint},
+                                {"properties", report.properties},
+                                {"defaultSettings", report.runsWithDefaults},
+                                {"versions", report.versions},
+                                {"components", report.byComponent},
+                                {"log", report.log}}));
 }
 
 void PrintText(const Report& report, const Style& style) {
@@ -73,7 +67,17 @@ void PrintText(const Report& report, const Style& style) {
     for (const auto& [name, value] : report.versions) {
         fmt::print("  {}  {}\n", Fitted(name, 30), Printable(value));
     }
-    fmt::print("{} properties\n", report.properties);
+    const bool lacksVersions =
+        std::any_of(report.versions.begin(), report.versions.end(),
+                    [](const auto& version) { return version.second == "Error"; });
+    if (lacksVersions) {
+        fmt::print(
+            "  Error: the hub found no file with this version; \"vantry doctor\" tells more\n");
+    }
+    if (report.runsWithDefaults) {
+        fmt::print("settings: the defaults; none were saved before its start\n");
+    }
+    fmt::print("{}\n", Counted(report.properties, "property"));
     for (const auto& [name, count] : report.byComponent) {
         fmt::print("  {}  {}\n", Fitted(Printable(name), 30), count);
     }
@@ -99,8 +103,15 @@ int RunStatus(const Context& context, const std::string& root) {
         if (property.groupName == "Product Info") {
             report.versions[property.name] = property.value;
         }
+        report.runsWithDefaults |= property.id.component == client::Hub::OwnComponent() &&
+                                   property.name == "Property Loading Error" &&
+                                   property.value == "True";
     }
-    report.log = LastLogLines(root.empty() ? DefaultRoot().string() : root);
+    const auto log = LastLogLines(root.empty() ? DefaultRoot().string() : root);
+    if (!log && !root.empty()) {
+        return Fail({client::ErrorCode::NotFound, root + ": there is no log of a hub"});
+    }
+    report.log = log.value_or(std::deque<std::string>());
     if (context.json) {
         PrintJson(report);
     } else {

@@ -40,7 +40,7 @@ int RunSave(const Context& context, const SaveOptions& options) {
     if (options.file != "-" && context.json) {
         fmt::print("{}\n", OneLine({{"file", options.file}, {"properties", selected->size()}}));
     } else if (options.file != "-") {
-        fmt::print("saved {} properties to {}\n", selected->size(), options.file);
+        fmt::print("saved {} to {}\n", Counted(selected->size(), "property"), options.file);
     }
     return Exit::kDone;
 }

@@ -16,6 +16,7 @@
 
 #include "cli/base/command_line.h"
 #include "cli/base/terminal.h"
+#include "cli/base/text.h"
 
 namespace vantry::cli {
 namespace {
@@ -98,7 +99,7 @@ void WaitWithProgress(Run& run, double seconds) {
     run.stop = true;
 }
 
-void PrintResults(const Run& run, double seconds, bool json) {
+void PrintResults(const Run& run, const std::string& hub, double seconds, bool json) {
     std::vector<double> all;
     for (const std::vector<double>& part : run.latencies) {
         all.insert(all.end(), part.begin(), part.end());
@@ -119,10 +120,13 @@ void PrintResults(const Run& run, double seconds, bool json) {
             run.publications.load());
         return;
     }
+    fmt::print("{} at {}, each of which reads one property again and again\n",
+               Counted(run.latencies.size(), "connection"), hub);
     fmt::print("{:.0f} requests/s\n", perSecond);
     fmt::print("latency: 50% {:.1f} us, 90% {:.1f} us, 99% {:.1f} us, max {:.1f} us\n",
                percentile(0.5), percentile(0.9), percentile(0.99), percentile(1));
-    fmt::print("{} publications\n", run.publications.load());
+    fmt::print("{} publications of a property that changes 100 times a second\n",
+               run.publications.load());
 }
 
 int RunBench(const Context& context, const BenchOptions& options) {
@@ -131,6 +135,9 @@ int RunBench(const Context& context, const BenchOptions& options) {
         return Fail(probe.error());
     }
     CatchInterrupts();
+    if (!context.json) {
+        fmt::print(stderr, "vantry: this loads the hub for {:g} s\n", options.seconds);
+    }
     Run run;
     run.latencies.resize(static_cast<std::size_t>(options.connections));
     std::vector<std::thread> threads;
@@ -144,7 +151,7 @@ int RunBench(const Context& context, const BenchOptions& options) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    PrintResults(run, took.count(), context.json);
+    PrintResults(run, context.HubEndpoint()->Name(), took.count(), context.json);
     return run.failures == 0 ? Exit::kDone
                              : Fail({client::ErrorCode::NoConnection,
                                      "a connection was lost while it was measured"});
@@ -156,7 +163,12 @@ void AddBench(CommandLine& line) {
     const auto options = std::make_shared<BenchOptions>();
     line.Add({.name = "bench",
               .summary = "put load on the hub and measure it",
-              .group = CommandGroup::kByHand},
+              .group = CommandGroup::kByHand,
+              .examples = "  vantry bench --connections 1 --seconds 2\n"
+                          "Each connection reads the firmware version again and again over the\n"
+                          "link that --device or --tcp chooses. One more changes a property 100\n"
+                          "times a second and counts what the hub publishes of it. A printer that\n"
+                          "prints meanwhile is slowed down.\n"},
              [options](const Context& context) { return RunBench(context, *options); })
         .Count("--connections", options->connections, 1, 1000, "how many ask at once")
         .Number("--seconds", options->seconds, 0.1, 86400, "for how long");

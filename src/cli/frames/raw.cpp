@@ -7,6 +7,7 @@
 // lines.
 
 #include <fmt/core.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -18,6 +19,7 @@
 #include <thread>
 
 #include "cli/base/command_line.h"
+#include "cli/base/files.h"
 #include "cli/base/terminal.h"
 #include "cli/base/text.h"
 #include "cli/frames/raw_socket.h"
@@ -31,15 +33,17 @@ using Clock = std::chrono::steady_clock;
 constexpr std::uint32_t kLingerMilliseconds = 1000;
 
 /// Writes a line for each message, with its time in seconds and its direction, to a file, or does
-/// nothing if it was given no name. Keep is thread-safe.
+/// nothing if it has none. Keep is thread-safe.
 class Recorder {
 public:
-    explicit Recorder(const std::string& name) {
-        if (!name.empty()) {
-            file.open(name);
+    /// Makes the file. Returns Refused if that fails, or if the file exists and `replace` is false.
+    client::Outcome Open(const std::string& name, bool replace) {
+        if (!replace && access(name.c_str(), F_OK) == 0) {
+            return client::Error{client::ErrorCode::Refused, name + " exists; --force replaces it"};
         }
+        file.open(name);
+        return file ? client::Outcome(client::Done()) : client::Outcome(FileError(name));
     }
-    bool IsGood(const std::string& name) const { return name.empty() || file.is_open(); }
 
     void Keep(char direction, const std::string& text) {
         if (!file.is_open()) {
@@ -58,15 +62,31 @@ private:
     std::ofstream file;
 };
 
-/// Prints and records what arrives until the connection ends or, once everything is sent, nothing
-/// has arrived for a while.
-void PrintAnswers(RawSocket& socket, Recorder& recorder, const std::atomic<bool>& allSent) {
+/// How far a conversation has come.
+struct Progress {
+    std::atomic<std::size_t> sent{0};
+    std::atomic<bool> allSent{false};
+    /// True when the hub has ended the connection.
+    std::atomic<bool> ended{false};
+};
+
+/// Prints and records what arrives until the connection ends, which it tells at once, or, when
+/// everything is sent, nothing has arrived for a while.
+void PrintAnswers(RawSocket& socket, Recorder& recorder, Progress& progress) {
+    std::size_t answers = 0;
     for (;;) {
         const RawSocket::Received received = socket.Receive(kLingerMilliseconds);
-        if (received.ended || Interrupted() || (!received.text && allSent)) {
+        if (received.ended) {
+            progress.ended = true;
+            fmt::print(stderr, "vantry: the hub ended the connection after {} and {}\n",
+                       Counted(progress.sent, "line"), Counted(answers, "answer"));
+            return;
+        }
+        if (Interrupted() || (!received.text && progress.allSent)) {
             return;
         }
         if (received.text) {
+            ++answers;
             recorder.Keep('<', *received.text);
             fmt::print("{}\n", Printable(*received.text));
             std::fflush(stdout);
@@ -103,7 +123,8 @@ client::Result<std::vector<RecordedMessage>> ReadSent(const std::string& name) {
     return sent;
 }
 
-/// Connects, calls `sendAll` with a function that sends one text, and prints the answers.
+/// Connects, calls `sendAll` with a function that sends one text and returns false when there is no
+/// connection any more, and prints the answers.
 template <typename SendAll>
 int Converse(const Context& context, Recorder& recorder, const SendAll& sendAll) {
     const auto endpoint = context.HubEndpoint();
@@ -112,33 +133,36 @@ int Converse(const Context& context, Recorder& recorder, const SendAll& sendAll)
     }
     auto socket = RawSocket::Connect(*endpoint, context.TimeoutMilliseconds());
     if (!socket) {
-        return Fail(socket.error());
+        return Fail(WithNextStep(*endpoint, socket.error()));
     }
-    std::atomic<bool> allSent{false};
-    std::thread printing([&] { PrintAnswers(**socket, recorder, allSent); });
-    const bool sent = sendAll([&](const std::string& text) {
+    Progress progress;
+    std::thread printing([&] { PrintAnswers(**socket, recorder, progress); });
+    sendAll([&](const std::string& text) {
         recorder.Keep('>', text);
-        return (*socket)->Send(text);
+        ++progress.sent;
+        return !progress.ended && (*socket)->Send(text);
     });
-    allSent = true;
+    progress.allSent = true;
     printing.join();
-    return sent ? Exit::kDone
-                : Fail({client::ErrorCode::NoConnection, "the hub has ended the connection"});
+    return progress.ended ? Exit::kNoConnection : Exit::kDone;
 }
 
-int RunRaw(const Context& context, const std::string& recordFile) {
-    Recorder recorder(recordFile);
-    if (!recorder.IsGood(recordFile)) {
-        return Fail({client::ErrorCode::Refused, recordFile + ": " + std::strerror(errno)});
-    }
+int ConverseByHand(const Context& context, Recorder& recorder) {
     return Converse(context, recorder, [](const auto& send) {
         for (std::string line; std::getline(std::cin, line);) {
             if (!line.empty() && !send(line)) {
-                return false;
+                return;
             }
         }
-        return true;
     });
+}
+
+int RunRecord(const Context& context, const std::string& file, bool force) {
+    Recorder recorder;
+    if (const client::Outcome opened = recorder.Open(file, force); !opened) {
+        return Fail(opened.error());
+    }
+    return ConverseByHand(context, recorder);
 }
 
 int RunReplay(const Context& context, const std::string& file, bool fast) {
@@ -146,7 +170,7 @@ int RunReplay(const Context& context, const std::string& file, bool fast) {
     if (!sent) {
         return Fail(sent.error());
     }
-    Recorder nothing("");
+    Recorder nothing;
     return Converse(context, nothing, [&](const auto& send) {
         const Clock::time_point start = Clock::now();
         for (const RecordedMessage& message : *sent) {
@@ -156,10 +180,9 @@ int RunReplay(const Context& context, const std::string& file, bool fast) {
                                                   std::chrono::duration<double>(message.time)));
             }
             if (!send(message.text)) {
-                return false;
+                return;
             }
         }
-        return true;
     });
 }
 
@@ -169,16 +192,21 @@ void AddRaw(CommandLine& line) {
     line.Add({.name = "raw",
               .summary = "send each line of standard input as a frame, print answers",
               .group = CommandGroup::kByHand},
-             [](const Context& context) { return RunRaw(context, ""); });
+             [](const Context& context) {
+                 Recorder nothing;
+                 return ConverseByHand(context, nothing);
+             });
 }
 
 void AddRecord(CommandLine& line) {
     const auto file = std::make_shared<std::string>();
+    const auto force = std::make_shared<bool>(false);
     line.Add({.name = "record",
               .summary = "as raw, and keep the conversation",
               .group = CommandGroup::kByHand},
-             [file](const Context& context) { return RunRaw(context, *file); })
-        .Text("file", *file, "where to keep it", CommandOptions::Need::kRequired);
+             [file, force](const Context& context) { return RunRecord(context, *file, *force); })
+        .Text("file", *file, "where to keep it", CommandOptions::Need::kRequired)
+        .Flag("--force", *force, "replace a file that exists");
 }
 
 void AddReplay(CommandLine& line) {

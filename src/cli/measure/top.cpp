@@ -73,9 +73,9 @@ std::string PropertyTable(const Catalog& catalog, const ChangeRates::Summary& su
 }
 
 std::string TotalText(const ChangeRates::Summary& summary) {
-    return fmt::format("{:.1f} changes/s, {}/s, of {} properties", summary.changesPerSecond,
+    return fmt::format("{:.1f} changes/s, {}/s, of {}", summary.changesPerSecond,
                        SizeText(static_cast<std::uint64_t>(summary.bytesPerSecond)),
-                       summary.properties.size());
+                       Counted(summary.properties.size(), "property"));
 }
 
 /// Returns a line that says who floods the hub, and one that says what was missed, if so.

@@ -93,7 +93,9 @@ int RunAnnounce(const Context& context, const std::string& fileName) {
     if (context.json) {
         fmt::print("{}\n", OneLine({{"announced", announcements.size()}}));
     } else {
-        fmt::print("announced {} properties; Ctrl-C withdraws them\n", announcements.size());
+        const bool isOne = announcements.size() == 1;
+        fmt::print("announced {}; Ctrl-C withdraws {}\n", Counted(announcements.size(), "property"),
+                   isOne ? "it" : "them");
     }
     std::fflush(stdout);
     MoveRamps(**hub, *script);

@@ -14,9 +14,12 @@
 #include <cstdint>
 #include <deque>
 #include <iomanip>
+#include <optional>
+#include <set>
 #include <sstream>
 #include <utility>
 
+#include "client/records.h"
 #include "wire/vocabulary/components.h"
 #include "wire/vocabulary/groups.h"
 
@@ -44,11 +47,16 @@ bool IsGuid(const std::string& text) {
     return text.size() == 36 && text.find_first_not_of("0123456789ABCDEF-") == std::string::npos;
 }
 
-std::deque<std::string> WordsOf(const std::string& line) {
+/// Splits the line into words. Returns nothing if a quote isn't closed.
+std::optional<std::deque<std::string>> WordsOf(const std::string& line) {
     std::istringstream stream(line);
     std::deque<std::string> words;
-    for (std::string word;
-         stream >> std::ws && stream.peek() != '#' && stream >> std::quoted(word);) {
+    for (std::string word; stream >> std::ws && !stream.eof() && stream.peek() != '#';) {
+        const bool isQuoted = stream.peek() == '"';
+        stream >> std::quoted(word);
+        if (isQuoted && stream.eof()) {
+            return std::nullopt;
+        }
         words.push_back(word);
     }
     return words;
@@ -81,8 +89,12 @@ NamedGuid KnownOr(const Known& known, const std::string& name) {
 class Reader {
 public:
     /// Reads a line. Returns what is wrong with it, or an empty text.
-    std::string Read(std::deque<std::string> line) {
-        words = std::move(line);
+    std::string Read(const std::string& line) {
+        auto split = WordsOf(line);
+        if (!split) {
+            return "a quote isn't closed";
+        }
+        words = std::move(*split);
         if (words.empty()) {
             return "";
         }
@@ -148,9 +160,13 @@ private:
         }
         made.type = *type;
         made.value = Word();
+        if (!client::IsValue(made.type, made.value)) {
+            return "'" + made.value + "' is no " + typeWord;
+        }
+        const bool isNew = ids.insert(made.id).second;
         const std::string problem = ReadBehaviour(property);
         properties.push_back(std::move(property));
-        return problem;
+        return isNew ? problem : "the group has a property '" + name + "' already";
     }
 
     std::string ReadBehaviour(ScriptedProperty& property) {
@@ -172,6 +188,9 @@ private:
                     ramp.seconds <= 0) {
                     return "a ramp needs FROM TO SECONDS";
                 }
+                if (property.announcement.type != ValueType::Number) {
+                    return "only a number has a ramp";
+                }
                 property.ramp = ramp;
             } else {
                 return "'" + word + "' is none of readonly, ramp, fails";
@@ -187,6 +206,7 @@ private:
         return !word.empty() && *end == '\0' && std::isfinite(number);
     }
 
+    std::set<client::PropertyId> ids;
     Named component;
     Named group;
     std::deque<std::string> words;
@@ -204,7 +224,7 @@ client::Result<std::vector<ScriptedProperty>> ReadScript(std::istream& file) {
     int number = 0;
     for (std::string line; std::getline(file, line);) {
         ++number;
-        if (const std::string problem = reader.Read(WordsOf(line)); !problem.empty()) {
+        if (const std::string problem = reader.Read(line); !problem.empty()) {
             return Error{ErrorCode::Refused, fmt::format("line {}: {}", number, problem)};
         }
     }

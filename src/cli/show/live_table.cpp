@@ -273,8 +273,7 @@ std::vector<std::string> LiveTable::DetailLines(const LiveRow& row, std::size_t 
 }
 
 std::string LiveTable::Title(const LiveState& state) const {
-    return fmt::format("{}  {}  {} {}  {}", state.time, state.hub, rows.Count(),
-                       rows.Count() == 1 ? "property" : "properties",
+    return fmt::format("{}  {}  {}  {}", state.time, state.hub, Counted(rows.Count(), "property"),
                        state.connected ? "connected" : "NO CONNECTION, trying again; old values");
 }
 

@@ -18,6 +18,7 @@
 #include "cli/base/command_line.h"
 #include "cli/base/json.h"
 #include "cli/base/terminal.h"
+#include "cli/base/text.h"
 #include "cli/base/times.h"
 #include "cli/select/condition.h"
 #include "cli/show/live_table.h"
@@ -102,7 +103,7 @@ int PrintRates(WatchSession& session, const ChangeFormat& format, const End& end
     for (Clock::time_point next = Clock::now() + std::chrono::seconds(1);
          !Interrupted() && !end.HasPassed() && (end.count == 0 || printed < end.count);
          next += std::chrono::seconds(1)) {
-        int changes = 0;
+        std::size_t changes = 0;
         std::set<client::PropertyId> properties;
         while (!Interrupted() && !end.HasPassed() && Clock::now() < next) {
             const auto change = session.Take(
@@ -118,9 +119,8 @@ int PrintRates(WatchSession& session, const ChangeFormat& format, const End& end
                                         {"changesPerSecond", changes},
                                         {"properties", properties.size()}}));
         } else {
-            fmt::print("{}  {} changes/s of {} properties\n",
-                       format.fullTime ? FullTime(now) : TimeOfDay(now), changes,
-                       properties.size());
+            fmt::print("{}  {}/s of {}\n", format.fullTime ? FullTime(now) : TimeOfDay(now),
+                       Counted(changes, "change"), Counted(properties.size(), "property"));
         }
         std::fflush(stdout);
         ++printed;
