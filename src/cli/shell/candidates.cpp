@@ -98,7 +98,7 @@ Context ContextOf(const CompletionPlace& place) {
     if (const std::string several = valueOf("--on"); several != "all" && context.printer.empty()) {
         context.printer = several.substr(0, several.find(','));
     }
-    context.timeoutSeconds = 1;
+    context.timeoutSeconds = 2;
     return context;
 }
 

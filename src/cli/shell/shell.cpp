@@ -89,7 +89,7 @@ int RunCommand(const std::vector<std::string>& arguments) {
 class RecentCatalog {
 public:
     explicit RecentCatalog(const Context& itsContext) : context(itsContext) {
-        context.timeoutSeconds = 1;
+        context.timeoutSeconds = 2;
     }
 
     const Catalog* Get() {
