@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <vector>
 
 #include "driver/exports.h"
 #include "runtime/clock.h"
@@ -137,13 +138,14 @@ std::int32_t Peer::ReadSome(char* buffer, std::uint32_t size) const {
 }
 
 void Peer::ReadAll() {
-    std::array<char, 2048> buffer;
+    std::vector<char> buffer(std::size_t{1'024} << world.random.Below(7));
     while (!closed) {
         if (!reading) {
             world.scheduler.Wait("the wish to read on", &reading);
             continue;
         }
-        const std::int32_t count = ReadSome(buffer.data(), buffer.size());
+        const std::int32_t count =
+            ReadSome(buffer.data(), static_cast<std::uint32_t>(buffer.size()));
         if (count <= 0) {
             break;
         }

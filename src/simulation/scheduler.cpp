@@ -8,9 +8,10 @@
 // find an order of events in which one thread is very late.
 //
 // The virtual time doesn't advance while a thread can run, except for a small delay that some seeds
-// add; otherwise it advances to the first deadline. If no thread can run and none has a deadline,
-// or if threads wait for each other in a circle, the hub is deadlocked. A run that takes too many
-// steps or too long in virtual time has a thread that never ends, or one that no other wakes.
+// add, and for the few sessions that the scenario delays; otherwise it advances to the first
+// deadline. If no thread can run and none has a deadline, or if threads wait for each other in a
+// circle, the hub is deadlocked. A run that takes too many steps or too long in virtual time has a
+// thread that never ends, or one that no other wakes.
 
 #include "simulation/scheduler.h"
 
@@ -144,8 +145,25 @@ void Scheduler::QuietPoint() {
         return;
     }
     Step();
+    DelayIfMeant();
     if (MayInterrupt()) {
         SwitchAway();
+    }
+}
+
+void Scheduler::DelaySession(std::uint64_t points, std::uint64_t nanoseconds) {
+    if (delaysLeft != 0 && delay == 0) {
+        --delaysLeft;
+        delayedAt = points;
+        delay = nanoseconds;
+    }
+}
+
+void Scheduler::DelayIfMeant() {
+    ++current->pointsAwake;
+    if (delay != 0 && current->pointsAwake == delayedAt && current->name.starts_with("session")) {
+        Trace("is late from here on");
+        Sleep(std::exchange(delay, 0));
     }
 }
 
@@ -170,6 +188,7 @@ void Scheduler::Wait(std::string_view what, const void* object, std::uint64_t de
     Step();
     // A thread that is woken and waits for the same again needs no further line.
     const bool goesOnWaiting = current->waitIsTraced && current->waitsFor == what;
+    current->pointsAwake = 0;
     current->waitsFor = what;
     current->object = object;
     current->deadline = deadline;

@@ -28,6 +28,8 @@ struct SimulatedThread {
     ucontext_t context{};
     void* stack = nullptr;
     bool hasBegun = false;
+    /// How many points it has passed since it waited last.
+    std::uint64_t pointsAwake = 0;
     /// Whether it runs code of the hub, whose accesses are checked.
     bool isInHub = false;
     State state = State::CanRun;
@@ -74,6 +76,12 @@ public:
     /// Returns whether the next thread of the hub is refused.
     bool RefusesThread();
 
+    /// Lets the session that next passes so many points without a wait be late by this time there,
+    /// as on a machine that is busy with other work. Only a few calls in a run have an effect.
+    void DelaySession(std::uint64_t points, std::uint64_t nanoseconds);
+    /// Returns whether a session was delayed, or will be.
+    bool HasDelays() const { return delaysLeft != kMostDelays; }
+
     /// A point at which the scheduler may switch to another thread. `what` is what the caller does,
     /// for the trace.
     void Point(std::string_view what);
@@ -117,10 +125,13 @@ public:
 private:
     static constexpr std::size_t kStackBytes = 512U << 10U;
     static constexpr std::size_t kMostStacks = 1'024;
+    static constexpr std::uint32_t kMostDelays = 2;
 
     static void Enter();
     void* NewStack();
     bool MayInterrupt();
+    /// Delays the caller if it is the session that DelaySession means.
+    void DelayIfMeant();
     void CheckForDeadlock() const;
     SimulatedThread* Choose();
     void AdvanceTime();
@@ -140,6 +151,10 @@ private:
     std::uint64_t lateOneIn;
     std::uint64_t latenessLeft;
     std::uint64_t refusedOneIn = 0;
+    std::uint32_t delaysLeft = kMostDelays;
+    /// The delay that waits for its session; 0 if none does.
+    std::uint64_t delay = 0;
+    std::uint64_t delayedAt = 0;
     std::int64_t lowest = 0;
     std::uint64_t interruptions = 0;
     std::uint64_t steps = 0;

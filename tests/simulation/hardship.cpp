@@ -7,6 +7,8 @@ namespace vantry::simulation {
 namespace {
 
 constexpr std::uint64_t kLongestMilliseconds = 1'500;
+/// Less than an answer with everything, which a client then has to read before it is served again.
+constexpr std::uint64_t kLittleOutput = 10'000;
 
 /// Bounds that a few honest peers nearly reach and a hostile one exceeds.
 Limits TightLimits(Random& random) {
@@ -35,8 +37,17 @@ Hardship HardshipOf(const World& world) {
     return choice < 4 ? Hardship::None : static_cast<Hardship>(choice - 3);
 }
 
+bool KeepsLittleForLocalClients(const World& world) {
+    return Random(world.settings.seed * 2 + 13 + world.legacy.life * 137).OneIn(4);
+}
+
 void Impose(World& world, Hardship hardship) {
     Random& random = world.random;
+    Limits limits = hardship == Hardship::Bounds ? TightLimits(random) : Limits();
+    if (KeepsLittleForLocalClients(world)) {
+        limits.Set(Bound::LocalOutput, kLittleOutput);
+    }
+    world.platform.SetLimits(limits);
     switch (hardship) {
         case Hardship::Disk:
             world.disk->SetFailing(random.OneIn(2));
@@ -48,8 +59,6 @@ void Impose(World& world, Hardship hardship) {
             world.scheduler.SetThreadsRefused(2 + random.Below(12));
             break;
         case Hardship::Bounds:
-            world.platform.SetLimits(TightLimits(random));
-            break;
         case Hardship::None:
             break;
     }

@@ -12,7 +12,11 @@ enum class Hardship { None, Disk, Descriptors, Threads, Bounds };
 /// Returns what the seed decides for this life.
 Hardship HardshipOf(const World& world);
 
-/// Prepares the machine for it, before the hub starts.
+/// Returns whether the hub keeps little output for a local client in this life, so that it may cut
+/// local subscribers.
+bool KeepsLittleForLocalClients(const World& world);
+
+/// Prepares the machine for both, before the hub starts.
 void Impose(World& world, Hardship hardship);
 
 /// Returns whether the hub may end a connection, or not serve it well, because of it.

@@ -106,7 +106,9 @@ void Model::CheckAnswer(const Peer& peer, const ReceivedText& text,
             world.scheduler.Fail(peer.Name() + " reads an old value of " + property->guid);
         }
         seen.replied[property] = value;
-        seen.last[property] = value;
+        // A publication that was written before the answer may be newer. All changes after it are
+        // published too.
+        seen.last.try_emplace(property, value);
     }
     for (const auto& [property, certain] : atLeast) {
         const bool isDue = everything

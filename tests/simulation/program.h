@@ -20,7 +20,7 @@ struct Program {
     /// Returns a message that has a request for each property.
     static std::string Requests(const char* section, const std::vector<const Known*>& asked);
     /// Returns whether the hub may end the connection.
-    bool MayEnd() const { return round.hubEnds || model.MayBeCut(*peer); }
+    bool MayEnd() const { return round.hubEnds || mayFallBehind || model.MayBeCut(*peer); }
 
     /// Returns the next answer, and passes forwarded writes to the model meanwhile. Returns nothing
     /// if the hub has ended the connection, or never took it.
@@ -34,9 +34,15 @@ struct Program {
     const std::shared_ptr<Peer> peer;
     const std::uint32_t number;
     Random random;
+    /// Whether the hub may write more than it keeps for the peer.
+    bool mayFallBehind = false;
     Seen seen;
 };
 
+/// Asks for much and reads nothing. The hub has to end the connection.
+void RunStalled(Program& program);
+/// Asks for everything many times at once and reads all the time.
+void RunGreedy(Program& program);
 /// Sends what no client sends.
 void RunHostile(Program& program);
 

@@ -1,9 +1,9 @@
 // The programs of the peers.
 //
 // A component reports values of its properties and reads them back, a reader asks, a subscriber
-// listens, a writer sets properties of components and the hub's saved one, and a hostile peer sends
-// what no client sends. Each works over a random link with random pauses. When the hub ends a
-// connection, its program ends too.
+// listens, a writer sets properties of components and the hub's saved one, and others ask for more
+// than they read or send what no client sends. Each works over a random link with random pauses.
+// When the hub ends a connection, its program ends too.
 
 #include "programs.h"
 
@@ -26,6 +26,13 @@ void RunComponent(Program& program) {
     for (std::uint64_t message = 0; message < messages; ++message) {
         Known& property = *own[random.Below(own.size())];
         const bool withdraws = !property.mayBeMissing && random.OneIn(8);
+        const bool rests = !withdraws && (random.OneIn(5) || message + 1 == messages);
+        if (rests) {
+            // Some subscribers come now.
+            ++program.round.rests;
+            program.world.scheduler.Wake(&program.round.rests);
+            program.world.scheduler.Sleep(random.Below(200) * kNanosecondsPerMillisecond);
+        }
         if (withdraws) {
             property.mayBeWithdrawn = true;
             property.mayBeMissing = true;
@@ -42,7 +49,7 @@ void RunComponent(Program& program) {
             program.world.scheduler.Sleep(2'000 * kNanosecondsPerMillisecond);
             continue;
         }
-        if (random.OneIn(5)) {
+        if (rests) {
             // Everybody hears the last value meanwhile.
             program.world.scheduler.Sleep(kQuietNanoseconds * 3 / 2);
         }
@@ -128,29 +135,66 @@ void Listen(Program& program, bool everything, const std::vector<const Known*>& 
     CheckHeard(program, everything, subscribed);
 }
 
-void RunSubscriber(Program& program) {
-    // The subscription comes at any moment of what components do.
-    for (std::uint64_t pauses = program.random.Below(8); pauses != 0; --pauses) {
-        program.Pause();
+/// A component that nobody has. An answer that has a record of it isn't a publication.
+constexpr char kMark[] = "MARK";
+
+bool IsMark(const Entry& record) { return record.at("Component") == kMark; }
+
+/// Waits until a component is about to report for the last time before a silence, after which
+/// nothing makes up for what a subscriber misses. The hub may be late with what the caller sends.
+void AwaitRest(Program& program) {
+    constexpr std::uint64_t kLongestMilliseconds = 10'000;
+    constexpr std::uint64_t kPointsOfSubscription = 256;
+    Scheduler& scheduler = program.world.scheduler;
+    const std::uint64_t seen = program.round.rests;
+    const std::uint64_t end = scheduler.Now() + kLongestMilliseconds * kNanosecondsPerMillisecond;
+    while (program.round.rests == seen && scheduler.Now() < end) {
+        scheduler.Wait("a component to rest", &program.round.rests, end);
     }
+    // Where little output is kept, no session is delayed, so that greedy clients are served at
+    // once.
+    if (!KeepsLittleForLocalClients(program.world) && program.random.OneIn(2)) {
+        scheduler.DelaySession(1 + program.random.Below(kPointsOfSubscription),
+                               (500 + program.random.Below(1'000)) * kNanosecondsPerMillisecond);
+    }
+}
+
+void RunSubscriber(Program& program) {
+    if (program.random.OneIn(2)) {
+        AwaitRest(program);
+    } else {
+        // The subscription comes at any moment of what components do.
+        for (std::uint64_t pauses = program.random.Below(8); pauses != 0; --pauses) {
+            program.Pause();
+        }
+    }
+    program.mayFallBehind =
+        !program.peer->IsExternal() && KeepsLittleForLocalClients(program.world);
     const bool everything = program.random.OneIn(2);
     std::vector<const Known*> subscribed = program.SomeProperties();
     if (!everything && subscribed.empty()) {
         return;
     }
-    if (!program.peer->Send(everything
-                                ? R"({"SubscribeAllCurrentAndNewProperties": true})"
-                                : Program::Requests("PropertySubscribeRequests", subscribed))) {
+    // The mark tells the answer to a list from a publication.
+    const std::string list = Program::Requests("PropertySubscribeRequests", subscribed).substr(1);
+    const std::string mark = std::string(R"({"PropertyGetRequests": [{"Component": ")") + kMark +
+                             R"(","GUID": "G:M"}],)";
+    if (!program.peer->Send(everything ? R"({"SubscribeAllCurrentAndNewProperties": true})"
+                                       : mark + list)) {
         return;
     }
-    const std::optional<ReceivedText> answer = program.Answer();
-    if (!answer) {
-        return;
-    }
-    // A publication may be written before the answer.
-    if (answer->everything == everything &&
-        (everything || answer->records.size() == subscribed.size())) {
-        program.model.CheckAnswer(*program.peer, *answer, subscribed, everything, {}, program.seen);
+    for (;;) {
+        std::optional<ReceivedText> text = program.Answer();
+        if (!text) {
+            return;
+        }
+        const bool hasMark = std::erase_if(text->records, IsMark) != 0;
+        if (everything ? text->everything : hasMark) {
+            program.model.CheckAnswer(*program.peer, *text, subscribed, everything, {},
+                                      program.seen);
+            break;
+        }
+        program.model.CheckPublication(*program.peer, *text, program.seen);
     }
     Listen(program, everything, subscribed);
 }
@@ -182,21 +226,6 @@ bool SetSaved(Program& program) {
     return true;
 }
 
-/// Asks for much and reads nothing. The hub has to end the connection.
-void RunStalled(Program& program) {
-    constexpr std::uint64_t kMostMilliseconds = 40'000;
-    constexpr int kRequests = 80;
-    program.peer->SetReading(false);
-    bool good = true;
-    for (int request = 0; good && request < kRequests; ++request) {
-        good = program.peer->Send(R"({"GetAllProperties": true})");
-    }
-    program.world.scheduler.Sleep(kMostMilliseconds * kNanosecondsPerMillisecond);
-    if (!program.MayEnd() && program.peer->LinkIsFull() && !program.peer->LinkHasEnded()) {
-        program.world.scheduler.Fail(program.peer->Name() + " reads nothing and stays connected");
-    }
-}
-
 void RunWriter(Program& program, bool setsSaved) {
     const std::uint64_t messages = 1 + program.random.Below(program.world.settings.messages);
     for (std::uint64_t message = 0; message < messages; ++message) {
@@ -221,23 +250,30 @@ void RunWriter(Program& program, bool setsSaved) {
     }
 }
 
-enum class Part { FirstWriter, Writer, Component, Subscriber, Reader, Stalled, Hostile };
+enum class Part { FirstWriter, Writer, Component, Subscriber, Reader, Stalled, Greedy, Hostile };
 
 std::string NameOf(Part part) {
-    constexpr std::array<const char*, 7> kNames = {
-        "first writer", "writer", "component", "subscriber", "reader", "stalled", "hostile"};
+    constexpr std::array<const char*, 8> kNames = {"first writer", "writer", "component",
+                                                   "subscriber",   "reader", "stalled",
+                                                   "greedy",       "hostile"};
     return kNames[static_cast<std::size_t>(part)];
 }
 
-Part SomePart(Random& random) {
+Part SomePart(World& world) {
+    Random& random = world.random;
     constexpr std::array<Part, 7> kParts = {Part::Writer,     Part::Component,  Part::Component,
                                             Part::Subscriber, Part::Subscriber, Part::Reader,
                                             Part::Hostile};
-    return random.OneIn(20) ? Part::Stalled : kParts[random.Below(kParts.size())];
+    if (random.OneIn(20)) {
+        return Part::Stalled;
+    }
+    return random.OneIn(KeepsLittleForLocalClients(world) ? 4 : 40)
+               ? Part::Greedy
+               : kParts[random.Below(kParts.size())];
 }
 
 Peer::Link LinkOf(Part part, Random& random) {
-    if (part == Part::FirstWriter) {
+    if (part == Part::FirstWriter || part == Part::Greedy) {
         return Peer::Link::Local;
     }
     if (part == Part::Stalled) {
@@ -274,6 +310,8 @@ void PlayPart(Part part, Program& program) {
             return RunReader(program);
         case Part::Stalled:
             return RunStalled(program);
+        case Part::Greedy:
+            return RunGreedy(program);
         case Part::Hostile:
             return RunHostile(program);
     }
@@ -313,7 +351,7 @@ void Run(Round& round, std::uint32_t number, Part part) {
 }  // namespace
 
 void StartProgram(Round& round, std::uint32_t number) {
-    const Part part = number == 0 ? Part::FirstWriter : SomePart(round.world.random);
+    const Part part = number == 0 ? Part::FirstWriter : SomePart(round.world);
     ++round.running;
     round.senders += part == Part::Subscriber ? 0 : 1;
     round.world.scheduler.Start(NameOf(part), [&round, number, part] {

@@ -16,6 +16,8 @@ struct Round {
     bool allHeard = false;
     /// Whether the hub may end connections, because it is being stopped.
     bool hubEnds = false;
+    /// How often a component was about to report for the last time before a silence.
+    std::uint64_t rests = 0;
     std::uint32_t senders = 0;
     std::uint32_t running = 0;
 };
