@@ -30,3 +30,24 @@ if(VANTRY_SANITIZE)
     target_compile_options(vantry_options INTERFACE -Wno-maybe-uninitialized)
   endif()
 endif()
+
+# Parses the standard headers that most files include once: `provider`, a target of the current folder, keeps
+# them, and the folder's other targets of a type that matches `types` use them. Builds that optimise as
+# for a release do without: behind such headers GCC 12 warns without reason about the system's own code. So
+# does clang's, so that a file still has to name what it includes.
+function(vantry_share_headers provider types)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    return()
+  endif()
+  target_precompile_headers(${provider} PRIVATE <algorithm> <array> <atomic> <charconv> <chrono>
+    <condition_variable> <cstdint> <cstring> <deque> <filesystem> <fstream> <functional> <map> <memory>
+    <optional> <set> <sstream> <string> <string_view> <thread> <unordered_map> <vector> ${ARGN})
+  get_property(targets DIRECTORY PROPERTY BUILDSYSTEM_TARGETS)
+  list(REMOVE_ITEM targets ${provider})
+  foreach(target IN LISTS targets)
+    get_target_property(type ${target} TYPE)
+    if(type MATCHES "^(${types})$")
+      target_precompile_headers(${target} REUSE_FROM ${provider})
+    endif()
+  endforeach()
+endfunction()
