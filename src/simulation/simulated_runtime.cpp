@@ -109,7 +109,10 @@ Condition::Condition() : condition{} {
     static_cast<void>(condition);
 }
 
-Condition::~Condition() = default;
+Condition::~Condition() {
+    // There is nothing to destroy, but the other runtime's destructor does something.
+    static_cast<void>(condition);
+}
 
 void Condition::Wait(const Lock& lock) {
     const OutsideHub here;
