@@ -43,8 +43,8 @@ void FanOutTurn(benchmark::State& state) {
         subscribers.push_back(std::make_shared<Subscriber>(std::make_shared<LoopStream>()));
         subscribers.push_back(std::make_shared<Subscriber>(std::make_shared<LoopStream>()));
         const PendingRecord& one = changes[static_cast<std::size_t>(count) % changes.size()];
-        benchmark::DoNotOptimize(subscribers.back()->Add(
-            {std::string(one.component), one.property->GroupGuid(), one.property->Guid()}, true));
+        benchmark::DoNotOptimize(subscribers.back()->Add(one.component, one.property->GroupGuid(),
+                                                         one.property->Guid(), true));
     }
     const std::atomic<bool> stopping{false};
     for (auto _ : state) {
