@@ -33,10 +33,12 @@ constexpr std::size_t kLongestText = 0x400000;
 const Address kSpeed{"MOTOR", "Job group", "SPEED"};
 const Address kNobodys{"NO", "SUCH", "ONE"};
 
-/// Returns a text of the greatest length, with as many parts between `open` and `close` as fit.
+/// Returns a text with as many parts between `open` and `close` as fit into a message, or into a
+/// quarter of one where a sanitizer makes reading slow.
 std::string Filled(const std::string& open, const std::string& part, const std::string& close) {
+    const std::size_t length = kIsSanitized ? kLongestText / 4 : kLongestText;
     std::string text = open + part;
-    while (text.size() + 1 + part.size() + close.size() <= kLongestText) {
+    while (text.size() + 1 + part.size() + close.size() <= length) {
         text.append(",").append(part);
     }
     return text + close;
@@ -478,7 +480,7 @@ TEST_F(Hostile, ALocalClientCannotFillTheMemoryOrHoldUpTheStop) {
             }
         });
         EXPECT_TRUE(Serves());
-        EXPECT_TRUE(Eventually([&] { return sent >= 100; }));
+        EXPECT_TRUE(Eventually([&] { return sent >= (kIsSanitized ? 30 : 100); }));
         if (!kIsSanitized) {
             EXPECT_LT(hub->KibibytesOf("VmHWM"), 100U << 10U);
         }
