@@ -25,7 +25,12 @@ SOURCE = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
 sys.path.insert(0, SOURCE + "/python/tests")
 from support import PATIENCE, RunningHub  # noqa: E402
 
-EVENTUALLY = 'eventually() { until "$@" >/dev/null 2>&1; do sleep 0.05; done; }\n'
+# A shell may outlive this program, when that is killed, and must not ask for ever then.
+EVENTUALLY = """eventually() {
+  local end=$((SECONDS + %d))
+  until "$@" >/dev/null 2>&1; do [ $SECONDS -lt $end ] || return 1; sleep 0.05; done
+}
+""" % (4 * PATIENCE)
 END = "--- the end of command"
 DRIVER = """component "Firmware Driver"
 group Sensors
