@@ -150,8 +150,11 @@ TEST_F(Store, StartsOnTheBestFileThatItFinds) {
     };
     std::vector<std::string> told;
     platform.platform.notices.SetSink([&](std::string_view line) { told.emplace_back(line); });
-    for (const auto& given : cases) {
-        SCOPED_TRACE(given.about);
+    for (std::size_t place = 0; place < 2 * std::size(cases); ++place) {
+        const auto& given = cases[place / 2];
+        const Saves saves = place % 2 == 0 ? Saves::InPlace : Saves::Replace;
+        platform.platform.settings.saves = saves;
+        SCOPED_TRACE(testing::Message() << given.about << ", saves " << static_cast<int>(saves));
         const std::pair<std::u16string, std::string> files[] = {
             {kFile, given.file}, {kBackup, given.backup}, {kOverride, given.overrides}};
         store.reset();
