@@ -145,6 +145,29 @@ TEST_F(Hostile, SmallMessagesDontWaitForLargeOnes) {
     }
 }
 
+TEST_F(Hostile, AFloodLeavesNoMemoryBehind) {
+    Start();
+    const std::string large = Filled(R"({"x": [)", "{}", "]}");
+    const std::string half = large.substr(0, 500'000) + "{}]}";
+    // What the allocator keeps grows with the longest text that it has seen.
+    hub->Tcp().Send(large);
+    std::vector<std::thread> clients;
+    for (int count = 0; count < 30; ++count) {
+        clients.emplace_back([&] {
+            FrameClient client = hub->Tcp();
+            for (int round = 0; round < 3; ++round) {
+                client.Send(half);
+            }
+            static_cast<void>(client.Ask(Get(kNobodys)));
+        });
+    }
+    for (std::thread& client : clients) {
+        client.join();
+    }
+    EXPECT_TRUE(kIsSanitized || Eventually([&] { return hub->KibibytesOf("VmRSS") < 64U << 10U; }))
+        << hub->KibibytesOf("VmRSS") << " KiB";
+}
+
 TEST_F(Hostile, APeerThatIsGoneHoldsNoDescriptor) {
     Start();
     const std::size_t before = hub->Count("fd");
