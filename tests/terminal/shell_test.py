@@ -94,18 +94,25 @@ class Shell(HubTestCase):
         terminal.type("get 'Firmware Version'\r")
         terminal.wait_for("1.1.153310")
 
-    def test_bash_completes_in_quotes_and_without(self):
-        terminal = Terminal(["bash", "--norc", "-i"], 100, PS1="$ ", VANTRY_DEVICE=self.hub.device,
-                            PATH=VANTRY.rsplit("/", 1)[0] + ":/usr/bin:/bin")
-        self.addCleanup(terminal.close)
-        terminal.type("source %s/packaging/completions/vantry.bash; echo read\\y\n" % SOURCE)
-        terminal.wait_for("\nready")
-        for typed, wanted in (("vantry get fan\t", "vantry get Fan\\ On"),
-                              ("vantry set \"fan o\tt\t", 'vantry set "Fan On" True'),
-                              ("vantry set Fan\\ On=t\t", "vantry set Fan\\ On=True")):
-            terminal.type(typed)
-            terminal.wait_for(wanted)
-            terminal.type("\x15")
+    def test_the_shells_complete_in_quotes_and_without(self):
+        folder = SOURCE + "/packaging/completions"
+        for arguments, setup, in_quotes in (
+                (["bash", "--norc", "-i"], "source %s/vantry.bash" % folder, '"Fan On"'),
+                (["zsh", "-f", "-i"], "fpath=(%s $fpath); autoload -Uz compinit; compinit -u -D" % folder, '"Fan On"'),
+                (["fish", "-N", "-i"], "source %s/vantry.fish" % folder, "Fan\\ On")):
+            with self.subTest(arguments[0]):
+                terminal = Terminal(arguments, 100, PS1="$ ", VANTRY_DEVICE=self.hub.device,
+                                    HOME=self.hub.folder.name, PATH=VANTRY.rsplit("/", 1)[0] + ":/usr/bin:/bin")
+                self.addCleanup(terminal.close)
+                terminal.type('cd "$HOME"; ' + setup + '; echo read""y\r')
+                terminal.wait_for("\nready")
+                for typed, wanted in (("get fan\t", "get Fan\\ On"),
+                                      ("set \"fan o\tt\t", "set %s True" % in_quotes),
+                                      ("set UsbPrnTxTimeout=1 fan\tt\t", "set UsbPrnTxTimeout=1 Fan\\ On=True"),
+                                      ("save comp\t", "save component")):
+                    terminal.type("vantry " + typed)
+                    terminal.wait_for("vantry " + wanted)
+                    terminal.type("\x15")
 
 
 if __name__ == "__main__":
