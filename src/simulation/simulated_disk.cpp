@@ -21,6 +21,9 @@
 namespace vantry::simulation {
 namespace {
 
+/// How long a write that somebody waits for stays half done.
+constexpr std::uint64_t kPartOfWrite = 30 * kNanosecondsPerMillisecond;
+
 /// Returns the name with slashes.
 std::u16string Slashed(std::u16string_view name) {
     std::u16string slashed(name);
@@ -47,6 +50,9 @@ public:
         if (const FileResult result = disk.Begin("reads", name); !result) {
             return result;
         }
+        if (content->refusesReads) {
+            return disk.Refuse(EIO);
+        }
         if (offset < content->now.size()) {
             count = content->now.copy(buffer.data(), buffer.size(), offset);
         }
@@ -63,6 +69,7 @@ public:
         if (const FileResult result = Put(place, bytes.substr(0, half)); !result) {
             return result;
         }
+        disk.TellHalfWrite(name);
         if (const FileResult result = disk.Begin("writes", name); !result) {
             return result;
         }
@@ -114,7 +121,7 @@ private:
 SimulatedDisk::SimulatedDisk(std::uint64_t seed, const Image& image)
     : random(seed * 2 + 5), slowOneIn(random.OneIn(2) ? 4 : 0) {
     for (const auto& [name, content] : image) {
-        names[name] = std::make_shared<Content>(Content{content, content});
+        names[name] = std::make_shared<Content>(Content{content, content, false});
     }
     syncedNames = names;
 }
@@ -127,7 +134,7 @@ FileResult SimulatedDisk::Begin(std::string_view what, std::u16string_view name)
     if (random.OneIn(slowOneIn)) {
         Scheduler::Current().Sleep(random.Below(30) * kNanosecondsPerMillisecond);
     }
-    if (failing && random.OneIn(4)) {
+    if (random.OneIn(refusedOneIn)) {
         constexpr std::array<int, 4> kErrors = {ENOSPC, EIO, EMFILE, EACCES};
         return Refuse(kErrors[random.Below(kErrors.size())]);
     }
@@ -138,6 +145,29 @@ FileResult SimulatedDisk::Refuse(int error) {
     ++refusals;
     Scheduler::Current().Trace("is refused by the disk");
     return FileResult::Refused(error);
+}
+
+void SimulatedDisk::SetUnreadable(std::u16string_view name) {
+    if (const auto found = names.find(name); found != names.end()) {
+        found->second->refusesReads = true;
+    }
+}
+
+void SimulatedDisk::AwaitHalfWrite(std::u16string_view name, std::uint64_t nanoseconds) {
+    Scheduler& scheduler = Scheduler::Current();
+    const std::uint64_t end = scheduler.Now() + nanoseconds;
+    awaited = name;
+    while (!awaited.empty() && scheduler.Now() < end) {
+        scheduler.Wait("a write", &awaited, end);
+    }
+}
+
+void SimulatedDisk::TellHalfWrite(std::u16string_view name) {
+    if (!awaited.empty() && name.starts_with(awaited)) {
+        awaited.clear();
+        Scheduler::Current().Wake(&awaited);
+        Scheduler::Current().Sleep(kPartOfWrite);
+    }
 }
 
 std::uint64_t SimulatedDisk::Used() const {

@@ -10,7 +10,7 @@
 namespace vantry::simulation {
 
 /// Files in memory, with what of them has reached the disk. Calls take their time, and fail as the
-/// seed decides while SetFailing is on.
+/// seed decides after SetRefused.
 class SimulatedDisk final : public FileSystem {
 public:
     /// The names and contents of the files.
@@ -21,10 +21,18 @@ public:
     /// Starts with files that are on the disk.
     SimulatedDisk(std::uint64_t seed, const Image& image);
 
-    /// Lets calls fail from now on, or no longer: some are refused, and some writes store a part.
-    void SetFailing(bool fails) { failing = fails; }
+    /// Lets one in so many calls be refused from now on, none if it is 0. A write of which the
+    /// second half is refused stores a part.
+    void SetRefused(std::uint64_t oneIn) { refusedOneIn = oneIn; }
     /// Lets the files take so many bytes in all; a write that needs more stores what fits.
     void SetRoom(std::uint64_t bytes) { room = bytes; }
+    /// Lets the file that has this name now, if there is one, refuse every read, whatever its name
+    /// is later.
+    void SetUnreadable(std::u16string_view name);
+    /// Blocks until a part of some bytes was written to a file whose name begins with `name`, or
+    /// for so many nanoseconds. The write goes on a little later. Threads that wait at the same
+    /// time have to wait for the same name.
+    void AwaitHalfWrite(std::u16string_view name, std::uint64_t nanoseconds);
     /// Returns how many calls were refused so far for one of these reasons.
     std::uint64_t Refusals() const { return refusals; }
     /// Returns how many bytes the files take.
@@ -49,18 +57,23 @@ private:
     struct Content {
         std::string now;
         std::string synced;
+        bool refusesReads = false;
     };
     using Names = std::map<std::u16string, std::shared_ptr<Content>, std::less<>>;
 
     /// Lets the call take its time. Returns its failure, if it is to fail.
     FileResult Begin(std::string_view what, std::u16string_view name);
     FileResult Refuse(int error);
+    /// Tells the threads that wait for it that a part was written.
+    void TellHalfWrite(std::u16string_view name);
 
     Random random;
     const std::uint64_t slowOneIn;
-    bool failing = false;
+    std::uint64_t refusedOneIn = 0;
     std::uint64_t room = kUnlimited;
     std::uint64_t refusals = 0;
+    /// How the name begins that AwaitHalfWrite waits for, or waited for in vain.
+    std::u16string awaited;
     Names names;
     /// The entries of the directories as they are on the disk.
     Names syncedNames;

@@ -7,6 +7,7 @@ namespace vantry::simulation {
 namespace {
 
 constexpr std::uint64_t kLongestMilliseconds = 1'500;
+constexpr std::uint64_t kRefusedOneIn = 4;
 /// Less than an answer with everything, which a client then has to read before it is served again.
 constexpr std::uint64_t kLittleOutput = 10'000;
 
@@ -50,7 +51,7 @@ void Impose(World& world, Hardship hardship) {
     world.platform.SetLimits(limits);
     switch (hardship) {
         case Hardship::Disk:
-            world.disk->SetFailing(random.OneIn(2));
+            world.disk->SetRefused(random.OneIn(2) ? kRefusedOneIn : 0);
             break;
         case Hardship::Descriptors:
             world.descriptors.SetMostOpen(world.descriptors.CountOpen() + random.Below(12));
@@ -75,14 +76,20 @@ void PlayBadDisk(World& world) {
         world.scheduler.Sleep(random.Below(kLongestMilliseconds) * kNanosecondsPerMillisecond);
     };
     for (std::uint64_t times = 1 + random.Below(4); times != 0; --times) {
-        pass();
         if (random.OneIn(2)) {
-            world.disk->SetFailing(true);
+            // The rest of a save is likely to fail, and so is the next one.
+            world.disk->AwaitHalfWrite(kFile, kLongestMilliseconds * kNanosecondsPerMillisecond);
+            world.disk->SetRefused(1 + random.Below(2));
         } else {
-            world.disk->SetRoom(world.disk->Used() + random.Below(200));
+            pass();
+            if (random.OneIn(2)) {
+                world.disk->SetRefused(kRefusedOneIn);
+            } else {
+                world.disk->SetRoom(world.disk->Used() + random.Below(200));
+            }
         }
         pass();
-        world.disk->SetFailing(false);
+        world.disk->SetRefused(0);
         world.disk->SetRoom(SimulatedDisk::kUnlimited);
     }
 }

@@ -6,6 +6,9 @@
 
 namespace vantry::simulation {
 
+/// The property file.
+inline constexpr char16_t kFile[] = u"/Store/VantryProperties.ini";
+
 /// What the machine of a life lacks. Half of the lives lack nothing.
 enum class Hardship { None, Disk, Descriptors, Threads, Bounds };
 

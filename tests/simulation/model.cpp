@@ -14,7 +14,24 @@ std::string Member(const Entry& entry, std::string_view name) {
     return found == entry.end() ? "" : found->second;
 }
 
+constexpr std::uint64_t kSavedBase = 35'000;
+constexpr std::uint64_t kLongerValue = 1'000'000'000;
+
 }  // namespace
+
+std::string SavedEntry(std::size_t place) {
+    return std::string(R"("Component": ")") + kHub + R"(","GUID": ")" + kSavedNames[place].guids +
+           "\"";
+}
+
+std::string SavedText(std::uint64_t count) {
+    return std::to_string(kSavedBase + count + count % 2 * kLongerValue);
+}
+
+std::uint64_t CountIn(std::string_view value) {
+    const std::uint64_t number = std::strtoull(std::string(value).c_str(), nullptr, 10);
+    return number < kSavedBase ? 0 : number % kLongerValue - kSavedBase;
+}
 
 std::string Known::Request() const {
     return R"({"Component": ")" + component + R"(","GUID": ")" + group + ":" + guid + "\"}";

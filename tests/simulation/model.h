@@ -1,9 +1,11 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "hardship.h"
@@ -41,13 +43,33 @@ struct Known {
 
 /// A saved property of the hub: only one writer sets it, to values that count up.
 struct Saved {
-    std::uint64_t sent = 0;
-    std::uint64_t certain = 0;
+    std::uint64_t sent;
+    std::uint64_t certain;
     /// The least that the file has after a power cut or a kill.
-    std::uint64_t onDisk = 0;
+    std::uint64_t onDisk;
     /// The least that the copy has which the hub makes when it starts.
-    std::uint64_t inBackup = 0;
+    std::uint64_t inBackup;
 };
+
+/// How the protocol and the property file name a saved property.
+struct SavedName {
+    const char* guids;
+    const char* name;
+};
+inline constexpr std::size_t kSavedCount = 2;
+/// The ones that the simulation sets: a number, and a text that the hub doesn't use.
+inline constexpr std::array<SavedName, kSavedCount> kSavedNames = {
+    {{"99A61D40-20CE-41EA-A579-EB92C6ED94C6:89AA005C-DF51-4D79-87DE-DAFCD8E559CC",
+      "UsbPrnTxTimeout"},
+     {"99A61D40-20CE-41EA-A579-EB92C6ED94C6:C8B8886D-A101-47A9-BC60-477938C53648",
+      "Name of Property Override File"}}};
+
+/// Returns the members of an entry that name a saved property.
+std::string SavedEntry(std::size_t place);
+/// Returns the value that has this count. It is longer than the one before, or shorter.
+std::string SavedText(std::uint64_t count);
+/// Returns the count of a value, or 0 if it has none, as the one that the hub begins with.
+std::uint64_t CountIn(std::string_view value);
 
 /// What a peer has seen of each property, for the order of what it sees.
 struct Seen {
@@ -91,7 +113,7 @@ public:
         return simulation::MayBeCut(hardship, peer.IsExternal());
     }
 
-    Saved saved;
+    std::array<Saved, kSavedCount> saved{};
 
 private:
     const Known* Find(const Entry& record) const;
@@ -105,12 +127,6 @@ private:
 /// How long the hub may take until everybody has heard everything.
 inline constexpr std::uint64_t kQuietNanoseconds = 6'000'000'000;
 
-/// The hub's saved property that the simulation sets.
-inline constexpr char kSavedEntry[] =
-    R"("Component": "955CFDC2-8EA6-478E-A927-7C870022EA03",)"
-    R"("GUID": "99A61D40-20CE-41EA-A579-EB92C6ED94C6:89AA005C-DF51-4D79-87DE-DAFCD8E559CC")";
-/// Its values are this and a count.
-inline constexpr std::uint64_t kSavedBase = 35'000;
 /// The components whose names begin so are those of hostile peers.
 inline constexpr char kHostile[] = "HOSTILE";
 

@@ -1,28 +1,24 @@
 // One life of the machine: the hub starts, peers come and go in rounds, and the hub stops, is
 // replaced, is killed or loses its power.
 
-#include <algorithm>
+#include <cstring>
 
 #include "driver/exports.h"
 #include "programs.h"
 #include "runtime/clock.h"
 #include "runtime/live_object_counters.h"
 #include "simulation/races.h"
+#include "store/format/property_text.h"
 
 namespace vantry::simulation {
 namespace {
 
 constexpr char16_t kMarker[] = u"/DriverUnloadSuccessful";
+constexpr char16_t kBackup[] = u"/Store/VantryProperties.ini.bak";
+constexpr std::uint64_t kLongestForWrite = 2'000 * kNanosecondsPerMillisecond;
 
 /// How a round ends.
 enum class Ending { Quiet, SecondInit, Stop, Kill, PowerCut };
-
-/// Carries what is known of the saved property from life to life.
-void Carry(World& world, const Saved& saved) {
-    world.legacy.memory[0] = saved.sent;
-    world.legacy.memory[1] = saved.onDisk;
-    world.legacy.memory[2] = saved.inBackup;
-}
 
 class Life {
 public:
@@ -31,10 +27,10 @@ public:
           hardship(HardshipOf(machine)),
           descriptorsBefore(machine.descriptors.CountOpen()),
           model(std::make_unique<Model>(machine, hardship)) {
-        model->saved.sent = world.legacy.memory[0];
-        model->saved.onDisk = world.legacy.memory[1];
-        model->saved.inBackup = world.legacy.memory[2];
-        model->saved.certain = model->saved.onDisk;
+        std::memcpy(&model->saved, world.legacy.memory.data(), sizeof model->saved);
+        for (Saved& saved : model->saved) {
+            saved.certain = saved.onDisk;
+        }
     }
 
     void Play() {
@@ -42,7 +38,13 @@ public:
         world.platform.settings.saves =
             world.settings.seed % 2 == 0 ? Saves::InPlace : Saves::Replace;
         static_cast<void>(world.disk->Delete(kMarker));
+        if (world.legacy.life == 0) {
+            PutFile();
+        } else if (random.OneIn(2)) {
+            world.disk->SetUnreadable(random.OneIn(3) ? kFile : kBackup);
+        }
         Impose(world, hardship);
+        fileBefore = world.disk->Now()[kFile];
         StartHub();
         CheckSaved();
         for (std::uint64_t rounds = 1 + random.Below(2); rounds != 0; --rounds) {
@@ -54,14 +56,31 @@ public:
     }
 
 private:
+    /// Carries on in a new life with these files.
+    [[noreturn]] void NextLife(const SimulatedDisk::Image& left) {
+        std::memcpy(world.legacy.memory.data(), &model->saved, sizeof model->saved);
+        world.EndLife(left);
+    }
+
+    /// Lets the machine have a file with the first value of a saved property.
+    void PutFile() {
+        const SavedName& name = kSavedNames[1];
+        static_cast<void>(world.disk->Replace(
+            kFile, MakePropertyContent(std::string(name.guids) + "|General:" + name.name + "=" +
+                                       SavedText(1) + "\n")));
+        model->saved[1] = {1, 1, 1, 0};
+    }
+
     /// Starts the hub, or replaces it.
     void StartHub() {
         const std::uint64_t before = world.disk->Refusals();
         InHub([] { return PRN_Init(); });
-        world.disk->SetFailing(false);
+        world.disk->SetRefused(0);
         diskWasGood = world.disk->Refusals() == before;
         if (diskWasGood) {
-            model->saved.inBackup = model->saved.onDisk;
+            for (Saved& saved : model->saved) {
+                saved.inBackup = saved.onDisk;
+            }
         }
     }
 
@@ -88,7 +107,11 @@ private:
             });
         }
         if (!quiet) {
-            world.scheduler.Sleep(world.random.Below(3'000) * kNanosecondsPerMillisecond);
+            if (world.random.OneIn(2)) {
+                world.disk->AwaitHalfWrite(kFile, kLongestForWrite);
+            } else {
+                world.scheduler.Sleep(world.random.Below(3'000) * kNanosecondsPerMillisecond);
+            }
             EndAbruptly(ending, *round);
         }
         while (quiet && round->senders != 0) {
@@ -98,7 +121,9 @@ private:
             world.scheduler.Trace("everything is sent");
             world.scheduler.Sleep(kQuietNanoseconds);
             if (SavesAtOnce()) {
-                model->saved.onDisk = model->saved.certain;
+                for (Saved& saved : model->saved) {
+                    saved.onDisk = saved.certain;
+                }
             }
         }
         round->allHeard = true;
@@ -109,7 +134,7 @@ private:
             if (!diskWasGood && ending == Ending::SecondInit) {
                 ForgetUnsaved();
             }
-            const Saved saved = model->saved;
+            const auto saved = model->saved;
             rounds.push_back(std::move(round));
             models.push_back(std::exchange(model, std::make_unique<Model>(world, hardship)));
             model->saved = saved;
@@ -119,8 +144,20 @@ private:
             }
         } else {
             rounds.push_back(std::move(round));
+            CheckConnections();
         }
         return false;
+    }
+
+    /// Checks that no connection is counted when all peers have ended theirs.
+    void CheckConnections() {
+        const std::uint64_t end = world.scheduler.Now() + kQuietNanoseconds;
+        while (world.platform.accounting->Connections() != 0) {
+            if (world.scheduler.Now() > end) {
+                world.scheduler.Fail("a connection that has ended stays counted");
+            }
+            world.scheduler.Sleep(kQuietNanoseconds / 20);
+        }
     }
 
     void EndAbruptly(Ending ending, Round& round) {
@@ -141,16 +178,17 @@ private:
     /// A file that was being overwritten is damaged, and the next life uses the copy.
     [[noreturn]] void CarryAfterCut(const SimulatedDisk::Image& left) {
         ForgetUnsaved();
-        Carry(world, model->saved);
-        world.EndLife(left);
+        NextLife(left);
     }
 
     /// Notes that what the last hub couldn't save is lost.
     void ForgetUnsaved() {
-        if (world.platform.settings.saves == Saves::InPlace) {
-            model->saved.onDisk = model->saved.inBackup;
+        for (Saved& saved : model->saved) {
+            if (world.platform.settings.saves == Saves::InPlace) {
+                saved.onDisk = saved.inBackup;
+            }
+            saved.certain = saved.onDisk;
         }
-        model->saved.certain = model->saved.onDisk;
     }
 
     /// Stops the hub. What a disk that refuses meanwhile doesn't take is lost.
@@ -189,46 +227,52 @@ private:
 
     void CheckFile() {
         const SimulatedDisk::Image image = world.disk->Now();
-        const auto file = image.find(u"/Store/VantryProperties.ini");
+        const auto file = image.find(kFile);
         const std::string text = file == image.end() ? "" : file->second;
-        const std::size_t place = text.find("UsbPrnTxTimeout=");
-        const std::uint64_t value = place == std::string::npos
-                                        ? kSavedBase
-                                        : std::strtoull(text.c_str() + place + 16, nullptr, 10);
-        if (diskWasGood) {
-            CheckSavedValue(value, model->saved.certain);
-            model->saved.onDisk = value - kSavedBase;
+        if (!fileWasRead && hardship != Hardship::Disk && text != fileBefore) {
+            world.scheduler.Fail("values that couldn't be read are replaced");
+        }
+        if (diskWasGood && fileWasRead) {
+            for (std::size_t place = 0; place < kSavedCount; ++place) {
+                const std::string name = std::string(kSavedNames[place].name) + "=";
+                const std::size_t found = text.find(name);
+                const std::uint64_t count =
+                    found == std::string::npos ? 0 : CountIn(text.substr(found + name.size()));
+                CheckSavedCount(place, count, model->saved[place].certain);
+                model->saved[place].onDisk = count;
+            }
         } else {
             ForgetUnsaved();
         }
         if (world.random.OneIn(3)) {
-            Carry(world, model->saved);
-            world.EndLife(image);
+            NextLife(image);
         }
     }
 
-    void CheckSavedValue(std::uint64_t value, std::uint64_t least) {
-        if (value < kSavedBase + least || value > kSavedBase + model->saved.sent) {
-            world.scheduler.Fail("a saved value is lost: " + std::to_string(value) +
-                                 " instead of " + std::to_string(kSavedBase + least) + " to " +
-                                 std::to_string(kSavedBase + model->saved.sent));
+    void CheckSavedCount(std::size_t place, std::uint64_t count, std::uint64_t least) {
+        const std::uint64_t sent = model->saved[place].sent;
+        if (count < least || count > sent) {
+            world.scheduler.Fail(std::string("a saved value of ") + kSavedNames[place].name +
+                                 " is lost: the " + std::to_string(count) + ". instead of the " +
+                                 std::to_string(least) + ". to " + std::to_string(sent) + ".");
         }
     }
 
-    /// Reads the saved property after a start.
+    /// Reads the saved properties after a start.
     void CheckSaved() {
         const std::shared_ptr<Peer> peer = Peer::Connect(world, Peer::Link::Local, "first client");
-        peer->Send(std::string(R"({"PropertyGetRequests": [{)") + kSavedEntry + "}]}");
+        peer->Send(R"({"PropertyGetRequests": [{)" + SavedEntry(0) + "},{" + SavedEntry(1) + "}]}");
         if (const std::optional<std::string> text = peer->Receive(30'000)) {
             const ReceivedText read = model->Read(*peer, *text);
-            const std::uint64_t value =
-                std::strtoull(read.records.at(0).at("Value").c_str(), nullptr, 10);
-            // Where the file can't be read, the hub uses the copy or its own value.
-            const bool isRead = world.disk->Refusals() == 0;
-            CheckSavedValue(value, isRead ? model->saved.onDisk : 0);
-            if (isRead) {
-                model->saved.certain = model->saved.onDisk = value - kSavedBase;
-                model->saved.inBackup = model->saved.onDisk;
+            // Where a file can't be read, the hub uses the other one or its own values.
+            fileWasRead = world.disk->Refusals() == 0;
+            for (std::size_t place = 0; place < kSavedCount; ++place) {
+                Saved& saved = model->saved[place];
+                const std::uint64_t count = CountIn(read.records.at(place).at("Value"));
+                CheckSavedCount(place, count, fileWasRead ? saved.onDisk : 0);
+                if (fileWasRead) {
+                    saved.certain = saved.onDisk = saved.inBackup = count;
+                }
             }
         } else if (!model->MayBeCut(*peer)) {
             world.scheduler.Fail("the first client gets no answer");
@@ -241,6 +285,10 @@ private:
     /// Those of the machine itself.
     const std::size_t descriptorsBefore;
     bool diskWasGood = true;
+    /// Whether the hub had the values of the file at the start of this life.
+    bool fileWasRead = true;
+    /// What the file had then.
+    std::string fileBefore;
     std::unique_ptr<Model> model;
     /// Those that ended stay, since readers may still refer to them.
     std::vector<std::unique_ptr<Round>> rounds;

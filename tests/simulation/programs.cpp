@@ -1,7 +1,7 @@
 // The programs of the peers.
 //
 // A component reports values of its properties and reads them back, a reader asks, a subscriber
-// listens, a writer sets properties of components and the hub's saved one, and others ask for more
+// listens, a writer sets properties of components and the hub's saved ones, and others ask for more
 // than they read or send what no client sends. Each works over a random link with random pauses.
 // When the hub ends a connection, its program ends too.
 
@@ -199,27 +199,27 @@ void RunSubscriber(Program& program) {
     Listen(program, everything, subscribed);
 }
 
-/// Sets the saved property and reads it back. Returns false if the connection has ended.
+/// Sets a saved property and reads it back. Returns false if the connection has ended.
 bool SetSaved(Program& program) {
-    Saved& saved = program.model.saved;
+    const std::size_t place = program.random.Below(kSavedCount);
+    Saved& saved = program.model.saved[place];
     std::string text = R"({"PropertySetRequests": [)";
     // Sometimes more lines than the queue holds unfolded.
     const std::uint64_t count = program.random.OneIn(8) ? 150 : 1;
     for (std::uint64_t write = 0; write < count; ++write) {
         ++saved.sent;
-        text += std::string(write == 0 ? "" : ",") + "{" + kSavedEntry + R"(,"Value": ")" +
-                std::to_string(kSavedBase + saved.sent) + "\"}";
+        text += std::string(write == 0 ? "" : ",") + "{" + SavedEntry(place) + R"(,"Value": ")" +
+                SavedText(saved.sent) + "\"}";
     }
     if (!program.peer->Send(text + "]}") ||
-        !program.peer->Send(std::string(R"({"PropertyGetRequests": [{)") + kSavedEntry + "}]}")) {
+        !program.peer->Send(R"({"PropertyGetRequests": [{)" + SavedEntry(place) + "}]}")) {
         return false;
     }
     const std::optional<ReceivedText> answer = program.Answer();
     if (!answer) {
         return false;
     }
-    if (answer->records.size() != 1 ||
-        answer->records[0].at("Value") != std::to_string(kSavedBase + saved.sent)) {
+    if (answer->records.size() != 1 || answer->records[0].at("Value") != SavedText(saved.sent)) {
         program.world.scheduler.Fail(program.peer->Name() + " doesn't read what it has set");
     }
     saved.certain = saved.sent;
@@ -318,7 +318,7 @@ void PlayPart(Part part, Program& program) {
 }
 
 void Run(Round& round, std::uint32_t number, Part part) {
-    // The first is the one that sets the saved property.
+    // The first is the one that sets the saved properties.
     const Peer::Link link = LinkOf(part, round.world.random);
     const std::shared_ptr<Peer> peer =
         Peer::Connect(round.world, link, Peer::NameOf(link) + " " + std::to_string(number));
