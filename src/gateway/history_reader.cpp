@@ -179,7 +179,8 @@ HistoryReader::Answer HistoryReader::AnswerTo(const HistoryQuestion& question) c
     }
     auto past = history::History::Open(file);
     if (!past) {
-        return {503, ErrorResponse(503, past.error().text).body};
+        const unsigned status = past.error().code == client::ErrorCode::NotFound ? 404 : 503;
+        return {status, ErrorResponse(status, past.error().text).body};
     }
     return question.step ? Steps(*past, question) : Changes(*past, question);
 }

@@ -38,7 +38,8 @@ public:
     /// The most steps that Steps returns.
     static constexpr std::int64_t kMostSteps = 10'000;
 
-    /// Opens the file. Returns NotFound if it doesn't exist and Refused if it isn't a history.
+    /// Opens the file. Returns NotFound if it doesn't exist or is still empty, and Refused if it
+    /// isn't a history or can't be read now.
     static client::Result<History> Open(const std::filesystem::path& file);
 
     /// Returns all properties that were ever recorded, sorted by their names. Their values are

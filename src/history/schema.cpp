@@ -57,6 +57,13 @@ const char* NameOf(Kind kind) {
 }
 
 client::Outcome CheckSchema(Database& database) {
+    Statement tables = database.Prepare("SELECT count(*) FROM sqlite_schema");
+    if (!tables.Next()) {
+        return tables.Failure();
+    }
+    if (tables.Number(0) == 0) {
+        return client::Error{client::ErrorCode::NotFound, "nothing is recorded yet"};
+    }
     if (database.NumberOf("PRAGMA application_id") != kApplication) {
         return client::Error{client::ErrorCode::Refused, "the file isn't a history"};
     }

@@ -99,6 +99,10 @@ class Past(ApiTestCase):
         self.known(gateway, self.air)
         query = "/api/history?component=%s&group=%s&guid=%s" % (self.air.component, self.air.group, self.air.member)
         self.assertEqual(gateway.ask(query)[0], 404)
+        # A recorder has begun with its file, and has written nothing yet.
+        os.mkdir(os.path.dirname(past))
+        open(past, "w").close()
+        self.assertEqual(gateway.ask(query)[0], 404)
         recorder = subprocess.Popen([os.environ["VANTRY"], "--device", self.hub.device, "history", "record",
                                      "--file", past, "--commit", "0.1"], stdout=subprocess.DEVNULL)
         self.addCleanup(lambda: (recorder.kill(), recorder.wait()))
@@ -110,7 +114,10 @@ class Past(ApiTestCase):
             self.eventually(lambda: values()[-1:] == [value])
         self.assertEqual(values(), ["20", "21", "19"])
         changes = gateway.ask(query)[1]["changes"]
-        self.assertEqual([change["kind"] for change in changes], ["start", "change", "change"])
+        kinds = [change["kind"] for change in changes]
+        self.assertEqual(kinds[0], "start")
+        # On a machine that is held up for long, reading again can come before a publication.
+        self.assertLessEqual(set(kinds[1:]), {"change", "reconciled"})
         self.assertEqual([change["time"] for change in changes], sorted(change["time"] for change in changes))
         sums = [one for one in gateway.ask(query + "&since=-60&step=3600")[1]["steps"] if one["changes"]]
         self.assertEqual([(sum(one["changes"] for one in sums), min(one["minimum"] for one in sums),
