@@ -91,6 +91,7 @@ TEST(Text, FitsColumnsWhateverTheCharacters) {
     for (const auto& [text, columns, fitted] : cases) {
         EXPECT_EQ(Fitted(text, columns), fitted) << text;
     }
+    EXPECT_EQ(Wrapped("\u0301漢字abc", 3, 2), (std::vector<std::string>{"\u0301漢", "字…"}));
     EXPECT_EQ(Printable("a\x1b[31m\n\t\x7f"), "a\\x1b[31m\\n\\t\\x7f");
 }
 

@@ -80,6 +80,40 @@ std::string Fitted(std::string_view text, std::size_t columns) {
     return fitted + "…" + std::string(columns - 1 - used, ' ');
 }
 
+std::vector<std::string> Wrapped(std::string_view text, std::size_t columns, std::size_t most) {
+    std::vector<std::string> lines;
+    std::size_t used = 0;
+    while (!text.empty()) {
+        std::size_t length = 1;
+        while (length < text.size() && ContinuesCharacter(text[length])) {
+            ++length;
+        }
+        const std::string character(text.substr(0, length));
+        const std::size_t width = ColumnsOf(character);
+        if (lines.empty() || used + width > columns) {
+            if (lines.size() == most) {
+                lines.back() = Fitted(lines.back() + character, columns);
+                return lines;
+            }
+            lines.emplace_back();
+            used = 0;
+        }
+        lines.back() += character;
+        used += width;
+        text.remove_prefix(length);
+    }
+    return lines;
+}
+
+void RemoveLastCharacter(std::string& text) {
+    while (!text.empty() && ContinuesCharacter(text.back())) {
+        text.pop_back();
+    }
+    if (!text.empty()) {
+        text.pop_back();
+    }
+}
+
 std::string Printable(std::string_view text) {
     std::string printable;
     for (const char byte : text) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vantry::cli {
 
@@ -15,6 +16,16 @@ std::size_t ColumnsOf(std::string_view text);
 std::string Fitted(std::string_view text, std::size_t columns);
 /// Returns the text with its control characters replaced by visible escapes such as "\n".
 std::string Printable(std::string_view text);
+
+/// Returns whether the byte isn't the first one of its character in UTF-8.
+inline bool ContinuesCharacter(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
+/// Returns the text divided into lines of at most `columns` columns, at most `most` (at least 1) of
+/// them. If there would be more, the last one ends in "…".
+std::vector<std::string> Wrapped(std::string_view text, std::size_t columns, std::size_t most);
+/// Removes the last character, if there is one.
+void RemoveLastCharacter(std::string& text);
 
 /// Returns the text with each byte that isn't UTF-8 replaced by U+FFFD.
 std::string Utf8(const std::string& text);

@@ -35,8 +35,7 @@ std::string CommonBegin(const std::vector<std::string>& words) {
     }
     // A character isn't cut in the middle.
     const auto isContinued = [&](const std::string& word) {
-        return word.size() > common.size() &&
-               (static_cast<unsigned char>(word[common.size()]) & 0xC0U) == 0x80U;
+        return word.size() > common.size() && ContinuesCharacter(word[common.size()]);
     };
     while (!common.empty() && std::any_of(words.begin(), words.end(), isContinued)) {
         common.pop_back();
@@ -170,18 +169,17 @@ private:
         const std::string common = CommonBegin(completion.words) + (isOne ? " " : "");
         const std::string line = LineUpToCursor(editor);
         if (isOne || common.size() > completion.replaced) {
-            el_deletestr(editor, static_cast<int>(ColumnsToDelete(line, completion.replaced)));
+            el_deletestr(editor, static_cast<int>(LastCharacters(line, completion.replaced)));
             return el_insertstr(editor, common.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
         }
         ShowWords(completion.words);
         return CC_REDISPLAY;
     }
-    /// Returns how many characters the last bytes of the line are.
-    static std::size_t ColumnsToDelete(const std::string& line, std::size_t bytes) {
+    /// Returns how many characters the last `bytes` bytes of the line are.
+    static std::size_t LastCharacters(const std::string& line, std::size_t bytes) {
         const auto begin = line.end() - static_cast<std::ptrdiff_t>(bytes);
-        return static_cast<std::size_t>(std::count_if(begin, line.end(), [](char byte) {
-            return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
-        }));
+        return static_cast<std::size_t>(
+            std::count_if(begin, line.end(), [](char byte) { return !ContinuesCharacter(byte); }));
     }
 
     const std::string historyFile;

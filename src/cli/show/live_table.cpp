@@ -28,41 +28,6 @@ constexpr std::size_t kLeastDetail = 6;
 /// How long a value that has changed is shown so, in seconds.
 constexpr double kFresh = 1;
 
-/// Returns the text in lines of this width, at most `most` of them.
-std::vector<std::string> Wrapped(const std::string& text, std::size_t columns, std::size_t most) {
-    std::vector<std::string> lines;
-    std::size_t used = columns;
-    for (std::size_t at = 0; at < text.size();) {
-        std::size_t next = at + 1;
-        while (next < text.size() && (static_cast<unsigned char>(text[next]) & 0xC0U) == 0x80U) {
-            ++next;
-        }
-        const std::string character = text.substr(at, next - at);
-        const std::size_t width = ColumnsOf(character);
-        if (used + width > columns) {
-            if (lines.size() == most) {
-                lines.back() = Fitted(lines.back() + character, columns);
-                return lines;
-            }
-            lines.emplace_back();
-            used = 0;
-        }
-        lines.back() += character;
-        used += width;
-        at = next;
-    }
-    return lines;
-}
-
-void RemoveLastCharacter(std::string& text) {
-    while (!text.empty() && (static_cast<unsigned char>(text.back()) & 0xC0U) == 0x80U) {
-        text.pop_back();
-    }
-    if (!text.empty()) {
-        text.pop_back();
-    }
-}
-
 }  // namespace
 
 bool LiveTable::Press(int key) {
