@@ -1,10 +1,9 @@
 // The table of `vantry watch --live`.
 //
 // Each drawing is the whole screen as one text, so a change of the window's size needs no special
-// case. A line is erased before it is drawn, and each of its columns begins with a control sequence
-// that names the column: where a terminal disagrees about the width of a character, only its own
-// cell is affected. Columns are as wide as their content, as far as the window allows; what is left
-// over is for the plots.
+// case. The cursor is a row of the screen until it is moved; from then on it follows a property,
+// wherever the order of the rows takes it. The detail of that property has the lines that the rows
+// leave unused, and with the key p half of the screen.
 
 #include "cli/show/live_table.h"
 
@@ -18,11 +17,6 @@
 namespace vantry::cli {
 namespace {
 
-constexpr std::size_t kGap = 2;
-constexpr std::size_t kLeastPlot = 6;
-constexpr std::size_t kWishedPlot = 20;
-/// A second for each character.
-constexpr auto kMostPlot = static_cast<std::size_t>(kPlottedSeconds);
 /// The rows that are needed for a plot or a long text.
 constexpr std::size_t kLeastDetail = 6;
 /// How long a value that has changed is shown so, in seconds.
@@ -35,8 +29,6 @@ bool LiveTable::Press(int key) {
         Type(key);
         return true;
     }
-    const auto at = static_cast<std::ptrdiff_t>(cursor);
-    const auto step = static_cast<std::ptrdiff_t>(page);
     switch (key) {
         case 'q':
             return false;
@@ -52,6 +44,19 @@ bool LiveTable::Press(int key) {
         case 'p':
             wantsDetail = !wantsDetail;
             break;
+        default:
+            Move(key);
+            break;
+    }
+    rows.FilterBy(filter);
+    rows.SortBy(order);
+    return true;
+}
+
+void LiveTable::Move(int key) {
+    const auto at = static_cast<std::ptrdiff_t>(cursor);
+    const auto step = static_cast<std::ptrdiff_t>(page);
+    switch (key) {
         case 'j':
         case Key::kDown:
             MoveTo(at + 1);
@@ -79,9 +84,6 @@ bool LiveTable::Press(int key) {
         default:
             break;
     }
-    rows.FilterBy(filter);
-    rows.SortBy(order);
-    return true;
 }
 
 void LiveTable::Type(int key) {
@@ -96,7 +98,7 @@ void LiveTable::Type(int key) {
         filter.clear();
     }
     rows.FilterBy(filter);
-    widest = Widths();
+    widest = LiveWidths();
 }
 
 void LiveTable::MoveTo(std::ptrdiff_t row) {
@@ -133,7 +135,7 @@ std::size_t LiveTable::DetailRows(std::size_t shown, std::size_t body) const {
     return wantsDetail && body > 2 * kLeastDetail ? body / 2 : 0;
 }
 
-LiveTable::Cells LiveTable::CellsOf(const LiveRow& row) const {
+LiveCells LiveTable::CellsOf(const LiveRow& row) const {
     std::string value =
         row.property.available ? Printable(row.property.value) : std::string("(withdrawn)");
     const auto owner = catalog.OwnerOf(row.property).presence;
@@ -144,68 +146,24 @@ LiveTable::Cells LiveTable::CellsOf(const LiveRow& row) const {
             ""};
 }
 
-LiveTable::Widths LiveTable::Fit(std::size_t columns) const {
-    Widths widths = widest;
-    const std::size_t others =
-        kGap + kGap + widths.age + (widths.unit > 0 ? kGap + widths.unit : 0);
-    if (columns < others + 10) {
-        return {columns / 2, columns - columns / 2 - std::min(kGap, columns), 0, 0, 0};
-    }
-    const std::size_t available = columns - others;
-    // A long value, which the detail shows whole, leaves room for the plots.
-    if (widths.value > available / 3) {
-        const std::size_t rest = available - std::min(available, widths.name + kGap + kWishedPlot);
-        widths.value = std::min(widths.value, std::max(available / 3, rest));
-    }
-    if (widths.name + widths.value > available) {
-        const std::size_t least = std::min(widths.value, available / 3);
-        widths.value = std::max(available - std::min(available, widths.name), least);
-        widths.name = available - widths.value;
-    }
-    const std::size_t left = available - widths.name - widths.value;
-    widths.plot = left >= kLeastPlot + kGap ? std::min(left - kGap, kMostPlot) : 0;
-    return widths;
-}
-
-std::string LiveTable::Line(const Cells& cells, const Widths& widths) {
-    std::string line;
-    std::size_t column = 1;
-    const auto add = [&](const std::string& text, std::size_t width) {
-        if (width > 0) {
-            line += (column > 1 ? std::string(kGap, ' ') : "") +
-                    fmt::format("\x1b[{}G", column + (column > 1 ? kGap : 0)) + text;
-            column += width + (column > 1 ? kGap : 0);
-        }
-    };
-    add(Fitted(cells.name, widths.name), widths.name);
-    add(Fitted(cells.value, widths.value), widths.value);
-    add(Fitted(cells.unit, widths.unit), widths.unit);
-    add(Fitted(cells.age, widths.age), widths.age);
-    add(cells.plot, widths.plot);
-    return line;
-}
-
 std::vector<std::string> LiveTable::RowLines(const std::vector<const LiveRow*>& shown,
                                              std::size_t visible, const TerminalSize& size,
                                              const LiveState& state, const Style& style) {
-    std::vector<Cells> cells;
+    std::vector<LiveCells> cells;
     for (std::size_t row = top; row < std::min(top + visible, shown.size()); ++row) {
         cells.push_back(CellsOf(*shown[row]));
-        widest.name = std::max(widest.name, ColumnsOf(cells.back().name));
-        widest.value = std::max(widest.value, ColumnsOf(cells.back().value));
-        widest.unit = std::max(widest.unit, ColumnsOf(cells.back().unit));
-        widest.age = std::max(widest.age, ColumnsOf(cells.back().age));
+        widest.Cover(cells.back());
     }
-    const Widths widths = Fit(size.columns - 1);
+    const LiveWidths widths = widest.FittedTo(size.columns - 1);
     std::vector<std::string> lines = {style.Faint(
-        Line({"name", "value", "unit", "age", Fitted("last minute", widths.plot)}, widths))};
+        LineOf({"name", "value", "unit", "age", Fitted("last minute", widths.plot)}, widths))};
     const TimeSpan span{state.seconds - kPlottedSeconds, state.seconds};
     for (std::size_t place = 0; place < cells.size(); ++place) {
         const LiveRow& row = *shown[top + place];
         const bool hasPlot = row.samples.size() > 1;
         cells[place].plot =
             hasPlot ? Sparkline(row.samples, span, widths.plot) : std::string(widths.plot, ' ');
-        const std::string line = Line(cells[place], widths);
+        const std::string line = LineOf(cells[place], widths);
         const bool isFresh = row.changedAt >= 0 && state.seconds - row.changedAt < kFresh;
         lines.push_back(top + place == cursor ? Style::Selected(line)
                         : !state.connected    ? style.Faint(line)
@@ -218,7 +176,7 @@ std::vector<std::string> LiveTable::RowLines(const std::vector<const LiveRow*>& 
 std::vector<std::string> LiveTable::DetailLines(const LiveRow& row, std::size_t columns,
                                                 std::size_t lines, const LiveState& state,
                                                 const Style& style) const {
-    const Cells cells = CellsOf(row);
+    const LiveCells cells = CellsOf(row);
     const std::string unit = cells.unit.empty() ? "" : " " + cells.unit;
     const client::Owners::State owner = catalog.OwnerOf(row.property);
     std::vector<std::string> detail = {style.Heading(
@@ -255,7 +213,7 @@ std::string LiveTable::Footer(std::size_t visible) const {
 
 std::string LiveTable::Draw(const TerminalSize& size, const LiveState& state, const Style& style) {
     if (std::exchange(drawnColumns, size.columns) != size.columns) {
-        widest = Widths();
+        widest = LiveWidths();
     }
     const std::string title = Title(state);
     const std::size_t width = std::max<std::size_t>(size.columns, 2) - 1;

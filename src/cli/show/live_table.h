@@ -7,6 +7,7 @@
 
 #include "cli/base/terminal.h"
 #include "cli/select/catalog.h"
+#include "cli/show/live_columns.h"
 #include "cli/show/live_rows.h"
 
 namespace vantry::cli {
@@ -38,30 +39,16 @@ public:
     std::string Draw(const TerminalSize& size, const LiveState& state, const Style& style);
 
 private:
-    /// How many columns each part of a row has.
-    struct Widths {
-        std::size_t name = 4;
-        std::size_t value = 5;
-        std::size_t unit = 0;
-        std::size_t age = 3;
-        std::size_t plot = 0;
-    };
-    /// The texts of a row.
-    struct Cells {
-        std::string name;
-        std::string value;
-        std::string unit;
-        std::string age;
-        std::string plot;
-    };
-
+    /// Adds a key to the filter, or ends typing it.
     void Type(int key);
+    /// Moves the cursor if the key is one that does so.
+    void Move(int key);
     void MoveTo(std::ptrdiff_t row);
+    /// Places the cursor where its property is now, and the first row so that the cursor is shown.
     void PlaceCursor(const std::vector<const LiveRow*>& shown, std::size_t visible);
+    /// Returns how many of `body` lines the detail has, of which the rows need `shown`.
     std::size_t DetailRows(std::size_t shown, std::size_t body) const;
-    Cells CellsOf(const LiveRow& row) const;
-    Widths Fit(std::size_t columns) const;
-    static std::string Line(const Cells& cells, const Widths& widths);
+    LiveCells CellsOf(const LiveRow& row) const;
     std::vector<std::string> RowLines(const std::vector<const LiveRow*>& shown, std::size_t visible,
                                       const TerminalSize& size, const LiveState& state,
                                       const Style& style);
@@ -87,7 +74,7 @@ private:
     std::size_t page = 1;
     /// The widest texts that were shown at this size and with this filter, so that columns don't
     /// jump with every value.
-    Widths widest;
+    LiveWidths widest;
     std::size_t drawnColumns = 0;
 };
 
