@@ -1,9 +1,9 @@
 // A plot of characters.
 //
-// Each character is a Braille pattern of two by four dots, so a plot of 60 by 10 characters has 120
-// by 40 dots. Each column of dots stands for an equal part of the time and is filled between the
-// smallest and the largest number in it, and up to the number before it, so that the dots are a
-// connected line and no peak is lost, however long the time is.
+// A plot of 60 by 10 characters has 120 by 40 dots (see BrailleDots). Each column of dots stands
+// for an equal part of the time and is filled between the smallest and the largest number in it,
+// and up to the number before it, so that the dots are a connected line and no peak is lost,
+// however long the time is.
 
 #include "cli/measure/text_plot.h"
 
@@ -14,47 +14,14 @@
 #include <map>
 
 #include "cli/base/text.h"
+#include "cli/show/braille_dots.h"
 
 namespace vantry::cli {
 namespace {
 
-/// The dots of a plot, from the top left.
-class Dots {
-public:
-    Dots(std::size_t columns, std::size_t rows)
-        : width(2 * columns), height(4 * rows), cells(columns * rows, 0), perRow(columns) {}
-
-    std::size_t Width() const { return width; }
-    std::size_t Height() const { return height; }
-    /// Sets the dots of a column between two rows, both included.
-    void Fill(std::size_t column, std::size_t from, std::size_t to) {
-        constexpr unsigned kBits[2][4] = {{0x01, 0x02, 0x04, 0x40}, {0x08, 0x10, 0x20, 0x80}};
-        for (std::size_t row = std::min(from, to); row <= std::max(from, to); ++row) {
-            cells[row / 4 * perRow + column / 2] |= kBits[column % 2][row % 4];
-        }
-    }
-    /// Returns a row of characters as UTF-8.
-    std::string Row(std::size_t row) const {
-        std::string text;
-        for (std::size_t column = 0; column < perRow; ++column) {
-            const unsigned cell = cells[row * perRow + column];
-            text += cell == 0 ? std::string(" ")
-                              : std::string({'\xE2', static_cast<char>(0xA0 | cell >> 6U),
-                                             static_cast<char>(0x80 | (cell & 0x3FU))});
-        }
-        return text;
-    }
-
-private:
-    std::size_t width;
-    std::size_t height;
-    std::vector<unsigned> cells;
-    std::size_t perRow;
-};
-
-Dots DotsOf(const std::vector<Slice>& slices, const Extent& scale, std::size_t columns,
-            std::size_t rows) {
-    Dots dots(columns, rows);
+BrailleDots DotsOf(const std::vector<Slice>& slices, const Extent& scale, std::size_t columns,
+                   std::size_t rows) {
+    BrailleDots dots(columns, rows);
     const auto rowOf = [&](double number) {
         const double part = (number - scale.low) / (scale.high - scale.low);
         const auto last = static_cast<double>(dots.Height() - 1);
@@ -152,7 +119,7 @@ std::vector<std::string> DrawTextPlot(const Series& series, Moment begin, Moment
     }
     const std::size_t plotColumns = columns - std::min(labelColumns + 1, columns - 1);
     const std::vector<Slice> slices = SlicesOf(series, begin, end, 2 * plotColumns);
-    const Dots dots = DotsOf(slices, scale, plotColumns, plotRows);
+    const BrailleDots dots = DotsOf(slices, scale, plotColumns, plotRows);
     std::vector<std::string> lines = {
         style.Heading(Fitted(HeadingOf(series, ExtentOf(slices)), columns))};
     for (std::size_t row = 0; row < plotRows; ++row) {

@@ -1,8 +1,7 @@
 // Plots over time for a terminal.
 //
 // A property keeps its value until it changes. The time is divided into as many parts as there are
-// points across, and each part has its last, lowest and highest value. The curve is drawn in
-// braille characters, each of which has two points across and four down; a vertical line covers
+// dots across, and each part has its last, lowest and highest value. A vertical line of dots covers
 // what the value did in a part and its jump from the one before, so that no peak is lost.
 
 #include "cli/show/time_plot.h"
@@ -16,6 +15,7 @@
 #include <utility>
 
 #include "cli/base/text.h"
+#include "cli/show/braille_dots.h"
 
 namespace vantry::cli {
 namespace {
@@ -71,35 +71,10 @@ double PartOf(double number, const std::pair<double, double>& range) {
     return span > 0 ? (number - range.first) / span : 0.5;
 }
 
-/// Dots in braille characters.
-class Dots {
-public:
-    Dots(std::size_t columns, std::size_t rows) : cells(rows, std::vector<unsigned>(columns)) {}
-
-    /// Sets a dot; `down` is counted from the top.
-    void Set(std::size_t across, std::size_t down) {
-        constexpr unsigned kBits[4][2] = {{0x01, 0x08}, {0x02, 0x10}, {0x04, 0x20}, {0x40, 0x80}};
-        cells[down / 4][across / 2] |= kBits[down % 4][across % 2];
-    }
-    std::string Line(std::size_t row) const {
-        std::string line;
-        for (const unsigned bits : cells[row]) {
-            // U+2800 and the bits, in UTF-8.
-            line += bits == 0 ? std::string(" ")
-                              : std::string{'\xE2', static_cast<char>(0xA0 | (bits >> 6U)),
-                                            static_cast<char>(0x80 | (bits & 0x3FU))};
-        }
-        return line;
-    }
-
-private:
-    std::vector<std::vector<unsigned>> cells;
-};
-
-Dots Curve(const Points& points, const std::pair<double, double>& range, std::size_t columns,
-           std::size_t rows) {
-    Dots dots(columns, rows);
-    const auto lowestDot = static_cast<double>(rows * 4 - 1);
+BrailleDots Curve(const Points& points, const std::pair<double, double>& range, std::size_t columns,
+                  std::size_t rows) {
+    BrailleDots dots(columns, rows);
+    const auto lowestDot = static_cast<double>(dots.Height() - 1);
     const auto downOf = [&](double number) {
         return static_cast<std::size_t>(std::lround(lowestDot * (1 - PartOf(number, range))));
     };
@@ -107,10 +82,8 @@ Dots Curve(const Points& points, const std::pair<double, double>& range, std::si
     for (std::size_t across = 0; across < points.size(); ++across) {
         if (const std::optional<Point>& point = points[across]) {
             const double from = before.value_or(point->last);
-            const std::size_t bottom = downOf(std::min(from, point->lowest));
-            for (std::size_t dot = downOf(std::max(from, point->highest)); dot <= bottom; ++dot) {
-                dots.Set(across, dot);
-            }
+            dots.Fill(across, downOf(std::max(from, point->highest)),
+                      downOf(std::min(from, point->lowest)));
             before = point->last;
         }
     }
@@ -177,7 +150,7 @@ std::vector<std::string> TimePlot(const std::deque<TimedNumber>& samples, const 
     const std::size_t plotColumns = columns - labelColumns - 2;
     const std::size_t plotRows = rows - kAxisRows;
     const Points points = Sampled(samples, span, 2 * plotColumns);
-    const Dots dots = Curve(points, *range, plotColumns, plotRows);
+    const BrailleDots dots = Curve(points, *range, plotColumns, plotRows);
     std::vector<std::string> lines;
     for (std::size_t row = 0; row < plotRows; ++row) {
         const bool isFlat = range->first == range->second;
@@ -187,7 +160,7 @@ std::vector<std::string> TimePlot(const std::deque<TimedNumber>& samples, const 
                                   : row + 1 == plotRows                                 ? labels[1]
                                                                                         : "";
         lines.push_back(fmt::format("{:>{}} {}{}", label, labelColumns, label.empty() ? "│" : "┤",
-                                    dots.Line(row)));
+                                    dots.Row(row)));
     }
     const std::string indent(labelColumns + 1, ' ');
     const std::array<std::string, 2> axis = TimeAxis(span, plotColumns);
