@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <map>
 #include <memory>
 
 #include "cli/base/command_line.h"
@@ -21,20 +20,21 @@
 #include "cli/history/history_options.h"
 #include "cli/history/time_text.h"
 #include "cli/measure/chart.h"
+#include "cli/measure/live_series.h"
+#include "cli/measure/recorded_series.h"
 #include "cli/measure/text_plot.h"
-#include "cli/select/property_names.h"
 #include "cli/values/watch_session.h"
-#include "history/step_sums.h"
 
 namespace vantry::cli {
 namespace {
 
-using client::Property;
 using std::chrono::milliseconds;
 
+/// How long numbers are recorded without a terminal, unless --for sets it.
 constexpr const char* kUsualTime = "10s";
-/// What a live plot shows, unless --for tells.
+/// The time that a live plot shows, unless --for sets it.
 constexpr Moment kShownLive = history::kMinute;
+/// The lines of each plot that is printed.
 constexpr std::size_t kPrintedRows = 16;
 
 struct PlotOptions {
@@ -44,73 +44,6 @@ struct PlotOptions {
     std::string svg;
     std::string png;
     bool force = false;
-};
-
-/// What is drawn.
-struct Recording {
-    std::vector<Series> all;
-    Moment begin = 0;
-    Moment end = 0;
-};
-
-client::Error NoNumber(const std::string& name, const std::string& value) {
-    return {client::ErrorCode::Refused,
-            name + " is no number but \"" + value + "\", so it can't be plotted"};
-}
-
-/// The series of a subscription.
-class Recorder {
-public:
-    /// Begins with the properties that the session has selected. Returns Refused if a property that
-    /// was named by itself isn't a number, or if none is.
-    static client::Result<Recorder> Begin(WatchSession& session,
-                                          const std::vector<std::string>& words) {
-        Recorder recorder(session);
-        const auto selected = session.Known().Select(words);
-        for (const Property& property : selected ? *selected : std::vector<Property>()) {
-            if (history::NumberOf(property.value)) {
-                recorder.Take(property);
-            } else if (selected->size() == 1 || session.Find(words.front())) {
-                return NoNumber(session.Known().NameOf(property), property.value);
-            }
-        }
-        return recorder;
-    }
-
-    /// Records what arrives within the time.
-    void TakeFor(milliseconds time) {
-        const auto end = std::chrono::steady_clock::now() + time;
-        do {
-            const auto left =
-                std::chrono::ceil<milliseconds>(end - std::chrono::steady_clock::now());
-            const auto change = session->Take(std::clamp(left, milliseconds(0), milliseconds(100)));
-            if (change && (places.count(change->id) > 0 || history::NumberOf(change->value))) {
-                Take(*change);
-            }
-        } while (!Interrupted() && std::chrono::steady_clock::now() < end);
-    }
-    /// Returns what was recorded since the moment.
-    Recording Since(Moment begin) const { return {all, std::max(begin, start), history::Now()}; }
-    Moment Start() const { return start; }
-
-private:
-    explicit Recorder(WatchSession& itsSession) : session(&itsSession) {}
-
-    void Take(const Property& property) {
-        const auto [place, isNew] = places.emplace(property.id, all.size());
-        if (isNew) {
-            all.push_back(
-                {session->Known().NameOf(property), session->Known().DescriptionOf(property).unit});
-        }
-        all[place->second].points.push_back({history::Now(), property.available
-                                                                 ? history::NumberOf(property.value)
-                                                                 : std::nullopt});
-    }
-
-    WatchSession* session;
-    Moment start = history::Now();
-    std::vector<Series> all;
-    std::map<client::PropertyId, std::size_t> places;
 };
 
 std::vector<std::string> DrawAll(const Recording& recording, std::size_t columns,
@@ -124,10 +57,10 @@ std::vector<std::string> DrawAll(const Recording& recording, std::size_t columns
     return lines;
 }
 
-void DrawScreen(const WatchSession& session, const Recorder& recorder, Moment shown,
+void DrawScreen(const WatchSession& session, const LiveSeries& series, Moment shown,
                 const Style& style) {
     const TerminalSize size = TerminalSize::Now();
-    const Recording recording = recorder.Since(history::Now() - shown);
+    const Recording recording = series.Since(history::Now() - shown);
     constexpr std::size_t kLeastRows = 6;
     const std::size_t count = std::max<std::size_t>(recording.all.size(), 1);
     const std::string footer =
@@ -140,13 +73,13 @@ void DrawScreen(const WatchSession& session, const Recorder& recorder, Moment sh
 
 /// Draws what arrived within the last time of this length until q is pressed or, unless it is
 /// endless, the time has passed.
-void ShowLive(WatchSession& session, Recorder& recorder, Moment shown, bool endless,
+void ShowLive(WatchSession& session, LiveSeries& series, Moment shown, bool endless,
               const Style& style) {
     constexpr milliseconds kRefresh(200);
     Screen screen;
-    while (!Interrupted() && (endless || history::Now() - recorder.Start() < shown)) {
-        recorder.TakeFor(kRefresh);
-        DrawScreen(session, recorder, shown, style);
+    while (!Interrupted() && (endless || history::Now() - series.Start() < shown)) {
+        series.TakeFor(kRefresh);
+        DrawScreen(session, series, shown, style);
         if (screen.KeyWithin(0) == 'q') {
             break;
         }
@@ -163,60 +96,17 @@ client::Result<Recording> RecordNow(const Context& context, const PlotOptions& o
     if (!session) {
         return session.error();
     }
-    auto recorder = Recorder::Begin(**session, options.words);
-    if (!recorder) {
-        return recorder.error();
+    auto series = LiveSeries::Begin(**session, options.words);
+    if (!series) {
+        return series.error();
     }
     CatchInterrupts();
     if (live) {
-        ShowLive(**session, *recorder, shown, endless, Style(context.Fancy()));
+        ShowLive(**session, *series, shown, endless, Style(context.Fancy()));
     } else {
-        recorder->TakeFor(given);
+        series->TakeFor(given);
     }
-    return recorder->Since(history::Now() - shown);
-}
-
-client::Result<Series> SeriesOf(history::History& history, const Property& property,
-                                history::Span span) {
-    constexpr std::size_t kMostChanges = 10'000'000;
-    const auto changes = history.Changes(property.id, span, kMostChanges);
-    if (!changes) {
-        return changes.error();
-    }
-    Series series{property.name, ""};
-    for (const history::Sample& sample : *changes) {
-        series.points.push_back(
-            {sample.time, sample.value ? history::NumberOf(*sample.value) : std::nullopt});
-    }
-    return series;
-}
-
-client::Result<Recording> ReadHistory(const PlotOptions& options, history::Span span) {
-    auto history = history::History::Open(options.history.File());
-    if (!history) {
-        return history.error();
-    }
-    const auto known = history->Properties();
-    const auto recorded = history->Recorded();
-    if (!known || !recorded) {
-        return known ? recorded.error() : known.error();
-    }
-    const auto selected = SelectByName(*known, options.words);
-    if (!selected) {
-        return selected.error();
-    }
-    span.begin = std::max(span.begin, recorded->begin);
-    Recording recording{{}, span.begin, span.end};
-    for (const Property& property : *selected) {
-        const auto series = SeriesOf(*history, property, span);
-        if (!series) {
-            return series.error();
-        }
-        if (ExtentOf(SlicesOf(*series, span.begin, span.end, 1))) {
-            recording.all.push_back(*series);
-        }
-    }
-    return recording;
+    return series->Since(history::Now() - shown);
 }
 
 void PrintJson(const Recording& recording) {
@@ -291,8 +181,8 @@ int RunPlot(const Context& context, const PlotOptions& options) {
     if (!time || !span) {
         return FailUsage((time ? span.error() : time.error()).text);
     }
-    const auto recording =
-        isPast ? ReadHistory(options, *span) : RecordNow(context, options, *time);
+    const auto recording = isPast ? ReadSeries(options.history.File(), options.words, *span)
+                                  : RecordNow(context, options, *time);
     if (!recording) {
         return Fail(recording.error());
     }

@@ -28,6 +28,13 @@ struct Series {
     std::optional<double> Last() const;
 };
 
+/// Series of the same span of time, in the order in which they are drawn.
+struct Recording {
+    std::vector<Series> all = {};
+    Moment begin = 0;
+    Moment end = 0;
+};
+
 /// The smallest and the largest of some numbers.
 struct Extent {
     double low;
@@ -58,8 +65,8 @@ std::vector<double> RoundNumbers(const Extent& extent, std::size_t most);
 /// Returns the round moments of the local time between the two that divide it into `most` parts at
 /// most.
 std::vector<Moment> RoundMoments(Moment begin, Moment end, std::size_t most);
-/// Returns a moment of a span of this length in as few characters as tell it, such as "14:05:09" or
-/// "11-25 14:05".
+/// Returns a moment in local time, as exact as a label in a span of this length must be, such as
+/// "14:05:09" or "11-25 14:05".
 std::string MomentLabel(Moment moment, Moment length);
 
 }  // namespace vantry::cli
