@@ -32,6 +32,7 @@ struct Captured {
     /// Why the file can't be written any longer; empty if it can.
     std::string problem;
 
+    /// Returns whether the file was written; keeps the problem if not.
     bool Keep(const client::Outcome& written) {
         if (!written) {
             problem = written.error().text;
@@ -49,18 +50,11 @@ void PrintProgress(const Captured& captured) {
     }
 }
 
-int RunCapture(const Context& context, CaptureOptions options) {
-    const auto endpoint = context.HubEndpoint();
-    if (!endpoint) {
-        return Fail(endpoint.error());
-    }
-    if (options.listen.empty()) {
-        options.listen = options.file + ".sock";
-    }
-    Captured captured;
-    PcapngFile file;
-    Relay relay(
-        *endpoint, PcapngFile::kMostBytes,
+/// Returns a relay that writes what it passes on to the file and counts it. It must not outlive
+/// them.
+Relay RelayInto(PcapngFile& file, Captured& captured, const client::Endpoint& hub) {
+    return Relay(
+        hub, PcapngFile::kMostBytes,
         [&](std::uint32_t number, const std::string& program) {
             ++captured.connections;
             return captured.Keep(
@@ -73,6 +67,34 @@ int RunCapture(const Context& context, CaptureOptions options) {
                 number, toHub ? PcapngFile::Direction::Inbound : PcapngFile::Direction::Outbound,
                 std::chrono::system_clock::now(), kept, length));
         });
+}
+
+int PrintResult(const Context& context, const std::string& file, const Captured& captured) {
+    if (!captured.problem.empty()) {
+        return Fail({client::ErrorCode::Refused, captured.problem});
+    }
+    if (context.json) {
+        fmt::print("{}\n", OneLine({{"file", file},
+                                    {"frames", captured.frames},
+                                    {"bytes", captured.bytes},
+                                    {"connections", captured.connections}}));
+    } else {
+        fmt::print("{}: {}\n", file, captured.Text());
+    }
+    return Exit::kDone;
+}
+
+int RunCapture(const Context& context, CaptureOptions options) {
+    const auto endpoint = context.HubEndpoint();
+    if (!endpoint) {
+        return Fail(endpoint.error());
+    }
+    if (options.listen.empty()) {
+        options.listen = options.file + ".sock";
+    }
+    Captured captured;
+    PcapngFile file;
+    Relay relay = RelayInto(file, captured, *endpoint);
     if (const client::Outcome good = relay.Listen(options.listen); !good) {
         return Fail(good.error());
     }
@@ -89,18 +111,7 @@ int RunCapture(const Context& context, CaptureOptions options) {
     if (isatty(STDERR_FILENO) == 1) {
         fmt::print(stderr, "\n");
     }
-    if (!captured.problem.empty()) {
-        return Fail({client::ErrorCode::Refused, captured.problem});
-    }
-    if (context.json) {
-        fmt::print("{}\n", OneLine({{"file", options.file},
-                                    {"frames", captured.frames},
-                                    {"bytes", captured.bytes},
-                                    {"connections", captured.connections}}));
-    } else {
-        fmt::print("{}: {}\n", options.file, captured.Text());
-    }
-    return Exit::kDone;
+    return PrintResult(context, options.file, captured);
 }
 
 }  // namespace

@@ -37,8 +37,7 @@ public:
     /// Refused if something else is at this path; what an earlier relay left there is replaced.
     client::Outcome Listen(const std::string& path);
     /// Carries bytes until a signal interrupts it or a function returns false, and then closes all
-    /// connections. Calls `tick` about
-    /// once a second.
+    /// connections. Calls `tick` about once a second.
     void Run(const std::function<void()>& tick);
 
 private:
