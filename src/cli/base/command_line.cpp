@@ -22,6 +22,7 @@
 #include <system_error>
 #include <utility>
 
+#include "cli/base/argument_checks.h"
 #include "cli/base/suggestions.h"
 #include "cli/help/topics.h"
 
@@ -31,46 +32,6 @@ namespace {
 int NotWritten(int number) {
     std::fprintf(stderr, "vantry: can't write the output: %s\n", std::strerror(number));
     return Exit::kRefused;
-}
-
-CLI::Validator Between(double least, double most) {
-    return CLI::Validator(
-        [least, most](const std::string& text) {
-            double number = 0;
-            return CLI::detail::lexical_cast(text, number) && number >= least && number <= most
-                       ? std::string()
-                       : fmt::format("'{}' is no number from {} to {}", text, least, most);
-        },
-        "");
-}
-
-template <typename Value>
-void AddNumber(CLI::App& command, const char* name, Value& into, double least, double most,
-               const char* help) {
-    CLI::Option* const option =
-        command.add_option(name, into, help)->check(Between(least, most))->type_name("NUMBER");
-    if (into != 0) {
-        option->capture_default_str();
-    }
-}
-
-CLI::Option* Demand(CLI::Option* option, CommandOptions::Need need) {
-    return option->required(need == CommandOptions::Need::kRequired);
-}
-
-/// Stands before what follows --, because CLI11 ends the list of a command's words there.
-constexpr char kPlainMark = '\x01';
-
-/// Has the option take words without the mark.
-CLI::Option* WithoutMark(CLI::Option* option) {
-    return option->transform(CLI::Validator(
-        [](std::string& word) {
-            if (word.starts_with(kPlainMark)) {
-                word.erase(0, 1);
-            }
-            return std::string();
-        },
-        ""));
 }
 
 /// Returns the words without the program's name and --, in the reverse order, as CLI11 takes them.
@@ -100,59 +61,6 @@ std::string FooterOf(const CommandText& text) {
 }
 
 }  // namespace
-
-CommandOptions& CommandOptions::Text(const char* name, std::string& into, const char* help,
-                                     Need need) {
-    WithoutMark(Demand(command.add_option(name, into, help), need));
-    return *this;
-}
-
-CommandOptions& CommandOptions::Texts(const char* name, std::vector<std::string>& into,
-                                      const char* help, Need need) {
-    WithoutMark(Demand(command.add_option(name, into, help), need));
-    return *this;
-}
-
-CommandOptions& CommandOptions::Each(const char* name, std::vector<std::string>& into,
-                                     const char* help) {
-    command.add_option(name, into, help)->allow_extra_args(false);
-    return *this;
-}
-
-CommandOptions& CommandOptions::OneOf(const char* name, std::string& into,
-                                      const std::vector<std::string>& words, const char* help,
-                                      Need need) {
-    std::string listed;
-    for (const std::string& word : words) {
-        listed += (listed.empty() ? "" : "|") + word;
-    }
-    const auto check = [words, listed](const std::string& text) {
-        return std::find(words.begin(), words.end(), text) != words.end()
-                   ? std::string()
-                   : "'" + text + "' is none of " + listed;
-    };
-    Demand(
-        command.add_option(name, into, help)->check(CLI::Validator(check, ""))->type_name(listed),
-        need);
-    return *this;
-}
-
-CommandOptions& CommandOptions::Flag(const char* name, bool& into, const char* help) {
-    command.add_flag(name, into, help);
-    return *this;
-}
-
-CommandOptions& CommandOptions::Number(const char* name, double& into, double least, double most,
-                                       const char* help) {
-    AddNumber(command, name, into, least, most, help);
-    return *this;
-}
-
-CommandOptions& CommandOptions::Count(const char* name, int& into, int least, int most,
-                                      const char* help) {
-    AddNumber(command, name, into, least, most, help);
-    return *this;
-}
 
 CommandLine::CommandLine()
     : app(std::make_unique<CLI::App>(
