@@ -1,8 +1,8 @@
 // Why no hub is reached at a local device.
 //
-// The client library tells the error of the last step alone. Here each step is looked at by itself:
-// whether the file is there, what it is, whether this user may open it, whether a program listens,
-// and which one. The kernel's table of sockets also tells where another hub listens.
+// The client library reports the error of the last step alone. Here each step is looked at by
+// itself: whether the file is there, what it is, whether this user may open it, whether a program
+// listens, and which one. The kernel's table of sockets also shows where another hub listens.
 
 #include "cli/doctor/device_findings.h"
 
@@ -20,6 +20,7 @@
 #include <set>
 
 #include "cli/base/text.h"
+#include "cli/doctor/reach.h"
 #include "cli/sockets/connections.h"
 #include "cli/sockets/socket_table.h"
 
@@ -53,47 +54,40 @@ std::string GroupName(gid_t group) {
     return found == nullptr ? std::to_string(group) : found->gr_name;
 }
 
-/// Returns the path itself, or the folder on the way to it, that this user may not use.
-fs::path Barrier(const fs::path& device) {
-    fs::path way;
+/// Returns the first folder on the path that this user may not enter, or else the path itself.
+fs::path ClosedPart(const fs::path& device) {
+    fs::path folder;
     for (const fs::path& part : fs::absolute(device).parent_path()) {
-        way /= part;
-        if (access(way.c_str(), X_OK) != 0) {
-            return way;
+        folder /= part;
+        if (access(folder.c_str(), X_OK) != 0) {
+            return folder;
         }
     }
     return device;
 }
 
-void NoPermission(const fs::path& device, Findings& into) {
-    const fs::path barrier = Barrier(device);
+void AddNoPermission(const fs::path& device, Findings& into) {
+    const fs::path closed = ClosedPart(device);
     struct stat found {};
-    const bool isKnown = stat(barrier.c_str(), &found) == 0;
+    const bool isKnown = stat(closed.c_str(), &found) == 0;
     const std::string group = isKnown ? GroupName(found.st_gid) : "vantry";
     const std::string user = UserName(geteuid());
-    into.Wrong(
+    into.AddWrong(
         "this user may not use the local device",
-        barrier.string() + (isKnown ? " is of the group " + group : "") + "; this is " + user,
+        closed.string() + (isKnown ? " is of the group " + group : "") + "; this is " + user,
         "join the group: sudo usermod -aG " + group + " " + user +
             ", and log in again; or run the command with sudo");
 }
 
 /// Returns the number of the error of connecting to the socket, or 0.
-int ConnectError(const fs::path& device) {
+int ConnectErrorAt(const fs::path& device) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (device.native().size() >= sizeof address.sun_path) {
         return ENAMETOOLONG;
     }
     std::memcpy(address.sun_path, device.c_str(), device.native().size());
-    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const int number =
-        descriptor < 0 || connect(descriptor, reinterpret_cast<const sockaddr*>(&address),
-                                  sizeof address) != 0
-            ? errno
-            : 0;
-    close(descriptor);
-    return number;
+    return ConnectError(reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }
 
 std::string ListenerText(const fs::path& device) {
@@ -103,41 +97,43 @@ std::string ListenerText(const fs::path& device) {
                                : "the program that listens there isn't known to this user";
 }
 
-void Missing(const fs::path& device, Findings& into) {
+void AddMissing(const fs::path& device, Findings& into) {
     std::error_code ignored;
     const fs::path folder = fs::absolute(device).parent_path();
-    into.Wrong("no hub runs here",
-               fs::exists(folder, ignored) ? "there is no " + device.string()
-                                           : "there is no folder " + folder.string(),
-               kStart + OtherPlaces(device));
+    into.AddWrong("no hub runs here",
+                  fs::exists(folder, ignored) ? "there is no " + device.string()
+                                              : "there is no folder " + folder.string(),
+                  kStart + OtherPlaces(device));
 }
 
-void NoSocket(const fs::path& device, bool isFolder, Findings& into) {
+void AddNoSocket(const fs::path& device, bool isFolder, Findings& into) {
     std::error_code ignored;
     const fs::path inside = device / "PRN1";
-    into.Wrong("the local device is no socket",
-               device.string() + (isFolder ? " is a folder" : " is a file"),
-               isFolder && fs::is_socket(inside, ignored)
-                   ? "name the socket in it: --device " + ShellQuoted(inside)
-                   : "name the socket PRN1 of the hub" + OtherPlaces(device));
+    into.AddWrong("the local device is no socket",
+                  device.string() + (isFolder ? " is a folder" : " is a file"),
+                  isFolder && fs::is_socket(inside, ignored)
+                      ? "name the socket in it: --device " + ShellQuoted(inside)
+                      : "name the socket PRN1 of the hub" + OtherPlaces(device));
 }
 
-void Refusing(const fs::path& device, const client::Error& failure, Findings& into) {
-    const int number = ConnectError(device);
+void ExamineSocket(const fs::path& device, const client::Error& failure, Findings& into) {
+    const int number = ConnectErrorAt(device);
     if (number == EACCES || number == EPERM) {
-        NoPermission(device, into);
+        AddNoPermission(device, into);
     } else if (number == ECONNREFUSED) {
-        into.Wrong("no hub runs here", device.string() + " was left by a program that has ended",
-                   kStart + OtherPlaces(device));
+        into.AddWrong("no hub runs here", device.string() + " was left by a program that has ended",
+                      kStart + OtherPlaces(device));
     } else if (failure.code == client::ErrorCode::TimedOut) {
-        into.Wrong("the hub doesn't answer", failure.text + "; " + ListenerText(device),
-                   "if it stays so, restart it: systemctl restart vantryd; --timeout waits longer");
+        into.AddWrong(
+            "the hub doesn't answer", failure.text + "; " + ListenerText(device),
+            "if it stays so, restart it: systemctl restart vantryd; --timeout waits longer");
     } else if (number != 0) {
-        into.Wrong("the local device can't be used", device.string() + ": " + std::strerror(number),
-                   "name the socket PRN1 of the hub" + OtherPlaces(device));
+        into.AddWrong("the local device can't be used",
+                      device.string() + ": " + std::strerror(number),
+                      "name the socket PRN1 of the hub" + OtherPlaces(device));
     } else {
-        into.Wrong("another program's socket", failure.text + "; " + ListenerText(device),
-                   "name the socket PRN1 of the hub" + OtherPlaces(device));
+        into.AddWrong("another program's socket", failure.text + "; " + ListenerText(device),
+                      "name the socket PRN1 of the hub" + OtherPlaces(device));
     }
 }
 
@@ -146,11 +142,11 @@ void Refusing(const fs::path& device, const client::Error& failure, Findings& in
 void ExamineDevice(const fs::path& device, const client::Error& failure, Findings& into) {
     struct stat found {};
     if (stat(device.c_str(), &found) != 0) {
-        errno == EACCES ? NoPermission(device, into) : Missing(device, into);
+        errno == EACCES ? AddNoPermission(device, into) : AddMissing(device, into);
     } else if (!S_ISSOCK(found.st_mode)) {
-        NoSocket(device, S_ISDIR(found.st_mode), into);
+        AddNoSocket(device, S_ISDIR(found.st_mode), into);
     } else {
-        Refusing(device, failure, into);
+        ExamineSocket(device, failure, into);
     }
 }
 

@@ -1,7 +1,8 @@
 // `vantry doctor`: what is wrong, how that was seen, and what to do about it.
 //
-// It looks at the way to the hub first. If the hub answers, its values, sockets and files follow;
-// otherwise the reason is looked for. The services beside it are looked at in any case.
+// It connects to the hub first. If the hub answers, its values are looked at; otherwise the reason
+// is looked for. The sockets and files of a hub of this machine, and the services beside it, are
+// looked at in any case.
 
 #include <fmt/core.h>
 
@@ -41,12 +42,12 @@ void ExamineMachine(const std::filesystem::path& device, const DoctorOptions& op
         ExaminePort(*sockets, process, into);
         ExamineClients(*sockets, read, into);
     } else if (sockets.error().code == client::ErrorCode::Refused) {
-        into.Well("the connections weren't looked at", sockets.error().text);
+        into.AddOk("the connections weren't looked at", sockets.error().text);
     }
     std::filesystem::path root = options.root.empty() ? DefaultRoot().string() : options.root;
-    if (const auto told =
+    if (const auto given =
             process && options.root.empty() ? process->Option("--root") : std::nullopt) {
-        root = process->Path(*told);
+        root = process->Path(*given);
     }
     ExamineStore(root, process ? std::optional(process->User()) : std::nullopt, into);
 }
@@ -66,19 +67,20 @@ void ExamineHub(const Context& context, const client::Endpoint& endpoint,
                 const DoctorOptions& options, Findings& into) {
     const auto catalog = ReadHub(context, endpoint);
     if (catalog) {
-        into.Well("the hub answers at " + endpoint.Name(),
-                  Counted(catalog->All().size(), "property"));
+        into.AddOk("the hub answers at " + endpoint.Name(),
+                   Counted(catalog->All().size(), "property"));
         const std::string name = std::filesystem::path(endpoint.path).filename();
         if (name == "UMF1" || name == "BTD0") {
-            into.Wrong("this is a device for clients outside the printer",
-                       endpoint.path + " shows a part of the properties and takes no writes",
-                       "name the socket PRN1 beside it");
+            into.AddWrong("this is a device for clients outside the printer",
+                          endpoint.path + " shows a part of the properties and takes no writes",
+                          "name the socket PRN1 beside it");
         }
         ExamineProperties(*catalog, into);
     } else if (endpoint.path.empty()) {
-        into.Wrong("no hub is reached at " + endpoint.Name(), catalog.error().text,
-                   "see whether the address is right, whether vantryd runs there and listens for "
-                   "other machines (--bind), and whether a firewall is between");
+        into.AddWrong(
+            "no hub is reached at " + endpoint.Name(), catalog.error().text,
+            "see whether the address is right, whether vantryd runs there and listens for "
+            "other machines (--bind), and whether a firewall is between");
     } else {
         ExamineDevice(endpoint.path, catalog.error(), into);
     }

@@ -6,24 +6,24 @@
 
 namespace vantry::cli {
 
-/// Something that was looked at.
+/// What was found where something was looked at.
 struct Finding {
     bool isWrong = false;
-    /// What is wrong, or what is well, as a clause without a full stop.
+    /// What is wrong, or what is in order, as a clause without a full stop.
     std::string what;
     /// How that was seen.
     std::string evidence = {};
-    /// What the user does about it; empty if nothing is wrong.
+    /// What the user should do about it; empty if nothing is wrong.
     std::string advice = {};
 };
 
-/// What `vantry doctor` has found, in the order in which it looked.
+/// What `vantry doctor` has found, in the order in which it looked. Only one thread may use it.
 class Findings {
 public:
-    void Well(std::string what, std::string evidence = "") {
+    void AddOk(std::string what, std::string evidence = "") {
         all.push_back({false, std::move(what), std::move(evidence)});
     }
-    void Wrong(std::string what, std::string evidence, std::string advice) {
+    void AddWrong(std::string what, std::string evidence, std::string advice) {
         all.push_back({true, std::move(what), std::move(evidence), std::move(advice)});
     }
     const std::vector<Finding>& All() const { return all; }

@@ -1,3 +1,11 @@
+// What a hub shows of itself: its values, its TCP port and its clients.
+//
+// The hub reports in properties of its own that a version or the settings couldn't be read, and the
+// heartbeats of components say which of them has ended. The port and the clients come from the
+// kernel's lists of sockets, so these are findings about a hub of this machine, and only root sees
+// whose a socket is. A client counts as one that doesn't read if much is untaken twice, a second
+// apart: one look would also find those that are just receiving a long answer.
+
 #include "cli/doctor/hub_findings.h"
 
 #include <fmt/core.h>
@@ -32,32 +40,33 @@ std::string Joined(const std::set<std::string>& names) {
 }
 
 void ExamineVersions(const Catalog& catalog, Findings& into) {
-    std::set<std::string> unread;
+    std::set<std::string> unreadable;
     for (const Property& property : catalog.All()) {
         if (property.groupName == "Product Info" && property.value == "Error") {
-            unread.insert(property.name);
+            unreadable.insert(property.name);
         }
     }
-    if (unread.empty()) {
-        into.Well("the versions are known");
+    if (unreadable.empty()) {
+        into.AddOk("the versions are known");
         return;
     }
-    into.Wrong("versions read \"Error\"", Joined(unread),
-               "the hub reads them at its start from windows/version.ini, boot/qtlibs_version.ini "
-               "and boot/qtcommon_version.ini below its root: put them there and restart it; "
-               "nothing else depends on them");
+    into.AddWrong(
+        "versions read \"Error\"", Joined(unreadable),
+        "the hub reads them at its start from windows/version.ini, boot/qtlibs_version.ini "
+        "and boot/qtcommon_version.ini below its root: put them there and restart it; "
+        "nothing else depends on them");
 }
 
 void ExamineLoading(const Catalog& catalog, Findings& into) {
     for (const Property& property : catalog.All()) {
         if (property.id.component == client::Hub::OwnComponent() &&
             property.name == "Property Loading Error" && property.value == "True") {
-            into.Wrong("the hub runs with default settings",
-                       "Property Loading Error is True: at its start there was no good property "
-                       "file, as in a new installation",
-                       "in a new installation nothing: the first change of a setting makes the "
-                       "file; otherwise stop the hub, put a copy of VantryProperties.ini into "
-                       "Store and start it again");
+            into.AddWrong("the hub runs with default settings",
+                          "Property Loading Error is True: at its start there was no good property "
+                          "file, as in a new installation",
+                          "in a new installation nothing: the first change of a setting makes the "
+                          "file; otherwise stop the hub, put a copy of VantryProperties.ini into "
+                          "Store and start it again");
         }
     }
 }
@@ -73,14 +82,14 @@ void ExamineOwners(const Catalog& catalog, Findings& into) {
         alive += owner.presence == client::Owners::Presence::Alive ? 1 : 0;
     }
     for (const auto& [who, count] : gone) {
-        into.Wrong(
+        into.AddWrong(
             "the program of " + Printable(who.first) + " is gone",
             fmt::format("{}; the last values of {} stay", who.second, Counted(count, "property")),
             "start it again; until then its values are old and writes to them are lost");
     }
     if (gone.empty()) {
-        into.Well("no owner is gone", fmt::format("the owner of {} of {} is known to run", alive,
-                                                  Counted(catalog.All().size(), "property")));
+        into.AddOk("no owner is gone", fmt::format("the owner of {} of {} is known to run", alive,
+                                                   Counted(catalog.All().size(), "property")));
     }
 }
 
@@ -103,7 +112,7 @@ std::string NameOf(const Connection& connection) {
                                         : connection.address;
 }
 
-/// Returns the clients that leave much untaken, with how much, by what recognises them.
+/// Returns the clients that leave much untaken, and how many bytes, by their names.
 std::map<std::string, std::uint64_t> SlowClients(const HubSockets& hub) {
     std::map<std::string, std::uint64_t> slow;
     for (const Connection& connection : hub.connections) {
@@ -124,22 +133,22 @@ void ExamineProperties(const Catalog& catalog, Findings& into) {
 
 void ExaminePort(const HubSockets& hub, const std::optional<HubProcess>& process, Findings& into) {
     if (hub.port) {
-        into.Well("the hub listens at TCP port " + std::to_string(*hub.port));
+        into.AddOk("the hub listens at TCP port " + std::to_string(*hub.port));
         return;
     }
     if (!process) {
-        into.Well("the TCP port wasn't looked at", "this user can't look into the hub's process");
+        into.AddOk("the TCP port wasn't looked at", "this user can't look into the hub's process");
         return;
     }
     const std::string wanted = process->Option("--port").value_or(std::to_string(kHubPort));
     if (wanted == kNoPort) {
-        into.Well("the hub opens no TCP port", "it runs with --port " + wanted);
+        into.AddOk("the hub opens no TCP port", "it runs with --port " + wanted);
         return;
     }
-    into.Wrong("the hub has no TCP port",
-               ListenerAt(static_cast<std::uint16_t>(std::atoi(wanted.c_str()))),
-               "end what has the port, or give the hub another one in /etc/default/vantry: "
-               "VANTRYD_OPTIONS=\"--port 9103\"; then systemctl restart vantryd");
+    into.AddWrong("the hub has no TCP port",
+                  ListenerAt(static_cast<std::uint16_t>(std::atoi(wanted.c_str()))),
+                  "end what has the port, or give the hub another one in /etc/default/vantry: "
+                  "VANTRYD_OPTIONS=\"--port 9103\"; then systemctl restart vantryd");
 }
 
 void ExamineClients(const HubSockets& hub, const std::function<client::Result<HubSockets>()>& read,
@@ -152,13 +161,13 @@ void ExamineClients(const HubSockets& hub, const std::function<client::Result<Hu
         std::erase_if(slow, [&](const auto& entry) { return still.count(entry.first) == 0; });
     }
     for (const auto& [name, bytes] : slow) {
-        into.Wrong("a client doesn't read",
-                   fmt::format("{} leaves {} untaken", name, SizeText(bytes)),
-                   "find out why it hangs, or end it; the hub closes it when more than it holds "
-                   "for one client is waiting");
+        into.AddWrong("a client doesn't read",
+                      fmt::format("{} leaves {} untaken", name, SizeText(bytes)),
+                      "find out why it hangs, or end it; the hub closes it when more than it holds "
+                      "for one client is waiting");
     }
     if (slow.empty()) {
-        into.Well("every client reads", Counted(hub.connections.size(), "connection"));
+        into.AddOk("every client reads", Counted(hub.connections.size(), "connection"));
     }
 }
 

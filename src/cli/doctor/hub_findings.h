@@ -17,8 +17,8 @@ void ExamineProperties(const Catalog& catalog, Findings& into);
 /// Looks at the TCP port. `process` is that of the hub, if it is known.
 void ExaminePort(const HubSockets& hub, const std::optional<HubProcess>& process, Findings& into);
 
-/// Looks for clients that don't read. `read` reads the sockets of the hub; it is called a second
-/// time, a second later, if the first look finds some, because a client may just be receiving.
+/// Looks for clients that don't read. If there are some, it blocks for a second and has `read` read
+/// the sockets of the hub again, because a client may just be receiving.
 void ExamineClients(const HubSockets& hub, const std::function<client::Result<HubSockets>()>& read,
                     Findings& into);
 

@@ -25,7 +25,7 @@ std::optional<HubProcess> HubProcess::Read(int process) {
     struct stat found {};
     std::error_code failed;
     HubProcess hub;
-    hub.folder = std::filesystem::read_symlink(about / "cwd", failed);
+    hub.workingDirectory = std::filesystem::read_symlink(about / "cwd", failed);
     if (failed || stat(about.c_str(), &found) != 0) {
         return std::nullopt;
     }

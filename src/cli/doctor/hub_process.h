@@ -15,21 +15,22 @@ public:
     /// Reads the command line of the process. Returns nothing if it can't be read.
     static std::optional<HubProcess> Read(int process);
 
-    /// Returns the value of an option, such as "--root", that the process was started with; the
-    /// last one if it stands there several times.
+    /// Returns the value of an option, such as "--root", with which the process was started; the
+    /// last one if it was given several times.
     std::optional<std::string> Option(const std::string& name) const;
-    /// Returns the path as this program must name it if the process named it so.
-    std::filesystem::path Path(const std::string& named) const { return folder / named; }
+    /// Returns the path that the process means by `name`, which may be relative to its working
+    /// directory.
+    std::filesystem::path Path(const std::string& name) const { return workingDirectory / name; }
     /// Returns the user as which the process runs.
     unsigned User() const { return user; }
 
 private:
     std::vector<std::string> arguments;
-    std::filesystem::path folder;
+    std::filesystem::path workingDirectory;
     unsigned user = 0;
 };
 
-/// Returns the value of an option in the words of a command line, as HubProcess::Option does.
+/// Returns the value of an option among the words of a command line, as HubProcess::Option does.
 std::optional<std::string> OptionIn(const std::vector<std::string>& words, const std::string& name);
 
 }  // namespace vantry::cli

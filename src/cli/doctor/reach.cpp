@@ -1,8 +1,13 @@
+// Whether something answers at an address.
+//
+// A broker counts as reached when it accepts a connection: to log in would need the name and the
+// certificates of the program that uses it, and might end that program's connection. A hub must
+// answer as one, because another program may have its port.
+
 #include "cli/doctor/reach.h"
 
 #include <netdb.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,27 +20,8 @@
 namespace vantry::cli {
 namespace {
 
+/// How long an attempt may take.
 constexpr int kMilliseconds = 2000;
-
-/// Connects to one address. Returns the number of the error, or 0.
-int ConnectError(const addrinfo& address) {
-    const int descriptor = socket(address.ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    int number = 0;
-    if (descriptor < 0 || connect(descriptor, address.ai_addr, address.ai_addrlen) != 0) {
-        number = errno;
-    }
-    pollfd wait{descriptor, POLLOUT, 0};
-    if (number == EINPROGRESS) {
-        socklen_t length = sizeof number;
-        if (poll(&wait, 1, kMilliseconds) != 1) {
-            number = ETIMEDOUT;
-        } else if (getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &number, &length) != 0) {
-            number = errno;
-        }
-    }
-    close(descriptor);
-    return number;
-}
 
 client::Outcome ReachHub(client::Endpoint endpoint) {
     client::Hub::Options options;
@@ -62,6 +48,26 @@ std::pair<std::string, std::string> HostAndPort(const std::string& broker) {
 
 }  // namespace
 
+int ConnectError(const sockaddr* address, socklen_t length) {
+    const int descriptor =
+        socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (descriptor < 0) {
+        return errno;
+    }
+    int number = connect(descriptor, address, length) != 0 ? errno : 0;
+    if (number == EINPROGRESS) {
+        pollfd wait{descriptor, POLLOUT, 0};
+        socklen_t size = sizeof number;
+        if (poll(&wait, 1, kMilliseconds) != 1) {
+            number = ETIMEDOUT;
+        } else if (getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &number, &size) != 0) {
+            number = errno;
+        }
+    }
+    close(descriptor);
+    return number;
+}
+
 client::Outcome ReachBroker(const std::string& broker) {
     const auto [host, port] = HostAndPort(broker);
     addrinfo hints{};
@@ -73,7 +79,7 @@ client::Outcome ReachBroker(const std::string& broker) {
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> addresses(found, &freeaddrinfo);
     int number = 0;
     for (const addrinfo* address = found; address != nullptr; address = address->ai_next) {
-        number = ConnectError(*address);
+        number = ConnectError(address->ai_addr, address->ai_addrlen);
         if (number == 0) {
             return client::Done();
         }

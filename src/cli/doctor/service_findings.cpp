@@ -3,14 +3,15 @@
 // What a service is started with stands in its unit, in files that the unit names, and for the
 // bridge in a file of options. Only the packaged files are looked at; parts that an operator has
 // replaced with `systemctl edit` aren't. The bridge counts as set up when its file names a broker,
-// and the gateway when it is enabled. To reach a broker or a hub means that a connection is
-// accepted.
+// and the gateway when it is enabled.
 
 #include "cli/doctor/service_findings.h"
 
 #include <fmt/core.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -18,7 +19,9 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "cli/base/text.h"
@@ -32,6 +35,14 @@ namespace {
 namespace fs = std::filesystem;
 
 using Options = std::map<std::string, std::string>;
+
+/// The options whose value is a file, and whether it is a certificate.
+constexpr std::array<std::pair<std::string_view, bool>, 6> kFiles = {{{"ca", true},
+                                                                      {"cert", true},
+                                                                      {"key", false},
+                                                                      {"tls-cert", true},
+                                                                      {"tls-key", false},
+                                                                      {"token-file", false}}};
 
 /// A service and the options that it is started with.
 struct Service {
@@ -72,10 +83,13 @@ std::vector<std::string> WordsOf(const std::string& line) {
     return words;
 }
 
-void TakeOptions(const std::vector<std::string>& words, Options& into) {
-    for (const char* const name :
-         {"device", "tcp", "broker", "ca", "cert", "key", "tls-cert", "tls-key", "token-file"}) {
-        if (const auto value = OptionIn(words, std::string("--") + name)) {
+void AddOptions(const std::vector<std::string>& words, Options& into) {
+    std::vector<std::string> names = {"device", "tcp", "broker"};
+    for (const auto& [name, isCertificate] : kFiles) {
+        names.emplace_back(name);
+    }
+    for (const std::string& name : names) {
+        if (const auto value = OptionIn(words, "--" + name)) {
             into[name] = *value;
         }
     }
@@ -97,50 +111,52 @@ std::string ValueIn(const std::multimap<std::string, std::string>& lines, const 
     return found == lines.end() ? "" : found->second;
 }
 
-/// Records a file that isn't there or that root can't read either. A file that is closed to this
-/// user only isn't wrong.
+/// Records a file that isn't there or that root can't read. One that only this user can't read
+/// isn't wrong, because the service is another user.
 void ExamineFile(const Service& service, const std::string& option, const fs::path& file,
                  Findings& into) {
     if (access(file.c_str(), R_OK) == 0 || (errno == EACCES && geteuid() != 0)) {
         return;
     }
-    into.Wrong(service.name + " can't read a file",
-               option + " is " + file.string() + ": " + std::strerror(errno),
-               "put it there, or name another one in " + service.configuration.string() +
-                   "; then systemctl restart " + service.unit);
+    into.AddWrong(service.name + " can't read a file",
+                  option + " is " + file.string() + ": " + std::strerror(errno),
+                  "put it there, or name another one in " + service.configuration.string() +
+                      "; then systemctl restart " + service.unit);
 }
 
 void ExamineCertificate(const Service& service, const fs::path& file, Findings& into) {
     constexpr int kSoonDays = 14;
     const std::optional<int> days = DaysLeft(file);
     if (days && *days < kSoonDays) {
-        into.Wrong(*days < 0 ? "a certificate has expired" : "a certificate expires soon",
-                   fmt::format("{} of {} {}", file.string(), service.name,
-                               *days < 0 ? fmt::format("ended {} days ago", -*days)
-                                         : fmt::format("ends in {} days", *days)),
-                   "put a new one in its place; then systemctl restart " + service.unit);
+        into.AddWrong(*days < 0 ? "a certificate has expired" : "a certificate expires soon",
+                      fmt::format("{} of {} {}", file.string(), service.name,
+                                  *days < 0 ? fmt::format("ended {} days ago", -*days)
+                                            : fmt::format("ends in {} days", *days)),
+                      "put a new one in its place; then systemctl restart " + service.unit);
     }
 }
 
 void ExamineAddress(const Service& service, const char* what, const std::string& address,
                     const client::Outcome& reached, Findings& into) {
     if (reached) {
-        into.Well(fmt::format("{} reaches its {}", service.name, what), address);
+        into.AddOk(fmt::format("{} reaches its {}", service.name, what), address);
         return;
     }
-    into.Wrong(fmt::format("the {} of {} can't be reached", what, service.name),
-               reached.error().text,
-               fmt::format("see whether it runs and whether {} names the right one",
-                           service.configuration.string()));
+    into.AddWrong(fmt::format("the {} of {} can't be reached", what, service.name),
+                  reached.error().text,
+                  fmt::format("see whether it runs and whether {} names the right one",
+                              service.configuration.string()));
 }
 
 void Examine(const Service& service, const fs::path& system, Findings& into) {
     for (const auto& [option, value] : service.options) {
-        if (option == "ca" || option == "cert" || option == "key" || option == "tls-cert" ||
-            option == "tls-key" || option == "token-file") {
+        const auto* const named =
+            std::find_if(kFiles.begin(), kFiles.end(),
+                         [&name = option](const auto& one) { return one.first == name; });
+        if (named != kFiles.end()) {
             const fs::path file = system / fs::path(value).relative_path();
             ExamineFile(service, option, file, into);
-            if (option != "key" && option != "tls-key" && option != "token-file") {
+            if (named->second) {
                 ExamineCertificate(service, file, into);
             }
         } else if (option == "broker") {
@@ -161,16 +177,16 @@ void ExamineBridge(const fs::path& system, Findings& into) {
         return;
     }
     if (access(bridge.configuration.c_str(), R_OK) != 0 && errno == EACCES) {
-        into.Well("the bridge wasn't looked at",
-                  "this user can't read " + bridge.configuration.string());
+        into.AddOk("the bridge wasn't looked at",
+                   "this user can't read " + bridge.configuration.string());
         return;
     }
-    TakeOptions(WordsOf(ValueIn(LinesOf(unit), "ExecStart")), bridge.options);
+    AddOptions(WordsOf(ValueIn(LinesOf(unit), "ExecStart")), bridge.options);
     for (const auto& [key, value] : LinesOf(bridge.configuration)) {
         bridge.options[key] = value;
     }
     if (bridge.options.count("broker") == 0) {
-        into.Well("the bridge isn't set up", bridge.configuration.string() + " names no broker");
+        into.AddOk("the bridge isn't set up", bridge.configuration.string() + " names no broker");
         return;
     }
     Examine(bridge, system, into);
@@ -186,14 +202,14 @@ void ExamineGateway(const fs::path& system, Findings& into) {
     if (!fs::is_symlink(
             system / "etc/systemd/system/multi-user.target.wants/vantry-gateway.service",
             ignored)) {
-        into.Well("the gateway isn't enabled");
+        into.AddOk("the gateway isn't enabled");
         return;
     }
     std::vector<std::string> words = WordsOf(ValueIn(LinesOf(unit), "ExecStart"));
     const std::vector<std::string> more =
         WordsOf(ValueIn(LinesOf(gateway.configuration), "VANTRY_GATEWAY_OPTIONS"));
     words.insert(words.end(), more.begin(), more.end());
-    TakeOptions(words, gateway.options);
+    AddOptions(words, gateway.options);
     Examine(gateway, system, into);
 }
 

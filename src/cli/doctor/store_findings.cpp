@@ -1,8 +1,8 @@
 // The files that the hub keeps (docs/PROPERTY_FILE.md).
 //
 // The files of a packaged hub can be read by root and the group vantry only. What this user can't
-// read isn't judged, and the finding says so. Whether the hub may write is told by the mode of the
-// folder and the user of the hub's process, because trying it would leave a file.
+// read isn't judged, and the finding says so. Whether the hub may write follows from the mode of
+// the folder and the user of the hub's process, because trying it would leave a file.
 
 #include "cli/doctor/store_findings.h"
 
@@ -26,7 +26,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// A log with more bytes is reported.
 constexpr std::uint64_t kLargeLog = 10U << 20U;
+/// A disk with fewer free bytes counts as full.
 constexpr std::uint64_t kFullDisk = 1U << 20U;
 
 enum class FileState { Good, Missing, Damaged, Unreadable };
@@ -49,14 +51,14 @@ void ExamineProperties(const fs::path& store, Findings& into) {
     const FileState state = StateOf(file);
     const FileState backup = StateOf(file.string() + ".bak");
     if (state == FileState::Unreadable) {
-        into.Well("the property file wasn't looked at", "this user can't read " + file.string());
+        into.AddOk("the property file wasn't looked at", "this user can't read " + file.string());
     } else if (state == FileState::Missing && backup == FileState::Missing) {
-        into.Well("no setting was saved yet", "there is no " + file.string());
+        into.AddOk("no setting was saved yet", "there is no " + file.string());
     } else if (state == FileState::Good) {
-        into.Well("the property file is good", file.string());
+        into.AddOk("the property file is good", file.string());
     } else {
         const bool hasBackup = backup == FileState::Good;
-        into.Wrong(
+        into.AddWrong(
             state == FileState::Missing ? "the property file is missing"
                                         : "the property file is damaged",
             file.string() + (hasBackup ? "; its backup is good" : "; there is no good backup"),
@@ -66,8 +68,9 @@ void ExamineProperties(const fs::path& store, Findings& into) {
     }
     const fs::path changes = store / "VantryPropertiesOverride.ini";
     if (StateOf(changes) == FileState::Damaged) {
-        into.Wrong("the override file is damaged", changes.string() + " is ignored by the hub",
-                   "make it again: vantry settings import LINES " + ShellQuoted(changes.string()));
+        into.AddWrong(
+            "the override file is damaged", changes.string() + " is ignored by the hub",
+            "make it again: vantry settings import LINES " + ShellQuoted(changes.string()));
     }
 }
 
@@ -76,14 +79,15 @@ void ExamineLog(const fs::path& store, Findings& into) {
     std::error_code failed;
     const auto size = fs::file_size(log, failed);
     if (!failed && size > kLargeLog) {
-        into.Wrong("the log is large", log.string() + " has " + SizeText(size),
-                   "remove it, the hub makes it again; logrotate does so each week if it is "
-                   "installed, and log-bytes in /etc/vantry/limits bounds it");
+        into.AddWrong("the log is large", log.string() + " has " + SizeText(size),
+                      "remove it, the hub makes it again; logrotate does so each week if it is "
+                      "installed, and log-bytes in /etc/vantry/limits bounds it");
     } else if (!failed) {
-        into.Well("the log is small", SizeText(size));
+        into.AddOk("the log is small", SizeText(size));
     }
 }
 
+/// Returns whether the user may write to the folder. Only the first of the user's groups counts.
 bool MayWrite(const struct stat& folder, unsigned user) {
     const passwd* const account = getpwuid(user);
     return user == 0 || (folder.st_uid == user && (folder.st_mode & S_IWUSR) != 0) ||
@@ -100,10 +104,10 @@ void ExamineFolder(const fs::path& store, std::optional<unsigned> hubUser, Findi
     }
     const std::uint64_t room = std::uint64_t{disk.f_bavail} * disk.f_frsize;
     if ((disk.f_flag & ST_RDONLY) != 0) {
-        into.Wrong("settings can't be saved", store.string() + " is mounted read-only",
-                   "mount it for writing; what is changed until then is lost at the next start");
+        into.AddWrong("settings can't be saved", store.string() + " is mounted read-only",
+                      "mount it for writing; what is changed until then is lost at the next start");
     } else if (hubUser && !MayWrite(found, *hubUser)) {
-        into.Wrong(
+        into.AddWrong(
             "settings can't be saved",
             fmt::format("the hub runs as {} and may not write to {}, which has mode {:o} and "
                         "is of {}",
@@ -112,10 +116,10 @@ void ExamineFolder(const fs::path& store, std::optional<unsigned> hubUser, Findi
             fmt::format("give it to the hub: sudo chown -R {} {}", UserName(*hubUser),
                         ShellQuoted(store.string())));
     } else if (room < kFullDisk || (disk.f_files != 0 && disk.f_favail == 0)) {
-        into.Wrong("the disk is full", store.string() + " has " + SizeText(room) + " left",
-                   "make room; the hub saves what it couldn't save at the next change");
+        into.AddWrong("the disk is full", store.string() + " has " + SizeText(room) + " left",
+                      "make room; the hub saves what it couldn't save at the next change");
     } else {
-        into.Well("settings can be saved", store.string() + " has " + SizeText(room) + " left");
+        into.AddOk("settings can be saved", store.string() + " has " + SizeText(room) + " left");
     }
 }
 
@@ -126,12 +130,12 @@ void ExamineStore(const fs::path& root, std::optional<unsigned> hubUser, Finding
     std::error_code failed;
     if (!fs::exists(store, failed)) {
         if (failed || access(root.c_str(), X_OK) == 0) {
-            into.Well("the hub's files weren't looked at",
-                      failed ? store.string() + ": " + failed.message()
-                             : "there is no " + store.string() + "; --root tells where they are");
+            into.AddOk("the hub's files weren't looked at",
+                       failed ? store.string() + ": " + failed.message()
+                              : "there is no " + store.string() + "; --root tells where they are");
         } else {
-            into.Well("the hub's files weren't looked at",
-                      root.string() + " is missing or closed to this user");
+            into.AddOk("the hub's files weren't looked at",
+                       root.string() + " is missing or closed to this user");
         }
         return;
     }
