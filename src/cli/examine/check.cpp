@@ -1,4 +1,4 @@
-// `vantry check`: is the hub well, for a monitor that looks now and then.
+// `vantry check`: whether the hub is in order, for a monitor that runs it now and then.
 //
 // The exit status is that of Nagios, also for wrong options, so that a mistake in the configuration
 // of a monitor doesn't look like a broken printer. The age of a value is known only if the owner
@@ -80,7 +80,8 @@ public:
     Check(const Plan& itsPlan, Catalog& itsCatalog, bool isOverTcp, CheckReport& into)
         : plan(itsPlan), catalog(itsCatalog), overTcp(isOverTcp), report(into) {}
 
-    void Hub() {
+    /// Checks that the hub answers, and how fast.
+    void CheckHub() {
         report.properties = catalog.All().size();
         if (catalog.All().empty()) {
             return;
@@ -103,7 +104,7 @@ public:
 
     /// Checks that there is a property of this name, that its owner isn't gone, and its age.
     /// Returns the property, if there is one.
-    std::optional<Property> Named(const std::string& name) {
+    std::optional<Property> CheckNamed(const std::string& name) {
         const auto found = catalog.Find(name);
         if (!found) {
             Add({CheckState::Critical, "exists", name, found.error().text});
@@ -115,13 +116,15 @@ public:
                  "the owner of " + name + " is gone: " + owner.why});
         }
         if (plan.maxAge) {
-            Age(name, *found);
+            CheckAge(name, *found);
         }
         return *found;
     }
 
+    /// Checks that there is the property of the condition, and that the condition holds. The state
+    /// is `otherwise` if it doesn't.
     void Expect(const Condition& condition, CheckState otherwise) {
-        const auto property = Named(condition.Name());
+        const auto property = CheckNamed(condition.Name());
         if (!property) {
             return;
         }
@@ -137,7 +140,7 @@ public:
 private:
     void Add(CheckItem item) { report.items.push_back(std::move(item)); }
 
-    void Age(const std::string& name, const Property& property) {
+    void CheckAge(const std::string& name, const Property& property) {
         const auto age = catalog.Owners().AgeOf(property.id);
         CheckItem item{CheckState::Unknown, "age", name, ""};
         item.condition = ShortDuration(*plan.maxAge);
@@ -178,9 +181,9 @@ CheckReport Checked(const Context& context, const CheckOptions& options) {
         return report;
     }
     Check check(*plan, *catalog, endpoint->path.empty(), report);
-    check.Hub();
+    check.CheckHub();
     for (const std::string& name : options.names) {
-        if (const auto found = check.Named(name)) {
+        if (const auto found = check.CheckNamed(name)) {
             report.items.push_back(
                 {CheckState::Ok, "exists", name, name + " is " + found->value, "", found->value});
         }

@@ -1,3 +1,10 @@
+// How often properties change.
+//
+// Changes are counted in buckets of a second, and those older than the window are dropped, so the
+// memory depends on how many properties change in the window and not on how often. Without a window
+// one bucket has everything. Each sum is made anew from the buckets. Until a window has passed, a
+// rate is that of the time since the start.
+
 #include "cli/measure/change_rates.h"
 
 #include <algorithm>

@@ -12,7 +12,8 @@
 
 namespace vantry::cli {
 
-/// Counts changes of properties, and tells how many a second there are. Only one thread may use it.
+/// Counts changes of properties, and computes how many there are a second. Only one thread may use
+/// it.
 class ChangeRates {
 public:
     using Clock = std::chrono::steady_clock;
@@ -30,7 +31,7 @@ public:
         std::size_t properties = 1;
     };
     struct Summary {
-        /// The time that is summed up.
+        /// The time that is summed up, in seconds.
         double seconds = 0;
         double changesPerSecond = 0;
         double bytesPerSecond = 0;
@@ -45,12 +46,13 @@ public:
         const Rate* Flood() const;
     };
 
-    /// Sums up the last seconds of this number, or everything since `begin` without one.
+    /// Makes an object that sums up the last `lastSeconds` seconds, or everything since `begin`.
     ChangeRates(Clock::time_point begin, std::optional<int> lastSeconds)
         : start(begin), window(lastSeconds) {}
 
-    /// Counts a change. A present value is no change; it tells the size only.
+    /// Counts a change. A present value is no change; only its size counts.
     void Count(const client::Property& change, Clock::time_point now);
+    /// Returns the rates of the window that ends now.
     Summary SumUp(Clock::time_point now);
 
 private:

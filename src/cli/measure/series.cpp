@@ -1,3 +1,10 @@
+// Series in equal parts of the time, and the scales beside them.
+//
+// A number holds until the next point, so a part without a point has the number before it. All
+// parts are made in one pass over the points. A scale has the smallest step that is round and
+// divides it into few enough parts. The steps of time are those of clocks and calendars, and are
+// counted in local time, so that labels stand at full minutes, hours and days.
+
 #include "cli/measure/series.h"
 
 #include <fmt/chrono.h>

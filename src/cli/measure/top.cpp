@@ -29,8 +29,11 @@ namespace {
 using Clock = ChangeRates::Clock;
 using std::chrono::milliseconds;
 
+/// The rates on a terminal are those of so much time.
 constexpr int kWindowSeconds = 10;
+/// How long changes are counted without a terminal, unless --for sets it.
 constexpr const char* kUsualTime = "5s";
+/// How many components a terminal shows above the properties.
 constexpr std::size_t kComponentRows = 5;
 
 struct TopOptions {
@@ -44,6 +47,7 @@ RateOrder OrderOf(char letter) {
     return letter == 'b' ? RateOrder::Bytes : letter == 's' ? RateOrder::Size : RateOrder::Changes;
 }
 
+/// Returns the cells of a row: the rates and then the names.
 std::vector<std::string> Cells(const ChangeRates::Rate& rate, std::vector<std::string> names) {
     std::vector<std::string> cells = {
         fmt::format("{:.1f}", rate.changesPerSecond),
@@ -132,7 +136,8 @@ void PrintJson(const Catalog& catalog, const ChangeRates::Summary& summary) {
                  {"properties", std::move(properties)}}));
 }
 
-void TakeUntil(WatchSession& session, ChangeRates& rates, Clock::time_point end) {
+/// Counts changes until the time has come or there is an interrupt, for which it looks often.
+void CountUntil(WatchSession& session, ChangeRates& rates, Clock::time_point end) {
     constexpr milliseconds kLook(100);
     while (!Interrupted() && Clock::now() < end) {
         const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
@@ -145,7 +150,7 @@ void TakeUntil(WatchSession& session, ChangeRates& rates, Clock::time_point end)
 int PrintOnce(WatchSession& session, const Context& context, const TopOptions& options,
               milliseconds time) {
     ChangeRates rates(Clock::now(), std::nullopt);
-    TakeUntil(session, rates, Clock::now() + time);
+    CountUntil(session, rates, Clock::now() + time);
     ChangeRates::Summary summary = rates.SumUp(Clock::now());
     Sort(summary, OrderOf(options.sort.front()));
     if (context.json) {

@@ -15,7 +15,8 @@ namespace vantry::cli {
 /// them. Only one thread may use it.
 class Catalog {
 public:
-    /// Connects and reads all properties. Blocks up to the time-out for each of the two.
+    /// Connects and reads all properties. Blocks up to the time-out for each of the two. The
+    /// context must outlive the catalog.
     static client::Result<Catalog> Read(const Context& context);
     Catalog(const Context& itsContext, Snapshot seen);
 

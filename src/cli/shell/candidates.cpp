@@ -1,3 +1,11 @@
+// What may be typed at a place of a command line.
+//
+// CompletionPlace says of which kind the word at the place is. The properties of the hub are read
+// only for the kinds that need them, because a hub that doesn't answer would delay every
+// completion. Of the names of a property only one is offered: the shortest, or a longer one if that
+// doesn't begin as typed. Names with control characters are left out, as no shell could insert
+// them.
+
 #include "cli/shell/candidates.h"
 
 #include <strings.h>
@@ -24,14 +32,12 @@ void Keep(std::vector<std::string>& candidates, const std::string& text, const s
     }
 }
 
-/// Adds a name of each property that begins as typed: its shortest one, or else a longer one.
+/// Adds a name of each property that begins as typed, followed by `behind`.
 void AddNames(const Catalog& catalog, const std::string& begin, const std::string& behind,
               std::vector<std::string>& candidates) {
     for (const Property& property : catalog.All()) {
-        const std::string shortest = catalog.NameOf(property);
         std::vector<std::string> names = NamesOf(property);
-        names.erase(names.begin());
-        names.insert(names.begin(), shortest);
+        names.front() = catalog.NameOf(property);
         const auto found = std::find_if(names.begin(), names.end(), [&](const std::string& name) {
             return BeginsWith(name, begin) && Printable(name) == name;
         });
@@ -41,6 +47,7 @@ void AddNames(const Catalog& catalog, const std::string& begin, const std::strin
     }
 }
 
+/// Returns the words that the property may have as its value; none if it takes numbers or any text.
 std::vector<std::string> ValuesOf(const Catalog& catalog, const Property& property) {
     const describe::Description description = catalog.DescriptionOf(property);
     const bool isBool = description.type ? *description.type == client::ValueType::Bool ||
@@ -49,9 +56,10 @@ std::vector<std::string> ValuesOf(const Catalog& catalog, const Property& proper
     return isBool ? std::vector<std::string>{"True", "False"} : description.words;
 }
 
-/// What a person types for `vantry set`: a name, or a value with what stands before it.
+/// The argument of `vantry set` at a place: a value of `property`, or a name if there is none.
 struct Assigning {
     std::optional<Property> property;
+    /// What stands before the value in the same word: "NAME=", or nothing.
     std::string before;
 };
 

@@ -20,7 +20,7 @@ struct CompleteOptions {
     bool forBash = false;
 };
 
-/// Tells the shell that a file may stand here, which it completes itself.
+/// The exit status that says that a file may stand here, which the shell completes itself.
 constexpr int kFile = 5;
 
 int RunComplete(const CommandLine& line, const CompleteOptions& options) {

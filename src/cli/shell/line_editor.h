@@ -23,9 +23,9 @@ public:
     using Completer = std::function<Completion(const std::string& line)>;
     using Hinter = std::function<std::string(const std::string& line)>;
 
-    /// Reads the history from the file, if it exists.
+    /// Reads the history from the file, if it can be read.
     LineEditor(const std::string& historyFile, Completer completer, Hinter hinter);
-    /// Writes the history.
+    /// Writes the history, with its folder. If that fails, it is lost.
     ~LineEditor();
     LineEditor(const LineEditor&) = delete;
     LineEditor& operator=(const LineEditor&) = delete;

@@ -1,4 +1,5 @@
-// `vantry` alone: what is there in a few lines, and what to try. At a terminal the shell follows.
+// `vantry` without a command: what the hub has, in a few lines, and commands to try. At a terminal
+// the shell follows.
 
 #include <fmt/core.h>
 #include <unistd.h>
@@ -32,7 +33,7 @@ struct Overview {
     std::string printerInUse;
 };
 
-Overview Look(const Catalog& catalog, const std::string& hub) {
+Overview OverviewOf(const Catalog& catalog, const std::string& hub) {
     Overview overview;
     overview.hub = hub;
     overview.properties = catalog.All().size();
@@ -79,11 +80,10 @@ void Print(const Overview& overview, const Style& style) {
     for (const std::string& name : overview.gone) {
         gone += (gone.empty() ? "" : ", ") + name;
     }
-    fmt::print("gone        {}\n",
-               gone.empty() ? "nobody, as far as can be told" : style.Bad(gone));
+    fmt::print("gone        {}\n", gone.empty() ? "no owner, as far as is known" : style.Bad(gone));
     fmt::print("printers    {}\n",
                overview.printers == 0
-                   ? "only this one has no need of a name"
+                   ? "none named; one printer needs no name"
                    : fmt::format("{} named, in use: {}", overview.printers,
                                  overview.printerInUse.empty() ? "none" : overview.printerInUse));
     fmt::print(
@@ -107,7 +107,7 @@ int RunAlone(const CommandLine& line, const Context& context) {
                        "      vantry help           all commands\n");
             return status;
         }
-        Print(Look(*catalog, endpoint->Name()), Style(context.Fancy()));
+        Print(OverviewOf(*catalog, endpoint->Name()), Style(context.Fancy()));
     }
     if (isatty(STDIN_FILENO) != 1 || isatty(STDOUT_FILENO) != 1) {
         return Exit::kDone;

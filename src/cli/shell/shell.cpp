@@ -1,4 +1,4 @@
-// `vantry shell`: a prompt.
+// `vantry shell`: reads commands and runs them.
 //
 // Each command is a process of its own, as in any shell: Ctrl-C ends it and not the shell, and a
 // command that crashes or hangs takes nothing along. It connects to the hub again, which takes a
@@ -30,7 +30,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// The options of the shell, which its commands get too.
+/// Returns the options of the shell, which are passed on to its commands.
 std::vector<std::string> InheritedOptions(const Context& context) {
     std::vector<std::string> options;
     const auto add = [&](const char* name, const std::string& value) {
@@ -85,13 +85,15 @@ int RunCommand(const std::vector<std::string>& arguments) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-/// The properties of the hub, which are read again when they are older than this.
+/// The properties of the hub, which are read again when they are older than two seconds.
 class RecentCatalog {
 public:
     explicit RecentCatalog(const Context& itsContext) : context(itsContext) {
         context.timeoutSeconds = 2;
     }
 
+    /// Returns the properties, or null if the hub can't be reached. Blocks up to two seconds for
+    /// each of connecting and reading.
     const Catalog* Get() {
         constexpr std::chrono::seconds kOld(2);
         if (!readAt || Clock::now() - *readAt > kOld) {

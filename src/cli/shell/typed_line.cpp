@@ -1,3 +1,8 @@
+// A line is read once from left to right. The only state is the quote that is open, so each prefix
+// of a line can be read while it is typed. The last word is kept twice: as it is meant, which is
+// compared with candidates, and as it is written, whose length says how much a completion replaces.
+// Of a shell's language there is no more than quotes and backslashes.
+
 #include "cli/shell/typed_line.h"
 
 #include <algorithm>

@@ -17,15 +17,17 @@ struct TypedLine {
     /// The quote that is open at the end, or 0.
     char openQuote = 0;
 
+    /// Reads the line. Every line can be read: a quote may be open at its end.
     static TypedLine Parse(std::string_view line);
-    /// Returns all words if no quote is open, and the last one isn't left out if it has quotes.
+    /// Returns all words, with the last one unless it is empty and has no quotes.
     std::vector<std::string> AllWords() const;
 };
 
 /// Returns the text as a word of such a line, in double quotes if it needs any.
 std::string QuotedWord(const std::string& text);
-/// Returns what replaces the last word when it is completed by bash: behind the quote that is open,
-/// or with backslashes, and from the last = or : on, where bash takes a new word to begin.
+/// Returns what replaces the last word of the line when bash completes it to `text`: what follows
+/// the quote that is open, or a text with backslashes. It begins behind the last = or :, where a
+/// new word begins for bash.
 std::string ReplacementForBash(const TypedLine& line, const std::string& text);
 
 }  // namespace vantry::cli

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,15 +19,16 @@ namespace vantry::cli {
 /// properties that are announced later, so the hub sends everything and the rest is dropped here.
 class WatchSession {
 public:
-    /// Connects, and finds what the words select. An error says which word is a misspelt name; a
+    /// Connects, and finds what the words select. Blocks as Catalog::Read does; the context must
+    /// outlive the session. An error says which word is a misspelt name; a
     /// glob that matches nothing yet is reported on standard error. A `quiet` session doesn't print
     /// that the connection was lost or is back.
     static client::Result<std::unique_ptr<WatchSession>> Start(
         const Context& context, const std::vector<std::string>& words, bool quiet);
 
-    /// Returns the next change of a selected property, or nothing if there was none within the
-    /// time.
-    std::optional<client::Property> Take(std::chrono::milliseconds atMost);
+    /// Blocks until a selected property changes, and returns the change, or nothing if there was
+    /// none within the time.
+    [[nodiscard]] std::optional<client::Property> Take(std::chrono::milliseconds atMost);
     bool IsConnected() const { return *connected; }
     const Catalog& Known() const { return catalog; }
     /// Returns the property with this name, see FindByName.
