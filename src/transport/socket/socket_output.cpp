@@ -1,8 +1,8 @@
 // Output whose writers never wait.
 //
 // A write first calls send without blocking. What the socket doesn't accept waits in a
-// WaitingOutput. Meanwhile the flusher's thread calls Advance whenever the socket is writable, and
-// every few milliseconds. An output is in one of these states:
+// WaitingOutput. Meanwhile the flusher's thread calls Advance (socket_output_flushing.cpp) whenever
+// the socket is writable, and every few milliseconds. An output is in one of these states:
 //
 //   open       nothing waits; a write is sent at once. The flusher doesn't know the output.
 //   waiting    `waiting` isn't empty; a write is appended to the list, and the flusher sends it.
@@ -15,15 +15,9 @@
 // open and waiting alternate. Close leads from open to lingering (TCP) or to a closed socket, and
 // from waiting to closing and then on in the same way. An error of the socket and an exceeded limit
 // lead from any state to failed.
-//
-// A lingering connection (see LingeringInput) is closed when the peer has ended its side, or has
-// had everything for a while, or sends too much. A peer that doesn't read (see PeerProgress) fails.
 
 #include "transport/socket/socket_output.h"
 
-#include <sys/socket.h>
-
-#include <array>
 #include <cerrno>
 #include <span>
 #include <utility>
@@ -32,11 +26,6 @@
 #include "transport/socket/output_flusher.h"
 
 namespace vantry {
-namespace {
-
-constexpr std::uint64_t kLingerNanoseconds = 1'000 * kNanosecondsPerMillisecond;
-
-}  // namespace
 
 std::shared_ptr<SocketOutput> SocketOutput::Make(std::shared_ptr<SocketDescriptor> socket,
                                                  std::shared_ptr<OutputFlusher> flusher,
@@ -158,55 +147,6 @@ bool SocketOutput::JoinFlusher(bool waitsForSocket) {
     return false;
 }
 
-void SocketOutput::Advance() {
-    ScopedLock guard(lock);
-    if (!watched) {
-        return;
-    }
-    if (WasCut()) {
-        Fail(EPIPE);
-        return;
-    }
-    if (!waiting.Empty()) {
-        SendWaiting();
-    }
-    changed.WakeAll();
-    if (failure != 0 || !watched) {
-        return;
-    }
-    // Input is dropped even while output waits: a peer that sends before it reads would block in
-    // its send, and never read the output.
-    const bool peerEnded =
-        closing && lateInput.DropUntilEnd(socket->Calls(), watched->Number()) && limits.lingers;
-    if (!waiting.Empty() || (lingering && Queued(watched->Number()) != 0)) {
-        takenSince = NowNanoseconds();
-        if (progress.HasStalled(Queued(watched->Number()), waiting.Bytes(),
-                                limits.stallMilliseconds)) {
-            Fail(ETIMEDOUT);
-        }
-        return;
-    }
-    if (!closing) {
-        LeaveFlusher();
-    } else if (limits.lingers && !lingering) {
-        StartLingering();
-    } else if (!lingering || peerEnded || NowNanoseconds() - takenSince >= kLingerNanoseconds) {
-        LeaveFlusher();
-        socket->Close();
-    }
-}
-
-void SocketOutput::SendWaiting() {
-    std::array<iovec, kPartsAtOnce> parts;
-    const ssize_t sent = socket->Calls().SendParts(watched->Number(), waiting.First(parts));
-    if (sent >= 0) {
-        progress.Accepted(static_cast<std::size_t>(sent));
-        waiting.Drop(static_cast<std::size_t>(sent));
-    } else if (sent != -EAGAIN && sent != -EINTR) {
-        FailToSend(static_cast<int>(-sent));
-    }
-}
-
 int SocketOutput::Queued(int number) const { return socket->Calls().Unreceived(number); }
 
 std::size_t SocketOutput::Waiting() {
@@ -241,14 +181,6 @@ bool SocketOutput::AwaitPeer(std::size_t bytes, std::uint32_t stallMilliseconds)
             return false;
         }
     }
-}
-
-void SocketOutput::StartLingering() {
-    lingering = true;
-    progress.StartPeriod();
-    takenSince = NowNanoseconds();
-    socket->Calls().ShutDown(watched->Number(), SHUT_WR);
-    flusher->WatchByTime(watched->Number());
 }
 
 void SocketOutput::FailToSend(int error) {
@@ -303,11 +235,6 @@ void SocketOutput::Close(bool mayHaveReader) {
         return;
     }
     socket->Close();
-}
-
-std::uint64_t SocketOutput::LingersSince() {
-    ScopedLock guard(lock);
-    return waiting.Account() ? closedAt : 0;
 }
 
 void SocketOutput::CloseNow() {
