@@ -76,67 +76,80 @@ class Schemas:
                 sys.exit("%s: %s\n%s" % (command, error.message, json.dumps(error.instance)[:1000]))
 
 
-def main():
-    vantry = os.path.abspath(sys.argv[1]) + "/src/vantry"
-    schemas = Schemas()
-    hub = RunningHub()
-    with tempfile.TemporaryDirectory(dir=hub.folder.name) as folder:
-        environment = dict(os.environ, VANTRY_DEVICE=hub.device, XDG_CONFIG_HOME=folder)
+class Stage:
+    """A hub of its own, and a folder in which commands run against it. It is a context manager that ends both."""
 
-        def run(command, **options):
-            return subprocess.run("%s --json %s" % (vantry, command), shell=True, cwd=folder, env=environment,
-                                  stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=4 * PATIENCE, **options).stdout
+    def __init__(self, vantry):
+        self.vantry = vantry
+        self.hub = RunningHub()
+        self.folder = tempfile.TemporaryDirectory(dir=self.hub.folder.name)
+        self.environment = dict(os.environ, VANTRY_DEVICE=self.hub.device, XDG_CONFIG_HOME=self.folder.name)
+        self.background = []
 
-        def start(command, output):
-            with open(os.path.join(folder, output), "w") as file:
-                return subprocess.Popen([vantry, "--json", *command.split()], cwd=folder, env=environment, stdout=file)
+    def __enter__(self):
+        return self
 
-        def write(name, text):
-            with open(os.path.join(folder, name), "w") as file:
-                file.write(text)
+    def __exit__(self, *_):
+        for process in self.background:
+            process.terminate()
+            process.wait()
+        self.hub.kill()
+        self.folder.cleanup()
+        self.hub.folder.cleanup()
 
-        def read(name):
-            with open(os.path.join(folder, name)) as file:
-                return file.read()
+    def path(self, name):
+        return os.path.join(self.folder.name, name)
 
-        write("component", COMPONENT)
-        write("ask", ASK)
-        background = [start("announce component", "announced")]
-        try:
-            eventually(lambda: json.loads(run("get Heat")))
-            background.append(start("history record --file h.db --commit 0.1", "recording"))
-            run("save b.json")
-            run("--tcp 127.0.0.1 context add press1")
-            capture = start("capture t.pcapng", "captured")
-            background.append(capture)
-            eventually(lambda: os.path.exists(folder + "/t.pcapng"))
-            capture.terminate()
-            capture.wait()
-            schemas.hold("capture", [json.loads(read("captured"))], "capture")
-            eventually(lambda: run("history query Heat --file h.db").count(b"\n") > 2)
-            for name, command in WHOLE[:4]:
-                schemas.hold(name, [json.loads(run(command))], command)
-            # The hub has saved the change of its own property by now, or soon.
-            eventually(lambda: run("settings export ../root/Store/VantryProperties.ini p.txt --force") is not None
-                       and os.path.exists(folder + "/p.txt"))
-            run("settings import p.txt p.ini")
-            with open(folder + "/p.txt") as file:
-                lines = json.load(file)
-            write("p.txt", "".join("%s=%s\n" % (line["prefix"], line["value"]) for line in lines))
-            run("settings import p.txt p.ini")
-            for name, command in WHOLE[4:]:
-                schemas.hold(name, [json.loads(run(command))], command)
-            for name, command in LINES:
-                schemas.hold(name, [json.loads(line) for line in run(command).splitlines()], command)
-            schemas.hold("save-file", [json.loads(read("a.json"))], "the file of vantry save")
-            for name, output in ("announce", "announced"), ("history-record", "recording"):
-                schemas.hold(name, [json.loads(line) for line in read(output).splitlines()], name)
-        finally:
-            for process in background:
-                process.terminate()
-                process.wait()
-            hub.kill()
-    hub.folder.cleanup()
+    def run(self, command):
+        """What the command prints. Its arguments are those of a shell."""
+        return subprocess.run("%s --json %s" % (self.vantry, command), shell=True, cwd=self.folder.name,
+                              env=self.environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                              timeout=4 * PATIENCE).stdout
+
+    def start(self, command, output):
+        """Starts a command that runs until it is ended, and prints to a file."""
+        with open(self.path(output), "w") as file:
+            self.background.append(subprocess.Popen([self.vantry, "--json", *command.split()], cwd=self.folder.name,
+                                                    env=self.environment, stdout=file))
+        return self.background[-1]
+
+    def write(self, name, text):
+        with open(self.path(name), "w") as file:
+            file.write(text)
+
+    def read(self, name):
+        with open(self.path(name)) as file:
+            return file.read()
+
+
+def prepare(stage, schemas):
+    """Leaves what the commands need: a component, a recording, a capture, and a file of saved values."""
+    stage.write("component", COMPONENT)
+    stage.write("ask", ASK)
+    stage.start("announce component", "announced")
+    eventually(lambda: json.loads(stage.run("get Heat")))
+    stage.start("history record --file h.db --commit 0.1", "recording")
+    stage.run("save b.json")
+    stage.run("--tcp 127.0.0.1 context add press1")
+    capture = stage.start("capture t.pcapng", "captured")
+    eventually(lambda: os.path.exists(stage.path("t.pcapng")))
+    capture.terminate()
+    capture.wait()
+    schemas.hold("capture", [json.loads(stage.read("captured"))], "capture")
+    eventually(lambda: stage.run("history query Heat --file h.db").count(b"\n") > 2)
+
+
+def export_settings(stage):
+    # The hub has saved the change of its own property by now, or soon.
+    eventually(lambda: stage.run("settings export ../root/Store/VantryProperties.ini p.txt --force") is not None
+               and os.path.exists(stage.path("p.txt")))
+    lines = json.loads(stage.read("p.txt"))
+    stage.write("p.txt", "".join("%s=%s\n" % (line["prefix"], line["value"]) for line in lines))
+    stage.run("settings import p.txt p.ini")
+
+
+def require_all_held(schemas):
+    """Every schema has a command, and every command a schema."""
     unused = {name.split(".")[0] for name in schemas.all} - schemas.used
     assert not unused, "no command was held against docs/json/%s" % unused
     with open(SOURCE + "/src/cli/commands.def") as file:
@@ -146,6 +159,23 @@ def main():
     without = {"history", "shell", "alone", "complete"}
     missing = {name for name in names if OTHER_NAMES.get(name, name) not in schemas.used} - without
     assert not missing, "these commands have no schema in docs/json that this test holds them against: %s" % missing
+
+
+def main():
+    schemas = Schemas()
+    with Stage(os.path.abspath(sys.argv[1]) + "/src/vantry") as stage:
+        prepare(stage, schemas)
+        for name, command in WHOLE[:4]:
+            schemas.hold(name, [json.loads(stage.run(command))], command)
+        export_settings(stage)
+        for name, command in WHOLE[4:]:
+            schemas.hold(name, [json.loads(stage.run(command))], command)
+        for name, command in LINES:
+            schemas.hold(name, [json.loads(line) for line in stage.run(command).splitlines()], command)
+        schemas.hold("save-file", [json.loads(stage.read("a.json"))], "the file of vantry save")
+        for name, output in ("announce", "announced"), ("history-record", "recording"):
+            schemas.hold(name, [json.loads(line) for line in stage.read(output).splitlines()], name)
+    require_all_held(schemas)
 
 
 if __name__ == "__main__":

@@ -16,6 +16,16 @@ sys.path[:0] = [SOURCE + "/python", SOURCE + "/python/tests"]
 from support import PATIENCE, RunningHub  # noqa: E402
 
 GATEWAY = os.environ.get("VANTRY_GATEWAY", "vantry-gateway")
+HOST = b"Host: localhost\r\n"
+LIST = b"GET /api/properties HTTP/1.1\r\n" + HOST
+
+
+def make_certificate(name):
+    key, certificate = (name + end for end in (".key", ".pem"))
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
+                    "-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost", "-days", "2",
+                    "-keyout", key, "-out", certificate], check=True, stderr=subprocess.DEVNULL)
+    return key, certificate
 
 
 class Gateway:
