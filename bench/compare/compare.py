@@ -11,7 +11,8 @@ from pathlib import Path
 
 from growth import growth
 from plots import draw
-from rows import ROWS, Stand
+from rows import ROWS
+from stand import Stand
 from table import Table
 
 

@@ -7,8 +7,9 @@ import threading
 import time
 from typing import List
 
-from rows import SUBSCRIBE_ALL, Stand, Target, fan_out_of_hub, load
+from fan_out import fan_out_of_hub
 from servers import Component, Hub, frame
+from stand import SUBSCRIBE_ALL, Stand, Target, load
 
 
 def with_properties(stand: Stand) -> None:

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import os
 import re
 import socket
 import struct
@@ -84,6 +83,10 @@ class TcpServer(Server):
 
 def redis() -> TcpServer:
     return TcpServer("redis-server", "--port", "PORT", "--save", "", "--bind", "127.0.0.1")
+
+
+def redis_command(*parts: bytes) -> bytes:
+    return b"*%d\r\n" % len(parts) + b"".join(b"$%d\r\n%s\r\n" % (len(p), p) for p in parts)
 
 
 def mosquitto(directory: Path) -> TcpServer:
