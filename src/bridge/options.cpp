@@ -7,7 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <map>
 
-#include "describe/description.h"
+#include "describe/glob.h"
 #include "mqtt/broker_options.h"
 #include "program/arguments.h"
 
@@ -123,13 +123,11 @@ client::Endpoint HubOf(const Typed& typed) {
 }
 
 Inventory::Deadband DeadbandIn(const std::string& text) {
-    const std::size_t sign = text.rfind('=');
-    const std::optional<double> width =
-        sign == std::string::npos ? std::nullopt : describe::NumberIn(text.substr(sign + 1));
-    if (!width || *width < 0) {
+    const auto rule = describe::GlobNumberIn(text);
+    if (!rule) {
         RefuseArguments("--deadband takes GLOB=NUMBER: '" + text + "'");
     }
-    return {text.substr(0, sign), *width};
+    return {rule->glob, rule->number};
 }
 
 void Settle(Options& options, const Typed& typed) {

@@ -1,5 +1,7 @@
 #include "describe/glob.h"
 
+#include "describe/description.h"
+
 namespace vantry::describe {
 namespace {
 
@@ -53,6 +55,16 @@ bool GlobNames(std::string_view glob, const client::Property& property, LetterCa
     return GlobMatches(glob, property.name, letters) || GlobMatches(glob, inGroup, letters) ||
            GlobMatches(glob, property.componentName + "/" + inGroup, letters) ||
            GlobMatches(glob, id.component + "/" + id.group + "/" + id.property, letters);
+}
+
+std::optional<GlobNumber> GlobNumberIn(const std::string& text) {
+    const std::size_t equals = text.rfind('=');
+    if (equals == std::string::npos) {
+        return std::nullopt;
+    }
+    const std::optional<double> number = NumberIn(text.substr(equals + 1));
+    return number && *number >= 0 ? std::optional(GlobNumber{text.substr(0, equals), *number})
+                                  : std::nullopt;
 }
 
 }  // namespace vantry::describe

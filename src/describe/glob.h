@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,5 +20,14 @@ bool GlobMatches(std::string_view glob, std::string_view text, LetterCase letter
 /// Returns whether a glob such as "Sensors/*" matches "Name", "Group/Name", "Component/Group/Name"
 /// or "COMPONENT-GUID/GROUP-GUID/GUID" of the property. Thread-safe.
 bool GlobNames(std::string_view glob, const client::Property& property, LetterCase letters);
+
+/// A number for the properties that a glob names, as options give it.
+struct GlobNumber {
+    std::string glob;
+    double number = 0;
+};
+/// Splits "GLOB=NUMBER" at its last "=". Returns nothing if there is none, or if the number is
+/// negative or none, see NumberIn. Thread-safe.
+std::optional<GlobNumber> GlobNumberIn(const std::string& text);
 
 }  // namespace vantry::describe

@@ -16,7 +16,7 @@
 #include "cli/base/json.h"
 #include "cli/base/terminal.h"
 #include "cli/history/history_options.h"
-#include "describe/description.h"
+#include "describe/glob.h"
 #include "history/recorder.h"
 #include "runtime/service_notify.h"
 
@@ -33,14 +33,9 @@ struct RecordOptions {
     std::vector<std::string> exclusions;
 };
 
-/// Splits "GLOB=NUMBER" at its last "=".
-client::Result<std::pair<std::string, double>> RuleIn(const std::string& text) {
-    const std::size_t equals = text.rfind('=');
-    if (equals != std::string::npos) {
-        const auto number = describe::NumberIn(text.substr(equals + 1));
-        if (number && *number >= 0) {
-            return std::pair(text.substr(0, equals), *number);
-        }
+client::Result<describe::GlobNumber> RuleIn(const std::string& text) {
+    if (const auto rule = describe::GlobNumberIn(text)) {
+        return *rule;
     }
     return client::Error{client::ErrorCode::Refused,
                          "\"" + text + "\" isn't GLOB=NUMBER, such as \"Sensors/*=0.5\""};
@@ -53,14 +48,14 @@ client::Result<history::RecordingRules> RulesOf(const RecordOptions& options) {
         if (!rule) {
             return rule.error();
         }
-        rules.SetDeadband(rule->first, rule->second);
+        rules.SetDeadband(rule->glob, rule->number);
     }
     for (const std::string& text : options.intervals) {
         const auto rule = RuleIn(text);
         if (!rule) {
             return rule.error();
         }
-        rules.SetLeastInterval(rule->first, static_cast<history::Moment>(rule->second * 1e6));
+        rules.SetLeastInterval(rule->glob, static_cast<history::Moment>(rule->number * 1e6));
     }
     for (const std::string& glob : options.exclusions) {
         rules.Exclude(glob);
@@ -84,39 +79,32 @@ client::Result<std::unique_ptr<client::Hub>> ConnectWhenThereIsAHub(
     return std::unique_ptr<client::Hub>();
 }
 
-int RunRecord(const Context& context, const RecordOptions& options) {
-    const auto endpoint = context.HubEndpoint();
-    if (!endpoint) {
-        return Fail(endpoint.error());
-    }
-    const auto rules = RulesOf(options);
-    if (!rules) {
-        Fail(rules.error());
-        return Exit::kUsage;
-    }
+/// Opens the file with the rules and bounds of the options. What goes wrong later is printed.
+client::Result<std::unique_ptr<history::Recorder>> OpenRecorder(const RecordOptions& options,
+                                                                history::RecordingRules rules) {
     history::Recorder::Options recording;
-    recording.rules = *rules;
+    recording.rules = std::move(rules);
     recording.bounds.age =
         static_cast<history::Moment>(options.keepDays * static_cast<double>(history::kDay));
     recording.bounds.bytes = static_cast<std::uint64_t>(options.mostMebibytes) << 20U;
     recording.commitInterval = static_cast<history::Moment>(options.commitSeconds * 1e6);
     recording.onError = [](const client::Error& error) {
-        fmt::print(stderr, "vantry: {}; what is told meanwhile waits in memory\n", error.text);
+        fmt::print(stderr, "vantry: {}; the changes wait in memory meanwhile\n", error.text);
     };
-    const auto recorder = history::Recorder::Open(options.history.File(), std::move(recording));
-    if (!recorder) {
-        return Fail(recorder.error());
-    }
-    CatchInterrupts();
-    NotifyServiceManager("READY=1\nSTATUS=no hub yet");
-    client::Hub::Options hubOptions;
-    hubOptions.deadlineMilliseconds = context.TimeoutMilliseconds();
-    hubOptions.onConnection = [&](bool connected) {
-        (*recorder)->MarkConnection(connected);
+    return history::Recorder::Open(options.history.File(), std::move(recording));
+}
+
+/// Records what the hub reports until there is an interrupt.
+int RecordUntilInterrupted(const Context& context, const client::Endpoint& endpoint,
+                           history::Recorder& recorder, const std::string& file) {
+    client::Hub::Options options;
+    options.deadlineMilliseconds = context.TimeoutMilliseconds();
+    options.onConnection = [&recorder](bool connected) {
+        recorder.MarkConnection(connected);
         NotifyServiceManager(connected ? "STATUS=recording"
                                        : "STATUS=the hub is gone, trying again");
     };
-    const auto hub = ConnectWhenThereIsAHub(*endpoint, hubOptions);
+    const auto hub = ConnectWhenThereIsAHub(endpoint, options);
     if (!hub) {
         return Fail(hub.error());
     }
@@ -125,8 +113,7 @@ int RunRecord(const Context& context, const RecordOptions& options) {
     }
     const client::Subscription subscription =
         (*hub)->Subscribe(client::Interest::Everything(),
-                          [&](const client::Property& change) { (*recorder)->Add(change); });
-    const std::string file = options.history.File().string();
+                          [&recorder](const client::Property& change) { recorder.Add(change); });
     fmt::print("{}\n", context.json ? OneLine({{"recording", file}}) : "recording to " + file);
     std::fflush(stdout);
     while (!Interrupted()) {
@@ -134,6 +121,24 @@ int RunRecord(const Context& context, const RecordOptions& options) {
     }
     NotifyServiceManager("STOPPING=1");
     return Exit::kDone;
+}
+
+int RunRecord(const Context& context, const RecordOptions& options) {
+    const auto endpoint = context.HubEndpoint();
+    if (!endpoint) {
+        return Fail(endpoint.error());
+    }
+    auto rules = RulesOf(options);
+    if (!rules) {
+        return FailUsage(rules.error().text);
+    }
+    const auto recorder = OpenRecorder(options, std::move(*rules));
+    if (!recorder) {
+        return Fail(recorder.error());
+    }
+    CatchInterrupts();
+    NotifyServiceManager("READY=1\nSTATUS=no hub yet");
+    return RecordUntilInterrupted(context, *endpoint, **recorder, options.history.File().string());
 }
 
 }  // namespace
