@@ -56,7 +56,7 @@ public:
     }
 
     std::vector<mqtt::Message> Birth(const Inventory& all, const Health& health) override {
-        std::vector<mqtt::Message> messages = HealthNews(all, health);
+        std::vector<mqtt::Message> messages = HealthUpdate(all, health);
         if (!all.All().empty()) {
             messages.push_back(Retain(Config(), ConfigOf(all)));
             messages.push_back(ValuesOf(all));
@@ -68,7 +68,8 @@ public:
         return {ValuesOf(all)};
     }
 
-    std::vector<mqtt::Message> HealthNews(const Inventory& /*all*/, const Health& health) override {
+    std::vector<mqtt::Message> HealthUpdate(const Inventory& /*all*/,
+                                            const Health& health) override {
         return {Retain(prefix + "health", OnlineDocument(health))};
     }
 

@@ -1,8 +1,8 @@
 // One thread connects to the hub and then carries out writes; the threads of the client library
-// deliver changes. News are queued under a lock. The queue is emptied by the loop of the program,
-// which never waits for anything, so it stays short. If it grows nevertheless, all but the newest
-// change of each property are left out: its length is then bounded by the number of properties,
-// which the hub bounds.
+// deliver changes. Updates are queued under a lock. The queue is emptied by the loop of the
+// program, which never waits for anything, so it stays short. If it grows nevertheless, all but the
+// newest change of each property are left out: its length is then bounded by the number of
+// properties, which the hub bounds.
 //
 // All properties are read before the subscription begins, so that a birth can contain all of them.
 
@@ -15,17 +15,17 @@
 namespace vantry::bridge {
 namespace {
 
-constexpr std::size_t kMostNews = 20'000;
+constexpr std::size_t kMostUpdates = 20'000;
 constexpr std::size_t kMostWrites = 64;
 constexpr std::uint32_t kPauseMilliseconds = 1000;
 constexpr std::uint32_t kLongestPauseMilliseconds = 30'000;
 
 }  // namespace
 
-HubSource::HubSource(client::Endpoint where, std::function<void()> onNews)
-    : endpoint(std::move(where)), notify(std::move(onNews)), compactAt(kMostNews) {
+HubSource::HubSource(client::Endpoint where, std::function<void()> onUpdate)
+    : endpoint(std::move(where)), notify(std::move(onUpdate)), compactAt(kMostUpdates) {
     if (!thread.Start([this] { Run(); })) {
-        Add({News::Kind::Problem, {}, 0, "the system can't create a thread for the hub", {}});
+        Add({Update::Kind::Problem, {}, 0, "the system can't create a thread for the hub", {}});
     }
 }
 
@@ -55,38 +55,38 @@ bool HubSource::ConnectAndRead() {
     options.longestPauseMilliseconds = kLongestPauseMilliseconds;
     options.onConnection = [this](bool isUp) {
         if (isRead) {
-            Add({isUp ? News::Kind::Up : News::Kind::Down});
+            Add({isUp ? Update::Kind::Up : Update::Kind::Down});
         }
     };
     options.onError = [this](const Error& error) {
-        Add({News::Kind::Problem, {}, 0, error.text, {}});
+        Add({Update::Kind::Problem, {}, 0, error.text, {}});
     };
     auto connected = client::Hub::Connect(endpoint, options);
     auto all = connected ? (*connected)->ReadAll()
                          : Result<std::vector<client::Property>>(connected.error());
     if (!all) {
-        Add({News::Kind::Problem, {}, 0, all.error().text, {}});
+        Add({Update::Kind::Problem, {}, 0, all.error().text, {}});
         return false;
     }
     for (client::Property& property : *all) {
-        Add({News::Kind::Value, std::move(property), NowSince1970(), {}, {}});
+        Add({Update::Kind::Value, std::move(property), NowSince1970(), {}, {}});
     }
     isRead = true;
-    Add({News::Kind::Up});
+    Add({Update::Kind::Up});
     hub = std::move(*connected);
     subscription =
         hub->Subscribe(client::Interest::Everything(), [this](const client::Property& change) {
-            Add({News::Kind::Value, change, NowSince1970(), {}, {}});
+            Add({Update::Kind::Value, change, NowSince1970(), {}, {}});
         });
     return true;
 }
 
-void HubSource::Add(News news) {
+void HubSource::Add(Update update) {
     bool isFirst = false;
     {
         ScopedLock guard(lock);
         isFirst = waiting.empty();
-        waiting.push_back(std::move(news));
+        waiting.push_back(std::move(update));
         if (waiting.size() >= compactAt) {
             Compact();
         }
@@ -98,23 +98,23 @@ void HubSource::Add(News news) {
 
 void HubSource::Compact() {
     std::set<client::PropertyId> seen;
-    std::vector<News> kept;
-    for (auto news = waiting.rbegin(); news != waiting.rend(); ++news) {
-        if (news->kind != News::Kind::Value || seen.insert(news->property.id).second) {
-            kept.push_back(std::move(*news));
+    std::vector<Update> kept;
+    for (auto update = waiting.rbegin(); update != waiting.rend(); ++update) {
+        if (update->kind != Update::Kind::Value || seen.insert(update->property.id).second) {
+            kept.push_back(std::move(*update));
         }
     }
     std::reverse(kept.begin(), kept.end());
     leftOut += waiting.size() - kept.size();
     waiting = std::move(kept);
-    compactAt = std::max(kMostNews, 2 * waiting.size());
+    compactAt = std::max(kMostUpdates, 2 * waiting.size());
 }
 
-std::vector<HubSource::News> HubSource::Take() {
-    std::vector<News> taken;
+std::vector<HubSource::Update> HubSource::Take() {
+    std::vector<Update> taken;
     ScopedLock guard(lock);
     taken.swap(waiting);
-    compactAt = kMostNews;
+    compactAt = kMostUpdates;
     return taken;
 }
 
@@ -130,7 +130,7 @@ void HubSource::Write(Request request) {
         }
     }
     if (refused) {
-        Add({News::Kind::Answered, {}, 0, {}, std::move(refused)});
+        Add({Update::Kind::Answered, {}, 0, {}, std::move(refused)});
     }
     work.Set();
 }
@@ -146,7 +146,7 @@ void HubSource::ServeWrites() {
             request = std::move(writes.front());
             writes.erase(writes.begin());
         }
-        Add({News::Kind::Answered,
+        Add({Update::Kind::Answered,
              {},
              0,
              {},

@@ -25,8 +25,8 @@ public:
         Request request;
         Result<std::string> value;
     };
-    /// What has happened, in order.
-    struct News {
+    /// Something that the loop of the program must process.
+    struct Update {
         enum class Kind { Value, Up, Down, Problem, Answered };
 
         Kind kind;
@@ -38,22 +38,23 @@ public:
         std::shared_ptr<Answer> answer = {};
     };
 
-    /// Starts a thread that connects. `onNews` is called on threads of this object when the first
-    /// news arrived since Take. If the system can't create a thread, a problem is the news.
-    HubSource(client::Endpoint endpoint, std::function<void()> onNews);
+    /// Starts a thread that connects. `onUpdate` is called on threads of this object when the first
+    /// update since Take has arrived. If the system can't create a thread, the one update is that
+    /// problem.
+    HubSource(client::Endpoint endpoint, std::function<void()> onUpdate);
     /// Blocks until the threads have ended: for the running attempt to connect, and for a running
     /// write.
     ~HubSource();
     HubSource(const HubSource&) = delete;
     HubSource& operator=(const HubSource&) = delete;
 
-    /// Returns the news since the last call. Thread-safe; doesn't block.
-    std::vector<News> Take();
+    /// Returns the updates since the last call, in order. Thread-safe; doesn't block.
+    [[nodiscard]] std::vector<Update> Take();
     /// Returns how many changes were left out so far, because newer ones of the same property
     /// waited with them. Thread-safe.
     std::uint64_t LeftOut() const { return leftOut; }
-    /// Carries the write out, after the earlier ones, and reports the answer as news. Thread-safe;
-    /// doesn't block.
+    /// Carries the write out, after the earlier ones, and reports the answer as an update.
+    /// Thread-safe; doesn't block.
     void Write(Request request);
 
 private:
@@ -61,7 +62,8 @@ private:
     bool ConnectAndRead();
     void ServeWrites();
     Answer CarryOut(Request request);
-    void Add(News news);
+    void Add(Update update);
+    /// Leaves out the values that are followed by a newer one of the same property.
     void Compact() REQUIRES(lock);
 
     const client::Endpoint endpoint;
@@ -71,7 +73,7 @@ private:
     std::atomic<bool> isRead{false};
     std::atomic<std::uint64_t> leftOut{0};
     Lock lock;
-    std::vector<News> waiting GUARDED_BY(lock);
+    std::vector<Update> waiting GUARDED_BY(lock);
     std::size_t compactAt GUARDED_BY(lock);
     std::vector<Request> writes GUARDED_BY(lock);
     /// Set when there is a write, or the object ends.

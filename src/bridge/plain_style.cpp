@@ -33,7 +33,8 @@ public:
         return {StateOf(all, health)};
     }
 
-    std::vector<mqtt::Message> HealthNews(const Inventory& /*all*/, const Health& health) override {
+    std::vector<mqtt::Message> HealthUpdate(const Inventory& /*all*/,
+                                            const Health& health) override {
         return {Retain("health", OnlineDocument(health))};
     }
 

@@ -22,7 +22,7 @@ Printer::Printer(Loop& loop, const Options& configuration,
       publisher(loop, options, entry, inventory, dialer,
                 {[this] { return PresentHealth(); },
                  [this](Request request) { OnWrite(std::move(request)); },
-                 [this](const std::string& text) { Say(text); }},
+                 [this](const std::string& text) { Log(text); }},
                 delay),
       collector(
           loop, options, run, [this](Batch batch) { publisher.Put(std::move(batch)); },
@@ -30,35 +30,35 @@ Printer::Printer(Loop& loop, const Options& configuration,
     hub = std::make_unique<HubSource>(entry.hub, [this, &loop, exists = std::weak_ptr(alive)] {
         loop.Post([this, exists] {
             if (exists.lock()) {
-                TakeNews();
+                ProcessUpdates();
             }
         });
     });
 }
 
 Printer::~Printer() {
-    TakeNews();
+    ProcessUpdates();
     collector.Flush();
     hub.reset();
 }
 
-void Printer::TakeNews() {
-    for (HubSource::News& news : hub->Take()) {
-        switch (news.kind) {
-            case HubSource::News::Kind::Value:
-                TakeChange(news.property, news.time);
+void Printer::ProcessUpdates() {
+    for (HubSource::Update& update : hub->Take()) {
+        switch (update.kind) {
+            case HubSource::Update::Kind::Value:
+                TakeChange(update.property, update.time);
                 break;
-            case HubSource::News::Kind::Up:
+            case HubSource::Update::Kind::Up:
                 NoteHub(true);
                 break;
-            case HubSource::News::Kind::Down:
+            case HubSource::Update::Kind::Down:
                 NoteHub(false);
                 break;
-            case HubSource::News::Kind::Problem:
-                Say(news.text);
+            case HubSource::Update::Kind::Problem:
+                Log(update.text);
                 break;
-            case HubSource::News::Kind::Answered:
-                publisher.Answer(news.answer->request, news.answer->value);
+            case HubSource::Update::Kind::Answered:
+                publisher.Answer(update.answer->request, update.answer->value);
                 break;
         }
     }
@@ -67,7 +67,7 @@ void Printer::TakeNews() {
 
 void Printer::TakeChange(const client::Property& property, std::int64_t time) {
     if (summary.Enter(property)) {
-        publisher.TellHealthSoon();
+        publisher.PublishHealthSoon();
     }
     std::optional<Change> change = inventory.Enter(property, time);
     if (change && isComplete) {
@@ -81,15 +81,15 @@ void Printer::NoteHub(bool isUp) {
         return;
     }
     hasHub = isUp;
-    Say(isUp ? "connected to the hub at " + entry.hub.Name()
+    Log(isUp ? "connected to the hub at " + entry.hub.Name()
              : "lost the hub at " + entry.hub.Name());
     if (isUp && !isComplete) {
         isComplete = true;
         publisher.SetComplete();
     }
-    publisher.TellHealth();
+    publisher.PublishHealth();
     if (isUp) {
-        publisher.TellState();
+        publisher.PublishState();
     }
 }
 
@@ -128,10 +128,10 @@ Health Printer::PresentHealth() const {
     return health;
 }
 
-void Printer::Say(const std::string& text) {
-    if (text != lastWords) {
+void Printer::Log(const std::string& text) {
+    if (text != lastLogged) {
         std::fprintf(stderr, "vantry-bridge: %s: %s\n", entry.serial.c_str(), text.c_str());
-        lastWords = text;
+        lastLogged = text;
     }
 }
 

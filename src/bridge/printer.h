@@ -14,8 +14,8 @@
 
 namespace vantry::bridge {
 
-/// Carries one printer to the broker: takes the news of its hub, and hands the changes on to be
-/// collected and published. Used by the thread of the loop.
+/// Carries one printer to the broker: receives the updates of its hub, and hands the changes on to
+/// be collected and published. Used by the thread of the loop.
 class Printer {
 public:
     /// `options`, `descriptions` and `dialer` must live as long as the object. The first attempt to
@@ -35,12 +35,12 @@ public:
     const client::Endpoint& Hub() const { return entry.hub; }
 
 private:
-    void TakeNews();
+    void ProcessUpdates();
     void TakeChange(const client::Property& property, std::int64_t time);
     void NoteHub(bool isUp);
     void OnWrite(Request request);
     Health PresentHealth() const;
-    void Say(const std::string& text);
+    void Log(const std::string& text);
 
     const Options& options;
     const PrinterEntry entry;
@@ -50,7 +50,7 @@ private:
     bool hasHub = false;
     /// Whether all properties have been read once.
     bool isComplete = false;
-    std::string lastWords;
+    std::string lastLogged;
     Inventory inventory;
     Summary summary;
     std::unique_ptr<HubSource> hub;

@@ -48,8 +48,8 @@ Publisher::Publisher(Loop& itsLoop, const Options& configuration, const PrinterE
       callbacks(std::move(reactions)),
       style(MakeStyle(options, entry)),
       backlog(MakeBacklog(options, entry)),
-      stateDue(loop, [this] { TellState(); }),
-      healthDue(loop, [this] { TellHealth(); }),
+      stateDue(loop, [this] { PublishState(); }),
+      healthDue(loop, [this] { PublishHealth(); }),
       stateFull(loop,
                 [this] {
                     needsBirth = true;
@@ -60,7 +60,7 @@ Publisher::Publisher(Loop& itsLoop, const Options& configuration, const PrinterE
       birthAgain(loop, [this] { SendWhatFits(); }),
       leaving(loop,
               [this] {
-                  SayGoodbye();
+                  Disconnect();
                   link->Rejoin();
               }),
       minute(loop, [this] { OnMinute(); }),
@@ -70,7 +70,7 @@ Publisher::Publisher(Loop& itsLoop, const Options& configuration, const PrinterE
 }
 
 Publisher::~Publisher() {
-    SayGoodbye();
+    Disconnect();
     backlog->Sync();
 }
 
@@ -85,14 +85,14 @@ void Publisher::Announce(const Change& change) {
     stateDue.SetEarlier(Milliseconds(options.stateSeconds) * slowness);
 }
 
-void Publisher::TellHealth() {
+void Publisher::PublishHealth() {
     needsHealth = true;
     SendWhatFits();
 }
 
-void Publisher::TellHealthSoon() { healthDue.SetEarlier(kBetweenHealths * slowness); }
+void Publisher::PublishHealthSoon() { healthDue.SetEarlier(kBetweenHealths * slowness); }
 
-void Publisher::TellState() {
+void Publisher::PublishState() {
     needsState = true;
     SendWhatFits();
 }
@@ -118,13 +118,13 @@ bool Publisher::SendOneThing() {
         stateDue.Cancel();
         healthDue.Cancel();
         birthAgain.Set(kBetweenBirths);
-        told = PresentHealth();
-        SendAll(style->Birth(inventory, told));
+        published = PresentHealth();
+        SendAll(style->Birth(inventory, published));
         return true;
     }
     if (std::exchange(needsHealth, false)) {
-        told = PresentHealth();
-        SendAll(style->HealthNews(inventory, told));
+        published = PresentHealth();
+        SendAll(style->HealthUpdate(inventory, published));
         return true;
     }
     if (std::exchange(needsState, false)) {
@@ -193,7 +193,8 @@ void Publisher::OnMinute() {
     minute.Set(kMinute);
     slowness = std::max<std::uint64_t>(1, slowness / 2);
     const Health health = PresentHealth();
-    needsHealth = needsHealth || health.dropped != told.dropped || health.waiting != told.waiting;
+    needsHealth =
+        needsHealth || health.dropped != published.dropped || health.waiting != published.waiting;
     SendWhatFits();
 }
 

@@ -27,7 +27,8 @@ public:
         std::function<Health()> health;
         /// A client of the broker wants a property to be written.
         std::function<void(Request)> onWrite;
-        std::function<void(const std::string&)> say;
+        /// Writes a line for the operator to standard error.
+        std::function<void(const std::string&)> log;
     };
 
     /// `options` and `inventory` must live as long as the object. The first attempt to connect is
@@ -50,11 +51,11 @@ public:
     /// Sends a birth as soon as there is room, if the change needs one.
     void Announce(const Change& change);
     /// Sends the health as soon as there is room.
-    void TellHealth();
+    void PublishHealth();
     /// Does the same within a second, so that changes that come together are sent as one.
-    void TellHealthSoon();
+    void PublishHealthSoon();
     /// Sends the document of all values as soon as there is room.
-    void TellState();
+    void PublishState();
     /// Adds a batch to what waits.
     void Put(Batch batch) { waiting.push_back(std::move(batch)); }
     /// Sends what there is room for, and keeps the rest if it is much or there is no connection.
@@ -90,7 +91,7 @@ private:
     void OnHost(bool isThere);
     /// Keeps everything that is sent and not acknowledged, in order.
     void Retreat();
-    void SayGoodbye();
+    void Disconnect();
     void SlowDown();
     void OnMinute();
     Health PresentHealth() const;
@@ -109,8 +110,8 @@ private:
     bool isComplete = false;
     /// Whether the host that the style needs has said that it is there.
     bool hasHost = false;
-    /// What the health said last.
-    Health told;
+    /// The health that was published last.
+    Health published;
     std::deque<Batch> waiting;
     std::map<int, Sent> sent;
     bool isHistoryUnderWay = false;

@@ -36,10 +36,10 @@ std::unique_ptr<BrokerLink> Publisher::MakeLink() {
     };
     reactions.onUp = [this] { OnUp(); };
     reactions.onDown = [this](const std::string& why) {
-        callbacks.say(why);
+        callbacks.log(why);
         Retreat();
     };
-    reactions.onProblem = callbacks.say;
+    reactions.onProblem = callbacks.log;
     reactions.onMessage = [this](const mqtt::Message& message) { OnMessage(message); };
     reactions.onAcknowledged = [this](int number, int reason) { OnAcknowledged(number, reason); };
     reactions.onRoom = [this] { SendWhatFits(); };
@@ -50,7 +50,7 @@ void Publisher::RenewEncryption() {
     if (ConnectionFor(options, entry.serial).tls.Stamp() == encryptionStamp) {
         return;
     }
-    callbacks.say("the certificates have changed; connecting with the new ones");
+    callbacks.log("the certificates have changed; connecting with the new ones");
     Retreat();
     link->Leave();
     link = MakeLink();
@@ -58,13 +58,13 @@ void Publisher::RenewEncryption() {
 }
 
 void Publisher::OnUp() {
-    callbacks.say("connected to the broker at " + options.broker.Name());
+    callbacks.log("connected to the broker at " + options.broker.Name());
     birthAgain.Cancel();
     needsBirth = true;
     stateFull.Set(kHour);
 }
 
-void Publisher::SayGoodbye() {
+void Publisher::Disconnect() {
     if (IsReady()) {
         SendAll(style->Death(PresentHealth()));
     }
@@ -91,7 +91,7 @@ void Publisher::OnAcknowledged(int number, int reason) {
     }
     if (reason >= kFirstRefusal) {
         refused += what.batch ? what.batch->changes.size() : 0;
-        callbacks.say("the broker refuses a message: " + mqtt::WordsOfReason(reason));
+        callbacks.log("the broker refuses a message: " + mqtt::WordsOfReason(reason));
     }
     if (what.isHistory) {
         backlog->Pop();
@@ -101,7 +101,7 @@ void Publisher::OnAcknowledged(int number, int reason) {
 void Publisher::SlowDown() {
     slowness = std::min(kMostSlowness, slowness * 2);
     minute.Set(kMinute);
-    callbacks.say("the broker wants fewer messages; sending at a lower rate");
+    callbacks.log("the broker wants fewer messages; sending at a lower rate");
 }
 
 void Publisher::OnMessage(const mqtt::Message& message) {
@@ -126,7 +126,7 @@ void Publisher::OnHost(bool isThere) {
     if (isThere == (hasHost && !leaving.IsSet())) {
         return;
     }
-    callbacks.say(isThere ? "the primary host is there" : "the primary host has gone");
+    callbacks.log(isThere ? "the primary host is there" : "the primary host has gone");
     if (isThere) {
         leaving.Cancel();
         hasHost = true;

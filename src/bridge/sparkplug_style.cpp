@@ -59,7 +59,7 @@ public:
         return {};
     }
 
-    std::vector<mqtt::Message> HealthNews(const Inventory& all, const Health& health) override {
+    std::vector<mqtt::Message> HealthUpdate(const Inventory& all, const Health& health) override {
         std::vector<mqtt::Message> messages;
         if (health.hasHub && devices.empty()) {
             AddBirths(all, messages);

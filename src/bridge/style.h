@@ -59,7 +59,7 @@ public:
     /// Returns the messages with all values.
     virtual std::vector<mqtt::Message> State(const Inventory& all, const Health& health) = 0;
     /// Returns the messages for a change of the health; hasHub may have changed.
-    virtual std::vector<mqtt::Message> HealthNews(const Inventory& all, const Health& health) = 0;
+    virtual std::vector<mqtt::Message> HealthUpdate(const Inventory& all, const Health& health) = 0;
     /// Returns the messages of a batch; none if this style has no place for it. `historical` says
     /// that newer values may have been sent before.
     virtual std::vector<mqtt::Message> Changes(const Inventory& all, const Batch& batch,

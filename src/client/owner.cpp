@@ -197,16 +197,16 @@ Outcome Owner::SendUnsent(const Deadline& deadline) {
     if (!turn) {
         return Error{ErrorCode::TimedOut, "the hub did not take the changes before in time"};
     }
-    const Announcements::Unsent news = announcements.TakeUnsent();
+    const Announcements::Unsent unsent = announcements.TakeUnsent();
     const Way way = OverChannel(deadline);
-    Outcome told = Report(news.changed, Status::kSuccessful, way.send);
-    if (told) {
-        told = Report(news.withdrawn, Status::kNoLongerAvailable, way.send);
+    Outcome sent = Report(unsent.changed, Status::kSuccessful, way.send);
+    if (sent) {
+        sent = Report(unsent.withdrawn, Status::kNoLongerAvailable, way.send);
     }
-    if (!told) {
-        announcements.PutBack(news);
+    if (!sent) {
+        announcements.PutBack(unsent);
     }
-    return told;
+    return sent;
 }
 
 void Owner::RunHandler(const PropertySetRequest& write) {

@@ -24,7 +24,7 @@ bool SaysTheSame(const Property& one, const Property& other) {
 
 }  // namespace
 
-void Picture::Lose(const PropertyId& id, Origin origin, std::vector<Property>& news) {
+void Picture::Lose(const PropertyId& id, Origin origin, std::vector<Property>& changes) {
     const auto found = known.find(id);
     if (found == known.end()) {
         return;
@@ -33,14 +33,14 @@ void Picture::Lose(const PropertyId& id, Origin origin, std::vector<Property>& n
     known.erase(found);
     gone.available = false;
     gone.origin = origin;
-    news.push_back(std::move(gone));
+    changes.push_back(std::move(gone));
 }
 
-void Picture::TakeOneRead(PropertyResponse record, std::vector<Property>& news) {
+void Picture::TakeOneRead(PropertyResponse record, std::vector<Property>& changes) {
     const PropertyId id = IdOf(record);
     const bool isFirst = awaited.erase(id) > 0 || awaitsEverything;
     if (record.status != Status::kSuccessful) {
-        Lose(id, Origin::Reconciled, news);
+        Lose(id, Origin::Reconciled, changes);
         return;
     }
     Property now = FromRecord(std::move(record));
@@ -49,16 +49,16 @@ void Picture::TakeOneRead(PropertyResponse record, std::vector<Property>& news) 
         return;
     }
     now.origin = isFirst && found == known.end() ? Origin::Present : Origin::Reconciled;
-    news.push_back(now);
+    changes.push_back(now);
     known.insert_or_assign(id, Known{std::move(now), true});
 }
 
 std::vector<Property> Picture::TakeRead(std::deque<PropertyResponse> records) {
-    std::vector<Property> news;
+    std::vector<Property> changes;
     for (PropertyResponse& record : records) {
-        TakeOneRead(std::move(record), news);
+        TakeOneRead(std::move(record), changes);
     }
-    return news;
+    return changes;
 }
 
 std::vector<Property> Picture::TakeEverything(std::deque<PropertyResponse> records) {
@@ -69,12 +69,12 @@ std::vector<Property> Picture::TakeEverything(std::deque<PropertyResponse> recor
     for (const PropertyResponse& record : records) {
         missing.erase(IdOf(record));
     }
-    std::vector<Property> news = TakeRead(std::move(records));
+    std::vector<Property> changes = TakeRead(std::move(records));
     for (const PropertyId& id : missing) {
-        Lose(id, Origin::Reconciled, news);
+        Lose(id, Origin::Reconciled, changes);
     }
     awaitsEverything = false;
-    return news;
+    return changes;
 }
 
 std::deque<PropertyRequest> Picture::ToBeRead(const std::deque<PropertyResponse>& published) const {
@@ -101,11 +101,11 @@ std::vector<Property> Picture::TakePublication(std::deque<PropertyResponse> publ
     for (const PropertyResponse& record : read) {
         checked[IdOf(record)] = &record;
     }
-    std::vector<Property> news;
+    std::vector<Property> changes;
     for (PropertyResponse& record : published) {
         const PropertyId id = IdOf(record);
         if (record.status != Status::kSuccessful) {
-            Lose(id, Origin::Change, news);
+            Lose(id, Origin::Change, changes);
             continue;
         }
         const auto check = checked.find(id);
@@ -116,13 +116,13 @@ std::vector<Property> Picture::TakePublication(std::deque<PropertyResponse> publ
         awaited.erase(id);
         Property now = FromRecord(std::move(record));
         now.origin = Origin::Change;
-        news.push_back(now);
+        changes.push_back(now);
         known.insert_or_assign(id, Known{std::move(now), false});
     }
     for (Property& later : TakeRead(std::move(read))) {
-        news.push_back(std::move(later));
+        changes.push_back(std::move(later));
     }
-    return news;
+    return changes;
 }
 
 std::vector<Property> Picture::Present(const Interest& interest) const {

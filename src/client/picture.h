@@ -51,8 +51,8 @@ private:
         bool wasRead;
     };
 
-    void TakeOneRead(PropertyResponse record, std::vector<Property>& news);
-    void Lose(const PropertyId& id, Origin origin, std::vector<Property>& news);
+    void TakeOneRead(PropertyResponse record, std::vector<Property>& changes);
+    void Lose(const PropertyId& id, Origin origin, std::vector<Property>& changes);
 
     std::map<PropertyId, Known> known;
     std::set<PropertyId> awaited;

@@ -83,7 +83,7 @@ private:
     void Reconcile();
     void Subscribe(const std::set<PropertyId>& ids);
     void SubscribeToMissing(const Interest& interest);
-    void Deliver(const std::vector<Property>& news);
+    void Deliver(const std::vector<Property>& changes);
     void Call(Entry& entry, const Property& property);
 
     const ChannelTiming timing;

@@ -168,12 +168,12 @@ void Subscriptions::Reconcile() {
     }
 }
 
-void Subscriptions::Deliver(const std::vector<Property>& news) {
-    if (news.empty()) {
+void Subscriptions::Deliver(const std::vector<Property>& changes) {
+    if (changes.empty()) {
         return;
     }
     const std::vector<std::shared_ptr<Entry>> all = Entries();
-    for (const Property& property : news) {
+    for (const Property& property : changes) {
         for (const std::shared_ptr<Entry>& entry : all) {
             if (entry->hasJoined && entry->interest.Covers(property.id)) {
                 Call(*entry, property);

@@ -21,7 +21,7 @@ struct Selection {
     bool troubled = false;
     /// A glob for the version of the bridge or of the firmware.
     std::string version;
-    /// News of the printer are at least so old.
+    /// What the printer has published last is at least so old.
     std::optional<std::chrono::milliseconds> olderThan;
 
     /// Returns whether the printer meets all conditions. `now` is in milliseconds since 1970.
