@@ -87,6 +87,25 @@ void WriteLargeFile(const std::filesystem::path& file) {
     WriteFile(file, MakePropertyContent(text));
 }
 
+/// Sends a burst of numbers, of which `sent` becomes the last one, and kills the hub after the
+/// time, which is somewhere in the burst. Returns what the file had just before.
+Numbers BurstAndKill(VantrydProcess& hub, FrameClient& client, const std::filesystem::path& file,
+                     unsigned long& sent, useconds_t wait) {
+    Numbers seen{};
+    std::thread killer([&] {
+        usleep(wait);
+        seen = Saved(file);
+        hub.Signal(SIGKILL);
+    });
+    for (int writes = 0; writes < kBurst; ++writes) {
+        ++sent;
+        client.Send(Set(kProperties[sent % kCount], std::to_string(sent)));
+    }
+    killer.join();
+    hub.Wait();
+    return seen;
+}
+
 class KilledHub : public testing::TestWithParam<std::tuple<const char*, bool>> {};
 
 TEST_P(KilledHub, StartsWithValuesThatWereSaved) {
@@ -126,17 +145,7 @@ TEST_P(KilledHub, StartsWithValuesThatWereSaved) {
         progress += newest > first ? 1 : 0;
         loaded = now;
         first = sent;
-        std::thread killer([&, wait = random() % 60'000] {
-            usleep(static_cast<useconds_t>(wait));
-            seen = Saved(file);
-            hub.Signal(SIGKILL);
-        });
-        for (int writes = 0; writes < kBurst; ++writes) {
-            ++sent;
-            client.Send(Set(kProperties[sent % kCount], std::to_string(sent)));
-        }
-        killer.join();
-        hub.Wait();
+        seen = BurstAndKill(hub, client, file, sent, static_cast<useconds_t>(random() % 60'000));
     }
     EXPECT_GT(progress, 0);
     EXPECT_GT(loaded[0] + loaded[1] + loaded[2], 0U);
