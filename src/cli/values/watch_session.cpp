@@ -89,9 +89,6 @@ std::optional<Property> WatchSession::Take(std::chrono::milliseconds atMost) {
         if (words.empty() || SelectByName({*change}, words)) {
             return change;
         }
-        if (left.count() < 0) {
-            return std::nullopt;
-        }
     }
 }
 
