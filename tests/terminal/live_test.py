@@ -3,6 +3,7 @@
 import os
 import signal
 import socket
+import subprocess
 import threading
 import unittest
 
@@ -65,6 +66,14 @@ class LiveTable(HubTestCase):
         cells = [[terminal.screen.buffer[line][column].data for column in range(200)] for line in (1, 2, 3, 4)]
         column = rows[1].index("value")
         self.assertTrue(all(row[column - 1] in (" ", "") and row[column].strip() for row in cells), rows)
+
+    def test_nothing_of_an_earlier_value_stays(self):
+        terminal = self.open("漢字 State 🖨️", "A")
+        terminal.wait_for("idle")
+        for value in ("an old value", "❤️"):
+            subprocess.run([VANTRY, "--device", self.hub.device, "set", "漢字 State 🖨️", value], check=True)
+            terminal.wait_for(value[0])
+        terminal.wait_for(lambda it: "❤" in it.text() and "old value" not in it.text())
 
     def test_resizing_keeps_the_screen_full(self):
         terminal = self.open()

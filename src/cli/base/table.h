@@ -20,7 +20,8 @@ public:
     bool IsEmpty() const { return rows.empty(); }
 
     /// Returns the titles and rows as lines. Columns are as wide as their longest cell, up to
-    /// `widest` columns of the terminal; the last one isn't cut, but no line is longer than `total`
+    /// `widest` columns of the terminal; if standard output is a terminal that has less room, the
+    /// widest ones are narrowed. The last one isn't cut, but no line is longer than `total`
     /// columns. Control characters are escaped.
     std::string Text(const Style& style, std::size_t widest = 48,
                      std::size_t total = std::numeric_limits<std::size_t>::max()) const;

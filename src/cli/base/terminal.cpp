@@ -9,6 +9,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <limits>
@@ -79,6 +80,15 @@ std::size_t TerminalSize::ColumnsOfOutput() {
     return isatty(STDOUT_FILENO) == 1 ? Now().columns : std::numeric_limits<std::size_t>::max();
 }
 
+std::string Style::ToColumn(std::size_t columns, std::string_view before) const {
+    const bool isPlain = std::none_of(before.begin(), before.end(), [](char byte) {
+        return static_cast<unsigned char>(byte) >= 0x80;
+    });
+    return !fancy || isPlain || columns >= TerminalSize::Now().columns
+               ? ""
+               : "\x1b[" + std::to_string(columns + 1) + "G";
+}
+
 Screen::Screen() : hasKeys(tcgetattr(STDIN_FILENO, &before) == 0) {
     Enter();
     struct sigaction action {};
@@ -138,9 +148,9 @@ std::string WholeScreen(const std::vector<std::string>& lines, const std::string
                         const TerminalSize& size) {
     std::string screen = "\x1b[H";
     for (std::size_t row = 0; row + 1 < size.rows; ++row) {
-        screen += (row < lines.size() ? lines[row] : "") + "\x1b[K\r\n";
+        screen += "\x1b[K" + (row < lines.size() ? lines[row] : "") + "\r\n";
     }
-    return screen + last + "\x1b[K";
+    return screen + "\x1b[K" + last;
 }
 
 void CatchInterrupts() {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vantry::cli {
@@ -17,6 +18,9 @@ public:
     std::string Faint(const std::string& text) const { return Wrapped("\x1b[2m", text); }
     std::string Changed(const std::string& text) const { return Wrapped("\x1b[1;33m", text); }
     std::string Bad(const std::string& text) const { return Wrapped("\x1b[1;31m", text); }
+    /// Returns what places the cursor behind so many columns if terminals may disagree about the
+    /// width of the text before it, as they do about emojis. Empty if colours aren't wanted.
+    std::string ToColumn(std::size_t columns, std::string_view before) const;
     /// Returns the text with foreground and background swapped, which isn't a colour.
     static std::string Selected(const std::string& text) { return "\x1b[7m" + text + "\x1b[0m"; }
 

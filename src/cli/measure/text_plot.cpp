@@ -99,6 +99,14 @@ std::pair<std::string, std::string> TimeAxis(Moment begin, Moment end, std::size
         labels += MomentLabel(moment, length);
     }
     drawTo(columns);
+    // Where no round moment has room, the ends are named.
+    if (labels.empty() && labelColumns <= columns) {
+        labels = MomentLabel(begin, length);
+        if (2 * labelColumns + 2 <= columns) {
+            labels.resize(columns - labelColumns, ' ');
+            labels += MomentLabel(end, length);
+        }
+    }
     return {axis, labels};
 }
 

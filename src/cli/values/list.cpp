@@ -43,6 +43,9 @@ struct ListOptions {
 constexpr const char* kUsualColumns = "name,component,group,value,unit";
 constexpr std::size_t kWidestName = 48;
 constexpr std::size_t kWidestComponent = 24;
+constexpr std::size_t kIndent = 2;
+constexpr std::size_t kGap = 2;
+constexpr std::size_t kLeastValue = 8;
 
 bool Matches(const Property& property, const std::string& word) {
     const std::vector<std::string> names = NamesOf(property);
@@ -78,11 +81,21 @@ std::size_t Widest(const std::vector<Property>& properties, std::string Property
     return std::min(widest, most);
 }
 
+/// Returns the columns for the component: none if a narrow terminal has no room for it beside
+/// `others`.
+std::size_t ComponentColumns(std::size_t wanted, std::size_t others) {
+    constexpr std::size_t kLeast = 8;
+    const std::size_t all = TerminalSize::ColumnsOfOutput();
+    const std::size_t room = all - std::min(all, others);
+    return room < std::min(wanted, kLeast) ? 0 : std::min(wanted, room);
+}
+
 void PrintByGroup(const Catalog& catalog, const std::vector<Property>& properties,
                   const Style& style) {
     const std::size_t nameColumns = Widest(properties, &Property::name, kWidestName);
     const std::size_t componentColumns =
-        Widest(properties, &Property::componentName, kWidestComponent);
+        ComponentColumns(Widest(properties, &Property::componentName, kWidestComponent),
+                         kIndent + nameColumns + 2 * kGap + kLeastValue);
     const std::string* group = nullptr;
     for (const Property& property : properties) {
         if (group == nullptr || *group != property.groupName) {
@@ -91,9 +104,17 @@ void PrintByGroup(const Catalog& catalog, const std::vector<Property>& propertie
             group = &property.groupName;
         }
         const std::string unit = catalog.DescriptionOf(property).unit;
-        fmt::print("  {}  {}  {}{}\n", Fitted(Printable(property.name), nameColumns),
-                   style.Faint(Fitted(Printable(property.componentName), componentColumns)),
-                   Printable(property.value), unit.empty() ? "" : " " + style.Faint(unit));
+        const std::string name = Printable(property.name);
+        const std::string component = Printable(property.componentName);
+        std::size_t column = kIndent + nameColumns + kGap;
+        fmt::print("  {}  {}", Fitted(name, nameColumns), style.ToColumn(column, name));
+        if (componentColumns > 0) {
+            column += componentColumns + kGap;
+            fmt::print("{}  {}", style.Faint(Fitted(component, componentColumns)),
+                       style.ToColumn(column, component));
+        }
+        fmt::print("{}{}\n", Printable(property.value),
+                   unit.empty() ? "" : " " + style.Faint(unit));
     }
 }
 
