@@ -109,6 +109,7 @@ class Shell(HubTestCase):
                 for typed, wanted in (("get fan\t", "get Fan\\ On"),
                                       ("set \"fan o\tt\t", "set %s True" % in_quotes),
                                       ("set UsbPrnTxTimeout=1 fan\tt\t", "set UsbPrnTxTimeout=1 Fan\\ On=True"),
+                                      ("list --group mot\t", "list --group Motors"),
                                       ("save comp\t", "save component")):
                     terminal.type("vantry " + typed)
                     terminal.wait_for("vantry " + wanted)

@@ -164,7 +164,7 @@ client::Result<std::string> CommandLine::HelpFor(const std::string& subject) con
     }
     std::vector<std::string> names = CommandNames();
     if (std::find(names.begin(), names.end(), subject) != names.end()) {
-        return app->get_subcommand(subject)->help();
+        return app->get_subcommand(subject)->help(app->get_name());
     }
     for (const HelpTopic& topic : HelpTopics()) {
         if (subject == topic.name) {

@@ -71,10 +71,12 @@ void Describe(const CLI::Option& option, const CLI::App& program, const std::str
     static const std::set<std::string> kFiles = {"file",   "lines",  "into",     "before",
                                                  "after",  "--from", "--listen", "--device",
                                                  "--file", "--root", "--svg",    "--png"};
-    static const std::set<std::string> kProperties = {"property", "--until", "--expect"};
+    static const std::set<std::string> kProperties = {"property", "--until", "--expect", "--warn"};
     const std::string name = option.get_name();
     if (name == "--context" || name == "--on" || name == "printer") {
         place.kind = Kind::Printer;
+    } else if (name == "--group" || name == "--component") {
+        place.kind = name == "--group" ? Kind::Group : Kind::Component;
     } else if (name == "property" && command == "set") {
         place.kind = Kind::Assignment;
     } else if (kProperties.contains(name) || (name == "name" && command == "list")) {

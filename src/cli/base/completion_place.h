@@ -21,7 +21,10 @@ struct CompletionPlace {
         Assignment,
         File,
         /// The name of a printer, see NamedPrinters.
-        Printer
+        Printer,
+        /// The name of a group or component.
+        Group,
+        Component
     };
 
     Kind kind = Kind::Words;

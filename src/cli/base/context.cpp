@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <utility>
 
 #include "cli/base/named_printers.h"
@@ -45,9 +46,23 @@ client::Result<client::Endpoint> Context::HubEndpoint() const {
     return named ? named->HubEndpoint() : named.error();
 }
 
-bool Context::IsOverTcp() const {
+std::string Context::OutsideLink() const {
     const auto endpoint = HubEndpoint();
-    return endpoint && endpoint->path.empty();
+    if (!endpoint) {
+        return "";
+    }
+    const std::string name = std::filesystem::path(endpoint->path).filename();
+    return endpoint->path.empty() ? "TCP" : name == "UMF1" || name == "BTD0" ? name : "";
+}
+
+client::Outcome Context::MayWrite() const {
+    const std::string link = OutsideLink();
+    if (link.empty()) {
+        return client::Done();
+    }
+    return client::Error{client::ErrorCode::Refused,
+                         "the hub takes no writes over " + link + "; use its local device " +
+                             (link == "TCP" ? "(--device)" : "(PRN1 beside it)")};
 }
 
 client::Result<std::unique_ptr<client::Hub>> Context::Connect(client::Hub::Options options) const {

@@ -45,8 +45,11 @@ struct Context {
     /// printer named by $VANTRY_CONTEXT, of the one in use (see NamedPrinters), or the local
     /// device. Returns an error if the option or name can't be resolved.
     client::Result<client::Endpoint> HubEndpoint() const;
-    /// Returns whether the hub is reached over TCP, where it shows less and takes no writes.
-    bool IsOverTcp() const;
+    /// Returns the link if the hub is reached as clients outside the printer reach it, where it
+    /// shows less and takes no writes: "TCP", "UMF1" or "BTD0". Empty for its local device.
+    std::string OutsideLink() const;
+    /// Returns the error of a write over such a link, of which the hub says nothing itself.
+    client::Outcome MayWrite() const;
     /// Connects to the hub. Blocks up to the time-out, which replaces the deadline of the options.
     client::Result<std::unique_ptr<client::Hub>> Connect(client::Hub::Options options = {}) const;
     /// Connects to the hub and reads all properties. Blocks up to the time-out for each of the two.

@@ -72,11 +72,14 @@ void AddNoPermission(const fs::path& device, Findings& into) {
     const bool isKnown = stat(closed.c_str(), &found) == 0;
     const std::string group = isKnown ? GroupName(found.st_gid) : "vantry";
     const std::string user = UserName(geteuid());
+    // The group of root opens far more than a hub.
+    const bool mayJoin = !isKnown || found.st_gid != 0;
     into.AddWrong(
         "this user may not use the local device",
         closed.string() + (isKnown ? " is of the group " + group : "") + "; this is " + user,
-        "join the group: sudo usermod -aG " + group + " " + user +
-            ", and log in again; or run the command with sudo");
+        mayJoin ? "join the group: sudo usermod -aG " + group + " " + user +
+                      ", and log in again; or run the command with sudo"
+                : "run the command with sudo, or start the hub as the user who uses it");
 }
 
 /// Returns the number of the error of connecting to the socket, or 0.

@@ -16,6 +16,7 @@
 #include "cli/base/json.h"
 #include "cli/base/terminal.h"
 #include "cli/base/text.h"
+#include "cli/select/catalog.h"
 #include "runtime/default_paths.h"
 
 namespace vantry::cli {
@@ -47,7 +48,11 @@ struct Report {
     std::string endpoint;
     std::map<std::string, std::string> versions;
     std::map<std::string, std::size_t> byComponent;
+    /// Why owners are gone, see Catalog::GoneOwners.
+    std::map<std::string, std::string> gone;
     std::size_t properties = 0;
+    /// See Context::OutsideLink.
+    std::string outsideLink;
     /// Whether the hub found no good property file at its start.
     bool runsWithDefaults = false;
     std::deque<std::string> log;
@@ -59,6 +64,7 @@ void PrintJson(const Report& report) {
                                 {"defaultSettings", report.runsWithDefaults},
                                 {"versions", report.versions},
                                 {"components", report.byComponent},
+                                {"gone", report.gone},
                                 {"log", report.log}}));
 }
 
@@ -77,9 +83,14 @@ void PrintText(const Report& report, const Style& style) {
     if (report.runsWithDefaults) {
         fmt::print("settings: the defaults; none were saved before its start\n");
     }
-    fmt::print("{}\n", Counted(report.properties, "property"));
+    fmt::print("{}{}\n", Counted(report.properties, "property"),
+               report.outsideLink.empty() ? ""
+                                          : ", which are those shown over " + report.outsideLink +
+                                                "; the local device of the hub shows all");
     for (const auto& [name, count] : report.byComponent) {
-        fmt::print("  {}  {}\n", Fitted(Printable(name), 30), count);
+        const auto gone = report.gone.find(name);
+        fmt::print("  {}  {}{}\n", Fitted(name, 30), count,
+                   gone == report.gone.end() ? "" : "  " + style.Bad("gone: " + gone->second));
     }
     if (!report.log.empty()) {
         fmt::print("last lines of the log\n");
@@ -91,15 +102,17 @@ void PrintText(const Report& report, const Style& style) {
 
 int RunStatus(const Context& context, const std::string& root) {
     const auto endpoint = context.HubEndpoint();
-    const auto seen = context.ConnectAndReadAll();
-    if (!seen) {
-        return Fail(seen.error());
+    const auto catalog = Catalog::Read(context);
+    if (!catalog) {
+        return Fail(catalog.error());
     }
     Report report;
     report.endpoint = endpoint->Name();
-    report.properties = seen->properties.size();
-    for (const client::Property& property : seen->properties) {
-        ++report.byComponent[property.componentName];
+    report.outsideLink = context.OutsideLink();
+    report.properties = catalog->All().size();
+    report.gone = catalog->GoneOwners(catalog->All());
+    for (const client::Property& property : catalog->All()) {
+        ++report.byComponent[Printable(property.componentName)];
         if (property.groupName == "Product Info") {
             report.versions[property.name] = property.value;
         }
@@ -107,7 +120,10 @@ int RunStatus(const Context& context, const std::string& root) {
                                    property.name == "Property Loading Error" &&
                                    property.value == "True";
     }
-    const auto log = LastLogLines(root.empty() ? DefaultRoot().string() : root);
+    // A log of this machine isn't that of a hub on another one.
+    const bool isElsewhere = root.empty() && endpoint->path.empty();
+    const auto log =
+        isElsewhere ? std::nullopt : LastLogLines(root.empty() ? DefaultRoot().string() : root);
     if (!log && !root.empty()) {
         return Fail({client::ErrorCode::NotFound, root + ": there is no log of a hub"});
     }

@@ -104,6 +104,9 @@ void PrintPlan(const Context& context, const Catalog& catalog, const std::vector
 }
 
 int RunLoad(const Context& context, const LoadOptions& options) {
+    if (const client::Outcome may = context.MayWrite(); !may && !options.dryRun) {
+        return Fail(may.error());
+    }
     const auto saved = ReadSavedValues(options.file);
     if (!saved) {
         return Fail(saved.error());

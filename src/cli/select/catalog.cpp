@@ -8,6 +8,7 @@
 
 #include <utility>
 
+#include "cli/base/text.h"
 #include "cli/select/property_names.h"
 
 namespace vantry::cli {
@@ -26,11 +27,12 @@ Catalog::Catalog(const Context& itsContext, Snapshot seen)
     : context(itsContext), snapshot(std::move(seen)), names(snapshot.properties) {}
 
 client::Error Catalog::Explained(const client::Error& error) const {
-    if (!context.IsOverTcp()) {
+    const std::string link = context.OutsideLink();
+    if (link.empty()) {
         return error;
     }
-    return {error.code, error.text +
-                            "\n    (over TCP the hub shows a part of its properties only; "
+    return {error.code, error.text + "\n    (over " + link +
+                            " the hub shows a part of its properties only; "
                             "its local device shows all)"};
 }
 
@@ -55,6 +57,24 @@ client::Owners::State Catalog::OwnerOf(const Property& property) const {
         return {client::Owners::Presence::Alive, "the hub itself", 0, ""};
     }
     return snapshot.owners.Of(property.id);
+}
+
+std::map<std::string, std::string> Catalog::GoneOwners(
+    const std::vector<Property>& properties) const {
+    std::map<std::string, std::string> gone;
+    for (const Property& property : properties) {
+        if (const auto owner = OwnerOf(property);
+            owner.presence == client::Owners::Presence::Gone) {
+            gone[Printable(property.componentName)] = owner.why;
+        }
+    }
+    return gone;
+}
+
+void Catalog::TellGoneOwners(const std::vector<Property>& properties) const {
+    for (const auto& [component, why] : GoneOwners(properties)) {
+        fmt::print(stderr, "vantry: {} is gone, its values are old: {}\n", component, why);
+    }
 }
 
 std::string Catalog::AgeOf(const Property& property) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,8 +23,8 @@ public:
 
     client::Hub& Hub() { return *snapshot.hub; }
     const std::vector<client::Property>& All() const { return snapshot.properties; }
-    /// Returns what the words select, see SelectByName and FindByName. Over TCP the error says that
-    /// the hub shows a part of the properties only.
+    /// Returns what the words select, see SelectByName and FindByName. Over a link of outsiders the
+    /// error says that the hub shows a part of the properties only.
     client::Result<std::vector<client::Property>> Select(
         const std::vector<std::string>& words) const;
     /// Returns the property of this name, see FindByName; the error is that of Select.
@@ -33,6 +34,11 @@ public:
     Names& ShownNames() { return names; }
     /// Returns what is known of the owner of the property. The hub itself owns its properties.
     client::Owners::State OwnerOf(const client::Property& property) const;
+    /// Returns why the owners of these properties are gone, by the names of their components.
+    std::map<std::string, std::string> GoneOwners(
+        const std::vector<client::Property>& properties) const;
+    /// Prints to standard error whose owners are gone, so that nobody takes their values for new.
+    void TellGoneOwners(const std::vector<client::Property>& properties) const;
     /// Returns the age of the value as text, such as "12 s", or "> 0 s" if no owner reports it.
     std::string AgeOf(const client::Property& property) const;
     /// Returns what is known of all owners; what a subscription reports may be added.

@@ -119,10 +119,17 @@ std::vector<std::string> CandidatesAt(const CompletionPlace& place, const std::s
     if (place.kind == Kind::Printer) {
         AddPrinters(begin, candidates);
     }
-    const bool needsCatalog = place.kind == Kind::Property || place.kind == Kind::Assignment;
+    const bool needsCatalog = place.kind == Kind::Property || place.kind == Kind::Group ||
+                              place.kind == Kind::Component || place.kind == Kind::Assignment;
     const Catalog* const known = needsCatalog ? catalog() : nullptr;
     if (known != nullptr && place.kind == Kind::Property) {
         AddNames(*known, begin, "", candidates);
+    } else if (known != nullptr && place.kind != Kind::Assignment) {
+        for (const Property& property : known->All()) {
+            const std::string& name =
+                place.kind == Kind::Group ? property.groupName : property.componentName;
+            Keep(candidates, Printable(name), begin);
+        }
     } else if (known != nullptr) {
         const Assigning assigning = AssigningAt(place, begin, *known);
         if (assigning.property) {

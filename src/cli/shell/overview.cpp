@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <map>
-#include <set>
 
 #include "cli/base/command_line.h"
 #include "cli/base/json.h"
@@ -18,8 +17,6 @@
 namespace vantry::cli {
 namespace {
 
-using Presence = client::Owners::Presence;
-
 /// What is known of the hub and its properties.
 struct Overview {
     std::string hub;
@@ -27,8 +24,8 @@ struct Overview {
     std::size_t properties = 0;
     /// The properties of each component.
     std::map<std::string, std::size_t> components;
-    /// The components with a property whose owner is gone.
-    std::set<std::string> gone;
+    /// Why the owners of components are gone, see Catalog::GoneOwners.
+    std::map<std::string, std::string> gone;
     std::size_t printers = 0;
     std::string printerInUse;
 };
@@ -37,12 +34,9 @@ Overview OverviewOf(const Catalog& catalog, const std::string& hub) {
     Overview overview;
     overview.hub = hub;
     overview.properties = catalog.All().size();
+    overview.gone = catalog.GoneOwners(catalog.All());
     for (const client::Property& property : catalog.All()) {
-        const std::string component = Printable(property.componentName);
-        ++overview.components[component];
-        if (catalog.OwnerOf(property).presence == Presence::Gone) {
-            overview.gone.insert(component);
-        }
+        ++overview.components[Printable(property.componentName)];
         if (property.name == "Firmware Version") {
             overview.firmware = Printable(property.value);
         }
@@ -77,7 +71,7 @@ void Print(const Overview& overview, const Style& style) {
     fmt::print("firmware    {}\n", overview.firmware.empty() ? "unknown" : overview.firmware);
     fmt::print("properties  {} ({})\n", overview.properties, LargestOf(overview.components));
     std::string gone;
-    for (const std::string& name : overview.gone) {
+    for (const auto& [name, why] : overview.gone) {
         gone += (gone.empty() ? "" : ", ") + name;
     }
     fmt::print("gone        {}\n", gone.empty() ? "no owner, as far as is known" : style.Bad(gone));

@@ -160,9 +160,8 @@ std::string NothingMatches(const ListOptions& options) {
 
 int RunList(const Context& context, const ListOptions& options) {
     const bool isFlat = options.csv || !options.columns.empty() || !options.sort.empty();
-    const auto columns =
-        ParseColumns(!options.columns.empty() ? options.columns
-                     : options.csv            ? "component,group,name,value,unit,type,owner,age"
+    auto columns = ParseColumns(!options.columns.empty() ? options.columns
+                                : options.csv ? "component,group,name,value,unit,type,owner,age"
                                               : kUsualColumns);
     if (!columns) {
         return FailUsage(columns.error().text);
@@ -173,12 +172,22 @@ int RunList(const Context& context, const ListOptions& options) {
     if (!sort) {
         return FailUsage(sort.error().text);
     }
+    // An order by something that isn't shown would look like none.
+    for (const PropertyColumn* column : *sort) {
+        if (options.columns.empty() &&
+            std::find(columns->begin(), columns->end(), column) == columns->end()) {
+            columns->push_back(column);
+        }
+    }
     const auto catalog = Catalog::Read(context);
     if (!catalog) {
         return Fail(catalog.error());
     }
     std::vector<Property> chosen = Chosen(*catalog, options);
     SortBy(*catalog, *sort, chosen);
+    if (!options.namesOnly && !options.csv && !context.json) {
+        catalog->TellGoneOwners(chosen);
+    }
     if (options.namesOnly) {
         PrintNames(*catalog, chosen);
     } else if (context.json) {

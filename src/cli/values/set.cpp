@@ -1,7 +1,8 @@
 // `vantry set`: one value, or several in one message.
 //
 // All properties are read first, because only the hub knows which property a name refers to. Over
-// TCP the command is refused without asking the hub, which would ignore the write without a word. A
+// the links of outsiders the command is refused without asking the hub, which would ignore the
+// write without a word. A
 // value that the description of a property rules out isn't sent, because many owners ignore such a
 // value without a word, too. A property without a description whose value is "True" or "False"
 // counts as a bool, because its owner would take every other word for "True".
@@ -159,9 +160,8 @@ int Send(client::Hub& hub, const std::vector<Assignment>& assignments) {
 }
 
 int RunSet(const Context& context, const SetOptions& options) {
-    if (context.IsOverTcp()) {
-        return Fail({client::ErrorCode::Refused,
-                     "the hub takes no writes over TCP; use its local device (--device)"});
+    if (const client::Outcome may = context.MayWrite(); !may) {
+        return Fail(may.error());
     }
     std::vector<std::string> words = options.words;
     if (options.from == "-" && !context.several.empty()) {

@@ -77,7 +77,11 @@ int PrintChanges(WatchSession& session, const Context& context, const WatchOptio
     const Style style(context.Fancy());
     DuplicateFilter filter;
     int printed = 0;
-    while (!Interrupted() && !end.HasPassed()) {
+    for (Clock::time_point look; !Interrupted() && !end.HasPassed();) {
+        if (Clock::now() >= look) {
+            session.TellGoneOwners();
+            look = Clock::now() + std::chrono::seconds(1);
+        }
         const auto change = session.Take(end.Wait());
         if (!change || !filter.IsNew(*change)) {
             continue;

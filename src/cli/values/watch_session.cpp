@@ -7,6 +7,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "cli/select/property_names.h"
@@ -27,6 +28,17 @@ client::Hub::Options OptionsWith(bool quiet, const std::shared_ptr<std::atomic<b
         }
     };
     return options;
+}
+
+/// Returns the identities of the heartbeats; none if the hub doesn't answer.
+std::vector<client::PropertyId> HeartbeatsOf(client::Hub& hub) {
+    std::vector<client::PropertyId> ids;
+    if (const auto heartbeats = hub.ReadGroup(client::Owners::HeartbeatGroup())) {
+        for (const Property& heartbeat : *heartbeats) {
+            ids.push_back(heartbeat.id);
+        }
+    }
+    return ids;
 }
 
 bool IsOneProperty(const Catalog& catalog, const std::string& word) {
@@ -56,12 +68,14 @@ client::Result<std::unique_ptr<WatchSession>> WatchSession::Start(
         !words.empty() && std::all_of(words.begin(), words.end(), [&](const std::string& word) {
             return IsOneProperty(catalog, word);
         });
-    std::vector<client::PropertyId> ids;
+    // Without the heartbeats every owner would seem to have become silent.
+    std::vector<client::PropertyId> ids =
+        isList ? HeartbeatsOf(catalog.Hub()) : std::vector<client::PropertyId>();
     for (const std::string& word : isList ? words : std::vector<std::string>()) {
         ids.push_back(catalog.Find(word)->id);
     }
-    std::unique_ptr<WatchSession> session(new WatchSession(
-        std::move(catalog), connected, isList ? std::vector<std::string>() : words));
+    std::unique_ptr<WatchSession> session(
+        new WatchSession(std::move(catalog), connected, words, !isList && !words.empty()));
     session->subscription = session->catalog.Hub().Subscribe(
         isList ? client::Interest::List(ids) : client::Interest::Everything(),
         session->changes.Callback());
@@ -69,8 +83,23 @@ client::Result<std::unique_ptr<WatchSession>> WatchSession::Start(
 }
 
 WatchSession::WatchSession(Catalog hub, std::shared_ptr<std::atomic<bool>> state,
-                           std::vector<std::string> filter)
-    : catalog(std::move(hub)), connected(std::move(state)), words(std::move(filter)) {}
+                           std::vector<std::string> chosen, bool isMoreSubscribed)
+    : catalog(std::move(hub)),
+      connected(std::move(state)),
+      words(std::move(chosen)),
+      hearsMore(isMoreSubscribed) {}
+
+void WatchSession::TellGoneOwners() {
+    const std::vector<client::PropertyId> changed = catalog.Owners().TakeChanges();
+    const std::set<client::PropertyId> ids(changed.begin(), changed.end());
+    std::vector<Property> watched;
+    for (const Property& property : catalog.All()) {
+        if (ids.count(property.id) != 0 && (words.empty() || SelectByName({property}, words))) {
+            watched.push_back(property);
+        }
+    }
+    catalog.TellGoneOwners(watched);
+}
 
 std::optional<Property> WatchSession::Take(std::chrono::milliseconds atMost) {
     const auto deadline = std::chrono::steady_clock::now() + atMost;
@@ -86,7 +115,7 @@ std::optional<Property> WatchSession::Take(std::chrono::milliseconds atMost) {
             continue;
         }
         catalog.ShownNames().Add(*change);
-        if (words.empty() || SelectByName({*change}, words)) {
+        if (!hearsMore || SelectByName({*change}, words)) {
             return change;
         }
     }

@@ -30,6 +30,9 @@ public:
     /// none within the time.
     [[nodiscard]] std::optional<client::Property> Take(std::chrono::milliseconds atMost);
     bool IsConnected() const { return *connected; }
+    /// Prints whose owners have gone since the last call, see Catalog::TellGoneOwners. A program
+    /// that calls it each second tells of an end soon.
+    void TellGoneOwners();
     const Catalog& Known() const { return catalog; }
     /// Returns the property with this name, see FindByName.
     client::Result<client::Property> Find(const std::string& name) const {
@@ -38,12 +41,13 @@ public:
 
 private:
     WatchSession(Catalog hub, std::shared_ptr<std::atomic<bool>> state,
-                 std::vector<std::string> filter);
+                 std::vector<std::string> chosen, bool isMoreSubscribed);
 
     Catalog catalog;
     const std::shared_ptr<std::atomic<bool>> connected;
-    /// The words, if the hub sends more than they select.
     const std::vector<std::string> words;
+    /// Whether the hub sends more than the words select.
+    const bool hearsMore;
     client::EventQueue changes;
     client::Subscription subscription;
 };
