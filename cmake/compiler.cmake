@@ -38,23 +38,32 @@ if(VANTRY_SANITIZE)
   endif()
 endif()
 
-# Parses the standard headers that most files include once: `provider`, a target of the current folder, keeps
-# them, and the folder's other targets of a type that matches `types` use them. Builds that optimise as
-# for a release do without: behind such headers GCC 12 warns without reason about the system's own code. So
-# does clang's, so that a file still has to name what it includes.
-function(vantry_share_headers provider types)
-  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    return()
-  endif()
+# Parses the headers that most files include once: `provider`, a target of the current folder, keeps them, and
+# the targets behind TARGETS, which have the same options, use them. HEADERS are added to the standard ones.
+# Builds that optimise as for a release do without: behind such headers GCC 12 warns without reason about
+# the system's own code, and there a file has to name what it includes.
+function(vantry_share_headers provider)
+  cmake_parse_arguments(PARSE_ARGV 1 SHARED "" "" "HEADERS;TARGETS")
   target_precompile_headers(${provider} PRIVATE <algorithm> <array> <atomic> <charconv> <chrono>
     <condition_variable> <cstdint> <cstring> <deque> <filesystem> <fstream> <functional> <map> <memory>
-    <optional> <set> <sstream> <string> <string_view> <thread> <unordered_map> <vector> ${ARGN})
+    <optional> <set> <sstream> <string> <string_view> <thread> <unordered_map> <vector> ${SHARED_HEADERS})
+  foreach(target IN LISTS SHARED_TARGETS)
+    target_precompile_headers(${target} REUSE_FROM ${provider})
+  endforeach()
+endfunction()
+
+# Returns the targets of the current folder of a type that matches `types`, without `excepted`.
+function(vantry_targets_here result types excepted)
   get_property(targets DIRECTORY PROPERTY BUILDSYSTEM_TARGETS)
-  list(REMOVE_ITEM targets ${provider})
+  if(NOT excepted STREQUAL "")
+    list(REMOVE_ITEM targets ${excepted})
+  endif()
+  set(found)
   foreach(target IN LISTS targets)
     get_target_property(type ${target} TYPE)
     if(type MATCHES "^(${types})$")
-      target_precompile_headers(${target} REUSE_FROM ${provider})
+      list(APPEND found ${target})
     endif()
   endforeach()
+  set(${result} ${found} PARENT_SCOPE)
 endfunction()

@@ -92,6 +92,7 @@ class Writes(ApiTestCase):
         self.assertEqual(self.owner.read(self.air).value, "20")
 
 
+@unittest.skipUnless(os.path.exists(os.environ.get("VANTRY", "")), "the command line isn't built")
 class Past(ApiTestCase):
     def test_what_was_recorded_is_told_while_it_is_recorded_and_afterwards(self):
         past = self.hub.folder.name + "/past/history.db"
