@@ -55,7 +55,7 @@ std::string FooterOf(const CommandText& text) {
     std::string footer = *text.examples == '\0' ? "" : std::string("Examples:\n") + text.examples;
     std::istringstream topics(text.topics);
     for (std::string topic, before = "See "; topics >> topic; before = ", ") {
-        footer += before + "\"vantry help " + topic + "\"";
+        footer.append(before).append("\"vantry help ").append(topic).append("\"");
     }
     return footer;
 }
