@@ -77,8 +77,12 @@ void PlayBadDisk(World& world) {
     };
     for (std::uint64_t times = 1 + random.Below(4); times != 0; --times) {
         if (random.OneIn(2)) {
-            // The rest of a save is likely to fail, and so is the next one.
-            world.disk->AwaitHalfWrite(kFile, kLongestMilliseconds * kNanosecondsPerMillisecond);
+            // Some saves succeed. The rest of one that has begun is likely to fail, and so is the
+            // next.
+            for (std::uint64_t saves = 1 + random.Below(4); saves != 0; --saves) {
+                world.disk->AwaitHalfWrite(kFile,
+                                           kLongestMilliseconds * kNanosecondsPerMillisecond);
+            }
             world.disk->SetRefused(1 + random.Below(2));
         } else {
             pass();
