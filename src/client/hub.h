@@ -59,11 +59,15 @@ public:
         /// The longest message that is accepted from the hub; a longer one ends the connection.
         /// Memory is allocated only for bytes that have arrived.
         std::uint32_t longestMessageBytes = 256U << 20U;
+        /// Called by Connect, on the calling thread, when what it has reached hasn't answered for a
+        /// second, with an error that names the address. It may be another kind of server that
+        /// waits silently, or a hub with much to do; Connect waits on until the deadline.
+        std::function<void(const Error&)> onSilence;
         /// Called when IsConnected has changed.
         std::function<void(bool connected)> onConnection;
         /// Called with the errors of background activities: of an attempt to connect, of restoring
-        /// announcements, and of handlers and callbacks that throw. Both functions run on the
-        /// thread of the handlers (see Announcement).
+        /// announcements, and of handlers and callbacks that throw. This function and onConnection
+        /// run on the thread of the handlers (see Announcement).
         std::function<void(const Error&)> onError;
     };
 

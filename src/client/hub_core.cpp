@@ -25,6 +25,9 @@ namespace {
 /// When this many messages with writes wait for slow handlers, no more messages are received.
 constexpr std::size_t kMostWrites = 100'000;
 
+/// The milliseconds in which a hub answers unless it has much to do.
+constexpr std::uint32_t kUsualAnswer = 1000;
+
 /// The milliseconds that the last heartbeats may take when a Hub ends.
 constexpr std::uint32_t kLongestFarewell = 300;
 
@@ -76,6 +79,15 @@ Hub::Core::~Core() {
 Outcome Hub::Core::Start(std::shared_ptr<FrameSocket> socket, const Deadline& deadline) {
     if (!handlers.Start() || !requests.Start(std::move(socket))) {
         return Error{ErrorCode::NoConnection, "the system has no thread to give"};
+    }
+    if (options.onSilence && deadline.Left() > kUsualAnswer) {
+        const Outcome soon = requests.WaitUntilSettled(Deadline::In(kUsualAnswer));
+        if (soon || soon.error().code != ErrorCode::TimedOut) {
+            return soon;
+        }
+        options.onSilence(
+            {ErrorCode::TimedOut, "what listens at " + endpoint.Name() +
+                                      " has not answered yet; is it a property hub?"});
     }
     return requests.WaitUntilSettled(deadline);
 }

@@ -53,6 +53,22 @@ TEST(ForeignServer, IsNamedAtOnce) {
     }
 }
 
+TEST(ForeignServer, ThatIsSilentIsNamedLongBeforeTheDeadline) {
+    std::atomic<bool> isNamed{false};
+    ScriptedServer server(
+        [&](FrameClient&) { EXPECT_TRUE(Eventually([&] { return isNamed.load(); })); });
+    Hub::Options options;
+    std::string text;
+    options.onSilence = [&](const Error& silence) {
+        text = silence.text;
+        isNamed = true;
+    };
+    EXPECT_FALSE(ConnectTo(server, options));
+    EXPECT_NE(text.find("127.0.0.1:" + std::to_string(server.Port()) + " has not answered yet"),
+              std::string::npos)
+        << text;
+}
+
 TEST(ForeignServer, ThatOnlyAcceptsIsNeverCalledConnected) {
     // The first connection behaves as a hub until it receives a question.
     std::atomic<int> connections{0};

@@ -71,6 +71,9 @@ client::Result<std::unique_ptr<client::Hub>> Context::Connect(client::Hub::Optio
         return endpoint.error();
     }
     options.deadlineMilliseconds = TimeoutMilliseconds();
+    options.onSilence = [](const client::Error& silence) {
+        std::fprintf(stderr, "vantry: %s\n", silence.text.c_str());
+    };
     auto hub = client::Hub::Connect(*endpoint, options);
     if (!hub) {
         return WithNextStep(*endpoint, hub.error());
