@@ -15,16 +15,11 @@
 
 #include "simulation/scheduler.h"
 
-#include <execinfo.h>
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 #include "runtime/clock.h"
-#include "simulation/report.h"
 
 namespace vantry::simulation {
 namespace {
@@ -35,7 +30,6 @@ constexpr std::uint64_t kMostLateness = 300 * kNanosecondsPerMillisecond;
 constexpr std::uint64_t kUsualSteps = 200'000;
 /// How many points a thread passes at a time at most while it has the highest priority.
 constexpr std::uint64_t kLongestStretch = 100'000;
-constexpr int kDeepest = 24;
 
 Scheduler* existing = nullptr;
 
@@ -48,23 +42,12 @@ Scheduler::Scheduler(const RunSettings& runSettings, std::uint64_t seed)
       interruptOneIn(std::uint64_t{2} << random.Below(8)),
       lateOneIn(random.OneIn(3) ? std::uint64_t{1'000} << random.Below(4) : 0),
       latenessLeft(kMostLateness),
-      stacks(static_cast<char*>(mmap(nullptr, kStackBytes * kMostStacks, PROT_READ | PROT_WRITE,
-                                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0))) {
+      stacks(kMostStacks) {
     const std::uint64_t count = random.Below(8);
     for (std::uint64_t change = 0; change < count; ++change) {
         changes.push_back(random.Below(kUsualSteps >> random.Below(8)));
     }
     existing = this;
-}
-
-void* Scheduler::NewStack() {
-    if (usedStacks == kMostStacks) {
-        Fail("there are too many threads");
-    }
-    void* const stack = stacks + kStackBytes * usedStacks++;
-    // A stack that is too small is then a crash and no damage.
-    mprotect(stack, 4096, PROT_NONE);
-    return stack;
 }
 
 bool Scheduler::Exists() { return existing != nullptr; }
@@ -85,15 +68,13 @@ void Scheduler::Start(std::string_view name, std::function<void()> body) {
     thread->name = std::string(name) + " " + std::to_string(thread->number);
     thread->body = std::move(body);
     thread->priority = static_cast<std::int64_t>(random.Below(1'000'000)) + 1;
-    if (freeStacks.empty()) {
-        thread->stack = NewStack();
-    } else {
-        thread->stack = freeStacks.back();
-        freeStacks.pop_back();
+    thread->stack = stacks.Take();
+    if (thread->stack == nullptr) {
+        Fail("there are too many threads");
     }
     getcontext(&thread->context);
     thread->context.uc_stack.ss_sp = thread->stack;
-    thread->context.uc_stack.ss_size = kStackBytes;
+    thread->context.uc_stack.ss_size = ThreadStacks::kBytes;
     makecontext(&thread->context, &Scheduler::Enter, 0);
     threads.push_back(std::move(thread));
     if (settings.trace) {
@@ -120,7 +101,7 @@ void Scheduler::Enter() {
     if (self.number == 0) {
         setcontext(&scheduler.outside);
     }
-    scheduler.freeStacks.push_back(self.stack);
+    scheduler.stacks.GiveBack(self.stack);
     scheduler.SwitchAway();
 }
 
@@ -284,15 +265,6 @@ void Scheduler::SwitchTo(SimulatedThread* next) {
     }
 }
 
-void Scheduler::NoteCalls(SimulatedThread& thread) {
-    thread.calls.resize(kDeepest);
-    const int count = backtrace(thread.calls.data(), kDeepest);
-    thread.calls.resize(static_cast<std::size_t>(count));
-    if (&thread != reporter) {
-        setcontext(&reporter->context);
-    }
-}
-
 std::size_t Scheduler::Living() const {
     return static_cast<std::size_t>(std::count_if(
         threads.begin(), threads.end(),
@@ -308,23 +280,6 @@ void Scheduler::Trace(std::string_view what) {
                     current == nullptr ? "" : current->name.c_str(), static_cast<int>(what.size()),
                     what.data());
     }
-}
-
-void Scheduler::Fail(std::string_view reason) {
-    SimulatedThread* const self = current;
-    reporter = self;
-    for (const std::unique_ptr<SimulatedThread>& thread : threads) {
-        if (thread->hasBegun && thread->state != SimulatedThread::State::Ended &&
-            thread.get() != self) {
-            current = thread.get();
-            swapcontext(&self->context, &thread->context);
-        }
-    }
-    current = self;
-    NoteCalls(*self);
-    WriteReport(reason, settings, now, threads);
-    std::fflush(stdout);
-    _Exit(1);
 }
 
 }  // namespace vantry::simulation

@@ -12,6 +12,7 @@
 
 #include "simulation/random.h"
 #include "simulation/run_settings.h"
+#include "simulation/thread_stacks.h"
 
 namespace vantry::simulation {
 
@@ -106,9 +107,7 @@ public:
         return current != nullptr && std::exchange(current->isInHub, isInHub);
     }
     /// Returns whether the address is on the stack of a thread.
-    bool IsOnStack(const void* address) const {
-        return address >= stacks && address < stacks + kStackBytes * kMostStacks;
-    }
+    bool IsOnStack(const void* address) const { return stacks.Contains(address); }
     const std::string& NameOf(std::uint32_t number) const { return threads[number]->name; }
     /// Returns how many threads haven't ended.
     std::size_t Living() const;
@@ -123,12 +122,10 @@ public:
     [[noreturn]] void Fail(std::string_view reason);
 
 private:
-    static constexpr std::size_t kStackBytes = 512U << 10U;
     static constexpr std::size_t kMostStacks = 1'024;
     static constexpr std::uint32_t kMostDelays = 2;
 
     static void Enter();
-    void* NewStack();
     bool MayInterrupt();
     /// Delays the caller if it is the session that DelaySession means.
     void DelayIfMeant();
@@ -137,6 +134,7 @@ private:
     void AdvanceTime();
     void SwitchTo(SimulatedThread* next);
     void SwitchAway() { SwitchTo(Choose()); }
+    /// Notes the calls that the running thread is in, and returns to the one that reports.
     void NoteCalls(SimulatedThread& thread);
     void Step();
 
@@ -162,10 +160,7 @@ private:
     std::uint64_t stretch = 0;
     std::uint64_t now = kStart;
     std::vector<std::unique_ptr<SimulatedThread>> threads;
-    /// The memory of all stacks, and which parts of it are free.
-    char* const stacks;
-    std::size_t usedStacks = 0;
-    std::vector<void*> freeStacks;
+    ThreadStacks stacks;
     /// Those that can run. Only Choose uses it.
     std::vector<SimulatedThread*> able;
     SimulatedThread* current = nullptr;
