@@ -39,6 +39,10 @@ struct Program {
     Seen seen;
 };
 
+/// Reports values of its own properties and reads them back.
+void RunComponent(Program& program);
+/// Subscribes, and hears what is published until the end.
+void RunSubscriber(Program& program);
 /// Asks for much and reads nothing. The hub has to end the connection.
 void RunStalled(Program& program);
 /// Asks for everything many times at once and reads all the time.
