@@ -25,12 +25,11 @@ function askForToken() {
   });
 }
 
-/// Shows the page as a whole once the present values are in the list, so that nothing jumps as they come.
+/// Shows the page as a whole once the present values are in the list.
 function showWhenListed(model, list) {
   const show = () => {
     byId("loading").hidden = list.isBuilt || model.connection === "refused";
-    byId("properties").hidden = !list.isBuilt;
-    byId("events").hidden = !list.isBuilt;
+    document.querySelector("main").classList.toggle("filling", !list.isBuilt);
   };
   model.addView(show);
   list.whenBuilt = show;
