@@ -6,10 +6,8 @@ target_compile_definitions(cli_tests PRIVATE
   DESCRIPTIONS_PATH="${PROJECT_SOURCE_DIR}/packaging/properties.d")
 
 # A recorder on a disk of its own that fills. It is skipped where nobody may mount one.
-add_test(NAME History.DiskThatFills
-  COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/history/disk_test.py)
-set_tests_properties(History.DiskThatFills PROPERTIES ENVIRONMENT
-  "PYTHONDONTWRITEBYTECODE=1;VANTRYD=$<TARGET_FILE:vantryd>;VANTRY=$<TARGET_FILE:vantry>")
+vantry_add_script_test(History.DiskThatFills ${CMAKE_CURRENT_SOURCE_DIR}/history/disk_test.py
+  VANTRY=$<TARGET_FILE:vantry>)
 
 set(VANTRY_LEAKS
   "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/commands/leak_sanitizer.supp:print_suppressions=0")
@@ -27,9 +25,7 @@ endforeach()
 file(GLOB VANTRY_TERMINAL_TESTS CONFIGURE_DEPENDS terminal/*_test.py)
 foreach(file ${VANTRY_TERMINAL_TESTS})
   cmake_path(GET file STEM name)
-  add_test(NAME Terminal.${name} COMMAND /usr/bin/python3 ${file})
-  set_tests_properties(Terminal.${name} PROPERTIES ENVIRONMENT
-    "PYTHONDONTWRITEBYTECODE=1;VANTRYD=$<TARGET_FILE:vantryd>;VANTRY=$<TARGET_FILE:vantry>;${VANTRY_LEAKS}")
+  vantry_add_script_test(Terminal.${name} ${file} VANTRY=$<TARGET_FILE:vantry> ${VANTRY_LEAKS})
 endforeach()
 
 add_test(NAME Commands.PrintJsonByTheirSchemas COMMAND /usr/bin/python3

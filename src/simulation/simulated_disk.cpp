@@ -69,7 +69,7 @@ public:
         if (const FileResult result = Put(place, bytes.substr(0, half)); !result) {
             return result;
         }
-        disk.TellHalfWrite(name);
+        disk.NoteHalfWrite(name);
         if (const FileResult result = disk.Begin("writes", name); !result) {
             return result;
         }
@@ -162,7 +162,7 @@ void SimulatedDisk::AwaitHalfWrite(std::u16string_view name, std::uint64_t nanos
     }
 }
 
-void SimulatedDisk::TellHalfWrite(std::u16string_view name) {
+void SimulatedDisk::NoteHalfWrite(std::u16string_view name) {
     if (!awaited.empty() && name.starts_with(awaited)) {
         awaited.clear();
         Scheduler::Current().Wake(&awaited);

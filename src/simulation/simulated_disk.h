@@ -64,8 +64,8 @@ private:
     /// Lets the call take its time. Returns its failure, if it is to fail.
     FileResult Begin(std::string_view what, std::u16string_view name);
     FileResult Refuse(int error);
-    /// Tells the threads that wait for it that a part was written.
-    void TellHalfWrite(std::u16string_view name);
+    /// Wakes the threads that wait for it, because a part was written.
+    void NoteHalfWrite(std::u16string_view name);
 
     Random random;
     const std::uint64_t slowOneIn;

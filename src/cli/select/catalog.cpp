@@ -71,7 +71,7 @@ std::map<std::string, std::string> Catalog::GoneOwners(
     return gone;
 }
 
-void Catalog::TellGoneOwners(const std::vector<Property>& properties) const {
+void Catalog::PrintGoneOwners(const std::vector<Property>& properties) const {
     for (const auto& [component, why] : GoneOwners(properties)) {
         fmt::print(stderr, "vantry: {} is gone, its values are old: {}\n", component, why);
     }

@@ -38,7 +38,7 @@ public:
     std::map<std::string, std::string> GoneOwners(
         const std::vector<client::Property>& properties) const;
     /// Prints to standard error whose owners are gone, so that nobody takes their values for new.
-    void TellGoneOwners(const std::vector<client::Property>& properties) const;
+    void PrintGoneOwners(const std::vector<client::Property>& properties) const;
     /// Returns the age of the value as text, such as "12 s", or "> 0 s" if no owner reports it.
     std::string AgeOf(const client::Property& property) const;
     /// Returns what is known of all owners; what a subscription reports may be added.

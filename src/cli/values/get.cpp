@@ -45,7 +45,7 @@ int RunGet(const Context& context, const std::vector<std::string>& words) {
         }
         fmt::print("{}\n", LineByLine(array));
     } else {
-        catalog->TellGoneOwners(found);
+        catalog->PrintGoneOwners(found);
         PrintValues(*catalog, found, found.size() > 1 || words.size() > 1 || IsGlob(words.front()));
     }
     return status;

@@ -186,7 +186,7 @@ int RunList(const Context& context, const ListOptions& options) {
     std::vector<Property> chosen = Chosen(*catalog, options);
     SortBy(*catalog, *sort, chosen);
     if (!options.namesOnly && !options.csv && !context.json) {
-        catalog->TellGoneOwners(chosen);
+        catalog->PrintGoneOwners(chosen);
     }
     if (options.namesOnly) {
         PrintNames(*catalog, chosen);

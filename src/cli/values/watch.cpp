@@ -79,7 +79,7 @@ int PrintChanges(WatchSession& session, const Context& context, const WatchOptio
     int printed = 0;
     for (Clock::time_point look; !Interrupted() && !end.HasPassed();) {
         if (Clock::now() >= look) {
-            session.TellGoneOwners();
+            session.PrintGoneOwners();
             look = Clock::now() + std::chrono::seconds(1);
         }
         const auto change = session.Take(end.Wait());

@@ -89,7 +89,7 @@ WatchSession::WatchSession(Catalog hub, std::shared_ptr<std::atomic<bool>> state
       words(std::move(chosen)),
       hearsMore(isMoreSubscribed) {}
 
-void WatchSession::TellGoneOwners() {
+void WatchSession::PrintGoneOwners() {
     const std::vector<client::PropertyId> changed = catalog.Owners().TakeChanges();
     const std::set<client::PropertyId> ids(changed.begin(), changed.end());
     std::vector<Property> watched;
@@ -98,7 +98,7 @@ void WatchSession::TellGoneOwners() {
             watched.push_back(property);
         }
     }
-    catalog.TellGoneOwners(watched);
+    catalog.PrintGoneOwners(watched);
 }
 
 std::optional<Property> WatchSession::Take(std::chrono::milliseconds atMost) {

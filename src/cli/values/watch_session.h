@@ -30,9 +30,9 @@ public:
     /// none within the time.
     [[nodiscard]] std::optional<client::Property> Take(std::chrono::milliseconds atMost);
     bool IsConnected() const { return *connected; }
-    /// Prints whose owners have gone since the last call, see Catalog::TellGoneOwners. A program
-    /// that calls it each second tells of an end soon.
-    void TellGoneOwners();
+    /// Prints whose owners have gone since the last call, see Catalog::PrintGoneOwners. A program
+    /// that calls it each second shows an end soon.
+    void PrintGoneOwners();
     const Catalog& Known() const { return catalog; }
     /// Returns the property with this name, see FindByName.
     client::Result<client::Property> Find(const std::string& name) const {
