@@ -122,12 +122,14 @@ void PrintFlat(const Catalog& catalog, const std::vector<Property>& properties,
                const std::vector<const PropertyColumn*>& columns, const ListOptions& options,
                const Style& style) {
     std::vector<std::string> titles;
+    titles.reserve(columns.size());
     for (const PropertyColumn* column : columns) {
         titles.emplace_back(column->name);
     }
     Table table(titles);
     for (const Property& property : properties) {
         std::vector<std::string> cells;
+        cells.reserve(columns.size());
         for (const PropertyColumn* column : columns) {
             cells.push_back(column->text(catalog, property));
         }
