@@ -152,6 +152,7 @@ client::Result<std::vector<Assignment>> AssignmentsFor(const Catalog& catalog,
 
 int Send(client::Hub& hub, const std::vector<Assignment>& assignments) {
     std::vector<client::PropertyWrite> writes;
+    writes.reserve(assignments.size());
     for (const Assignment& assignment : assignments) {
         writes.push_back({assignment.before.id, assignment.value});
     }
