@@ -29,11 +29,6 @@
 namespace vantry::cli {
 namespace {
 
-int NotWritten(int number) {
-    std::fprintf(stderr, "vantry: can't write the output: %s\n", std::strerror(number));
-    return Exit::kRefused;
-}
-
 /// Returns the words without the program's name and --, in the reverse order, as CLI11 takes them.
 std::vector<std::string> ReversedWords(int argc, char** argv) {
     std::vector<std::string> words;
@@ -109,7 +104,9 @@ CommandOptions CommandLine::Add(const CommandText& text, std::function<int(const
     CLI::App* const command =
         parent->add_subcommand(name.substr(blank + 1), text.summary)->group(text.group);
     command->footer(FooterOf(text));
-    usageStatus[command] = text.usageStatus;
+    if (text.unableStatus) {
+        unableStatus[command] = *text.unableStatus;
+    }
     const auto several = std::make_shared<CommandOptions::Several>();
     command->callback(
         [this, several, execute = std::move(run)] { status = Execute(execute, *several); });
@@ -172,9 +169,9 @@ client::Result<std::string> CommandLine::HelpFor(const std::string& subject) con
         }
         names.emplace_back(topic.name);
     }
-    return client::Error{client::ErrorCode::NotFound, "there is no help for \"" + subject + "\"" +
-                                                          DidYouMean(subject, names, 1) +
-                                                          "; \"vantry help\" lists all"};
+    return client::Error{client::ErrorCode::NotFound,
+                         "there is no help for \"" + subject + "\"" +
+                             ThenNext(DidYouMean(subject, names, 1), "\"vantry help\" lists all")};
 }
 
 std::string CommandLine::Hint(const CLI::ParseError& error) const {
@@ -184,7 +181,7 @@ std::string CommandLine::Hint(const CLI::ParseError& error) const {
     if (chosen.empty()) {
         const std::string nearest =
             rest.empty() || isOption ? "" : DidYouMean(rest.front(), CommandNames(), 1);
-        return nearest + "; \"vantry help\" lists the commands";
+        return ThenNext(nearest, "\"vantry help\" lists the commands");
     }
     std::string hint;
     if (isOption) {
@@ -211,9 +208,18 @@ int CommandLine::WrongUsage(const CLI::ParseError& error) const {
         text.pop_back();
     }
     fmt::print(stderr, "vantry: {}{}\n", text, Hint(error));
+    return OwnStatusOr(Exit::kUsage);
+}
+
+int CommandLine::OwnStatusOr(int usual) const {
     const std::vector<CLI::App*> chosen = app->get_subcommands();
-    const auto found = chosen.empty() ? usageStatus.end() : usageStatus.find(chosen.front());
-    return found == usageStatus.end() ? Exit::kUsage : found->second;
+    const auto found = chosen.empty() ? unableStatus.end() : unableStatus.find(chosen.front());
+    return found == unableStatus.end() ? usual : found->second;
+}
+
+int CommandLine::NotWritten(int number) const {
+    std::fprintf(stderr, "vantry: can't write the output: %s\n", std::strerror(number));
+    return OwnStatusOr(Exit::kRefused);
 }
 
 int CommandLine::Parsed(int argc, char** argv) {

@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,9 @@ struct CommandText {
     const char* examples = "";
     /// The topics of `vantry help` that belong to it, with blanks between them.
     const char* topics = "";
-    /// The exit status of wrong options.
-    int usageStatus = Exit::kUsage;
+    /// The exit status of wrong options and of output that can't be written, if the command has one
+    /// of its own for what it couldn't do.
+    std::optional<int> unableStatus = {};
 };
 
 /// The headings of the help.
@@ -80,12 +82,16 @@ private:
     int Parsed(int argc, char** argv);
     int WrongUsage(const CLI::ParseError& error) const;
     std::string Hint(const CLI::ParseError& error) const;
+    /// Returns the status of the chosen command for what it couldn't do, or else the usual one.
+    int OwnStatusOr(int usual) const;
+    /// Reports the error number of a failed write, and returns the exit status.
+    int NotWritten(int number) const;
 
     const std::unique_ptr<CLI::App> app;
     Context context;
     int status = Exit::kDone;
-    /// The commands with an exit status of their own for wrong options.
-    std::map<const CLI::App*, int> usageStatus;
+    /// What the commands have as CommandText::unableStatus.
+    std::map<const CLI::App*, int> unableStatus;
 };
 
 }  // namespace vantry::cli

@@ -151,9 +151,9 @@ client::Result<NamedPrinter> NamedPrinters::Find(const std::string& name) const 
         }
         names.push_back(printer.name);
     }
-    return Error{ErrorCode::NotFound, "there is no context \"" + name + "\"" +
-                                          DidYouMean(name, names) +
-                                          "; \"vantry context list\" shows all"};
+    return Error{ErrorCode::NotFound,
+                 "there is no context \"" + name + "\"" +
+                     ThenNext(DidYouMean(name, names), "\"vantry context list\" shows all")};
 }
 
 client::Outcome NamedPrinters::Add(NamedPrinter printer) {

@@ -59,4 +59,8 @@ std::string DidYouMean(const std::string& typed, const std::vector<std::string>&
     return text.empty() ? text : text + "?";
 }
 
+std::string ThenNext(const std::string& didYouMean, const std::string& next) {
+    return (didYouMean.empty() ? "; " : didYouMean + " ") + next;
+}
+
 }  // namespace vantry::cli

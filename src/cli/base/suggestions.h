@@ -14,4 +14,7 @@ std::string Lower(std::string text);
 std::string DidYouMean(const std::string& typed, const std::vector<std::string>& names,
                        std::size_t most = 3);
 
+/// Returns `; NEXT`, or `; did you mean "one"? NEXT` with what DidYouMean returned.
+std::string ThenNext(const std::string& didYouMean, const std::string& next);
+
 }  // namespace vantry::cli

@@ -92,7 +92,7 @@ void ExamineHub(const Context& context, const client::Endpoint& endpoint,
 std::size_t CountWrong(const Findings& findings) {
     std::size_t count = 0;
     for (const Finding& finding : findings.All()) {
-        count += finding.isWrong ? 1 : 0;
+        count += finding.kind == Finding::Kind::Wrong ? 1 : 0;
     }
     return count;
 }
@@ -100,13 +100,17 @@ std::size_t CountWrong(const Findings& findings) {
 void PrintText(const Findings& findings, std::size_t wrong, const Style& style) {
     for (const Finding& finding : findings.All()) {
         const std::string evidence = Printable(finding.evidence);
-        if (!finding.isWrong) {
+        if (finding.kind == Finding::Kind::InOrder) {
             fmt::print("{}  {}{}\n", style.Faint("ok   "), Printable(finding.what),
                        evidence.empty() ? "" : style.Faint(": " + evidence));
             continue;
         }
-        fmt::print("{}  {}\n       seen:  {}\n       to do: {}\n", style.Bad("wrong"),
-                   style.Bad(Printable(finding.what)), evidence, Printable(finding.advice));
+        const bool isWrong = finding.kind == Finding::Kind::Wrong;
+        const std::string what = Printable(finding.what);
+        fmt::print("{}  {}\n       seen:  {}\n       to do: {}\n",
+                   isWrong ? style.Bad("wrong") : style.Changed("note "),
+                   isWrong ? style.Bad(what) : style.Changed(what), evidence,
+                   Printable(finding.advice));
     }
     fmt::print("{}\n", wrong == 0   ? "nothing is wrong"
                        : wrong == 1 ? "1 thing is wrong"
@@ -116,7 +120,7 @@ void PrintText(const Findings& findings, std::size_t wrong, const Style& style) 
 void PrintJson(const Findings& findings, std::size_t wrong) {
     Json array = Json::array();
     for (const Finding& finding : findings.All()) {
-        array.push_back({{"wrong", finding.isWrong},
+        array.push_back({{"wrong", finding.kind == Finding::Kind::Wrong},
                          {"what", finding.what},
                          {"evidence", finding.evidence.empty() ? Json() : Json(finding.evidence)},
                          {"advice", finding.advice.empty() ? Json() : Json(finding.advice)}});

@@ -8,12 +8,19 @@ namespace vantry::cli {
 
 /// What was found where something was looked at.
 struct Finding {
-    bool isWrong = false;
-    /// What is wrong, or what is in order, as a clause without a full stop.
+    enum class Kind {
+        InOrder,
+        /// It may be as it should, as in a new installation; only the user knows.
+        Notable,
+        Wrong
+    };
+
+    Kind kind = Kind::InOrder;
+    /// What is wrong, notable or in order, as a clause without a full stop.
     std::string what;
     /// How that was seen.
     std::string evidence = {};
-    /// What the user should do about it; empty if nothing is wrong.
+    /// What the user should do about it; empty if it is in order.
     std::string advice = {};
 };
 
@@ -21,10 +28,15 @@ struct Finding {
 class Findings {
 public:
     void AddOk(std::string what, std::string evidence = "") {
-        all.push_back({false, std::move(what), std::move(evidence)});
+        all.push_back({Finding::Kind::InOrder, std::move(what), std::move(evidence)});
+    }
+    void AddNotable(std::string what, std::string evidence, std::string advice) {
+        all.push_back(
+            {Finding::Kind::Notable, std::move(what), std::move(evidence), std::move(advice)});
     }
     void AddWrong(std::string what, std::string evidence, std::string advice) {
-        all.push_back({true, std::move(what), std::move(evidence), std::move(advice)});
+        all.push_back(
+            {Finding::Kind::Wrong, std::move(what), std::move(evidence), std::move(advice)});
     }
     const std::vector<Finding>& All() const { return all; }
 

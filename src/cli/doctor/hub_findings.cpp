@@ -50,7 +50,7 @@ void ExamineVersions(const Catalog& catalog, Findings& into) {
         into.AddOk("the versions are known");
         return;
     }
-    into.AddWrong(
+    into.AddNotable(
         "versions read \"Error\"", Joined(unreadable),
         "the hub reads them at its start from windows/version.ini, boot/qtlibs_version.ini "
         "and boot/qtcommon_version.ini below its root: put them there and restart it; "
@@ -61,12 +61,12 @@ void ExamineLoading(const Catalog& catalog, Findings& into) {
     for (const Property& property : catalog.All()) {
         if (property.id.component == client::Hub::OwnComponent() &&
             property.name == "Property Loading Error" && property.value == "True") {
-            into.AddWrong("the hub runs with default settings",
-                          "Property Loading Error is True: at its start there was no good property "
-                          "file, as in a new installation",
-                          "in a new installation nothing: the first change of a setting makes the "
-                          "file; otherwise stop the hub, put a copy of VantryProperties.ini into "
-                          "Store and start it again");
+            into.AddNotable("the hub runs with default settings",
+                            "Property Loading Error is True: at its start there was no good "
+                            "property file, as in a new installation",
+                            "in a new installation nothing: the first change of a setting makes "
+                            "the file; otherwise stop the hub, put a copy of VantryProperties.ini "
+                            "into Store and start it again");
         }
     }
 }

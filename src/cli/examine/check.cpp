@@ -218,7 +218,7 @@ void AddCheck(CommandLine& line) {
                   "  vantry check \"Printhead Temperature\" --max-age 30s --slow 100ms\n"
                   "  vantry check --format openmetrics >/var/lib/node_exporter/vantry.prom\n",
               .topics = "monitors conditions",
-              .usageStatus = static_cast<int>(CheckState::Unknown)},
+              .unableStatus = static_cast<int>(CheckState::Unknown)},
              [options](const Context& context) { return RunCheck(context, *options); })
         .Texts("property", options->names, "properties that must be there, with a living owner")
         .Each("--expect", options->expect, "critical unless this condition holds; repeatable")

@@ -43,8 +43,10 @@ std::string Explain(const std::string& name, const Assignment& wanted, const Ass
             return isOwn ? fmt::format("\"{}\" did not take \"{}\"; it is \"{}\"", name, value, now)
                          : fmt::format(
                                "\"{}\" did not take \"{}\": its owner ({}) reported "
-                               "\"{}\"; it refuses the value, or the property is read-only",
-                               name, value, Printable(wanted.before.componentName), now);
+                               "\"{}\"; it {} the value, or the property is read-only",
+                               name, value, Printable(wanted.before.componentName), now,
+                               result.now.value == wanted.before.value ? "refuses"
+                                                                       : "changes or refuses");
         case Assigned::How::Failed:
             return fmt::format("\"{}\" was run and failed", name);
         case Assigned::How::Gone:

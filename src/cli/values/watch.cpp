@@ -132,6 +132,19 @@ int PrintRates(WatchSession& session, const ChangeFormat& format, const End& end
     return Exit::kDone;
 }
 
+/// Records what has arrived. Stops after a while even if more arrives, so that the table is drawn
+/// and keys are read however much a hub sends.
+void RecordArrived(WatchSession& session, LiveTable& table, double seconds) {
+    const Clock::time_point end = Clock::now() + kLook;
+    while (Clock::now() < end) {
+        const auto change = session.Take(milliseconds(0));
+        if (!change) {
+            return;
+        }
+        table.Record(*change, seconds);
+    }
+}
+
 /// Draws again at each change and key, and often enough for the ages of the values.
 int ShowTable(WatchSession& session, const Context& context, const End& end) {
     const auto endpoint = context.HubEndpoint();
@@ -141,9 +154,7 @@ int ShowTable(WatchSession& session, const Context& context, const End& end) {
     const Clock::time_point begin = Clock::now();
     while (!Interrupted() && !end.HasPassed()) {
         const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
-        while (const auto change = session.Take(milliseconds(0))) {
-            table.Record(*change, seconds);
-        }
+        RecordArrived(session, table, seconds);
         const LiveState state{session.IsConnected(), endpoint->Name(),
                               TimeOfDay(std::chrono::system_clock::now()).substr(0, 8), seconds};
         fmt::print("{}", table.Draw(TerminalSize::Now(), state, style));
