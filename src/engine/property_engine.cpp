@@ -1,7 +1,8 @@
 // The processing of a message. The engine reads the whole message, parses it without holding a
 // lock, and processes its sections in a fixed order. The entries of a section are read from the
-// parsed tree without being copied. The reply is assembled from the kept texts of the records, and
-// written with the send lock of its stream held.
+// parsed tree without being copied. The most frequent messages, which read a few properties or only
+// report, are taken apart without a tree. The reply is assembled from the kept texts of the
+// records, and written with the send lock of its stream held.
 //
 // A text of more than kLargeText bytes that arrives over an external stream waits for a turn, so
 // that only a fixed number of such texts at a time need memory for their tree and their answer.
@@ -26,12 +27,12 @@ constexpr std::size_t kLargeText = 64U << 10U;
 /// The tree of such a text took tens of megabytes, which the allocator would keep for itself.
 constexpr std::size_t kVeryLargeText = 512U << 10U;
 
-bool WasCut(const Stream& stream) {
+}  // namespace
+
+bool PropertyEngine::WasCut(const Stream& stream) {
     const std::shared_ptr<ConnectionAccount>& account = stream.Account();
     return account && account->WasCut();
 }
-
-}  // namespace
 
 PropertyEngine::PropertyEngine(std::shared_ptr<PropertyStore> propertyStore, ThreadReaper& reaper,
                                std::uint32_t priority, std::shared_ptr<Property> component,
@@ -86,6 +87,9 @@ std::uint32_t PropertyEngine::ProcessText(const StreamReference& stream, std::st
     if (!reads.Entries().empty()) {
         return HandleReads(stream, reads.Entries());
     }
+    if (PlainReports reports(text); reports.HasNext()) {
+        return HandleReports(stream, reports);
+    }
     PropertyMessage request;
     std::string_view failure;
     if (request.ReadText(text, failure)) {
@@ -139,6 +143,14 @@ std::uint32_t PropertyEngine::HandleReads(const StreamReference& stream,
         }
     }
     return WasCut(*stream) ? 0 : WriteReply(*stream, reply);
+}
+
+std::uint32_t PropertyEngine::HandleReports(const StreamReference& stream, PlainReports& reports) {
+    bool goesOn = true;
+    while (goesOn && reports.HasNext()) {
+        goesOn = TakeReport(reports.Next(), stream);
+    }
+    return goesOn ? 1 : 0;
 }
 
 std::uint32_t PropertyEngine::WriteReply(Stream& stream, Reply& reply) {

@@ -16,6 +16,7 @@
 #include "platform/platform.h"
 #include "runtime/event.h"
 #include "wire/plain_reads.h"
+#include "wire/plain_reports.h"
 #include "wire/property_message.h"
 
 namespace vantry {
@@ -55,7 +56,11 @@ private:
     /// Does the same for a message that only asks for these properties.
     std::uint32_t HandleReads(const StreamReference& stream,
                               std::span<const WantedProperty> wanted);
+    /// Does the same for a message that only reports.
+    std::uint32_t HandleReports(const StreamReference& stream, PlainReports& reports);
     static std::uint32_t WriteReply(Stream& stream, Reply& reply);
+    /// Returns whether the connection of the stream is closed because it exceeded a bound.
+    static bool WasCut(const Stream& stream);
 
     // The steps of HandleMessage.
     /// Each of the functions that return a bool returns false if the reply has been abandoned
@@ -66,6 +71,9 @@ private:
     bool AddRecord(const Property& property, const RecordOwner& owner, bool external, Reply& reply);
     void EnterSubscription(const StreamReference& stream, const RequestSections& request);
     void TakeReports(const StreamReference& stream, const RequestSections& request);
+    /// Stores one reported value and closes whoever exceeds a bound by it. Returns whether the
+    /// reporter goes on.
+    bool TakeReport(const RecordView& report, const StreamReference& stream);
     void DropSubscriber(const Stream& stream);
 
     // Writes and reports.
@@ -79,7 +87,7 @@ private:
     };
     static std::optional<Excess> ExcessOf(std::optional<Bound> exceeded);
     /// Stores one reported value. Returns what it exceeds, if anything.
-    std::optional<Excess> TakeReport(const RecordView& report, const StreamReference& stream);
+    std::optional<Excess> StoreReport(const RecordView& report, const StreamReference& stream);
     std::optional<Excess> Announce(const RecordView& report, const StreamReference& stream)
         REQUIRES(reportsLock);
     std::optional<Excess> Revalue(const std::shared_ptr<RemoteProperty>& known,

@@ -154,17 +154,20 @@ void PropertyEngine::ApplySetRequests(const RequestSections& request) {
 }
 
 void PropertyEngine::TakeReports(const StreamReference& stream, const RequestSections& request) {
-    const std::shared_ptr<ConnectionAccount> account = stream->Account();
     RequestSections::ForEachEntry(request.getResponses, [&](const EntryView& entry) {
-        if (const std::optional<Excess> excess = TakeReport(ReportIn(entry), stream)) {
-            Relieve(account, *excess);
-        }
-        return !account || !account->WasCut();
+        return TakeReport(ReportIn(entry), stream);
     });
 }
 
-std::optional<PropertyEngine::Excess> PropertyEngine::TakeReport(const RecordView& report,
-                                                                 const StreamReference& stream) {
+bool PropertyEngine::TakeReport(const RecordView& report, const StreamReference& stream) {
+    if (const std::optional<Excess> excess = StoreReport(report, stream)) {
+        Relieve(stream->Account(), *excess);
+    }
+    return !WasCut(*stream);
+}
+
+std::optional<PropertyEngine::Excess> PropertyEngine::StoreReport(const RecordView& report,
+                                                                  const StreamReference& stream) {
     if (report.status == Status::kNotFound) {
         return std::nullopt;
     }
