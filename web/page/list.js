@@ -260,6 +260,7 @@ export class List {
         holder.append(...(isFlat ? [] : [make("h3", { textContent: group })]), list);
       }
       list.append(element);
+      list.style.setProperty("--rows", list.childElementCount);
     }
     const focused = byId("list").contains(document.activeElement) ? document.activeElement : null;
     byId("list").replaceChildren(holder);
