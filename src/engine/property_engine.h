@@ -27,6 +27,10 @@ namespace vantry {
 /// Session threads call ProcessMessage, one thread at a time for one stream and concurrently for
 /// different streams. While the engine writes a reply, a forwarded write or a publication, it holds
 /// the send lock of that stream and no other lock.
+///
+/// Its functions stand in three files: property_engine.cpp has what happens to a message and in
+/// which order, property_exchange.cpp reads, writes and reports, and publish_loop.cpp the
+/// publishing thread.
 class PropertyEngine final : public PropertyEngineBase {
 public:
     /// Starts the publishing thread. If the system can't create a thread, the engine answers and
