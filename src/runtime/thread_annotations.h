@@ -1,7 +1,7 @@
 #pragma once
 
 // Macros for the thread-safety analysis of clang. A declaration states with them which lock guards
-// a field and which locks the caller of a function holds; a build with the `clang` preset fails on
+// a field and which locks the caller of a function holds; a build with the `fuzz` preset fails on
 // each violation. They expand to nothing for other compilers.
 
 #if defined(__clang__)
