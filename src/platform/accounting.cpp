@@ -36,9 +36,20 @@ constexpr std::array<Bounds, kResourceCount> kBoundsOf = {{
 
 const Bounds& BoundsOf(Resource resource) { return kBoundsOf[static_cast<std::size_t>(resource)]; }
 
+const char* NameOf(Link link) {
+    switch (link) {
+        case Link::Tcp:
+            return "TCP";
+        case Link::Usb:
+            return "USB";
+        case Link::Bluetooth:
+            break;
+    }
+    return "Bluetooth";
+}
+
 std::string PeerName(Link link, const std::string& address) {
-    constexpr std::array<std::string_view, 3> kNames = {"TCP", "USB", "Bluetooth"};
-    std::string name(kNames[static_cast<std::size_t>(link)]);
+    const std::string name = NameOf(link);
     return address.empty() ? name : name + " " + address;
 }
 
