@@ -70,6 +70,8 @@ def fan_out_of_relay(stand: Stand, subscribers: int, changes: int) -> float:
     with stand.echo(len(records), 0, "relay") as relay:
         clients = [socket.create_connection(("127.0.0.1", relay.port), 10)
                    for _ in range(subscribers + 1)]
+        # It sends on to the connections that it has accepted, each of which has a thread.
+        relay.wait_for_threads(len(clients) + 1)
         return fan_out(relay, clients[1:], b'"Status"', changes, 8,
                        lambda _: clients[0].sendall(records))
 

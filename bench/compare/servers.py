@@ -49,6 +49,14 @@ class Server:
         status = Path(f"/proc/{self.process.pid}/status").read_text()
         return float(re.findall(r"VmRSS:\s+(\d+)", status)[0])
 
+    def wait_for_threads(self, count: int) -> None:
+        """Waits until the process has so many threads."""
+        for _ in range(1000):
+            if len(list(Path(f"/proc/{self.process.pid}/task").iterdir())) >= count:
+                return
+            time.sleep(0.01)
+        raise RuntimeError(f"there are no {count} threads")
+
     def kill(self) -> None:
         self.process.kill()
         self.process.wait()
