@@ -1,11 +1,11 @@
 // Reports without a tree.
 //
 // Components report all their properties when they connect, and each change afterwards. Programs
-// write the fields of a record in the order of the hub's own records. Such a text is first looked
-// through to its end, so that a text with a mistake has no effect, and then taken apart record by
-// record, without memory, however many there are. Any doubt is left to the parser, as for reads
-// (plain_reads.cpp). So this accepts only texts that the parser would accept too, with the same
-// records.
+// write the fields of a record in the order of the hub's own records, and some leave out names that
+// the hub knows. Such a text is first looked through to its end, so that a text with a mistake has
+// no effect, and then taken apart record by record, without memory, however many there are. Any
+// doubt is left to the parser, as for reads (plain_reads.cpp). So this accepts only texts that the
+// parser would accept too, with the same records.
 
 #include "wire/plain_reports.h"
 
@@ -32,15 +32,20 @@ constexpr std::array<RecordField, 7> kFields{
      {Field::kStatus, &RecordView::status},
      {Field::kValue, &RecordView::value}}};
 
+/// Takes a record with one field at least. Fields that aren't there stay empty.
 bool TakeRecord(PlainTokens& tokens, RecordView& record) {
     char before = '{';
     for (const auto& [key, place] : kFields) {
-        if (!tokens.Take(before) || !tokens.TakeField(key, record.*place)) {
-            return false;
+        PlainTokens ahead = tokens;
+        if (ahead.Take(before) && ahead.TakeKey(key)) {
+            if (!ahead.TakeString(record.*place)) {
+                return false;
+            }
+            tokens = ahead;
+            before = ',';
         }
-        before = ',';
     }
-    return tokens.Take('}');
+    return before == ',' && tokens.Take('}');
 }
 
 /// Returns whether the text goes on with records, and nothing but the end of the message follows.

@@ -47,7 +47,11 @@ TEST(PlainMessages, AreWhatProgramsWriteAndTheRestIsLeftToTheParser) {
         {reports(1), 1},
         {reports(1000), 1000},
         {R"({"PropertyGetResponses":[]})", 0},
-        {R"({"PropertyGetResponses":[{"Component":"C","GUID":"G:1","Value":"v"}]})", 0},
+        {R"({"PropertyGetResponses":[{"Component":"C","GUID":"G:1","Value":"v"}]})", 1},
+        {R"({"PropertyGetResponses":[{"Component":"C","Value":"v","GUID":"G:1"}]})", 0},
+        {R"({"PropertyGetResponses":[{"Component":"C","Value":"v","Value":"w"}]})", 0},
+        {R"({"PropertyGetResponses":[{"Component":"C","Value":5}]})", 0},
+        {R"({"PropertyGetResponses":[{}]})", 0},
         {reports(2) + ",", 0},
         {ListOf(1, R"({"Disconnect": true,"PropertyGetResponses":[)", record), 0},
     };
