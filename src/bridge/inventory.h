@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "bridge/change.h"
@@ -53,7 +52,7 @@ private:
     const bool allGroups;
     const std::vector<Deadband> deadbands;
     std::map<client::PropertyId, Entry> entries;
-    std::unordered_map<std::string, std::shared_ptr<const Subject>> byKey;
+    std::map<std::string, std::shared_ptr<const Subject>> byKey;
     std::uint64_t lastAlias = 0;
 };
 

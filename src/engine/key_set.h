@@ -15,7 +15,8 @@ struct KeyHash {
     }
 };
 
-/// A set of keys, which are found without being copied.
+/// A set of keys, which are found without being copied. Only for keys that peers from outside don't
+/// choose: they could make thousands with equal hashes, and each look-up would compare all of them.
 using KeySet = std::unordered_set<std::string, KeyHash, std::equal_to<>>;
 
 }  // namespace vantry

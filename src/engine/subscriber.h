@@ -2,13 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
-#include "engine/key_set.h"
 #include "platform/accounting.h"
 #include "transport/stream/stream.h"
 #include "wire/message_frame.h"
@@ -67,8 +67,9 @@ private:
         std::uint32_t groupBytes;
         std::uint32_t times;
     };
-    /// The entries by full key. Two different ones can have the same full key.
-    std::unordered_multimap<std::string, Entry, KeyHash, std::equal_to<>> entries;
+    /// The entries by full key. Two different ones can have the same full key. They are ordered,
+    /// because a peer can choose keys that have equal hashes.
+    std::multimap<std::string, Entry, std::less<>> entries;
     std::size_t listed = 0;
 };
 
