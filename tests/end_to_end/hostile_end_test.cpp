@@ -43,13 +43,15 @@ TEST_F(Hostile, APeerThatIsGoneHoldsNoDescriptor) {
 }
 
 TEST_F(Hostile, APeerThatIsGoneHoldsNoSubscription) {
-    Start({}, "all-subscriptions = 50\n");
+    Start({}, "all-subscriptions = 30\n");
     const std::string subscription = FrameOf(Subscribe(kNobodys));
     const std::string notJson = FrameOf("x");
     const std::size_t threads = hub->Count("task");
     constexpr std::size_t kFew = 6;
+    // Each leaves two subscriptions, which on one link are more than the bound.
+    constexpr int kRounds = kIsSanitized ? 20 : 60;
     for (const std::string link : {"TCP", "BTD0", "UMF1"}) {
-        for (int round = 0; round < 60; ++round) {
+        for (int round = 0; round < kRounds; ++round) {
             FrameClient ended = hub->Connect(link);
             ended.SendBytes(subscription + notJson);
             EXPECT_TRUE(ended.SeesEnd());
