@@ -68,7 +68,8 @@ PlainReports::PlainReports(std::string_view text)
 
 RecordView PlainReports::Next() {
     RecordView record;
-    TakeRecord(rest, record);
+    // The constructor has looked through the whole text.
+    static_cast<void>(TakeRecord(rest, record));
     const SplitGuid guids = SplitCompositeGuid(record.guid);
     record.groupGuid = guids.groupGuid;
     record.guid = guids.guid;

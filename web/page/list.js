@@ -260,7 +260,9 @@ export class List {
         holder.append(...(isFlat ? [] : [make("h3", { textContent: group })]), list);
       }
       list.append(element);
-      list.style.setProperty("--rows", list.childElementCount);
+    }
+    for (const part of holder.querySelectorAll(".group")) {
+      part.style.setProperty("--rows", part.childElementCount);
     }
     const focused = byId("list").contains(document.activeElement) ? document.activeElement : null;
     byId("list").replaceChildren(holder);
