@@ -5,7 +5,7 @@
 // together, both get that result. The list of accounts is only searched when a total is exceeded,
 // to find the connection that must be closed. A closed connection still counts until its threads
 // have released what it used; FindWorst leaves it out, so a connection that ends slowly doesn't
-// cause others to be closed.
+// cause others to be closed. Only output is dropped at once, by the thread that closes.
 
 #include "platform/accounting.h"
 
@@ -69,7 +69,7 @@ ConnectionAccount::~ConnectionAccount() {
 
 void ConnectionAccount::OnCut(std::function<void()> closeNow) {
     ScopedLock guard(closeLock);
-    close = std::move(closeNow);
+    closers.push_back(std::move(closeNow));
 }
 
 std::optional<Bound> ConnectionAccount::Add(Resource resource, std::uint64_t amount) {
@@ -90,28 +90,31 @@ void ConnectionAccount::Remove(Resource resource, std::uint64_t amount) {
     accounting->totals[Place(resource)] -= amount;
 }
 
-std::optional<Bound> ConnectionAccount::AddShared(const void* frame, std::uint64_t size) {
+std::optional<Bound> ConnectionAccount::AddShared(const void* text, std::uint64_t size) {
     std::atomic<std::uint64_t>& total = accounting->totals[Place(Resource::Output)];
     ScopedLock guard(accounting->sharedLock);
-    Accounting::SharedFrame& entry = accounting->sharedFrames[frame];
+    Accounting::SharedText& entry = accounting->sharedTexts[text];
     if (entry.holders.empty()) {
         entry.size = size;
         total += size;
     }
-    entry.holders.push_back(this);
+    ++entry.holders[this];
     return total > accounting->bounds[Bound::Outputs] ? std::optional(Bound::Outputs)
                                                       : std::nullopt;
 }
 
-void ConnectionAccount::RemoveShared(const void* frame) {
+void ConnectionAccount::RemoveShared(const void* text) {
     ScopedLock guard(accounting->sharedLock);
-    const auto entry = accounting->sharedFrames.find(frame);
-    std::vector<const ConnectionAccount*>& holders = entry->second.holders;
-    *std::find(holders.begin(), holders.end(), this) = holders.back();
-    holders.pop_back();
+    const auto entry = accounting->sharedTexts.find(text);
+    auto& holders = entry->second.holders;
+    const auto own = holders.find(this);
+    if (--own->second != 0) {
+        return;
+    }
+    holders.erase(own);
     if (holders.empty()) {
         accounting->totals[Place(Resource::Output)] -= entry->second.size;
-        accounting->sharedFrames.erase(entry);
+        accounting->sharedTexts.erase(entry);
     }
 }
 
@@ -120,13 +123,13 @@ void ConnectionAccount::Cut(Bound bound) {
         return;
     }
     accounting->notices.TellClosed(bound, peer);
-    std::function<void()> closing;
+    std::vector<std::function<void()>> closing;
     {
         ScopedLock guard(closeLock);
-        closing = std::move(close);
+        closing.swap(closers);
     }
-    if (closing) {
-        closing();
+    for (const std::function<void()>& closeNow : closing) {
+        closeNow();
     }
 }
 
@@ -175,13 +178,7 @@ void Accounting::Forget(const ConnectionAccount& account) {
 
 Accounting::Holding Accounting::FindWorst(Resource resource) const {
     Holding holding;
-    const auto shared = resource == Resource::Output
-                            ? PartsOfShared()
-                            : std::unordered_map<const ConnectionAccount*, std::uint64_t>();
-    const auto heldBy = [&](const ConnectionAccount& one) {
-        const auto part = shared.find(&one);
-        return one.Held(resource) + (part == shared.end() ? 0 : part->second);
-    };
+    const auto heldBy = [&](const ConnectionAccount& one) { return one.Held(resource); };
     const auto isWorse = [&](const ConnectionAccount& one, const ConnectionAccount& other) {
         return resource == Resource::ReceivedText ? one.LastArrival() < other.LastArrival()
                                                   : heldBy(one) > heldBy(other);
@@ -213,18 +210,56 @@ Accounting::Holding Accounting::FindWorst(Resource resource) const {
     return holding;
 }
 
-std::unordered_map<const ConnectionAccount*, std::uint64_t> Accounting::PartsOfShared() const {
+std::vector<std::shared_ptr<ConnectionAccount>> Accounting::OutputHolders() const {
     std::unordered_map<const ConnectionAccount*, std::uint64_t> parts;
-    ScopedLock guard(sharedLock);
-    for (const auto& [frame, entry] : sharedFrames) {
-        for (const ConnectionAccount* const holder : entry.holders) {
-            parts[holder] += entry.size / entry.holders.size();
+    {
+        ScopedLock guard(sharedLock);
+        for (const auto& [address, text] : sharedTexts) {
+            for (const auto& [holder, times] : text.holders) {
+                parts[holder] += text.size / text.holders.size();
+            }
         }
     }
-    return parts;
+    std::vector<std::shared_ptr<ConnectionAccount>> found;
+    {
+        ScopedLock guard(lock);
+        for (ConnectionAccount* const account : accounts) {
+            const std::uint64_t own = account->Held(Resource::Output);
+            // The reference is empty if the account is being destroyed.
+            if (own != 0 && !account->WasCut()) {
+                if (auto alive = account->weak_from_this().lock()) {
+                    parts[account] += own;
+                    found.push_back(std::move(alive));
+                }
+            }
+        }
+    }
+    std::sort(found.begin(), found.end(), [&](const auto& one, const auto& other) {
+        return parts[one.get()] > parts[other.get()];
+    });
+    return found;
+}
+
+void Accounting::RelieveOutput() {
+    const std::uint64_t bound = bounds[Bound::Outputs];
+    ScopedLock guard(relievingOutput);
+    if (Total(Resource::Output) <= bound) {
+        return;
+    }
+    // To choose takes long if much waits, so that more than the excess is freed.
+    for (const std::shared_ptr<ConnectionAccount>& holder : OutputHolders()) {
+        holder->Cut(Bound::Outputs);
+        if (Total(Resource::Output) <= bound - bound / 8) {
+            return;
+        }
+    }
 }
 
 void Accounting::Relieve(Resource resource) {
+    if (resource == Resource::Output) {
+        RelieveOutput();
+        return;
+    }
     const Bound all = BoundsOf(resource).all;
     for (;;) {
         const Holding holding = FindWorst(resource);

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -51,9 +52,9 @@ public:
     const std::string& Peer() const { return peer; }
     Accounting& Owner() const { return *accounting; }
 
-    /// Sets the function that closes the connection. The creator of the stream calls this once,
-    /// before other threads use the account. `closeNow` is called at most once, by any thread; it
-    /// must not wait for the peer, and must end a blocked read.
+    /// Adds a function that closes a part of the connection, such as the stream, which must end a
+    /// blocked read, or the output, which must drop what waits. Called before other threads use the
+    /// account. `closeNow` is called at most once, by any thread, and must not wait for the peer.
     void OnCut(std::function<void()> closeNow);
 
     /// Adds `amount` to what is counted. Returns the bound that is exceeded then, if one is; the
@@ -63,11 +64,12 @@ public:
     void Remove(Resource resource, std::uint64_t amount);
     std::uint64_t Held(Resource resource) const { return held[Place(resource)]; }
 
-    /// Counts a frame of `size` bytes, identified by its address, as output of this connection. The
-    /// total counts a frame once, however many connections hold it. Returns what Add returns.
-    [[nodiscard]] std::optional<Bound> AddShared(const void* frame, std::uint64_t size);
-    /// Ends one AddShared of this connection. Only after AddShared with the same frame.
-    void RemoveShared(const void* frame);
+    /// Counts a text of `size` bytes, identified by its address, as output of this connection. The
+    /// total counts a text once, however many connections hold it and how often. Returns what Add
+    /// returns.
+    [[nodiscard]] std::optional<Bound> AddShared(const void* text, std::uint64_t size);
+    /// Ends one AddShared of this connection. Only after AddShared with the same text.
+    void RemoveShared(const void* text);
 
     /// Closes the connection because of a bound and reports that to the operator. Further calls do
     /// nothing.
@@ -106,11 +108,12 @@ private:
     std::atomic<bool> hasLeft{false};
     std::atomic<bool> dismissed{false};
     Lock closeLock;
-    std::function<void()> close GUARDED_BY(closeLock);
+    std::vector<std::function<void()>> closers GUARDED_BY(closeLock);
 };
 
 /// Counts the resources of all external connections together, and closes the connections that use
-/// most. All operations are thread-safe. No lock is held while a connection is closed.
+/// most. All operations are thread-safe. While a connection is closed, no lock is held but the one
+/// that lets one thread at a time choose which.
 class Accounting : public std::enable_shared_from_this<Accounting> {
 public:
     /// `hubNotices` must outlive the hub.
@@ -131,8 +134,9 @@ public:
         return totals[static_cast<std::size_t>(resource)];
     }
     /// Closes the connections that use most of `resource` until all others together are within its
-    /// bound. For ReceivedText it closes those that have waited longest for their next byte, of
-    /// those that hold no less than the mean.
+    /// bound, or have less than seven eighths of the bound for Output. For ReceivedText it closes
+    /// those that have waited longest for their next byte, of those that hold no less than the
+    /// mean.
     void Relieve(Resource resource);
     /// Returns how many external connections have a session.
     std::uint64_t Connections() const { return connections; }
@@ -147,9 +151,11 @@ private:
     };
 
     Holding FindWorst(Resource resource) const;
-    /// Returns how much of the shared frames each connection uses: a frame is divided equally among
-    /// the connections that hold it.
-    std::unordered_map<const ConnectionAccount*, std::uint64_t> PartsOfShared() const;
+    void RelieveOutput();
+    /// Returns the connections for which output waits, beginning with the one that uses most. A
+    /// shared text is divided equally among the connections that hold it. Takes a time that grows
+    /// with the number of waiting texts.
+    std::vector<std::shared_ptr<ConnectionAccount>> OutputHolders() const;
     /// Removes an account that is being destroyed from the list.
     void Forget(const ConnectionAccount& account);
 
@@ -159,12 +165,16 @@ private:
     std::array<std::atomic<std::uint64_t>, kResourceCount> totals{};
     std::atomic<std::uint64_t> connections{0};
     std::atomic<std::uint64_t> tcpConnections{0};
-    struct SharedFrame {
+    struct SharedText {
         std::uint64_t size = 0;
-        std::vector<const ConnectionAccount*> holders;
+        /// The connections that hold the text, and how often each does.
+        std::map<const ConnectionAccount*, std::uint64_t> holders;
     };
     mutable Lock sharedLock;
-    std::unordered_map<const void*, SharedFrame> sharedFrames GUARDED_BY(sharedLock);
+    std::unordered_map<const void*, SharedText> sharedTexts GUARDED_BY(sharedLock);
+    /// Held by a thread that closes connections because of their output, so that a second one
+    /// doesn't close more before those have dropped theirs.
+    Lock relievingOutput;
     mutable Lock lock;
     std::vector<ConnectionAccount*> accounts GUARDED_BY(lock);
 };

@@ -46,8 +46,8 @@ constexpr std::array<BoundDescription, kBoundCount> kDescriptions = {{
     {"output", 16 * kMiB,
      "Bytes that wait for one connection, unless they are a single frame. It is closed."},
     {"outputs", 64 * kMiB,
-     "Bytes that wait for all connections; a shared frame counts once. The connection with most is "
-     "closed."},
+     "Bytes that wait for all connections; a shared text counts once. Those with most are closed "
+     "until an eighth is free."},
     {"properties", 4'096, "Properties that one connection has reported. It is closed."},
     {"all-properties", 16'384,
      "Properties that all connections have reported. Those of vanished connections are withdrawn "

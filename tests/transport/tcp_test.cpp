@@ -155,12 +155,15 @@ TEST_F(Tcp, ASharedFrameIsCountedOnceAndWhoHoldsMostIsCut) {
         streams[std::size_t(count)]->WriteShared(frame);
     }
     const Accounting& accounting = *machine.platform.accounting;
-    EXPECT_EQ(accounting.Total(Resource::Output), text->size());
+    // Beside the text itself, some bytes are counted for each place where it waits.
+    const std::uint64_t once = accounting.Total(Resource::Output);
+    EXPECT_GT(once, text->size());
+    EXPECT_LT(once, text->size() + 1'000);
     streams[3]->Write(reinterpret_cast<const std::uint8_t*>(text->data()),
                       static_cast<std::int32_t>(text->size()));
     EXPECT_EQ(streams[3]->IsAlive(), 0U);
     EXPECT_EQ(streams[0]->IsAlive(), 1U);
-    EXPECT_EQ(accounting.Total(Resource::Output), text->size());
+    EXPECT_EQ(accounting.Total(Resource::Output), once);
     clients.clear();
     EXPECT_TRUE(test::Eventually([&] { return accounting.Total(Resource::Output) == 0; }));
 }

@@ -39,6 +39,14 @@ SocketOutput::SocketOutput(std::shared_ptr<SocketDescriptor> connection,
     : socket(std::move(connection)), flusher(std::move(sharedFlusher)), limits(bounds) {}
 
 void SocketOutput::ChargeTo(std::shared_ptr<ConnectionAccount> owner) {
+    if (owner) {
+        // The stream may be gone while its last output still waits.
+        owner->OnCut([held = weak_from_this()] {
+            if (const std::shared_ptr<SocketOutput> output = held.lock()) {
+                output->CloseNow();
+            }
+        });
+    }
     ScopedLock guard(lock);
     waiting.ChargeTo(std::move(owner));
 }

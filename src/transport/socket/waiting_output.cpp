@@ -13,6 +13,8 @@ namespace {
 /// Shorter texts are appended to the piece before them.
 constexpr std::size_t kShort = 4U << 10U;
 constexpr std::size_t kLongestJoined = 64U << 10U;
+/// What a piece needs in the list and in the accounting beside its text.
+constexpr std::size_t kBytesOfPiece = 160;
 
 }  // namespace
 
@@ -36,7 +38,13 @@ std::optional<Bound> WaitingOutput::KeepPart(const OutputPart& part, std::string
             sentOfFirst = part.text.size() - rest.size();
         }
         pieces.push_back({{}, part.shared});
-        return account ? account->AddShared(part.shared.get(), part.text.size()) : std::nullopt;
+        if (!account) {
+            return std::nullopt;
+        }
+        // A text that hundreds wait for is counted once, but each of them has a piece for it.
+        const std::optional<Bound> exceeded = account->Add(Resource::Output, kBytesOfPiece);
+        const std::optional<Bound> now = account->AddShared(part.shared.get(), part.text.size());
+        return now ? now : exceeded;
     }
     const bool joins = !pieces.empty() && !pieces.back().shared && rest.size() < kShort &&
                        pieces.back().own.size() < kLongestJoined;
@@ -77,6 +85,7 @@ void WaitingOutput::DropFirst() {
     const Piece& first = pieces.front();
     if (account && first.shared) {
         account->RemoveShared(first.shared.get());
+        account->Remove(Resource::Output, kBytesOfPiece);
     } else if (account) {
         account->Remove(Resource::Output, first.own.size());
     }
