@@ -37,6 +37,15 @@ public:
     bool WantsEverything() const { return listed == 0; }
     /// Returns whether the list has an entry with this full key.
     bool HasEntry(std::string_view fullKey) const { return entries.contains(fullKey); }
+    /// Returns how many entries the list has, of which equal ones count once.
+    std::size_t DifferentEntries() const { return entries.size(); }
+    /// Calls `use` with the full key of each of these entries.
+    template <typename Use>
+    void ForEachKey(const Use& use) const {
+        for (const auto& [key, entry] : entries) {
+            use(std::string_view(key));
+        }
+    }
     /// Adds an entry, unless there is an equal one and `evenIfListed` is false. Returns the bound
     /// that is now exceeded, if any.
     [[nodiscard]] std::optional<Bound> Add(std::string_view component, std::string_view groupGuid,
