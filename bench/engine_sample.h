@@ -53,7 +53,7 @@ struct SampleChanges {
             const auto property = std::make_shared<RemoteProperty>(
                 RecordView{sample.component, sample.componentString, sample.groupGuid, sample.guid,
                            sample.groupString, sample.nameString, sample.status, sample.value},
-                std::make_shared<LoopStream>());
+                std::make_shared<LoopStream>(), true);
             records.push_back({RecordTextOf(*property, OwnerOf(*property)), property->component,
                                true, false, property});
         }

@@ -1,30 +1,49 @@
-// Sums of what external connections keep in the remote table, by connection. They are changed with
-// each entry and read for each report, so that a bound is checked without a walk over the table.
-// Only the choice of who has to go walks, over connections and not over properties, and happens
-// once a bound is exceeded.
+// What external connections keep in the remote table, by connection. The sums are changed with each
+// entry and read for each report, so that a bound is checked without a walk over the table.
+//
+// A connection that has ended leaves its properties behind, so there can be thousands of such
+// owners, and a peer that exceeds a bound makes the hub withdraw one after the other. They are kept
+// in the order in which they go. Nobody tells this class that a connection has ended: it looks at
+// the owners that were connected, whose number has a bound, when it has no ended one left, and once
+// in each tick of publishing.
 
 #include "engine/external_owners.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace vantry {
 
-void ExternalOwners::Enter(const RemoteProperty& property) {
-    CountText(property);
-    if (const Account& account = property.owner->Account()) {
-        Row& row = rows[account.get()];
+void ExternalOwners::Enter(const std::shared_ptr<RemoteProperty>& property) {
+    CountText(*property);
+    if (const Account& account = property->owner->Account()) {
+        Row& row = connected[account.get()];
         row.account = account;
-        ++row.properties;
+        row.properties.insert(property);
         ++properties;
     }
 }
 
 void ExternalOwners::Leave(const RemoteProperty& property) {
     UncountText(property);
-    const auto row = rows.find(property.owner->Account().get());
-    if (row != rows.end()) {
-        --properties;
-        if (--row->second.properties == 0) {
+    const Account& account = property.owner->Account();
+    const auto remove = [&](auto& rows, const auto& key) {
+        const auto row = rows.find(key);
+        if (row == rows.end()) {
+            return;
+        }
+        auto& owned = row->second.properties;
+        if (const auto place = owned.find(property); place != owned.end()) {
+            owned.erase(place);
+            --properties;
+        }
+        if (owned.empty()) {
             rows.erase(row);
         }
+    };
+    if (account) {
+        remove(connected, account.get());
+        remove(ended, std::pair(account->LeftAt(), account.get()));
     }
 }
 
@@ -58,31 +77,63 @@ bool ExternalOwners::IsOver(Bound bound, const Limits& limits) const {
     return (bound == Bound::AllProperties ? properties : text) > limits[bound];
 }
 
-ExternalOwners::Account ExternalOwners::NextToGo(Resource resource) const {
-    Account next;
-    const auto goesBefore = [&](const ConnectionAccount& one, const ConnectionAccount& other) {
-        if ((one.LeftAt() != 0) != (other.LeftAt() != 0)) {
-            return one.LeftAt() != 0;
+ExternalOwners::Account ExternalOwners::NextToGo(Resource resource) {
+    for (auto row = connected.begin(); ended.empty() && row != connected.end();) {
+        const Account& account = row->second.account;
+        if (account->WasCut()) {
+            // Its properties are to be withdrawn in any case.
+            return account;
         }
-        return one.LeftAt() != 0 ? one.LeftAt() < other.LeftAt()
-                                 : one.Held(resource) > other.Held(resource);
-    };
-    for (const auto& [key, row] : rows) {
-        if (!next || goesBefore(*row.account, *next)) {
-            next = row.account;
+        row = account->LeftAt() != 0 ? MoveToEnded(row) : std::next(row);
+    }
+    if (!ended.empty()) {
+        return ended.begin()->second.account;
+    }
+    Account most;
+    for (const auto& [key, row] : connected) {
+        if (!most || row.account->Held(resource) > most->Held(resource)) {
+            most = row.account;
         }
     }
-    return next;
+    return most;
 }
 
-std::vector<ExternalOwners::Account> ExternalOwners::CutOwners() const {
+ExternalOwners::Connected::iterator ExternalOwners::MoveToEnded(Connected::iterator row) {
+    const ConnectionAccount* const account = row->first;
+    Row& place = ended[{account->LeftAt(), account}];
+    place.account = std::move(row->second.account);
+    place.properties.merge(row->second.properties);
+    return connected.erase(row);
+}
+
+std::vector<ExternalOwners::Account> ExternalOwners::CutOwners() {
     std::vector<Account> cut;
-    for (const auto& [key, row] : rows) {
-        if (row.account->WasCut()) {
-            cut.push_back(row.account);
+    for (auto row = connected.begin(); row != connected.end();) {
+        const Account& account = row->second.account;
+        if (account->WasCut()) {
+            cut.push_back(account);
+        } else if (account->LeftAt() != 0) {
+            row = MoveToEnded(row);
+            continue;
         }
+        ++row;
     }
     return cut;
+}
+
+std::vector<std::shared_ptr<RemoteProperty>> ExternalOwners::SomeOf(const ConnectionAccount& owner,
+                                                                    std::size_t most) const {
+    std::vector<std::shared_ptr<RemoteProperty>> some;
+    const auto add = [&](const auto& rows, const auto& key) {
+        if (const auto row = rows.find(key); row != rows.end()) {
+            const auto& owned = row->second.properties;
+            std::copy_n(owned.begin(), std::min(most - some.size(), owned.size()),
+                        std::back_inserter(some));
+        }
+    };
+    add(connected, &owner);
+    add(ended, std::pair(owner.LeftAt(), &owner));
+    return some;
 }
 
 }  // namespace vantry

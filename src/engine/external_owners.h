@@ -1,9 +1,14 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
+#include <tuple>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "engine/remote_property.h"
@@ -11,7 +16,7 @@
 
 namespace vantry {
 
-/// Records which external connections own properties in the remote table, and how many.
+/// Records which properties in the remote table each external connection owns.
 ///
 /// A withdrawn property is removed from this record at once, although the account of its owner
 /// counts it until its withdrawal has been published. Not thread-safe: the engine guards it with
@@ -21,7 +26,7 @@ public:
     using Account = std::shared_ptr<ConnectionAccount>;
 
     /// Adds a property that has been inserted into the table.
-    void Enter(const RemoteProperty& property);
+    void Enter(const std::shared_ptr<RemoteProperty>& property);
     /// Removes a property that is erased from the table.
     void Leave(const RemoteProperty& property);
     /// Leaves the text of a property in the table out of what is counted, because its value is
@@ -42,17 +47,40 @@ public:
     /// Returns the owner whose properties are to be withdrawn next: the one that disconnected first
     /// or, if all are connected, the one that holds most of `resource`. Returns null if there is no
     /// owner.
-    Account NextToGo(Resource resource) const;
-    /// Returns the owners that were closed because of a bound.
-    std::vector<Account> CutOwners() const;
+    Account NextToGo(Resource resource);
+    /// Returns the owners that were closed because of a bound before their session ended.
+    std::vector<Account> CutOwners();
+    /// Returns at most `most` properties of an owner, the first in the order of their names.
+    std::vector<std::shared_ptr<RemoteProperty>> SomeOf(const ConnectionAccount& owner,
+                                                        std::size_t most) const;
 
 private:
+    /// Orders properties by their names, so that they are withdrawn in the same order each time.
+    struct ByName {
+        using is_transparent = void;
+        static const RemoteProperty& Of(const RemoteProperty& one) { return one; }
+        static const RemoteProperty& Of(const std::shared_ptr<RemoteProperty>& one) { return *one; }
+        static auto NameOf(const RemoteProperty& one) {
+            return std::tie(one.component, one.GroupGuid(), one.Guid());
+        }
+        template <typename A, typename B>
+        bool operator()(const A& one, const B& other) const {
+            return NameOf(Of(one)) < NameOf(Of(other));
+        }
+    };
     struct Row {
         Account account;
-        std::uint64_t properties = 0;
+        std::set<std::shared_ptr<RemoteProperty>, ByName> properties;
     };
+    using Connected = std::unordered_map<const ConnectionAccount*, Row>;
 
-    std::unordered_map<const ConnectionAccount*, Row> rows;
+    /// Moves a row to the owners that have disconnected. Returns the row after it.
+    Connected::iterator MoveToEnded(Connected::iterator row);
+
+    /// The owners that were connected when they were last looked at.
+    Connected connected;
+    /// The owners that have disconnected, beginning with the one that did so first.
+    std::map<std::pair<std::uint64_t, const ConnectionAccount*>, Row> ended;
     std::uint64_t properties = 0;
     std::uint64_t text = 0;
     /// The part of `text` that is values of properties of other owners.

@@ -177,23 +177,16 @@ bool PropertyEngine::Answer(const RequestSections& request, bool external, Reply
 
 void PropertyEngine::EnterSubscription(const StreamReference& stream,
                                        const RequestSections& request) {
-    std::optional<Bound> exceeded;
-    {
+    std::shared_ptr<Subscriber> subscriber = FindSubscriber(*stream);
+    const bool isNew = !subscriber;
+    if (isNew) {
+        subscriber = std::make_shared<Subscriber>(stream);
+    }
+    const std::optional<Bound> exceeded = AddEntries(*subscriber, request.subscribeRequests, isNew);
+    if (isNew) {
+        // Before its list is whole, nothing may be sent by it: an empty list means everything.
         ScopedLock guard(subscribersLock);
-        auto place = std::find_if(
-            subscribers.begin(), subscribers.end(),
-            [&](const std::shared_ptr<Subscriber>& known) { return known->Id() == stream->Id(); });
-        const bool isNew = place == subscribers.end();
-        if (isNew) {
-            place = subscribers.insert(place, std::make_shared<Subscriber>(stream));
-        }
-        Subscriber& subscriber = **place;
-        RequestSections::ForEachEntry(request.subscribeRequests, [&](const EntryView& entry) {
-            const std::optional<Bound> bound =
-                subscriber.Add(entry.Component(), entry.GroupGuid(), entry.Guid(), isNew);
-            exceeded = bound ? bound : exceeded;
-            return bound != Bound::Subscriptions;
-        });
+        subscribers.push_back(std::move(subscriber));
     }
     if (!exceeded) {
         return;
@@ -208,18 +201,49 @@ void PropertyEngine::EnterSubscription(const StreamReference& stream,
     DropGoneSubscribers();
 }
 
+std::optional<Bound> PropertyEngine::AddEntries(Subscriber& subscriber, const JsonValue* section,
+                                                bool evenIfListed) {
+    // A message can have more than a million entries, and publications wait for the lock.
+    constexpr std::size_t kAtOnce = 1'000;
+    std::vector<EntryView> some;
+    std::optional<Bound> exceeded;
+    const auto add = [&] {
+        ScopedLock guard(subscribersLock);
+        for (const EntryView& entry : some) {
+            const std::optional<Bound> bound =
+                subscriber.Add(entry.Component(), entry.GroupGuid(), entry.Guid(), evenIfListed);
+            exceeded = bound ? bound : exceeded;
+            if (bound == Bound::Subscriptions) {
+                break;
+            }
+        }
+        some.clear();
+        return exceeded != Bound::Subscriptions;
+    };
+    RequestSections::ForEachEntry(section, [&](const EntryView& entry) {
+        some.push_back(entry);
+        return some.size() < kAtOnce || add();
+    });
+    static_cast<void>(add());
+    return exceeded;
+}
+
+std::shared_ptr<Subscriber> PropertyEngine::FindSubscriber(const Stream& stream) {
+    ScopedLock guard(subscribersLock);
+    const auto place = std::find_if(
+        subscribers.begin(), subscribers.end(),
+        [&](const std::shared_ptr<Subscriber>& known) { return known->Id() == stream.Id(); });
+    return place == subscribers.end() ? nullptr : *place;
+}
+
 void PropertyEngine::DropSubscriber(const Stream& stream) {
-    std::shared_ptr<Subscriber> dropped;
+    const std::shared_ptr<Subscriber> dropped = FindSubscriber(stream);
+    if (!dropped) {
+        return;
+    }
     {
         ScopedLock guard(subscribersLock);
-        const auto place = std::find_if(
-            subscribers.begin(), subscribers.end(),
-            [&](const std::shared_ptr<Subscriber>& known) { return known->Id() == stream.Id(); });
-        if (place == subscribers.end()) {
-            return;
-        }
-        dropped = std::move(*place);
-        subscribers.erase(place);
+        std::erase(subscribers, dropped);
     }
     dropped->End();
 }

@@ -74,6 +74,12 @@ private:
     bool AnswerEverything(bool external, Reply& reply);
     bool AddRecord(const Property& property, const RecordOwner& owner, bool external, Reply& reply);
     void EnterSubscription(const StreamReference& stream, const RequestSections& request);
+    /// Adds the entries to the list of the subscriber. Returns the last bound that is exceeded, if
+    /// one is; behind an entry beyond the subscriber's own bound no more are added.
+    std::optional<Bound> AddEntries(Subscriber& subscriber, const JsonValue* section,
+                                    bool evenIfListed);
+    /// Returns null if the stream hasn't subscribed.
+    std::shared_ptr<Subscriber> FindSubscriber(const Stream& stream);
     void TakeReports(const StreamReference& stream, const RequestSections& request);
     /// Stores one reported value and closes whoever exceeds a bound by it. Returns whether the
     /// reporter goes on.
@@ -92,11 +98,12 @@ private:
     static std::optional<Excess> ExcessOf(std::optional<Bound> exceeded);
     /// Stores one reported value. Returns what it exceeds, if anything.
     std::optional<Excess> StoreReport(const RecordView& report, const StreamReference& stream);
-    std::optional<Excess> Announce(const RecordView& report, const StreamReference& stream)
-        REQUIRES(reportsLock);
+    /// `weight` is that of the reported value; see RemoteProperty::WeightOf.
+    std::optional<Excess> Announce(const RecordView& report, std::uint64_t weight,
+                                   const StreamReference& stream) REQUIRES(reportsLock);
     std::optional<Excess> Revalue(const std::shared_ptr<RemoteProperty>& known,
-                                  std::string_view value, const Stream& reporter)
-        REQUIRES(reportsLock);
+                                  std::string_view value, std::uint64_t weight,
+                                  const Stream& reporter) REQUIRES(reportsLock);
     void Withdraw(const std::shared_ptr<RemoteProperty>& property) REQUIRES(reportsLock);
     void WithdrawAllOf(const ConnectionAccount& account);
     /// Closes connections and withdraws their properties until the bound is kept again.

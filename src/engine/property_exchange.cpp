@@ -18,7 +18,6 @@
 
 #include "engine/property_engine.h"
 #include "engine/record_texts.h"
-#include "wire/json/json_escapes.h"
 #include "wire/record_text.h"
 #include "wire/section_keys.h"
 
@@ -86,31 +85,19 @@ bool PropertyEngine::AddRecord(const Property& property, const RecordOwner& owne
 bool PropertyEngine::AnswerEverything(bool external, Reply& reply) {
     // Requests for single properties are answered with "Property Not Found"; a request for all
     // properties silently omits the hidden ones.
-    // The members of a group mostly stand together in the lists, so its right is looked up once.
-    std::optional<std::string_view> group;
-    bool groupMayBeSeen = true;
-    const auto mayBeSeen = [&](const Property& property) {
-        if (external && group != property.GroupGuid()) {
-            group = property.GroupGuid();
-            groupMayBeSeen = Rights().MaySee(*group);
-        }
-        return groupMayBeSeen;
-    };
     std::deque<std::shared_ptr<Property>> properties;
     Catalog().ListProperties(properties);
     RemotePropertyTable::List remotes;
-    remoteTable.ListProperties(remotes);
+    remoteTable.ListProperties(remotes, external);
     std::vector<KeptText::Shared> texts;
     texts.reserve(properties.size() + remotes.size());
     for (const std::shared_ptr<Property>& property : properties) {
-        if (mayBeSeen(*property)) {
+        if (!external || Rights().MaySee(property->GroupGuid())) {
             texts.push_back(RecordTextOf(*property, LocalOwner()));
         }
     }
     for (const std::shared_ptr<RemoteProperty>& property : remotes) {
-        if (mayBeSeen(*property)) {
-            texts.push_back(RecordTextOf(*property, OwnerOf(*property)));
-        }
+        texts.push_back(RecordTextOf(*property, OwnerOf(*property)));
     }
     return reply.AddAll(texts);
 }
@@ -172,6 +159,10 @@ std::optional<PropertyEngine::Excess> PropertyEngine::StoreReport(const RecordVi
         return std::nullopt;
     }
     const bool external = IsExternalStream(*stream);
+    if (external && !ReportRights::IsSafe(report)) {
+        return std::nullopt;
+    }
+    const std::uint64_t weight = RemoteProperty::WeightOf(report.value, *stream);
     ScopedLock guard(reportsLock);
     if (external && !reportRights.Admits(report)) {
         return std::nullopt;
@@ -185,13 +176,14 @@ std::optional<PropertyEngine::Excess> PropertyEngine::StoreReport(const RecordVi
         // The names that the external peer gave the property are replaced too.
         remoteTable.Erase(known->Key());
         externalOwners.Leave(*known);
-        static_cast<void>(Announce(report, stream));
+        static_cast<void>(Announce(report, weight, stream));
         known = remoteTable.Find(report.guid, report.groupGuid, report.component);
     }
     if (!known) {
-        return report.status == Status::kSuccessful ? Announce(report, stream) : std::nullopt;
+        return report.status == Status::kSuccessful ? Announce(report, weight, stream)
+                                                    : std::nullopt;
     }
-    const std::optional<Excess> excess = Revalue(known, report.value, *stream);
+    const std::optional<Excess> excess = Revalue(known, report.value, weight, *stream);
     if (report.status == Status::kNoLongerAvailable) {
         Withdraw(known);
     }
@@ -199,30 +191,32 @@ std::optional<PropertyEngine::Excess> PropertyEngine::StoreReport(const RecordVi
 }
 
 std::optional<PropertyEngine::Excess> PropertyEngine::Announce(const RecordView& report,
+                                                               std::uint64_t weight,
                                                                const StreamReference& stream) {
-    const auto announced = std::make_shared<RemoteProperty>(report, stream);
+    const auto announced =
+        std::make_shared<RemoteProperty>(report, stream, Rights().MaySee(report.groupGuid));
     if (!remoteTable.Insert(announced)) {
         return std::nullopt;
     }
-    const std::optional<Bound> exceeded = announced->Charge();
-    externalOwners.Enter(*announced);
+    const std::optional<Bound> exceeded = announced->Charge(weight);
+    externalOwners.Enter(announced);
     // The first report counts as a change.
     remoteChanges.Push(announced, OriginOf(*stream));
     return ExcessOf(exceeded);
 }
 
 std::optional<PropertyEngine::Excess> PropertyEngine::Revalue(
-    const std::shared_ptr<RemoteProperty>& known, std::string_view value, const Stream& reporter) {
+    const std::shared_ptr<RemoteProperty>& known, std::string_view value, std::uint64_t weight,
+    const Stream& reporter) {
     const std::shared_ptr<ConnectionAccount>& account = reporter.Account();
     if (account && account != known->owner->Account()) {
         // Closing the reporter would not withdraw the value, so it isn't stored at all.
-        if (const auto bound =
-                externalOwners.BoundAgainst(*account, *known, EscapedLength(value))) {
+        if (const auto bound = externalOwners.BoundAgainst(*account, *known, weight)) {
             return Excess{.bound = *bound, .isOfReporter = true};
         }
     }
     externalOwners.UncountText(*known);
-    const RemoteProperty::StoreResult stored = known->StoreReported(value, reporter);
+    const RemoteProperty::StoreResult stored = known->StoreReported(value, weight, reporter);
     externalOwners.CountText(*known);
     if (stored.isChange) {
         remoteChanges.Push(known, OriginOf(reporter));
@@ -240,11 +234,15 @@ void PropertyEngine::Withdraw(const std::shared_ptr<RemoteProperty>& property) {
 }
 
 void PropertyEngine::WithdrawAllOf(const ConnectionAccount& account) {
-    ScopedLock guard(reportsLock);
-    RemotePropertyTable::List properties;
-    remoteTable.ListOwnedBy(properties, account);
-    for (const std::shared_ptr<RemoteProperty>& property : properties) {
-        Withdraw(property);
+    // One connection may own thousands, and the reports of others wait for the lock.
+    constexpr std::size_t kAtOnce = 256;
+    for (bool isMore = true; isMore;) {
+        ScopedLock guard(reportsLock);
+        const auto some = externalOwners.SomeOf(account, kAtOnce);
+        for (const std::shared_ptr<RemoteProperty>& property : some) {
+            Withdraw(property);
+        }
+        isMore = some.size() == kAtOnce;
     }
 }
 

@@ -137,7 +137,7 @@ void PropertyEngine::AppendRemoteChanges(PendingRecords& pending) {
         }
         pending.Add({.text = text->second,
                      .component = property.component,
-                     .passesOutside = Rights().MaySee(property.GroupGuid()),
+                     .passesOutside = property.passesOutside,
                      .isWithdrawal = false,
                      .property = changed});
         if (PublishIfMuch(pending)) {

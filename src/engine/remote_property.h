@@ -22,18 +22,27 @@ namespace vantry {
 /// may read it; the value is thread-safe as that of every Property.
 class RemoteProperty final : public StringProperty {
 public:
-    /// The object isn't counted in any account before Charge.
-    RemoteProperty(const RecordView& report, std::shared_ptr<Stream> reporter);
+    /// `mayBeSeenOutside` says whether external peers may see the group of the property. The object
+    /// isn't counted in any account before Charge.
+    RemoteProperty(const RecordView& report, std::shared_ptr<Stream> reporter,
+                   bool mayBeSeenOutside);
 
-    /// Counts the property. Must be called once. Returns the bound that is now exceeded, if any.
-    [[nodiscard]] std::optional<Bound> Charge();
+    /// Returns what a value counts in the account of its reporter: its length in records, where a
+    /// control character takes six bytes. It is 0 for an internal reporter, who has no account.
+    static std::uint64_t WeightOf(std::string_view value, const Stream& reporter);
+
+    /// Counts the property, whose value has this weight. Must be called once. Returns the bound
+    /// that is now exceeded, if any.
+    [[nodiscard]] std::optional<Bound> Charge(std::uint64_t valueWeight);
 
     struct StoreResult {
         bool isChange = false;
         std::optional<Bound> exceeded;
     };
-    /// Stores a value that `reporter` has reported. One thread at a time may call it.
-    [[nodiscard]] StoreResult StoreReported(std::string_view text, const Stream& reporter);
+    /// Stores a value of this weight that `reporter` has reported. One thread at a time may call
+    /// it.
+    [[nodiscard]] StoreResult StoreReported(std::string_view text, std::uint64_t weight,
+                                            const Stream& reporter);
 
     /// Returns the number of bytes of this property that are counted in accounts of external
     /// connections.
@@ -52,9 +61,11 @@ public:
     const std::string component;
     const std::string componentName;
     const std::shared_ptr<Stream> owner;
+    /// Whether external peers may see the property.
+    const bool passesOutside;
 
 private:
-    [[nodiscard]] std::optional<Bound> ChargeValue(std::string_view text, const Stream& reporter);
+    [[nodiscard]] std::optional<Bound> ChargeValue(std::uint64_t weight, const Stream& reporter);
 
     ScopedCharge place;
     ScopedCharge names;

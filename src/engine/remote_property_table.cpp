@@ -3,6 +3,12 @@
 #include "wire/key/key_text.h"
 
 namespace vantry {
+namespace {
+
+/// How many properties are listed while the lock is held, so that others don't wait for long.
+constexpr std::size_t kListedAtOnce = 1'000;
+
+}  // namespace
 
 std::shared_ptr<RemoteProperty> RemotePropertyTable::Find(std::string_view guid,
                                                           std::string_view groupGuid,
@@ -35,18 +41,17 @@ void RemotePropertyTable::ListGroup(List& list, std::string_view groupGuid) cons
     entries.ListGroup(list, key);
 }
 
-void RemotePropertyTable::ListProperties(List& list) const {
-    ScopedLock guard(lock);
-    entries.ListIf(list, [](std::string_view fullKey, const RemoteProperty&) {
-        return !fullKey.ends_with(':');
-    });
-}
-
-void RemotePropertyTable::ListOwnedBy(List& list, const ConnectionAccount& account) const {
-    ScopedLock guard(lock);
-    entries.ListIf(list, [&](std::string_view, const RemoteProperty& property) {
-        return property.owner->Account().get() == &account;
-    });
+void RemotePropertyTable::ListProperties(List& list, bool external) const {
+    std::string last;
+    bool isMore = true;
+    while (isMore) {
+        ScopedLock guard(lock);
+        isMore = entries.ListSome(
+            list, last, kListedAtOnce,
+            [external](std::string_view fullKey, const RemoteProperty& property) {
+                return (!external || property.passesOutside) && !fullKey.ends_with(':');
+            });
+    }
 }
 
 }  // namespace vantry

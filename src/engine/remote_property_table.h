@@ -31,10 +31,10 @@ public:
     /// Appends the members of a group, of all components, in the order of insertion.
     void ListGroup(List& list, std::string_view groupGuid) const;
     /// Appends every property in the order of the full keys. A property whose full key ends with
-    /// ":" is left out: a peer couldn't ask for it, because its name is that of a group.
-    void ListProperties(List& list) const;
-    /// Appends every property whose owner has this account.
-    void ListOwnedBy(List& list, const ConnectionAccount& account) const;
+    /// ":" is left out: a peer couldn't ask for it, because its name is that of a group. If
+    /// `external` is true, those that external peers may not see are left out too. The lock isn't
+    /// held for the whole list: what is inserted or erased meanwhile may or may not be listed.
+    void ListProperties(List& list, bool external) const;
 
 private:
     Lock lock;

@@ -1,5 +1,6 @@
 #include "engine/report_rights.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "wire/json/json_escapes.h"
@@ -10,18 +11,17 @@ namespace vantry {
 ReportRights::ReportRights(const HubSettings& hubSettings, std::string hubComponent)
     : settings(hubSettings), ownComponent(std::move(hubComponent)) {}
 
+bool ReportRights::IsSafe(const RecordView& report) {
+    // The hub sends all of these texts unescaped, so a text that ends its string early could add a
+    // section to the messages that internal components receive.
+    const auto texts = {report.component,   report.componentString, report.guid,  report.groupGuid,
+                        report.groupString, report.nameString,      report.status};
+    return std::all_of(texts.begin(), texts.end(), IsSafeBetweenQuotes);
+}
+
 bool ReportRights::Admits(const RecordView& report) const {
     if (settings.externalReports == ExternalReports::None) {
         return false;
-    }
-    // The hub sends all of these texts unescaped, so a text that ends its string early could add a
-    // section to the messages that internal components receive.
-    for (const std::string_view text :
-         {report.component, report.componentString, report.guid, report.groupGuid,
-          report.groupString, report.nameString, report.status}) {
-        if (!IsSafeBetweenQuotes(text)) {
-            return false;
-        }
     }
     return settings.externalReports == ExternalReports::Any ||
            (report.component != ownComponent &&

@@ -17,7 +17,10 @@ public:
     /// `hubComponent` is the GUID of the hub's own component.
     ReportRights(const HubSettings& hubSettings, std::string hubComponent);
 
-    /// Returns whether to accept a report that arrived over an external stream.
+    /// Returns whether the texts of a report, which take a time in proportion to their length, can
+    /// be sent unescaped. Needs no lock.
+    static bool IsSafe(const RecordView& report);
+    /// Returns whether to accept a report that arrived over an external stream and is safe.
     bool Admits(const RecordView& report) const;
     /// Records that an internal stream has reported this property. Where the setting says so,
     /// reports of it by external streams are then rejected.

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
@@ -86,19 +87,32 @@ public:
             list.push_back(member);
         }
     }
-    /// Appends every property once, in the order of the bytes of their keys.
+    /// Appends every property once, in the order of the bytes of their keys. A property whose own
+    /// key is that of a group isn't listed.
     void ListAll(List& list) const {
-        ListIf(list, [](std::string_view, const T&) { return true; });
+        std::string last;
+        ListSome(list, last, entries.size(), [](std::string_view, const T&) { return true; });
     }
-    /// Does the same for those properties for which `isWanted` returns true, which is called with
-    /// the own key and the property. A property whose own key is that of a group isn't listed.
+    /// Does the same for the next `most` properties behind the key `last`, which is empty at first
+    /// and is moved on, and of these only for those for which `isWanted` returns true, which is
+    /// called with the own key and the property. Returns whether there are more behind them.
     template <typename Predicate>
-    void ListIf(List& list, const Predicate& isWanted) const {
-        for (const auto& [key, entry] : entries) {
+    bool ListSome(List& list, std::string& last, std::size_t most,
+                  const Predicate& isWanted) const {
+        auto place = last.empty() ? entries.begin() : entries.upper_bound(last);
+        for (; place != entries.end() && most > 0; ++place, --most) {
+            const auto& [key, entry] = *place;
             if (!IsGroupKey(key) && isWanted(key, *entry.property)) {
                 list.push_back(entry.property);
             }
         }
+        if (place == entries.end()) {
+            return false;
+        }
+        if (place != entries.begin()) {
+            last = std::prev(place)->first;
+        }
+        return true;
     }
 
 private:
