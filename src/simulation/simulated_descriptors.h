@@ -39,6 +39,8 @@ public:
     /// Returns how many descriptors the hub has.
     std::size_t CountOpen() const;
     bool IsListening() const;
+    /// Blocks until a socket listens, or for so many nanoseconds. Returns whether one does.
+    bool AwaitListener(std::uint64_t nanoseconds);
 
     int OpenTcp() override;
     int Listen(int socket, InternetAddress& address, int backlog) override;

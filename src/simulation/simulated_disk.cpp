@@ -73,6 +73,9 @@ public:
         if (const FileResult result = disk.Begin("writes", name); !result) {
             return result;
         }
+        if (disk.random.OneIn(disk.tornOneIn)) {
+            return disk.Refuse(EIO);
+        }
         return Put(place + half, bytes.substr(half));
     }
 

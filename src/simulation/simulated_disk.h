@@ -24,6 +24,8 @@ public:
     /// Lets one in so many calls be refused from now on, none if it is 0. A write of which the
     /// second half is refused stores a part.
     void SetRefused(std::uint64_t oneIn) { refusedOneIn = oneIn; }
+    /// Lets one in so many writes store a part and fail from now on, none if it is 0.
+    void SetTorn(std::uint64_t oneIn) { tornOneIn = oneIn; }
     /// Lets the files take so many bytes in all; a write that needs more stores what fits.
     void SetRoom(std::uint64_t bytes) { room = bytes; }
     /// Lets the file that has this name now, if there is one, refuse every read, whatever its name
@@ -70,6 +72,7 @@ private:
     Random random;
     const std::uint64_t slowOneIn;
     std::uint64_t refusedOneIn = 0;
+    std::uint64_t tornOneIn = 0;
     std::uint64_t room = kUnlimited;
     std::uint64_t refusals = 0;
     /// How the name begins that AwaitHalfWrite waits for, or waited for in vain.

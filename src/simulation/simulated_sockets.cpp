@@ -57,6 +57,15 @@ bool SimulatedDescriptors::IsListening() const {
     });
 }
 
+bool SimulatedDescriptors::AwaitListener(std::uint64_t nanoseconds) {
+    Scheduler& scheduler = Scheduler::Current();
+    const std::uint64_t end = scheduler.Now() + nanoseconds;
+    while (!IsListening() && scheduler.Now() < end) {
+        scheduler.Wait("the hub to listen", this, end);
+    }
+    return IsListening();
+}
+
 int SimulatedDescriptors::Connect() {
     Scheduler::Current().Point("connects");
     for (const auto& [number, node] : nodes) {
@@ -106,7 +115,9 @@ int SimulatedDescriptors::Listen(int socket, InternetAddress& address, int) {
     if (IsListening()) {
         return -EADDRINUSE;
     }
-    Get(socket, "listen")->kind = Kind::Listener;
+    const NodeReference node = Get(socket, "listen");
+    node->kind = Kind::Listener;
+    Changed(*node);
     address.port = htons(9102);
     return 0;
 }

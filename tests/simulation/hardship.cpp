@@ -1,5 +1,7 @@
 #include "hardship.h"
 
+#include <array>
+
 #include "platform/limits.h"
 #include "runtime/clock.h"
 
@@ -14,7 +16,7 @@ constexpr std::uint64_t kLittleOutput = 10'000;
 /// Bounds that a few honest peers nearly reach and a hostile one exceeds.
 Limits TightLimits(Random& random) {
     Limits limits;
-    limits.Set(Bound::Connections, 2 + random.Below(4));
+    limits.Set(Bound::Connections, 1 + random.Below(4));
     limits.Set(Bound::TextReceived, 2'000 + random.Below(100'000));
     limits.Set(Bound::LargeTexts, 1);
     limits.Set(Bound::Answer, 4'000 + random.Below(40'000));
@@ -34,8 +36,11 @@ Limits TightLimits(Random& random) {
 
 Hardship HardshipOf(const World& world) {
     Random random(world.settings.seed * 2 + 11 + world.legacy.life * 131);
-    const std::uint64_t choice = random.Below(8);
-    return choice < 4 ? Hardship::None : static_cast<Hardship>(choice - 3);
+    // A disk can fail in more ways than the others.
+    constexpr std::array<Hardship, 9> kChoices = {
+        Hardship::None, Hardship::None,        Hardship::None,    Hardship::None,  Hardship::Disk,
+        Hardship::Disk, Hardship::Descriptors, Hardship::Threads, Hardship::Bounds};
+    return kChoices[random.Below(kChoices.size())];
 }
 
 bool KeepsLittleForLocalClients(const World& world) {
@@ -51,10 +56,12 @@ void Impose(World& world, Hardship hardship) {
     world.platform.SetLimits(limits);
     switch (hardship) {
         case Hardship::Disk:
-            world.disk->SetRefused(random.OneIn(2) ? kRefusedOneIn : 0);
+            world.disk->SetRefused(random.OneIn(3) ? kRefusedOneIn : 0);
             break;
         case Hardship::Descriptors:
-            world.descriptors.SetMostOpen(world.descriptors.CountOpen() + random.Below(12));
+            // Half of the machines have too few for the output flusher or the listener.
+            world.descriptors.SetMostOpen(world.descriptors.CountOpen() +
+                                          random.Below(random.OneIn(2) ? 3 : 12));
             break;
         case Hardship::Threads:
             world.scheduler.SetThreadsRefused(2 + random.Below(12));
@@ -76,24 +83,31 @@ void PlayBadDisk(World& world) {
         world.scheduler.Sleep(random.Below(kLongestMilliseconds) * kNanosecondsPerMillisecond);
     };
     for (std::uint64_t times = 1 + random.Below(4); times != 0; --times) {
-        if (random.OneIn(2)) {
-            // Some saves succeed. The rest of one that has begun is likely to fail, and so is the
-            // next.
-            for (std::uint64_t saves = 1 + random.Below(4); saves != 0; --saves) {
-                world.disk->AwaitHalfWrite(kFile,
-                                           kLongestMilliseconds * kNanosecondsPerMillisecond);
-            }
-            world.disk->SetRefused(1 + random.Below(2));
-        } else {
-            pass();
-            if (random.OneIn(2)) {
+        switch (random.Below(4)) {
+            case 0:
+                // Some saves succeed. The rest of one that has begun is likely to fail, and so is
+                // the next.
+                for (std::uint64_t saves = 1 + random.Below(4); saves != 0; --saves) {
+                    world.disk->AwaitHalfWrite(kFile,
+                                               kLongestMilliseconds * kNanosecondsPerMillisecond);
+                }
+                world.disk->SetRefused(1 + random.Below(2));
+                break;
+            case 1:
+                // A save that fails is likely to succeed the next time.
+                world.disk->SetTorn(2 + random.Below(4));
+                break;
+            case 2:
+                pass();
                 world.disk->SetRefused(kRefusedOneIn);
-            } else {
+                break;
+            default:
+                pass();
                 world.disk->SetRoom(world.disk->Used() + random.Below(200));
-            }
         }
         pass();
         world.disk->SetRefused(0);
+        world.disk->SetTorn(0);
         world.disk->SetRoom(SimulatedDisk::kUnlimited);
     }
 }

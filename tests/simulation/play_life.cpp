@@ -45,12 +45,17 @@ public:
         }
         Impose(world, hardship);
         fileBefore = world.disk->Now()[kFile];
+        std::unique_ptr<Round> round = NewRound();
+        if (world.settings.peers > 1 && random.OneIn(2)) {
+            StartEarlyReader(*round, world.settings.peers);
+        }
         StartHub();
         CheckSaved();
         for (std::uint64_t rounds = 1 + random.Below(2); rounds != 0; --rounds) {
-            if (PlayRound()) {
+            if (PlayRound(std::move(round))) {
                 return;
             }
+            round = NewRound();
         }
         Stop();
     }
@@ -89,9 +94,10 @@ private:
         return hardship != Hardship::Threads && world.disk->Refusals() == 0;
     }
 
+    std::unique_ptr<Round> NewRound() { return std::make_unique<Round>(Round{world, *model}); }
+
     /// Returns whether the hub was stopped.
-    bool PlayRound() {
-        auto round = std::make_unique<Round>(Round{world, *model});
+    bool PlayRound(std::unique_ptr<Round> round) {
         const std::uint64_t peers = 1 + world.random.Below(world.settings.peers);
         const auto ending = static_cast<Ending>(world.random.Below(8));
         for (std::uint32_t number = 0; number < peers; ++number) {
@@ -227,12 +233,17 @@ private:
 
     void CheckFile() {
         const SimulatedDisk::Image image = world.disk->Now();
-        const auto file = image.find(kFile);
-        const std::string text = file == image.end() ? "" : file->second;
+        const auto contentOf = [&](const char16_t* name) {
+            const auto file = image.find(name);
+            return file == image.end() ? "" : file->second;
+        };
+        std::string text = contentOf(kFile);
         if (!fileWasRead && hardship != Hardship::Disk && text != fileBefore) {
             world.scheduler.Fail("values that couldn't be read are replaced");
         }
         if (diskWasGood && fileWasRead) {
+            // A save that failed may have damaged the file. The next start uses the copy then.
+            text = IsGoodPropertyContent(text) ? text : contentOf(kBackup);
             for (std::size_t place = 0; place < kSavedCount; ++place) {
                 const std::string name = std::string(kSavedNames[place].name) + "=";
                 const std::size_t found = text.find(name);

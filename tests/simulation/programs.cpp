@@ -16,6 +16,8 @@
 namespace vantry::simulation {
 namespace {
 
+constexpr std::uint64_t kLongestStart = 5'000 * kNanosecondsPerMillisecond;
+
 void RunReader(Program& program) {
     const std::uint64_t messages = 1 + program.random.Below(program.world.settings.messages);
     for (std::uint64_t message = 0; message < messages; ++message) {
@@ -28,9 +30,15 @@ void RunReader(Program& program) {
     }
 }
 
+/// Asks while the hub still starts.
+void RunEarlyReader(Program& program) {
+    if (program.Ask({}, true)) {
+        RunReader(program);
+    }
+}
+
 /// Sets a saved property and reads it back. Returns false if the connection has ended.
-bool SetSaved(Program& program) {
-    const std::size_t place = program.random.Below(kSavedCount);
+bool SetSaved(Program& program, std::size_t place) {
     Saved& saved = program.model.saved[place];
     std::string text = R"({"PropertySetRequests": [)";
     // Sometimes more lines than the queue holds unfolded.
@@ -55,36 +63,61 @@ bool SetSaved(Program& program) {
     return true;
 }
 
+/// Sets a property of a component, if there is one. Returns false if the connection has ended.
+bool SetOfComponent(Program& program) {
+    const auto& all = program.model.Properties();
+    if (all.empty()) {
+        return true;
+    }
+    Known& property = *all[program.random.Below(all.size())];
+    // What an external client sets is ignored, so its count stays 0.
+    std::uint64_t& written = property.written[program.number];
+    const std::uint64_t count = program.peer->IsExternal() ? 1 : ++written;
+    return program.peer->Send(R"({"PropertySetRequests": [{"Component": ")" + property.component +
+                              R"(","GUID": ")" + property.group + ":" + property.guid +
+                              R"(","Value": "w)" + std::to_string(program.number) + "x" +
+                              std::to_string(count) + "\"}]}");
+}
+
 void RunWriter(Program& program, bool setsSaved) {
-    const std::uint64_t messages = 1 + program.random.Below(program.world.settings.messages);
+    Random& random = program.random;
+    const bool savesOnBadDisk = setsSaved && HardshipOf(program.world) == Hardship::Disk;
+    const std::uint64_t most = program.world.settings.messages * (savesOnBadDisk ? 2 : 1);
+    const std::uint64_t messages = 1 + random.Below(most);
+    // Half of the writers set one saved property and from some message on only the other one, so
+    // that no later save makes up for what a save loses of the first.
+    const bool setsInTurn = random.OneIn(2);
+    const std::size_t first = random.Below(kSavedCount);
+    const std::uint64_t turn = random.Below(messages);
+    const auto placeOf = [&](std::uint64_t message) {
+        const bool isBefore = message < turn;
+        return !setsInTurn ? random.Below(kSavedCount) : isBefore ? first : kSavedCount - 1 - first;
+    };
     for (std::uint64_t message = 0; message < messages; ++message) {
-        if (setsSaved && program.random.OneIn(2)) {
-            if (!SetSaved(program)) {
-                return;
-            }
-        } else if (!program.model.Properties().empty()) {
-            const auto& all = program.model.Properties();
-            Known& property = *all[program.random.Below(all.size())];
-            // What an external client sets is ignored, so its count stays 0.
-            std::uint64_t& written = property.written[program.number];
-            const std::uint64_t count = program.peer->IsExternal() ? 1 : ++written;
-            if (!program.peer->Send(
-                    R"({"PropertySetRequests": [{"Component": ")" + property.component +
-                    R"(","GUID": ")" + property.group + ":" + property.guid + R"(","Value": "w)" +
-                    std::to_string(program.number) + "x" + std::to_string(count) + "\"}]}")) {
-                return;
-            }
+        const bool saves = setsSaved && (savesOnBadDisk || random.OneIn(2));
+        if (!(saves ? SetSaved(program, placeOf(message)) : SetOfComponent(program))) {
+            return;
         }
         program.Pause();
     }
 }
 
-enum class Part { FirstWriter, Writer, Component, Subscriber, Reader, Stalled, Greedy, Hostile };
+enum class Part {
+    FirstWriter,
+    Writer,
+    Component,
+    Subscriber,
+    Reader,
+    EarlyReader,
+    Stalled,
+    Greedy,
+    Hostile
+};
 
 std::string NameOf(Part part) {
-    constexpr std::array<const char*, 8> kNames = {"first writer", "writer", "component",
-                                                   "subscriber",   "reader", "stalled",
-                                                   "greedy",       "hostile"};
+    constexpr std::array<const char*, 9> kNames = {"first writer", "writer", "component",
+                                                   "subscriber",   "reader", "early reader",
+                                                   "stalled",      "greedy", "hostile"};
     return kNames[static_cast<std::size_t>(part)];
 }
 
@@ -105,7 +138,7 @@ Peer::Link LinkOf(Part part, Random& random) {
     if (part == Part::FirstWriter || part == Part::Greedy) {
         return Peer::Link::Local;
     }
-    if (part == Part::Stalled) {
+    if (part == Part::Stalled || part == Part::EarlyReader) {
         return Peer::Link::Tcp;
     }
     constexpr std::array<Peer::Link, 8> kLinks = {
@@ -137,6 +170,8 @@ void PlayPart(Part part, Program& program) {
             return RunSubscriber(program);
         case Part::Reader:
             return RunReader(program);
+        case Part::EarlyReader:
+            return RunEarlyReader(program);
         case Part::Stalled:
             return RunStalled(program);
         case Part::Greedy:
@@ -147,7 +182,10 @@ void PlayPart(Part part, Program& program) {
 }
 
 void Run(Round& round, std::uint32_t number, Part part) {
-    // The first is the one that sets the saved properties.
+    if (part == Part::EarlyReader && !round.world.descriptors.AwaitListener(kLongestStart)) {
+        NoteSent(round, part);
+        return;
+    }
     const Peer::Link link = LinkOf(part, round.world.random);
     const std::shared_ptr<Peer> peer =
         Peer::Connect(round.world, link, Peer::NameOf(link) + " " + std::to_string(number));
@@ -177,10 +215,7 @@ void Run(Round& round, std::uint32_t number, Part part) {
     }
 }
 
-}  // namespace
-
-void StartProgram(Round& round, std::uint32_t number) {
-    const Part part = number == 0 ? Part::FirstWriter : SomePart(round.world);
+void Start(Round& round, std::uint32_t number, Part part) {
     ++round.running;
     round.senders += part == Part::Subscriber ? 0 : 1;
     round.world.scheduler.Start(NameOf(part), [&round, number, part] {
@@ -188,6 +223,17 @@ void StartProgram(Round& round, std::uint32_t number) {
         --round.running;
         round.world.scheduler.Wake(&round.running);
     });
+}
+
+}  // namespace
+
+void StartProgram(Round& round, std::uint32_t number) {
+    // The first is the one that sets the saved properties.
+    Start(round, number, number == 0 ? Part::FirstWriter : SomePart(round.world));
+}
+
+void StartEarlyReader(Round& round, std::uint32_t number) {
+    Start(round, number, Part::EarlyReader);
 }
 
 }  // namespace vantry::simulation

@@ -24,5 +24,8 @@ struct Round {
 
 /// Starts a program for a peer: what it does is random. It ends when its peer has ended.
 void StartProgram(Round& round, std::uint32_t number);
+/// Starts a program that waits until the hub listens, and connects and asks at once. Called before
+/// the hub starts.
+void StartEarlyReader(Round& round, std::uint32_t number);
 
 }  // namespace vantry::simulation
