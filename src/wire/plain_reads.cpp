@@ -19,8 +19,8 @@ constexpr std::size_t kLongest = 2'048;
 
 bool TakeEntry(PlainTokens& tokens, WantedProperty& entry) {
     std::string_view guid;
-    if (!tokens.Take('{') || !tokens.TakeField(Field::kComponent, entry.component) ||
-        !tokens.Take(',') || !tokens.TakeField(Field::kGuid, guid) || !tokens.Take('}')) {
+    if (!tokens.TakeField<Field::kComponent>('{', entry.component) ||
+        !tokens.TakeField<Field::kGuid>(',', guid) || !tokens.Take('}')) {
         return false;
     }
     entry.guids = SplitCompositeGuid(guid);

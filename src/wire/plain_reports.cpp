@@ -9,42 +9,33 @@
 
 #include "wire/plain_reports.h"
 
-#include <array>
-
 #include "wire/key/property_key.h"
 #include "wire/section_keys.h"
 
 namespace vantry {
 namespace {
 
-struct RecordField {
-    std::string_view key;
-    std::string_view RecordView::*place;
-};
+/// Takes a field if it comes next. `before` is the byte before it, and then before the next field.
+template <const std::string_view& kKey>
+void TakeIfNext(PlainTokens& tokens, char& before, std::string_view& content) {
+    PlainTokens ahead = tokens;
+    if (ahead.TakeField<kKey>(before, content)) {
+        tokens = ahead;
+        before = ',';
+    }
+}
 
-/// The fields in their usual order. The composite GUID is stored as the GUID.
-constexpr std::array<RecordField, 7> kFields{
-    {{Field::kComponent, &RecordView::component},
-     {Field::kComponentString, &RecordView::componentString},
-     {Field::kGuid, &RecordView::guid},
-     {Field::kGroupString, &RecordView::groupString},
-     {Field::kNameString, &RecordView::nameString},
-     {Field::kStatus, &RecordView::status},
-     {Field::kValue, &RecordView::value}}};
-
-/// Takes a record with one field at least. Fields that aren't there stay empty.
+/// Takes a record with one field at least, whose fields are in the usual order. Fields that aren't
+/// there stay empty. The composite GUID is stored as the GUID.
 bool TakeRecord(PlainTokens& tokens, RecordView& record) {
     char before = '{';
-    for (const auto& [key, place] : kFields) {
-        PlainTokens ahead = tokens;
-        if (ahead.Take(before) && ahead.TakeKey(key)) {
-            if (!ahead.TakeString(record.*place)) {
-                return false;
-            }
-            tokens = ahead;
-            before = ',';
-        }
-    }
+    TakeIfNext<Field::kComponent>(tokens, before, record.component);
+    TakeIfNext<Field::kComponentString>(tokens, before, record.componentString);
+    TakeIfNext<Field::kGuid>(tokens, before, record.guid);
+    TakeIfNext<Field::kGroupString>(tokens, before, record.groupString);
+    TakeIfNext<Field::kNameString>(tokens, before, record.nameString);
+    TakeIfNext<Field::kStatus>(tokens, before, record.status);
+    TakeIfNext<Field::kValue>(tokens, before, record.value);
     return before == ',' && tokens.Take('}');
 }
 
