@@ -1,14 +1,16 @@
 // The runtime's locks, conditions, threads and clock, played by the scheduler.
 //
-// This file takes the place of lock.cpp, condition.cpp, native_thread.cpp and clock.cpp when the
-// simulation is linked; event flags, events, threads and their reaper are built on those and run
-// as they are. A lock's state stands behind the mutex that its handle refers to, so the classes
-// keep their declarations. A condition needs no state: its address tells who waits for it.
+// This file takes the place of lock.cpp, condition.cpp, native_thread.cpp, clock.cpp and
+// random_bits.cpp when the simulation is linked; event flags, events, threads and their reaper are
+// built on those and run as they are. A lock's state stands behind the mutex that its handle refers
+// to, so the classes keep their declarations. A condition needs no state: its address tells who
+// waits for it.
 
 #include "runtime/clock.h"
 #include "runtime/condition.h"
 #include "runtime/lock.h"
 #include "runtime/native_thread.h"
+#include "runtime/random_bits.h"
 #include "simulation/lock_order.h"
 #include "simulation/races.h"
 #include "simulation/scheduler.h"
@@ -68,6 +70,9 @@ void GiveBack(Mutex& mutex) {
 }  // namespace
 
 std::uint64_t NowNanoseconds() { return Scheduler::Current().Now(); }
+
+/// The hub behaves alike with every secret, but a seed must also take the same steps each time.
+std::uint64_t RandomBits() { return 0; }
 
 Lock::Lock() {
     const OutsideHub here;

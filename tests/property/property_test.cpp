@@ -143,6 +143,29 @@ TEST(PropertyCatalog, FindsAndListsEachPropertyOnce) {
     EXPECT_TRUE(list.empty());
 }
 
+TEST(PropertyCatalog, FindsWhatIsThereAmongManyThatComeAndGo) {
+    constexpr int kCount = 200;
+    PropertyCatalog catalog;
+    const auto guid = [](int number) { return "P" + std::to_string(number); };
+    const auto isKept = [](int number) { return number % 3 != 0; };
+    for (int number = 0; number < kCount; ++number) {
+        ASSERT_TRUE(catalog.AddProperty(MakeStringProperty(guid(number), Named(guid(number)))));
+    }
+    for (int number = 0; number < kCount; number += 3) {
+        catalog.RemoveByKey("G:" + guid(number));
+    }
+    for (int number = 0; number < kCount; ++number) {
+        const auto found = catalog.FindProperty(guid(number), "G");
+        ASSERT_EQ(found != nullptr, isKept(number)) << number;
+        ASSERT_EQ(found ? TextOf(*found) : guid(number), guid(number));
+    }
+    catalog.RemoveByKey("G:");
+    for (int number = 0; number < kCount; ++number) {
+        ASSERT_TRUE(catalog.AddProperty(MakeStringProperty("", Named(guid(number)))));
+    }
+    EXPECT_EQ(catalog.Size(), static_cast<std::size_t>(kCount));
+}
+
 TEST(PropertyCatalog, OnlyRemovingAGroupMakesItUnknown) {
     PropertyCatalog catalog;
     catalog.AddProperty(MakeStringProperty("", Named("P1")));
