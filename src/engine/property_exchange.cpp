@@ -167,12 +167,14 @@ std::optional<PropertyEngine::Excess> PropertyEngine::StoreReport(const RecordVi
     if (external && !reportRights.Admits(report)) {
         return std::nullopt;
     }
-    if (!external) {
-        reportRights.Claim(report);
-    }
     std::shared_ptr<RemoteProperty> known =
         remoteTable.Find(report.guid, report.groupGuid, report.component);
-    if (known && !external && IsExternalStream(*known->owner) && reportRights.InternalTakesOver()) {
+    const bool isOfInternal = known && !IsExternalStream(*known->owner);
+    if (!external && !isOfInternal) {
+        // The first report of an internal owner has claimed the property.
+        reportRights.Claim(report);
+    }
+    if (known && !external && !isOfInternal && reportRights.InternalTakesOver()) {
         // The names that the external peer gave the property are replaced too.
         remoteTable.Erase(known->Key());
         externalOwners.Leave(*known);
@@ -215,13 +217,14 @@ std::optional<PropertyEngine::Excess> PropertyEngine::Revalue(
             return Excess{.bound = *bound, .isOfReporter = true};
         }
     }
-    externalOwners.UncountText(*known);
-    const RemoteProperty::StoreResult stored = known->StoreReported(value, weight, reporter);
-    externalOwners.CountText(*known);
-    if (stored.isChange) {
-        remoteChanges.Push(known, OriginOf(reporter));
+    if (known->HasValue(value)) {
+        return std::nullopt;
     }
-    return ExcessOf(stored.exceeded);
+    externalOwners.UncountText(*known);
+    const std::optional<Bound> exceeded = known->StoreReported(value, weight, reporter);
+    externalOwners.CountText(*known);
+    remoteChanges.Push(known, OriginOf(reporter));
+    return ExcessOf(exceeded);
 }
 
 void PropertyEngine::Withdraw(const std::shared_ptr<RemoteProperty>& property) {

@@ -31,15 +31,11 @@ std::optional<Bound> RemoteProperty::Charge(std::uint64_t valueWeight) {
     return tooMany ? tooMany : tooLong ? tooLong : valueTooLong;
 }
 
-RemoteProperty::StoreResult RemoteProperty::StoreReported(std::string_view text,
-                                                          std::uint64_t weight,
-                                                          const Stream& reporter) {
-    if (HasValue(text)) {
-        return {};
-    }
+std::optional<Bound> RemoteProperty::StoreReported(std::string_view text, std::uint64_t weight,
+                                                   const Stream& reporter) {
     const std::optional<Bound> exceeded = ChargeValue(weight, reporter);
     static_cast<void>(SetTextQuietly(text));
-    return {.isChange = true, .exceeded = exceeded};
+    return exceeded;
 }
 
 std::optional<Bound> RemoteProperty::ChargeValue(std::uint64_t weight, const Stream& reporter) {

@@ -35,14 +35,10 @@ public:
     /// that is now exceeded, if any.
     [[nodiscard]] std::optional<Bound> Charge(std::uint64_t valueWeight);
 
-    struct StoreResult {
-        bool isChange = false;
-        std::optional<Bound> exceeded;
-    };
-    /// Stores a value of this weight that `reporter` has reported. One thread at a time may call
-    /// it.
-    [[nodiscard]] StoreResult StoreReported(std::string_view text, std::uint64_t weight,
-                                            const Stream& reporter);
+    /// Stores another value, of this weight, that `reporter` has reported. Returns the bound that
+    /// is now exceeded, if any. One thread at a time may call it.
+    [[nodiscard]] std::optional<Bound> StoreReported(std::string_view text, std::uint64_t weight,
+                                                     const Stream& reporter);
 
     /// Returns the number of bytes of this property that are counted in accounts of external
     /// connections.
