@@ -56,10 +56,12 @@ struct SampleChanges {
                 std::make_shared<LoopStream>(), true);
             records.push_back({RecordTextOf(*property, OwnerOf(*property)), property->component,
                                true, false, property});
+            properties.push_back(property);
         }
     }
 
     std::vector<PendingRecord> records;
+    std::vector<std::shared_ptr<RemoteProperty>> properties;
 };
 
 }  // namespace vantry::bench

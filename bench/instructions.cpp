@@ -1,6 +1,6 @@
 // Runs one piece of work of the engine so often, for a tool that counts instructions:
 //
-//     instructions request|report|fan-out TIMES
+//     instructions request|report|change|fan-out TIMES
 //
 // The tool counts inside CountedPart only. bench/count_instructions calls it.
 
@@ -35,6 +35,22 @@ void CountMessage(const std::string& text, int times) {
     Count([&] { static_cast<void>(hub.engine->ProcessMessage(stream)); }, times);
 }
 
+/// Stores other values of 400 properties and makes the texts of their records.
+void CountChanges(int times) {
+    const SampleChanges sample(400);
+    int round = 0;
+    Count(
+        [&] {
+            const std::string value = std::to_string(++round);
+            for (const std::shared_ptr<RemoteProperty>& changed : sample.properties) {
+                RemoteProperty& property = *changed;
+                static_cast<void>(property.StoreReported(value, 0, *property.owner));
+                static_cast<void>(RecordTextOf(property, OwnerOf(property)));
+            }
+        },
+        times);
+}
+
 void CountFanOut(int times) {
     const SampleChanges sample(400);
     std::vector<std::shared_ptr<Subscriber>> subscribers;
@@ -63,10 +79,12 @@ int main(int argc, char** argv) {
         CountMessage(SmallRequest(), times);
     } else if (work == "report") {
         CountMessage(Answer(900), times);
+    } else if (work == "change") {
+        CountChanges(times);
     } else if (work == "fan-out") {
         CountFanOut(times);
     } else {
-        std::fprintf(stderr, "usage: instructions request|report|fan-out TIMES\n");
+        std::fprintf(stderr, "usage: instructions request|report|change|fan-out TIMES\n");
         return 2;
     }
     return 0;

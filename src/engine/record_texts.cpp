@@ -12,22 +12,18 @@ namespace {
 std::string MakeText(const Property& property, const RecordOwner& owner, std::string_view status) {
     std::string value;
     property.GetPublishedText(value);
-    value = EscapeJsonText(value);
-    const RecordView record{.component = owner.component,
-                            .componentString = owner.name,
-                            .groupGuid = property.GroupGuid(),
-                            .guid = property.Guid(),
-                            .groupString = property.Group(),
-                            .nameString = property.Name(),
-                            .status = status,
-                            .value = value};
-    // The bytes of the field names and of the punctuation.
-    constexpr std::size_t kFixed = 128;
+    if (EscapedLength(value) != value.size()) {
+        value = EscapeJsonText(value);
+    }
     std::string text;
-    text.reserve(kFixed + owner.component.size() + owner.name.size() + property.GroupGuid().size() +
-                 property.Guid().size() + property.Group().size() + property.Name().size() +
-                 status.size() + value.size());
-    AppendRecord(text, record);
+    AppendRecord(text, {.component = owner.component,
+                        .componentString = owner.name,
+                        .groupGuid = property.GroupGuid(),
+                        .guid = property.Guid(),
+                        .groupString = property.Group(),
+                        .nameString = property.Name(),
+                        .status = status,
+                        .value = value});
     return text;
 }
 
