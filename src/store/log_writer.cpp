@@ -1,7 +1,12 @@
 // A bounded queue of lines and the thread that appends them to the file. A line for which the queue
 // or the file has no space is counted instead. The count is written as a line of its own as soon as
-// a line can be written, so that a reader can see the gap. Before each line the thread tests
+// a line can be written, so that a reader can see the gap. Before each write the thread tests
 // whether the file still exists, and makes a new one if an operator has removed it.
+//
+// Each connection that ends without a goodbye leaves a line. So that many of them cost few
+// wake-ups and writes, the thread pauses for a moment after each write, unless it is to stop, and
+// then writes the lines that have come meanwhile at once. A line after a pause is written as soon
+// as it comes.
 //
 // The state is shared between the object and its thread, so that a thread which hangs in the disk
 // never uses a destroyed object.
@@ -9,6 +14,7 @@
 #include "store/log_writer.h"
 
 #include <ctime>
+#include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,6 +27,7 @@ namespace {
 
 constexpr std::uint32_t kStop = 1;
 constexpr std::uint32_t kLines = 2;
+constexpr std::uint32_t kPauseMilliseconds = 10;
 constexpr std::size_t kUsualLines = 100;
 constexpr std::size_t kMostLines = 1000;
 /// asctime_r needs 26 bytes, and more for years of more than four digits.
@@ -57,7 +64,9 @@ struct LogWriter::Shared {
             return;
         }
         lines.push_back(std::move(line));
-        signal.Set(kLines);
+        if (lines.size() == 1) {
+            signal.Set(kLines);
+        }
     }
 
     /// Removes and returns the queued lines.
@@ -70,18 +79,38 @@ struct LogWriter::Shared {
         return taken;
     }
 
-    void AppendOrCount(const std::string& line) {
-        // An operator may remove the file to get free space; this line then begins a new file.
+    /// Appends the lines with one write. Those for which there is no space are counted.
+    void AppendOrCount(const std::vector<std::string>& taken) {
+        if (taken.empty()) {
+            return;
+        }
+        // An operator may remove the file to get free space; these lines then begin a new file.
         if (files->Exists(name).IsMissing()) {
             static_cast<void>(Open());
         }
+        if (AppendWithCount(std::accumulate(taken.begin(), taken.end(), std::string()))) {
+            return;
+        }
+        for (const std::string& line : taken) {
+            // Some of several lines may have space.
+            if (taken.size() == 1 || !AppendWithCount(line)) {
+                ScopedLock guard(lock);
+                ++dropped;
+            }
+        }
+    }
+
+    /// Appends lines, and the number of the dropped ones before them.
+    bool AppendWithCount(const std::string& some) {
         const std::uint64_t missing = TakeDropped();
         const std::string count =
             missing == 0 ? "" : MakeLine(std::to_string(missing) + " lines were dropped");
-        if (!Append(count + line)) {
-            ScopedLock guard(lock);
-            dropped += missing + 1;
+        if (Append(count + some)) {
+            return true;
         }
+        ScopedLock guard(lock);
+        dropped += missing;
+        return false;
     }
 
     std::uint64_t TakeDropped() {
@@ -144,8 +173,9 @@ std::uint32_t LogWriter::Run(void* argument) {
     std::uint32_t seen = 0;
     while ((seen & kStop) == 0) {
         seen = state.signal.WaitAny(kStop | kLines);
-        for (const std::string& line : state.TakeLines()) {
-            state.AppendOrCount(line);
+        state.AppendOrCount(state.TakeLines());
+        if ((seen & kStop) == 0) {
+            static_cast<void>(state.signal.WaitAny(kStop, kPauseMilliseconds));
         }
     }
     return 0;

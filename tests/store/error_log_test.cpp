@@ -96,9 +96,10 @@ TEST_F(Log, ARefusedLineIsCountedAndLeavesNoPiece) {
     const auto disk = std::make_shared<test::FaultyFileSystem>();
     platform.platform.files = disk;
     Open();
-    // Each line tests whether the file exists, reads its size, and is then written.
+    // Each write tests whether the file exists, reads its size, and then writes what is queued.
     disk->FailFrom(test::Fault::CutShort, 3);
     log->Write("lost");
+    ASSERT_TRUE(test::Eventually([&] { return disk->HasFailed(); }));
     log->Write("kept");
     log.reset();
     const std::string text = disk->Content(u"/Store/Log.txt");
