@@ -3,6 +3,14 @@
 #include <utility>
 
 namespace vantry {
+namespace {
+
+/// How many retired Threads wait for others at most, and for how long. The C library keeps about as
+/// many stacks of ended threads for new ones; more would go back to the system each time.
+constexpr std::size_t kMostWaiting = 5;
+constexpr std::uint32_t kMostMilliseconds = 20;
+
+}  // namespace
 
 ThreadReaper::ThreadReaper(std::uint32_t priority)
     : thread(vantry::MakeThread(
@@ -22,32 +30,43 @@ ThreadReaper::~ThreadReaper() {
         stopped.Wait();
     }
     thread.reset();
-    DestroyRetired();
+    DestroyRetired(0);
 }
 
 void ThreadReaper::Retire(std::unique_ptr<Thread> finished) {
+    std::size_t waiting = 0;
     {
         ScopedLock guard(lock);
         retired.push_back(std::move(finished));
         started = started || thread->Start(this);
+        waiting = retired.size();
     }
-    wake.Set();
+    if (waiting == 1 || waiting == kMostWaiting) {
+        wake.Set();
+    }
 }
 
 void ThreadReaper::Run() {
+    bool someAreLeft = false;
     while (running) {
-        wake.Wait();
-        DestroyRetired();
+        if (!someAreLeft) {
+            wake.Wait();
+        }
+        const bool isWoken = running && wake.Wait(kMostMilliseconds);
+        // The thread of the newest one has woken this one, and is about to end.
+        someAreLeft = DestroyRetired(isWoken ? 1 : 0);
     }
     stopped.Set();
 }
 
-void ThreadReaper::DestroyRetired() {
+bool ThreadReaper::DestroyRetired(std::size_t left) {
     std::deque<std::unique_ptr<Thread>> finished;
-    {
-        ScopedLock guard(lock);
-        finished.swap(retired);
+    ScopedLock guard(lock);
+    while (retired.size() > left) {
+        finished.push_back(std::move(retired.front()));
+        retired.pop_front();
     }
+    return !retired.empty();
 }
 
 }  // namespace vantry

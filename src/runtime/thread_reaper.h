@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -15,9 +16,10 @@ namespace vantry {
 /// Destroys the Thread objects of threads that nobody waits for.
 ///
 /// A thread can't destroy its own Thread, because that waits for the thread to end. It retires it
-/// here as one of its last actions, and a background thread destroys it. If the system can't create
-/// that background thread, each Retire tries again; until it runs, retired Threads are kept, and
-/// the destructor destroys those that are left.
+/// here as one of its last actions, and a background thread destroys it. It does so a moment later
+/// and for several at once, so that it is rarely woken and most of the threads have ended by then.
+/// If the system can't create that background thread, each Retire tries again; until it runs,
+/// retired Threads are kept, and the destructor destroys those that are left.
 class ThreadReaper {
 public:
     /// Starts the background thread with this priority.
@@ -40,7 +42,9 @@ public:
 
 private:
     void Run();
-    void DestroyRetired();
+    /// Destroys all retired Threads but the newest ones, of which `left` stay. Returns whether some
+    /// are left.
+    bool DestroyRetired(std::size_t left);
 
     std::atomic<bool> running{true};
     std::unique_ptr<Thread> thread;
