@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "engine/report_rights.h"
 #include "support/test_hub.h"
 
 namespace vantry {
@@ -85,6 +86,21 @@ TEST(ExternalReports, WhatExternalPeersMayReportIsASetting) {
         const auto client = hub.Connect();
         client->Send(Set(kOther, "7"));
         EXPECT_TRUE((insideOwnsOther ? *inside : *outside).ReceiveUntil("PropertySetRequests"));
+    }
+}
+
+TEST(IsSafeBetweenQuotes, LooksAtEveryByteOfAText) {
+    for (std::size_t length = 0; length < 50; ++length) {
+        const std::string good(length, 'a');
+        EXPECT_TRUE(IsSafeBetweenQuotes(good)) << length;
+        for (std::size_t place = 0; place < length; ++place) {
+            for (const char bad : {'"', '\x1F', '\0', '\\'}) {
+                std::string text = good;
+                text[place] = bad;
+                EXPECT_FALSE(IsSafeBetweenQuotes(text)) << length << " " << place;
+            }
+        }
+        EXPECT_TRUE(IsSafeBetweenQuotes(good + "\\n" + good + "\x7F\xFF")) << length;
     }
 }
 

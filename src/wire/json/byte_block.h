@@ -31,6 +31,20 @@ public:
         return mask;
 #endif
     }
+    /// Returns the same of the bytes below 32.
+    std::uint32_t FindControls() const {
+#ifdef __SSE2__
+        const __m128i below = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(0x1F)), bytes);
+        return static_cast<std::uint32_t>(_mm_movemask_epi8(below));
+#else
+        std::uint32_t mask = 0;
+        for (std::uint32_t place = 0; place < kBytes; ++place) {
+            const bool isBelow = static_cast<unsigned char>(bytes[place]) < 0x20;
+            mask |= static_cast<std::uint32_t>(isBelow) << place;
+        }
+        return mask;
+#endif
+    }
 
 private:
 #ifdef __SSE2__
