@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/random_bits.h"
 #include "wire/key/keyed_hash.h"
 #include "wire/key/property_key.h"
 
@@ -176,7 +177,7 @@ private:
         entries.erase(own);
     }
 
-    const KeyedHash hashOf;
+    const KeyedHash hashOf{RandomBits(), RandomBits()};
     Entries entries;
     /// The first entry of each chain, whose number is a power of two. A key is in the chain that
     /// its hash begins with.

@@ -18,7 +18,8 @@ TEST(KeyedHash, IsTheValueOfThePolynomial) {
     for (const auto& [text, expected] : cases) {
         EXPECT_EQ(hash(text), expected) << text;
     }
-    EXPECT_NE(KeyedHash()("a"), KeyedHash()("a"));
+    EXPECT_NE(KeyedHash(1, 2)("a"), KeyedHash(1, 4)("a"));
+    EXPECT_NE(KeyedHash(1, 2)("a"), KeyedHash(3, 2)("a"));
 }
 
 }  // namespace

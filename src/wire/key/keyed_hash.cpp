@@ -8,8 +8,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "runtime/random_bits.h"
-
 namespace vantry {
 namespace {
 
@@ -36,8 +34,6 @@ std::uint64_t WordAt(const char* bytes) {
 }
 
 }  // namespace
-
-KeyedHash::KeyedHash() : KeyedHash(RandomBits(), RandomBits()) {}
 
 KeyedHash::KeyedHash(std::uint64_t place, std::uint64_t factor) : secretFactor(factor | 1U) {
     powers[0] = place & kPrime;

@@ -15,8 +15,7 @@ namespace vantry {
 /// of 2 / 2^k.
 class KeyedHash {
 public:
-    /// Draws the secrets.
-    KeyedHash();
+    /// Both numbers are secret and random; all of their bits may be used.
     KeyedHash(std::uint64_t place, std::uint64_t factor);
 
     std::uint64_t operator()(std::string_view text) const;
