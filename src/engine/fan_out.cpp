@@ -86,8 +86,6 @@ FanOut::Selection FanOut::CandidatesFor(const Subscriber& subscriber) const {
         found.insert(found.end(), first, last);
     });
     std::sort(found.begin(), found.end());
-    // Two different entries can have the same key.
-    found.erase(std::unique(found.begin(), found.end()), found.end());
     return found;
 }
 

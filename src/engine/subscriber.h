@@ -39,11 +39,15 @@ public:
     bool HasEntry(std::string_view fullKey) const { return entries.contains(fullKey); }
     /// Returns how many entries the list has, of which equal ones count once.
     std::size_t DifferentEntries() const { return entries.size(); }
-    /// Calls `use` with the full key of each of these entries.
+    /// Calls `use` once with each full key that entries have.
     template <typename Use>
     void ForEachKey(const Use& use) const {
+        std::string_view last;
         for (const auto& [key, entry] : entries) {
-            use(std::string_view(key));
+            if (key != last) {
+                use(std::string_view(key));
+            }
+            last = key;
         }
     }
     /// Adds an entry, unless there is an equal one and `evenIfListed` is false. Returns the bound
