@@ -6,8 +6,10 @@
 //
 // A text of more than kLargeText bytes that arrives over an external stream waits for a turn, so
 // that only a fixed number of such texts at a time need memory for their tree and their answer.
-// While a text waits and while it is processed, it is counted as received text. Other messages
-// never wait.
+// While a text waits and while it is processed, it is counted as received text. A shorter message
+// waits for a turn of another kind if it takes much more work than its length says: if it needs a
+// tree and isn't very short, or asks for everything or for a group. Otherwise hundreds of threads
+// would meet at the lock of the table and in the allocator. Other messages never wait.
 
 #include "engine/property_engine.h"
 
@@ -24,14 +26,43 @@ namespace {
 
 constexpr std::size_t kUsualSubscribers = 20;
 constexpr std::size_t kLargeText = 64U << 10U;
+/// A shorter text waits for no turn because of its tree, which takes up to 26 times its length.
+constexpr std::size_t kShortText = 2U << 10U;
 /// The tree of such a text took tens of megabytes, which the allocator would keep for itself.
 constexpr std::size_t kVeryLargeText = 512U << 10U;
+
+bool AsksForGroup(std::span<const WantedProperty> wanted) {
+    return std::any_of(wanted.begin(), wanted.end(),
+                       [](const WantedProperty& one) { return one.guids.guid.empty(); });
+}
+
+/// Returns whether the request asks for everything or for a group.
+bool AsksForMany(const RequestSections& request) {
+    bool many = request.WantEverything();
+    for (const JsonValue* const section : {request.getRequests, request.subscribeRequests}) {
+        RequestSections::ForEachEntry(section, [&](const EntryView& entry) {
+            many = many || entry.Guid().empty();
+            return !many;
+        });
+    }
+    return many;
+}
 
 }  // namespace
 
 bool PropertyEngine::WasCut(const Stream& stream) {
     const std::shared_ptr<ConnectionAccount>& account = stream.Account();
     return account && account->WasCut();
+}
+
+bool PropertyEngine::IsEnding(const Stream& stream) {
+    const std::shared_ptr<ConnectionAccount>& account = stream.Account();
+    return account && (account->WasCut() || account->IsDismissed());
+}
+
+Turns* PropertyEngine::DemandingMessages(const Stream& stream) {
+    const std::shared_ptr<ConnectionAccount>& account = stream.Account();
+    return account ? &account->Owner().DemandingMessages() : nullptr;
 }
 
 PropertyEngine::PropertyEngine(std::shared_ptr<PropertyStore> propertyStore, ThreadReaper& reaper,
@@ -72,7 +103,7 @@ std::uint32_t PropertyEngine::ProcessLargeText(const StreamReference& stream,
     }
     const ScopedTurn turn(&account->Owner().LargeTexts());
     account->NoteArrival();
-    if (account->WasCut() || account->IsDismissed()) {
+    if (IsEnding(*stream)) {
         return 0;
     }
     const std::uint32_t result = ProcessText(stream, text);
@@ -85,15 +116,25 @@ std::uint32_t PropertyEngine::ProcessLargeText(const StreamReference& stream,
 std::uint32_t PropertyEngine::ProcessText(const StreamReference& stream, std::string_view text) {
     const PlainReads reads(text);
     if (!reads.Entries().empty()) {
-        return HandleReads(stream, reads.Entries());
+        const ScopedTurn turn(AsksForGroup(reads.Entries()) ? DemandingMessages(*stream) : nullptr);
+        return IsEnding(*stream) ? 0 : HandleReads(stream, reads.Entries());
     }
     if (PlainReports reports(text); reports.HasNext()) {
         return HandleReports(stream, reports);
     }
+    return ProcessTree(stream, text);
+}
+
+std::uint32_t PropertyEngine::ProcessTree(const StreamReference& stream, std::string_view text) {
+    const bool isDemanding = text.size() > kShortText && text.size() <= kLargeText;
+    const ScopedTurn turnToRead(isDemanding ? DemandingMessages(*stream) : nullptr);
     PropertyMessage request;
     std::string_view failure;
     if (request.ReadText(text, failure)) {
-        return HandleMessage(stream, request.Sections());
+        const RequestSections sections = request.Sections();
+        const ScopedTurn turnToAnswer(
+            !isDemanding && AsksForMany(sections) ? DemandingMessages(*stream) : nullptr);
+        return IsEnding(*stream) ? 0 : HandleMessage(stream, sections);
     }
     if (!failure.empty()) {
         platform.notices.TellParserFailure(failure);

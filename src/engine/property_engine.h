@@ -14,6 +14,7 @@
 #include "engine/report_rights.h"
 #include "engine/subscriber.h"
 #include "platform/platform.h"
+#include "runtime/condition.h"
 #include "runtime/event.h"
 #include "wire/plain_reads.h"
 #include "wire/plain_reports.h"
@@ -28,9 +29,9 @@ namespace vantry {
 /// different streams. While the engine writes a reply, a forwarded write or a publication, it holds
 /// the send lock of that stream and no other lock.
 ///
-/// Its functions stand in three files: property_engine.cpp has what happens to a message and in
-/// which order, property_exchange.cpp reads, writes and reports, and publish_loop.cpp the
-/// publishing thread.
+/// Its functions stand in four files: property_engine.cpp has what happens to a message and in
+/// which order, property_exchange.cpp reads, writes and reports, property_bounds.cpp how the bounds
+/// on reports are kept, and publish_loop.cpp the publishing thread.
 class PropertyEngine final : public PropertyEngineBase {
 public:
     /// Starts the publishing thread. If the system can't create a thread, the engine answers and
@@ -62,9 +63,14 @@ private:
                               std::span<const WantedProperty> wanted);
     /// Does the same for a message that only reports.
     std::uint32_t HandleReports(const StreamReference& stream, PlainReports& reports);
+    std::uint32_t ProcessTree(const StreamReference& stream, std::string_view text);
     static std::uint32_t WriteReply(Stream& stream, Reply& reply);
     /// Returns whether the connection of the stream is closed because it exceeded a bound.
     static bool WasCut(const Stream& stream);
+    /// Returns whether it is, or the hub is about to stop, so that waiting work is dropped.
+    static bool IsEnding(const Stream& stream);
+    /// Returns the semaphore for messages that take much work; null for an internal stream.
+    static Turns* DemandingMessages(const Stream& stream);
 
     // The steps of HandleMessage.
     /// Each of the functions that return a bool returns false if the reply has been abandoned
@@ -88,12 +94,19 @@ private:
 
     // Writes and reports.
     void ApplySetRequests(const RequestSections& request);
-    /// A bound that a report exceeds.
+    /// What helps against a bound that a report exceeds.
+    enum class Remedy : std::uint8_t {
+        CloseReporter,
+        /// Properties of those that have gone are withdrawn, and then those of whoever holds most.
+        Relieve,
+        /// Withdrawals are published. The report isn't stored before.
+        Wait,
+        /// Values that others than the owners reported go. The report isn't stored before.
+        RelieveForeign,
+    };
     struct Excess {
         Bound bound;
-        /// Whether the reporter must be closed in any case, because withdrawing properties of
-        /// others wouldn't help.
-        bool isOfReporter = false;
+        Remedy remedy;
     };
     static std::optional<Excess> ExcessOf(std::optional<Bound> exceeded);
     /// Stores one reported value. Returns what it exceeds, if anything.
@@ -106,8 +119,23 @@ private:
                                   const Stream& reporter) REQUIRES(reportsLock);
     void Withdraw(const std::shared_ptr<RemoteProperty>& property) REQUIRES(reportsLock);
     void WithdrawAllOf(const ConnectionAccount& account);
+    /// Withdraws the properties that are listed for `account` in the part of externalOwners which
+    /// `list` returns.
+    void WithdrawListed(const ConnectionAccount& account,
+                        PropertiesByAccount& (ExternalOwners::*list)());
+    /// Withdraws properties whose values others than their owners reported, beginning with the
+    /// values of connections that have ended. Returns false if the reporter itself must go.
+    bool RelieveForeign(const std::shared_ptr<ConnectionAccount>& reporter);
+    /// Blocks while twice a bound is exceeded because withdrawals haven't been published yet, and
+    /// closes the reporter if that lasts too long. Returns whether the report is to be tried again.
+    bool AwaitRoom(ConnectionAccount& reporter);
+    /// Returns the bound that is exceeded twice by what is in the table and what was withdrawn.
+    std::optional<Bound> ExceededTwice() const;
+    /// Applies the remedy. Returns whether the report wasn't stored and is to be tried again.
+    bool Apply(const Excess& excess, const std::shared_ptr<ConnectionAccount>& reporter);
     /// Closes connections and withdraws their properties until the bound is kept again.
-    void Relieve(const std::shared_ptr<ConnectionAccount>& reporter, const Excess& excess);
+    void Relieve(Bound exceeded);
+    void CloseReporter(ConnectionAccount& reporter, Bound exceeded);
 
     // The steps of a publishing tick.
     void DropGoneSubscribers();
@@ -137,6 +165,9 @@ private:
     ExternalOwners externalOwners GUARDED_BY(reportsLock);
     RemotePropertyTable remoteTable;
     ChangeQueue remoteChanges;
+    Lock roomLock;
+    /// Woken in each tick of publishing. Reports that wait for room wait with roomLock held.
+    Condition roomMade;
     Lock remoteRetiredLock;
     std::vector<std::shared_ptr<RemoteProperty>> remoteRetired GUARDED_BY(remoteRetiredLock);
 };

@@ -1,13 +1,6 @@
 // Reads, writes and reports. The hub answers a read itself, with the value that the component
 // reported last. It forwards a write of a component's property to the component, and keeps its own
 // copy until the component reports a new value. Writes have no reply.
-//
-// The reports of external connections are counted in their accounts. A connection that exceeds its
-// own bound is closed, and its properties are withdrawn at once. If all connections together exceed
-// a bound, the properties of connections that have ended are withdrawn first, beginning with the
-// one that ended first, and then the connection that holds most is closed. A property counts until
-// its withdrawal has been published, so that a peer which reports and withdraws in turns is bounded
-// too. Including the properties whose withdrawal waits, all may be twice the bound.
 
 #include <deque>
 #include <map>
@@ -42,7 +35,11 @@ RecordView ReportIn(const EntryView& entry) {
 }  // namespace
 
 std::optional<PropertyEngine::Excess> PropertyEngine::ExcessOf(std::optional<Bound> exceeded) {
-    return exceeded ? std::optional(Excess{.bound = *exceeded}) : std::nullopt;
+    if (!exceeded) {
+        return std::nullopt;
+    }
+    const bool isOfOne = exceeded == Bound::Properties || exceeded == Bound::PropertyText;
+    return Excess{.bound = *exceeded, .remedy = isOfOne ? Remedy::CloseReporter : Remedy::Relieve};
 }
 
 bool PropertyEngine::AnswerEntry(const WantedProperty& wanted, bool external, Reply& reply) {
@@ -147,8 +144,9 @@ void PropertyEngine::TakeReports(const StreamReference& stream, const RequestSec
 }
 
 bool PropertyEngine::TakeReport(const RecordView& report, const StreamReference& stream) {
-    if (const std::optional<Excess> excess = StoreReport(report, stream)) {
-        Relieve(stream->Account(), *excess);
+    std::optional<Excess> excess = StoreReport(report, stream);
+    while (excess) {
+        excess = Apply(*excess, stream->Account()) ? StoreReport(report, stream) : std::nullopt;
     }
     return !WasCut(*stream);
 }
@@ -166,6 +164,11 @@ std::optional<PropertyEngine::Excess> PropertyEngine::StoreReport(const RecordVi
     ScopedLock guard(reportsLock);
     if (external && !reportRights.Admits(report)) {
         return std::nullopt;
+    }
+    if (external) {
+        if (const std::optional<Bound> exceeded = ExceededTwice()) {
+            return Excess{.bound = *exceeded, .remedy = Remedy::Wait};
+        }
     }
     std::shared_ptr<RemoteProperty> known =
         remoteTable.Find(report.guid, report.groupGuid, report.component);
@@ -210,19 +213,21 @@ std::optional<PropertyEngine::Excess> PropertyEngine::Announce(const RecordView&
 std::optional<PropertyEngine::Excess> PropertyEngine::Revalue(
     const std::shared_ptr<RemoteProperty>& known, std::string_view value, std::uint64_t weight,
     const Stream& reporter) {
+    if (known->HasValue(value)) {
+        return std::nullopt;
+    }
     const std::shared_ptr<ConnectionAccount>& account = reporter.Account();
     if (account && account != known->owner->Account()) {
         // Closing the reporter would not withdraw the value, so it isn't stored at all.
         if (const auto bound = externalOwners.BoundAgainst(*account, *known, weight)) {
-            return Excess{.bound = *bound, .isOfReporter = true};
+            return Excess{.bound = *bound,
+                          .remedy = bound == Bound::PropertyText ? Remedy::CloseReporter
+                                                                 : Remedy::RelieveForeign};
         }
-    }
-    if (known->HasValue(value)) {
-        return std::nullopt;
     }
     externalOwners.UncountText(*known);
     const std::optional<Bound> exceeded = known->StoreReported(value, weight, reporter);
-    externalOwners.CountText(*known);
+    externalOwners.CountText(known);
     remoteChanges.Push(known, OriginOf(reporter));
     return ExcessOf(exceeded);
 }
@@ -234,52 +239,6 @@ void PropertyEngine::Withdraw(const std::shared_ptr<RemoteProperty>& property) {
     }
     remoteTable.Erase(property->Key());
     externalOwners.Leave(*property);
-}
-
-void PropertyEngine::WithdrawAllOf(const ConnectionAccount& account) {
-    // One connection may own thousands, and the reports of others wait for the lock.
-    constexpr std::size_t kAtOnce = 256;
-    for (bool isMore = true; isMore;) {
-        ScopedLock guard(reportsLock);
-        const auto some = externalOwners.SomeOf(account, kAtOnce);
-        for (const std::shared_ptr<RemoteProperty>& property : some) {
-            Withdraw(property);
-        }
-        isMore = some.size() == kAtOnce;
-    }
-}
-
-void PropertyEngine::Relieve(const std::shared_ptr<ConnectionAccount>& reporter,
-                             const Excess& excess) {
-    const Bound exceeded = excess.bound;
-    const Accounting& books = reporter->Owner();
-    const bool ofOne =
-        excess.isOfReporter || exceeded == Bound::Properties || exceeded == Bound::PropertyText;
-    const bool ofNumber = exceeded == Bound::Properties || exceeded == Bound::AllProperties;
-    const Resource resource = ofNumber ? Resource::Properties : Resource::PropertyText;
-    if (ofOne || books.Total(resource) > 2 * books.Bounds()[exceeded]) {
-        reporter->Cut(exceeded);
-        WithdrawAllOf(*reporter);
-        return;
-    }
-    for (;;) {
-        std::shared_ptr<ConnectionAccount> next;
-        {
-            ScopedLock guard(reportsLock);
-            if (!externalOwners.IsOver(exceeded, books.Bounds())) {
-                return;
-            }
-            next = externalOwners.NextToGo(resource);
-        }
-        if (!next) {
-            // Only values of properties of others are left, which have half of the bound.
-            return;
-        }
-        if (next->LeftAt() == 0) {
-            next->Cut(exceeded);
-        }
-        WithdrawAllOf(*next);
-    }
 }
 
 }  // namespace vantry

@@ -12,6 +12,7 @@
 #include "engine/property_engine.h"
 #include "engine/publish_tick.h"
 #include "engine/record_texts.h"
+#include "platform/freed_memory.h"
 
 namespace vantry {
 namespace {
@@ -25,6 +26,30 @@ constexpr std::uint32_t kLongPeriodTicks = 60'000 / kPublishTickMilliseconds;
 /// What the map of the texts needs for each change, so that it is one block of memory.
 constexpr std::size_t kBytesOfChange = 64;
 
+/// Gives memory back after much of it was freed, which those who free it can't do: they don't know
+/// whether it will be needed again at once.
+class FreedMemory {
+public:
+    /// Called in each tick.
+    void ReturnIfMuch(const Accounting& accounting) {
+        constexpr std::uint64_t kMuch = 16U << 20U;
+        constexpr std::uint32_t kLeastTicks = 2'000 / kPublishTickMilliseconds;
+        const std::uint64_t held =
+            accounting.Total(Resource::PropertyText) + accounting.Total(Resource::Output) +
+            accounting.Total(Resource::ReceivedText) + accounting.Total(Resource::Answer);
+        most = std::max(most, held);
+        if (++ticks >= kLeastTicks && most - held >= kMuch) {
+            ReturnFreedMemory();
+            most = held;
+            ticks = 0;
+        }
+    }
+
+private:
+    std::uint64_t most = 0;
+    std::uint32_t ticks = 0;
+};
+
 }  // namespace
 
 void PropertyEngine::PublishLoop() {
@@ -32,6 +57,7 @@ void PropertyEngine::PublishLoop() {
     std::uint32_t period = TicksInPeriod();
     std::uint32_t elapsed = 0;
     PendingRecords pending;
+    FreedMemory freedMemory;
     while (!stopEvent.Wait(kPublishTickMilliseconds)) {
         DropGoneSubscribers();
         WithdrawOfCutOwners();
@@ -42,7 +68,7 @@ void PropertyEngine::PublishLoop() {
             period = TicksInPeriod();
         }
         if (elapsed >= period || pending.Count() >= limits[Bound::WaitingRecords] ||
-            pending.TextBytes() >= kMostPendingBytes) {
+            pending.TextBytes() >= kMostPendingBytes || ExceededTwice()) {
             AppendPeriodicProperties(pending);
             if (!pending.Empty()) {
                 Publish(pending);
@@ -50,6 +76,8 @@ void PropertyEngine::PublishLoop() {
             period = TicksInPeriod();
             elapsed = 0;
         }
+        roomMade.WakeAll();
+        freedMemory.ReturnIfMuch(*accounting);
         ShowStatus();
     }
 }
@@ -68,17 +96,6 @@ void PropertyEngine::DropGoneSubscribers() {
     }
     for (const std::shared_ptr<Subscriber>& subscriber : gone) {
         subscriber->End();
-    }
-}
-
-void PropertyEngine::WithdrawOfCutOwners() {
-    std::vector<ExternalOwners::Account> cut;
-    {
-        ScopedLock guard(reportsLock);
-        cut = externalOwners.CutOwners();
-    }
-    for (const ExternalOwners::Account& account : cut) {
-        WithdrawAllOf(*account);
     }
 }
 

@@ -47,6 +47,8 @@ public:
     std::uint64_t ForeignText() const {
         return value && reporterOfValue != owner->Account() ? value->Amount() : 0;
     }
+    /// Returns the account of the connection that reported the value; empty for an internal one.
+    const std::shared_ptr<ConnectionAccount>& ReporterOfValue() const { return reporterOfValue; }
     /// Returns how much of ExternalText is a value that is counted in `account`.
     std::uint64_t ValueCountedIn(const ConnectionAccount& account) const {
         return value && reporterOfValue.get() == &account ? value->Amount() : 0;

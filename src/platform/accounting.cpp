@@ -147,7 +147,10 @@ void ConnectionAccount::Leave() {
 void ConnectionAccount::NoteArrival() { lastArrival = NowNanoseconds(); }
 
 Accounting::Accounting(const Limits& limits, Notices& hubNotices)
-    : bounds(limits), notices(hubNotices), largeTexts(limits[Bound::LargeTexts]) {}
+    : bounds(limits),
+      notices(hubNotices),
+      largeTexts(limits[Bound::LargeTexts]),
+      demandingMessages(limits[Bound::DemandingMessages]) {}
 
 std::shared_ptr<ConnectionAccount> Accounting::Admit(Link link, const std::string& address) {
     std::string peer = PeerName(link, address);
@@ -178,26 +181,29 @@ void Accounting::Forget(const ConnectionAccount& account) {
 
 Accounting::Holding Accounting::FindWorst(Resource resource) const {
     Holding holding;
-    const auto heldBy = [&](const ConnectionAccount& one) { return one.Held(resource); };
+    const std::uint64_t now = NowNanoseconds();
+    // A large text that is about to be whole costs little, and so does a short one of a slow peer.
+    const auto bytesTimesTime = [&](const ConnectionAccount& one) {
+        constexpr unsigned kNanosecondsBits = 20;
+        const std::uint64_t since = now - std::min<std::uint64_t>(one.LastArrival(), now);
+        return one.Held(resource) * (1 + (since >> kNanosecondsBits));
+    };
     const auto isWorse = [&](const ConnectionAccount& one, const ConnectionAccount& other) {
-        return resource == Resource::ReceivedText ? one.LastArrival() < other.LastArrival()
-                                                  : heldBy(one) > heldBy(other);
+        if (resource == Resource::ReceivedText) {
+            return bytesTimesTime(one) > bytesTimesTime(other);
+        }
+        if (one.LeftAt() != other.LeftAt()) {
+            return one.LeftAt() - 1 < other.LeftAt() - 1;
+        }
+        return one.Held(resource) > other.Held(resource);
     };
     std::vector<std::shared_ptr<ConnectionAccount>> referenced;
     ScopedLock guard(lock);
-    std::uint64_t holders = 0;
-    for (const ConnectionAccount* const account : accounts) {
-        if (!account->WasCut() && heldBy(*account) != 0) {
-            holding.kept += heldBy(*account);
-            ++holders;
-        }
-    }
     for (ConnectionAccount* const account : accounts) {
-        // Closing a connection that holds less than the mean would help little. So a slow peer
-        // whose message is short isn't closed because of others whose messages are long.
-        if (account->WasCut() || heldBy(*account) * holders < holding.kept || holders == 0) {
+        if (account->WasCut() || account->Held(resource) == 0) {
             continue;
         }
+        holding.kept += account->Held(resource);
         if (!holding.worst || isWorse(*account, *holding.worst)) {
             // The reference is empty if the account is being destroyed.
             if (std::shared_ptr<ConnectionAccount> alive = account->weak_from_this().lock()) {

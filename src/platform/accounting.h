@@ -124,6 +124,8 @@ public:
     /// Returns the semaphore that bounds how many large texts of external connections are parsed
     /// and answered at the same time.
     Turns& LargeTexts() { return largeTexts; }
+    /// Returns the one for shorter messages that take much work.
+    Turns& DemandingMessages() { return demandingMessages; }
 
     /// Returns the account of a new connection. Returns an empty reference, and reports that to the
     /// operator, if the bound on connections is reached; the caller must close the connection then.
@@ -134,9 +136,9 @@ public:
         return totals[static_cast<std::size_t>(resource)];
     }
     /// Closes the connections that use most of `resource` until all others together are within its
-    /// bound, or have less than seven eighths of the bound for Output. For ReceivedText it closes
-    /// those that have waited longest for their next byte, of those that hold no less than the
-    /// mean.
+    /// bound, or have less than seven eighths of the bound for Output. What counts for ReceivedText
+    /// is how much the connection holds times how long it has sent nothing, and for the others,
+    /// those that have ended go first.
     void Relieve(Resource resource);
     /// Returns how many external connections have a session.
     std::uint64_t Connections() const { return connections; }
@@ -162,6 +164,7 @@ private:
     const Limits bounds;
     Notices& notices;
     Turns largeTexts;
+    Turns demandingMessages;
     std::array<std::atomic<std::uint64_t>, kResourceCount> totals{};
     std::atomic<std::uint64_t> connections{0};
     std::atomic<std::uint64_t> tcpConnections{0};

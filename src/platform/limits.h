@@ -15,6 +15,7 @@ enum class Bound : std::uint8_t {
     TcpConnections,
     TextReceived,
     LargeTexts,
+    DemandingMessages,
     Answer,
     Answers,
     Output,
@@ -32,7 +33,7 @@ enum class Bound : std::uint8_t {
     LocalOutput,
 };
 
-inline constexpr std::size_t kBoundCount = 19;
+inline constexpr std::size_t kBoundCount = 20;
 
 /// The value of a bound that isn't in force.
 inline constexpr std::uint64_t kUnbounded = ~std::uint64_t{0};

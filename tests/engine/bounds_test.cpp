@@ -77,6 +77,36 @@ TEST_F(Bounds, AnEntryThatAWithdrawalTookOffAListCountsNoMore) {
     }
 }
 
+TEST_F(Bounds, SubscriptionsOfPeersThatHaveGoneGoFirst) {
+    TestPlatform machine;
+    Limits limits;
+    limits.Set(Bound::AllSubscriptions, 500);
+    machine.platform.SetLimits(limits);
+    Accounting& accounting = *machine.platform.accounting;
+    std::vector<std::shared_ptr<ConnectionAccount>> peers;
+    for (const std::uint64_t entries : {100U, 250U, 100U, 100U}) {
+        peers.push_back(accounting.Admit(Link::Usb, ""));
+        static_cast<void>(peers.back()->Add(Resource::Subscriptions, entries));
+    }
+    peers[2]->Leave();
+    accounting.Relieve(Resource::Subscriptions);
+    EXPECT_TRUE(peers[2]->WasCut());
+    EXPECT_FALSE(peers[0]->WasCut() || peers[1]->WasCut() || peers[3]->WasCut());
+}
+
+TEST_F(Bounds, NobodyIsClosedForWhatOthersAnnounceAndWithdraw) {
+    std::vector<std::unique_ptr<FrameClient>> others;
+    for (std::size_t number = 0; number < 20; ++number) {
+        others.push_back(hub.Connect(true));
+        others.back()->Send(Reports("GOES" + std::to_string(number), 7));
+    }
+    const Accounting& accounting = *hub.platform.platform.accounting;
+    ASSERT_TRUE(Eventually([&] { return accounting.Total(Resource::Properties) > 24; }));
+    const auto honest = hub.Connect(true);
+    EXPECT_TRUE(honest->Ask(Reports("STAYS", 2).insert(1, R"("PropertyGetRequests": [],)")));
+    EXPECT_EQ(Known("STAYS"), 2U);
+}
+
 /// A stream with one frame to read, whose writes block until it is closed.
 class StuckStream final : public Stream {
 public:

@@ -6,8 +6,8 @@
 
 #include <vector>
 
-#include "engine/external_owners.h"
 #include "engine/fan_out.h"
+#include "engine/properties_by_account.h"
 #include "support/loop_stream.h"
 #include "support/test_platform.h"
 
@@ -24,10 +24,11 @@ protected:
         return account;
     }
     static std::shared_ptr<RemoteProperty> Announced(std::size_t number,
-                                                     const std::shared_ptr<Stream>& owner) {
+                                                     const std::shared_ptr<Stream>& owner,
+                                                     const std::string& component = "C") {
         const std::string guid = std::to_string(number);
         RecordView report{};
-        report.component = "C";
+        report.component = component;
         report.groupGuid = "Job 1";
         report.guid = guid;
         auto property = std::make_shared<RemoteProperty>(report, owner, true);
@@ -40,25 +41,29 @@ protected:
 
 TEST_F(Scale, OwnersThatHaveGoneAreFoundInTheOrderInWhichTheyWent) {
     constexpr std::size_t kOwners = 50'000;
-    ExternalOwners owners;
+    const auto one = [](const ConnectionAccount&, const PropertiesByAccount::Listed&) { return 1; };
+    PropertiesByAccount owners;
+    const auto add = [&](std::size_t number, const std::shared_ptr<ConnectionAccount>& account) {
+        owners.Add(account, Announced(number, std::make_shared<LoopStream>(account)));
+    };
     for (std::size_t number = 0; number < kOwners; ++number) {
-        owners.Enter(Announced(number, std::make_shared<LoopStream>(Admit())));
+        add(number, Admit());
     }
     const auto staying = machine.platform.accounting->Admit(Link::Usb, "");
-    owners.Enter(Announced(kOwners, std::make_shared<LoopStream>(staying)));
+    add(kOwners, staying);
     for (std::size_t number = 0; number < kOwners; ++number) {
-        EXPECT_TRUE(owners.CutOwners().empty());
-        const auto next = owners.NextToGo(Resource::Properties);
+        EXPECT_TRUE(owners.CutAccounts().empty());
+        const auto next = owners.NextToGo(one);
         const auto properties = owners.SomeOf(*next, 10);
         ASSERT_EQ(properties.size(), 1U);
         ASSERT_EQ(properties.front()->Guid(), std::to_string(number));
-        owners.Leave(*properties.front());
+        EXPECT_TRUE(owners.Remove(*next, *properties.front()));
     }
-    EXPECT_EQ(owners.NextToGo(Resource::Properties), staying);
+    EXPECT_EQ(owners.NextToGo(one), staying);
     staying->Cut(Bound::Properties);
     staying->Leave();
-    EXPECT_EQ(owners.NextToGo(Resource::Properties), staying);
-    EXPECT_EQ(owners.CutOwners(), std::vector{staying});
+    EXPECT_EQ(owners.NextToGo(one), staying);
+    EXPECT_EQ(owners.CutAccounts(), std::vector{staying});
 }
 
 TEST_F(Scale, AListOfFewEntriesCostsLittleBesideManyRecords) {
@@ -86,6 +91,29 @@ TEST_F(Scale, AListOfFewEntriesCostsLittleBesideManyRecords) {
         fanOut.Choose(subscriber);
         ASSERT_EQ(subscriber->DifferentEntries(), 1U);
         ASSERT_TRUE(subscriber->HasEntry("C:Job 1:none"));
+    }
+}
+
+// A component may contain ":", so that entries of many names have the same key.
+TEST_F(Scale, EntriesWithTheSameKeyCostNoMoreThanOne) {
+    constexpr std::size_t kRecords = 50'000;
+    constexpr std::size_t kSubscribers = 200;
+    const std::string colons(240, ':');
+    const auto stream = std::make_shared<LoopStream>();
+    const auto property = Announced(1, stream, colons + "Job 1");
+    FanOut fanOut({kRecords, PendingRecord{.text = std::make_shared<const std::string>("{}"),
+                                           .component = property->component,
+                                           .passesOutside = true,
+                                           .isWithdrawal = false,
+                                           .property = property}});
+    for (std::size_t number = 0; number < kSubscribers; ++number) {
+        const auto subscriber = std::make_shared<Subscriber>(stream);
+        for (std::size_t length = 0; length < colons.size(); ++length) {
+            static_cast<void>(subscriber->Add(
+                colons.substr(0, length), colons.substr(length + 1) + "Job 1:Job 1", "1", true));
+        }
+        EXPECT_EQ(subscriber->DifferentEntries(), colons.size());
+        fanOut.Choose(subscriber);
     }
 }
 

@@ -95,6 +95,7 @@ grep -q "^f /etc/vantry/limits .*log-bytes = 16777216" "$root"/usr/lib/tmpfiles.
 [ "$tasks" -gt $((512 * 3 / 2)) ] || fail "TasksMax=$tasks leaves the local device no threads"
 [ "$(value text-received)" = $((64 << 20)) ] && [ "$(value answers)" = $((128 << 20)) ] &&
   [ "$(value outputs)" = $((64 << 20)) ] && [ "$(value large-texts)" = 2 ] &&
+  [ "$(value demanding-messages)" = 4 ] &&
   [ "$(value all-properties)" = 16384 ] && [ "$(value all-property-text)" = $((32 << 20)) ] || fail "the page sums up other limits"
 
 # As vantryd(8) says: a backup is restored, and an override is applied once.

@@ -19,6 +19,7 @@ Limits TightLimits(Random& random) {
     limits.Set(Bound::Connections, 1 + random.Below(4));
     limits.Set(Bound::TextReceived, 2'000 + random.Below(100'000));
     limits.Set(Bound::LargeTexts, 1);
+    limits.Set(Bound::DemandingMessages, 1);
     limits.Set(Bound::Answer, 4'000 + random.Below(40'000));
     limits.Set(Bound::Answers, 8'000 + random.Below(80'000));
     limits.Set(Bound::Output, 2'000 + random.Below(40'000));

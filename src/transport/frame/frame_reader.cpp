@@ -47,6 +47,9 @@ bool ReadLongText(Stream& stream, std::string& text, std::uint32_t length) {
     const std::shared_ptr<ConnectionAccount> account = stream.Account();
     ScopedCharge charge(account, Resource::ReceivedText);
     std::uint32_t got = 0;
+    // A byte now and then is no progress.
+    constexpr std::uint32_t kProgress = 1U << 10U;
+    std::uint32_t noted = 0;
     while (got < length) {
         const std::uint32_t block = std::min(length - got, std::max(kSmallestBlock, got));
         text.resize(got + block);
@@ -57,7 +60,10 @@ bool ReadLongText(Stream& stream, std::string& text, std::uint32_t length) {
         }
         got += static_cast<std::uint32_t>(count);
         if (account) {
-            account->NoteArrival();
+            if (noted == 0 || got - noted >= kProgress) {
+                account->NoteArrival();
+                noted = got;
+            }
             if (charge.Add(static_cast<std::uint64_t>(count))) {
                 account->Owner().Relieve(Resource::ReceivedText);
             }
