@@ -1,5 +1,6 @@
 #include "engine/change_queue.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace vantry {
@@ -19,6 +20,10 @@ void ChangeQueue::Push(const std::shared_ptr<Property>& changed, ChangeOrigin or
         dropped = std::exchange(place.changed, changed);
         place.origin = ChangeOrigin::Internal;
         --externals;
+    } else if (origin == ChangeOrigin::External) {
+        if (Slot* const place = ReplaceableFor(changed)) {
+            dropped = std::exchange(place->changed, changed);
+        }
     }
 }
 
@@ -28,6 +33,28 @@ ChangeQueue::Slot* ChangeQueue::NewestExternal() {
         --slot;
     }
     return slot;
+}
+
+ChangeQueue::Slot* ChangeQueue::ReplaceableFor(const std::shared_ptr<Property>& changed) {
+    // Each candidate is compared with all entries, while others wait for the lock.
+    constexpr std::uint32_t kCandidates = 8;
+    const auto entriesOf = [&](const std::shared_ptr<Property>& property) {
+        return std::count_if(slots.begin(), slots.begin() + count,
+                             [&](const Slot& slot) { return slot.changed == property; });
+    };
+    if (externals == 0 || entriesOf(changed) != 0) {
+        return nullptr;
+    }
+    std::uint32_t candidates = 0;
+    for (std::uint32_t place = count; place-- > 0 && candidates < kCandidates;) {
+        if (slots[place].origin == ChangeOrigin::External) {
+            if (entriesOf(slots[place].changed) > 1) {
+                return &slots[place];
+            }
+            ++candidates;
+        }
+    }
+    return nullptr;
 }
 
 std::vector<std::shared_ptr<Property>> ChangeQueue::TakeAll() {

@@ -16,8 +16,10 @@ enum class ChangeOrigin : std::uint8_t { Internal, External };
 
 /// A bounded stack (499 entries) of changed properties that wait for the next publishing tick.
 ///
-/// When it is full, an internal change takes the place of the newest external one, and any other
-/// change is dropped. All operations are thread-safe and wait for a short lock at most; Push
+/// When it is full, an internal change takes the place of the newest external one. An external
+/// change takes the place of one of the newest external changes whose property has another entry,
+/// so that a component that changes one property very often hides no change of the others. Any
+/// other change is dropped. All operations are thread-safe and wait for a short lock at most; Push
 /// allocates nothing.
 class ChangeQueue {
 public:
@@ -39,6 +41,9 @@ private:
 
     /// Requires that there is an external entry.
     Slot* NewestExternal() REQUIRES(lock);
+    /// Returns one of the newest external entries whose property has another entry, or null if
+    /// there is none among them or if `changed` has an entry.
+    Slot* ReplaceableFor(const std::shared_ptr<Property>& changed) REQUIRES(lock);
 
     Lock lock;
     /// Written with `lock` held. Pop reads it without, to return early when the stack is empty.

@@ -116,8 +116,12 @@ std::uint32_t PropertyEngine::ProcessLargeText(const StreamReference& stream,
 std::uint32_t PropertyEngine::ProcessText(const StreamReference& stream, std::string_view text) {
     const PlainReads reads(text);
     if (!reads.Entries().empty()) {
-        const ScopedTurn turn(AsksForGroup(reads.Entries()) ? DemandingMessages(*stream) : nullptr);
-        return IsEnding(*stream) ? 0 : HandleReads(stream, reads.Entries());
+        Turns* const turns = DemandingMessages(*stream);
+        const bool isDemanding = turns != nullptr && AsksForGroup(reads.Entries());
+        const ScopedTurn turn(isDemanding ? turns : nullptr);
+        return IsEnding(*stream)
+                   ? 0
+                   : HandleReads(stream, reads.Entries(), isDemanding ? nullptr : turns);
     }
     if (PlainReports reports(text); reports.HasNext()) {
         return HandleReports(stream, reports);
@@ -126,15 +130,16 @@ std::uint32_t PropertyEngine::ProcessText(const StreamReference& stream, std::st
 }
 
 std::uint32_t PropertyEngine::ProcessTree(const StreamReference& stream, std::string_view text) {
+    Turns* turns = DemandingMessages(*stream);
     const bool isDemanding = text.size() > kShortText && text.size() <= kLargeText;
-    const ScopedTurn turnToRead(isDemanding ? DemandingMessages(*stream) : nullptr);
+    const ScopedTurn turnToRead(isDemanding ? std::exchange(turns, nullptr) : nullptr);
     PropertyMessage request;
     std::string_view failure;
     if (request.ReadText(text, failure)) {
         const RequestSections sections = request.Sections();
-        const ScopedTurn turnToAnswer(
-            !isDemanding && AsksForMany(sections) ? DemandingMessages(*stream) : nullptr);
-        return IsEnding(*stream) ? 0 : HandleMessage(stream, sections);
+        const ScopedTurn turnToAnswer(AsksForMany(sections) ? std::exchange(turns, nullptr)
+                                                            : nullptr);
+        return IsEnding(*stream) ? 0 : HandleMessage(stream, sections, turns);
     }
     if (!failure.empty()) {
         platform.notices.TellParserFailure(failure);
@@ -143,7 +148,7 @@ std::uint32_t PropertyEngine::ProcessTree(const StreamReference& stream, std::st
 }
 
 std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
-                                            const RequestSections& request) {
+                                            const RequestSections& request, Turns* turnsWhenLong) {
     const bool external = IsExternalStream(*stream);
     // The order of the sections is fixed: each step sees the effect of the steps before it.
     if (!external && request.setRequests != nullptr) {
@@ -156,7 +161,7 @@ std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
     }
     std::optional<Reply> reply;
     if (request.Read()) {
-        reply.emplace(stream->Account(), request.WantEverything());
+        reply.emplace(stream->Account(), request.WantEverything(), turnsWhenLong);
         if (!Answer(request, external, *reply)) {
             return 0;
         }
@@ -175,9 +180,10 @@ std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
 }
 
 std::uint32_t PropertyEngine::HandleReads(const StreamReference& stream,
-                                          std::span<const WantedProperty> wanted) {
+                                          std::span<const WantedProperty> wanted,
+                                          Turns* turnsWhenLong) {
     const bool external = IsExternalStream(*stream);
-    Reply reply(stream->Account(), false);
+    Reply reply(stream->Account(), false, turnsWhenLong);
     for (const WantedProperty& property : wanted) {
         if (!AnswerEntry(property, external, reply)) {
             return 0;

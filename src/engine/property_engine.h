@@ -57,10 +57,11 @@ private:
     std::uint32_t ProcessText(const StreamReference& stream, std::string_view text);
     /// Acts on all sections of the request, and writes at most one reply. Returns 0 to end the
     /// session.
-    std::uint32_t HandleMessage(const StreamReference& stream, const RequestSections& request);
+    std::uint32_t HandleMessage(const StreamReference& stream, const RequestSections& request,
+                                Turns* turnsWhenLong);
     /// Does the same for a message that only asks for these properties.
-    std::uint32_t HandleReads(const StreamReference& stream,
-                              std::span<const WantedProperty> wanted);
+    std::uint32_t HandleReads(const StreamReference& stream, std::span<const WantedProperty> wanted,
+                              Turns* turnsWhenLong);
     /// Does the same for a message that only reports.
     std::uint32_t HandleReports(const StreamReference& stream, PlainReports& reports);
     std::uint32_t ProcessTree(const StreamReference& stream, std::string_view text);

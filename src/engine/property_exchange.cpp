@@ -191,6 +191,10 @@ std::optional<PropertyEngine::Excess> PropertyEngine::StoreReport(const RecordVi
     const std::optional<Excess> excess = Revalue(known, report.value, weight, *stream);
     if (report.status == Status::kNoLongerAvailable) {
         Withdraw(known);
+        if (excess && excess->remedy == Remedy::RelieveForeign) {
+            // There is no value any more that needs room.
+            return std::nullopt;
+        }
     }
     return excess;
 }

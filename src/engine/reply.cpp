@@ -22,8 +22,8 @@ constexpr std::size_t kEndBytes = 2;
 
 }  // namespace
 
-Reply::Reply(std::shared_ptr<ConnectionAccount> account, bool everything)
-    : owner(account), charge(std::move(account), Resource::Answer) {
+Reply::Reply(std::shared_ptr<ConnectionAccount> account, bool everything, Turns* turns)
+    : owner(account), turnsWhenLong(turns), charge(std::move(account), Resource::Answer) {
     std::string& text = frame.Buffer();
     text.append("{\"");
     if (everything) {
@@ -72,6 +72,9 @@ bool Reply::Charge(std::size_t more) {
     const std::size_t held = frame.Buffer().size() + refusals.size() + more;
     if (!owner || held <= kUncounted + charge.Amount()) {
         return true;
+    }
+    if (!turn) {
+        turn.emplace(turnsWhenLong);
     }
     const std::optional<Bound> exceeded =
         charge.Add(std::max<std::uint64_t>(kStep, held - charge.Amount()));

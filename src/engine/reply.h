@@ -3,11 +3,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "platform/accounting.h"
+#include "platform/turns.h"
 #include "property/kept_text.h"
 #include "wire/message_frame.h"
 
@@ -21,8 +23,8 @@ namespace vantry {
 class Reply {
 public:
     /// `account` is null for an internal stream. `everything` marks the answer as one to a request
-    /// for all properties.
-    Reply(std::shared_ptr<ConnectionAccount> account, bool everything);
+    /// for all properties. A long answer waits for one of `turns` and keeps it; they may be null.
+    Reply(std::shared_ptr<ConnectionAccount> account, bool everything, Turns* turns);
 
     /// Appends a record. Returns false if the answer has been abandoned.
     [[nodiscard]] bool Add(std::string_view record);
@@ -44,6 +46,8 @@ private:
     [[nodiscard]] bool Charge(std::size_t more = 0);
 
     const std::shared_ptr<ConnectionAccount> owner;
+    Turns* const turnsWhenLong;
+    std::optional<ScopedTurn> turn;
     ScopedCharge charge;
     MessageFrame frame;
     std::string refusals;

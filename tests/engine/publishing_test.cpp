@@ -145,5 +145,22 @@ TEST(ChangeQueue, AnInternalChangeTakesThePlaceOfTheNewestExternalOne) {
     EXPECT_EQ(inside.use_count(), 500);
 }
 
+TEST(ChangeQueue, AnExternalChangeTakesThePlaceOfOneOfAPropertyThatIsQueuedTwice) {
+    ChangeQueue queue;
+    const auto flooding = MakeStringProperty("", {"flooding", "", "", ""});
+    const auto other = MakeStringProperty("", {"other", "", "", ""});
+    const auto late = MakeStringProperty("", {"late", "", "", ""});
+    for (int count = 0; count < 498; ++count) {
+        queue.Push(flooding, ChangeOrigin::External);
+    }
+    queue.Push(other, ChangeOrigin::External);
+    for (const auto& changed : {flooding, other, late, late}) {
+        queue.Push(changed, ChangeOrigin::External);
+    }
+    EXPECT_EQ(flooding.use_count(), 498);
+    EXPECT_EQ(other.use_count(), 2);
+    EXPECT_EQ(late.use_count(), 2);
+}
+
 }  // namespace
 }  // namespace vantry
