@@ -23,7 +23,9 @@ void ExternalOwners::Leave(const RemoteProperty& property) {
 
 void ExternalOwners::UncountText(const RemoteProperty& property) {
     text -= property.ExternalText();
-    if (property.ForeignText() != 0) {
+    if (!property.owner->Account()) {
+        foreignTextOfInternal -= property.ForeignText();
+    } else if (property.ForeignText() != 0) {
         foreignText -= property.ForeignText();
         foreignReporters.Remove(*property.ReporterOfValue(), property);
     }
@@ -31,7 +33,9 @@ void ExternalOwners::UncountText(const RemoteProperty& property) {
 
 void ExternalOwners::CountText(const std::shared_ptr<RemoteProperty>& property) {
     text += property->ExternalText();
-    if (property->ForeignText() != 0) {
+    if (!property->owner->Account()) {
+        foreignTextOfInternal += property->ForeignText();
+    } else if (property->ForeignText() != 0) {
         foreignText += property->ForeignText();
         foreignReporters.Add(property->ReporterOfValue(), property);
     }
@@ -46,8 +50,8 @@ std::optional<Bound> ExternalOwners::BoundAgainst(const ConnectionAccount& repor
     if (ofReporter + bytes > limits[Bound::PropertyText]) {
         return Bound::PropertyText;
     }
-    const std::uint64_t ofOthers = foreignText - property.ForeignText();
-    if (ofOthers + bytes > limits[Bound::AllPropertyText] / 2) {
+    const std::uint64_t foreign = property.owner->Account() ? foreignText : foreignTextOfInternal;
+    if (foreign - property.ForeignText() + bytes > limits[Bound::AllPropertyText] / 4) {
         return Bound::AllPropertyText;
     }
     return std::nullopt;

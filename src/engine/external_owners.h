@@ -33,7 +33,8 @@ public:
 
     /// Returns the bound that stands against storing a value of `bytes` bytes which `reporter`
     /// reports for a property of another owner, if one does. Such a value stays when its reporter
-    /// has been closed, so all of them together may have half of the text of all properties.
+    /// has been closed, so those for internal owners and those for external ones may have a quarter
+    /// of the text of all properties each.
     std::optional<Bound> BoundAgainst(const ConnectionAccount& reporter,
                                       const RemoteProperty& property, std::uint64_t bytes) const;
 
@@ -42,7 +43,8 @@ public:
     bool IsOver(Bound bound, const Limits& limits) const;
     /// The owners and their properties.
     PropertiesByAccount& Owners() { return owners; }
-    /// The connections that have reported values of properties of others, and these properties.
+    /// The connections that have reported values of properties of other external connections, and
+    /// these properties.
     PropertiesByAccount& ForeignReporters() { return foreignReporters; }
 
 private:
@@ -50,8 +52,9 @@ private:
     PropertiesByAccount foreignReporters;
     std::uint64_t properties = 0;
     std::uint64_t text = 0;
-    /// The part of `text` that is values of properties of other owners.
+    /// The parts of `text` that are values of properties of other owners, external and internal.
     std::uint64_t foreignText = 0;
+    std::uint64_t foreignTextOfInternal = 0;
 };
 
 }  // namespace vantry

@@ -56,7 +56,7 @@ bool PropertyEngine::AnswerEntry(const WantedProperty& wanted, bool external, Re
             }
         }
         for (const std::shared_ptr<RemoteProperty>& member : remotes) {
-            if (!AddRecord(*member, OwnerOf(*member), external, reply)) {
+            if (!AddRemoteRecord(*member, external, reply)) {
                 return false;
             }
         }
@@ -66,9 +66,17 @@ bool PropertyEngine::AnswerEntry(const WantedProperty& wanted, bool external, Re
             return AddRecord(*property, LocalOwner(), external, reply);
         }
     } else if (const auto property = remoteTable.Find(guid, groupGuid, wanted.component)) {
-        return AddRecord(*property, OwnerOf(*property), external, reply);
+        return AddRemoteRecord(*property, external, reply);
     }
     return found || reply.AddFailure(wanted.component, groupGuid, guid);
+}
+
+bool PropertyEngine::AddRemoteRecord(const RemoteProperty& property, bool external, Reply& reply) {
+    if (external) {
+        // Many readers at once would each make the text of a value that has just changed.
+        reply.AwaitTurnFor(property.ValueLength());
+    }
+    return AddRecord(property, OwnerOf(property), external, reply);
 }
 
 bool PropertyEngine::AddRecord(const Property& property, const RecordOwner& owner, bool external,
@@ -224,9 +232,10 @@ std::optional<PropertyEngine::Excess> PropertyEngine::Revalue(
     if (account && account != known->owner->Account()) {
         // Closing the reporter would not withdraw the value, so it isn't stored at all.
         if (const auto bound = externalOwners.BoundAgainst(*account, *known, weight)) {
+            // What an internal component has announced isn't withdrawn because of others.
+            const bool helps = bound == Bound::AllPropertyText && IsExternalStream(*known->owner);
             return Excess{.bound = *bound,
-                          .remedy = bound == Bound::PropertyText ? Remedy::CloseReporter
-                                                                 : Remedy::RelieveForeign};
+                          .remedy = helps ? Remedy::RelieveForeign : Remedy::CloseReporter};
         }
     }
     externalOwners.UncountText(*known);

@@ -1,6 +1,8 @@
 // The answer grows in the buffer of its frame. Refusals are collected apart and appended at the
-// end. The accounting needs a lock that all connections share, so it is called rarely: not at all
-// for an answer of up to 64 KiB, and then once for each 256 KiB, in advance.
+// end. A text is counted, and a long answer waits for its turn, before the text is appended:
+// hundreds of threads may wait. The accounting needs a lock that all connections share, so it is
+// called rarely: not at all for an answer of up to 64 KiB, and then once for each 256 KiB, in
+// advance.
 
 #include "engine/reply.h"
 
@@ -32,9 +34,18 @@ Reply::Reply(std::shared_ptr<ConnectionAccount> account, bool everything, Turns*
     text.append(Section::kGetResponses).append("\": [");
 }
 
+void Reply::AwaitTurnFor(std::size_t bytes) {
+    if (!turn && frame.Buffer().size() + refusals.size() + bytes > kUncounted) {
+        turn.emplace(turnsWhenLong);
+    }
+}
+
 bool Reply::Add(std::string_view record) {
+    if (!Charge(record.size() + 1)) {
+        return false;
+    }
     frame.Buffer().append(record).push_back(',');
-    return Charge();
+    return true;
 }
 
 bool Reply::AddAll(std::span<const KeptText::Shared> records) {
@@ -58,14 +69,14 @@ bool Reply::AddFailure(std::string_view component, std::string_view groupGuid,
                        std::string_view guid) {
     AppendFailureRecord(frame.Buffer(), component, groupGuid, guid);
     frame.Buffer().push_back(',');
-    return Charge();
+    return Charge(0);
 }
 
 bool Reply::AddRefusal(std::string_view component, std::string_view groupGuid,
                        std::string_view guid) {
     AppendFailureRecord(refusals, component, groupGuid, guid);
     refusals.push_back(',');
-    return Charge();
+    return Charge(0);
 }
 
 bool Reply::Charge(std::size_t more) {
@@ -73,9 +84,7 @@ bool Reply::Charge(std::size_t more) {
     if (!owner || held <= kUncounted + charge.Amount()) {
         return true;
     }
-    if (!turn) {
-        turn.emplace(turnsWhenLong);
-    }
+    AwaitTurnFor(more);
     const std::optional<Bound> exceeded =
         charge.Add(std::max<std::uint64_t>(kStep, held - charge.Amount()));
     if (exceeded) {

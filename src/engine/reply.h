@@ -26,6 +26,9 @@ public:
     /// for all properties. A long answer waits for one of `turns` and keeps it; they may be null.
     Reply(std::shared_ptr<ConnectionAccount> account, bool everything, Turns* turns);
 
+    /// Waits for a turn if a record of `bytes` bytes makes the answer a long one. A caller that has
+    /// to make such a text calls this before.
+    void AwaitTurnFor(std::size_t bytes);
     /// Appends a record. Returns false if the answer has been abandoned.
     [[nodiscard]] bool Add(std::string_view record);
     /// Appends many records, for which it makes room at once. Returns as Add does.
@@ -43,7 +46,7 @@ public:
 
 private:
     /// Counts what the answer holds, and `more` bytes. Returns as Add does.
-    [[nodiscard]] bool Charge(std::size_t more = 0);
+    [[nodiscard]] bool Charge(std::size_t more);
 
     const std::shared_ptr<ConnectionAccount> owner;
     Turns* const turnsWhenLong;

@@ -43,6 +43,11 @@ Refusal StringProperty::SetValue(std::string_view text) {
     return NotifyChanged();
 }
 
+std::size_t StringProperty::ValueLength() const {
+    ScopedLock guard(lock);
+    return value.size();
+}
+
 bool StringProperty::HasValue(std::string_view text) const {
     ScopedLock guard(lock);
     return value == text;

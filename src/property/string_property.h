@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "property/property.h"
 #include "runtime/lock.h"
 
@@ -21,6 +23,8 @@ public:
     virtual void GetValue(std::string& text) const;
     /// Returns whether this is the value.
     bool HasValue(std::string_view text) const;
+    /// Returns the number of bytes of the value.
+    std::size_t ValueLength() const;
 
 private:
     Lock lock;

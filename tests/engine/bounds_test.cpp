@@ -94,6 +94,24 @@ TEST_F(Bounds, SubscriptionsOfPeersThatHaveGoneGoFirst) {
     EXPECT_FALSE(peers[0]->WasCut() || peers[1]->WasCut() || peers[3]->WasCut());
 }
 
+TEST_F(Bounds, ValuesThatGonePeersReportedForOthersMakeRoom) {
+    Limits limits;
+    limits.Set(Bound::AllPropertyText, 4'000);
+    TestHub small(limits);
+    const auto isTaken = [&](const char* name, std::size_t length) {
+        const auto peer = small.Connect(true);
+        const Address address{"C", "Job 1", name};
+        const bool isAnswered = peer->Ask(Report(address, std::string(length, 'x'))
+                                              .insert(1, R"("PropertyGetRequests": [],)"))
+                                    .has_value();
+        small.admitted->Leave();
+        return isAnswered;
+    };
+    EXPECT_TRUE(isTaken("1", 1) && isTaken("2", 1));
+    EXPECT_TRUE(isTaken("1", 900));
+    EXPECT_TRUE(isTaken("2", 800));
+}
+
 TEST_F(Bounds, NobodyIsClosedForWhatOthersAnnounceAndWithdraw) {
     std::vector<std::unique_ptr<FrameClient>> others;
     for (std::size_t number = 0; number < 20; ++number) {
