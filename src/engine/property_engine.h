@@ -80,7 +80,7 @@ private:
     bool AnswerEntry(const WantedProperty& wanted, bool external, Reply& reply);
     bool AnswerEverything(bool external, Reply& reply);
     bool AddRecord(const Property& property, const RecordOwner& owner, bool external, Reply& reply);
-    bool AddRemoteRecord(const RemoteProperty& property, bool external, Reply& reply);
+    bool AnswerRemote(const WantedProperty& wanted, bool external, Reply& reply);
     void EnterSubscription(const StreamReference& stream, const RequestSections& request);
     /// Adds the entries to the list of the subscriber. Returns the last bound that is exceeded, if
     /// one is; behind an entry beyond the subscriber's own bound no more are added.

@@ -44,6 +44,9 @@ std::optional<PropertyEngine::Excess> PropertyEngine::ExcessOf(std::optional<Bou
 
 bool PropertyEngine::AnswerEntry(const WantedProperty& wanted, bool external, Reply& reply) {
     const auto& [groupGuid, guid] = wanted.guids;
+    if (reply.NeedsTurnFor(0)) {
+        reply.AwaitTurn();
+    }
     bool found = false;
     if (guid.empty()) {
         std::deque<std::shared_ptr<Property>> members;
@@ -56,7 +59,7 @@ bool PropertyEngine::AnswerEntry(const WantedProperty& wanted, bool external, Re
             }
         }
         for (const std::shared_ptr<RemoteProperty>& member : remotes) {
-            if (!AddRemoteRecord(*member, external, reply)) {
+            if (!AddRecord(*member, OwnerOf(*member), external, reply)) {
                 return false;
             }
         }
@@ -65,18 +68,24 @@ bool PropertyEngine::AnswerEntry(const WantedProperty& wanted, bool external, Re
         if (const auto property = Catalog().FindProperty(guid, groupGuid)) {
             return AddRecord(*property, LocalOwner(), external, reply);
         }
-    } else if (const auto property = remoteTable.Find(guid, groupGuid, wanted.component)) {
-        return AddRemoteRecord(*property, external, reply);
+    } else {
+        return AnswerRemote(wanted, external, reply);
     }
     return found || reply.AddFailure(wanted.component, groupGuid, guid);
 }
 
-bool PropertyEngine::AddRemoteRecord(const RemoteProperty& property, bool external, Reply& reply) {
-    if (external) {
-        // Many readers at once would each make the text of a value that has just changed.
-        reply.AwaitTurnFor(property.ValueLength());
+bool PropertyEngine::AnswerRemote(const WantedProperty& wanted, bool external, Reply& reply) {
+    const auto find = [&] {
+        return remoteTable.Find(wanted.guids.guid, wanted.guids.groupGuid, wanted.component);
+    };
+    auto property = find();
+    if (property && external && reply.NeedsTurnFor(property->ValueLength())) {
+        property.reset();
+        reply.AwaitTurn();
+        property = find();
     }
-    return AddRecord(property, OwnerOf(property), external, reply);
+    return property ? AddRecord(*property, OwnerOf(*property), external, reply)
+                    : reply.AddFailure(wanted.component, wanted.guids.groupGuid, wanted.guids.guid);
 }
 
 bool PropertyEngine::AddRecord(const Property& property, const RecordOwner& owner, bool external,

@@ -1,8 +1,7 @@
 // The answer grows in the buffer of its frame. Refusals are collected apart and appended at the
-// end. A text is counted, and a long answer waits for its turn, before the text is appended:
-// hundreds of threads may wait. The accounting needs a lock that all connections share, so it is
-// called rarely: not at all for an answer of up to 64 KiB, and then once for each 256 KiB, in
-// advance.
+// end. A text is counted before it is appended. The accounting needs a lock that all connections
+// share, so it is called rarely: not at all for an answer of up to 64 KiB, and then once for each
+// 256 KiB, in advance.
 
 #include "engine/reply.h"
 
@@ -34,10 +33,9 @@ Reply::Reply(std::shared_ptr<ConnectionAccount> account, bool everything, Turns*
     text.append(Section::kGetResponses).append("\": [");
 }
 
-void Reply::AwaitTurnFor(std::size_t bytes) {
-    if (!turn && frame.Buffer().size() + refusals.size() + bytes > kUncounted) {
-        turn.emplace(turnsWhenLong);
-    }
+bool Reply::NeedsTurnFor(std::size_t bytes) {
+    return turnsWhenLong != nullptr && !turn &&
+           frame.Buffer().size() + refusals.size() + bytes > kUncounted;
 }
 
 bool Reply::Add(std::string_view record) {
@@ -84,7 +82,6 @@ bool Reply::Charge(std::size_t more) {
     if (!owner || held <= kUncounted + charge.Amount()) {
         return true;
     }
-    AwaitTurnFor(more);
     const std::optional<Bound> exceeded =
         charge.Add(std::max<std::uint64_t>(kStep, held - charge.Amount()));
     if (exceeded) {

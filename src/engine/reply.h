@@ -23,12 +23,14 @@ namespace vantry {
 class Reply {
 public:
     /// `account` is null for an internal stream. `everything` marks the answer as one to a request
-    /// for all properties. A long answer waits for one of `turns` and keeps it; they may be null.
+    /// for all properties. A long answer needs one of `turns`, which may be null, and keeps it.
     Reply(std::shared_ptr<ConnectionAccount> account, bool everything, Turns* turns);
 
-    /// Waits for a turn if a record of `bytes` bytes makes the answer a long one. A caller that has
-    /// to make such a text calls this before.
-    void AwaitTurnFor(std::size_t bytes);
+    /// Returns whether the answer has to wait for a turn before a record of `bytes` bytes is added.
+    bool NeedsTurnFor(std::size_t bytes);
+    /// Waits for the turn. The caller keeps nothing alive meanwhile that others want to release,
+    /// such as a property.
+    void AwaitTurn() { turn.emplace(turnsWhenLong); }
     /// Appends a record. Returns false if the answer has been abandoned.
     [[nodiscard]] bool Add(std::string_view record);
     /// Appends many records, for which it makes room at once. Returns as Add does.
