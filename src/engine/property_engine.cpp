@@ -1,15 +1,6 @@
-// The processing of a message. The engine reads the whole message, parses it without holding a
-// lock, and processes its sections in a fixed order. The entries of a section are read from the
-// parsed tree without being copied. The most frequent messages, which read a few properties or only
-// report, are taken apart without a tree. The reply is assembled from the kept texts of the
-// records, and written with the send lock of its stream held.
-//
-// A text of more than kLargeText bytes that arrives over an external stream waits for a turn, so
-// that only a fixed number of such texts at a time need memory for their tree and their answer.
-// While a text waits and while it is processed, it is counted as received text. A shorter message
-// waits for a turn of another kind if it takes much more work than its length says: if it needs a
-// tree and isn't very short, or asks for everything or for a group. Otherwise hundreds of threads
-// would meet at the lock of the table and in the allocator. Other messages never wait.
+// The processing of a message, whose sections are processed in a fixed order. The entries of a
+// section are read from the parsed tree without being copied. The reply is assembled from the kept
+// texts of the records, and written with the send lock of its stream held.
 
 #include "engine/property_engine.h"
 
@@ -17,52 +8,16 @@
 #include <string>
 #include <utility>
 
-#include "platform/freed_memory.h"
-#include "transport/frame/frame.h"
-#include "transport/frame/frame_reader.h"
-
 namespace vantry {
 namespace {
 
 constexpr std::size_t kUsualSubscribers = 20;
-constexpr std::size_t kLargeText = 64U << 10U;
-/// A shorter text waits for no turn because of its tree, which takes up to 26 times its length.
-constexpr std::size_t kShortText = 2U << 10U;
-/// The tree of such a text took tens of megabytes, which the allocator would keep for itself.
-constexpr std::size_t kVeryLargeText = 512U << 10U;
-
-bool AsksForGroup(std::span<const WantedProperty> wanted) {
-    return std::any_of(wanted.begin(), wanted.end(),
-                       [](const WantedProperty& one) { return one.guids.guid.empty(); });
-}
-
-/// Returns whether the request asks for everything or for a group.
-bool AsksForMany(const RequestSections& request) {
-    bool many = request.WantEverything();
-    for (const JsonValue* const section : {request.getRequests, request.subscribeRequests}) {
-        RequestSections::ForEachEntry(section, [&](const EntryView& entry) {
-            many = many || entry.Guid().empty();
-            return !many;
-        });
-    }
-    return many;
-}
 
 }  // namespace
 
 bool PropertyEngine::WasCut(const Stream& stream) {
     const std::shared_ptr<ConnectionAccount>& account = stream.Account();
     return account && account->WasCut();
-}
-
-bool PropertyEngine::IsEnding(const Stream& stream) {
-    const std::shared_ptr<ConnectionAccount>& account = stream.Account();
-    return account && (account->WasCut() || account->IsDismissed());
-}
-
-Turns* PropertyEngine::DemandingMessages(const Stream& stream) {
-    const std::shared_ptr<ConnectionAccount>& account = stream.Account();
-    return account ? &account->Owner().DemandingMessages() : nullptr;
 }
 
 PropertyEngine::PropertyEngine(std::shared_ptr<PropertyStore> propertyStore, ThreadReaper& reaper,
@@ -80,71 +35,6 @@ PropertyEngine::~PropertyEngine() {
     stopping = true;
     stopEvent.Set();
     WaitForPublishLoop();
-}
-
-std::uint32_t PropertyEngine::ProcessMessage(std::shared_ptr<Stream> stream) {
-    std::string text;
-    if (ReadFrame(*stream, text, Frame::kMaximumText) != FrameEnd::Whole) {
-        return 0;
-    }
-    const bool isLarge = stream->Account() && text.size() > kLargeText;
-    return isLarge ? ProcessLargeText(stream, text) : ProcessText(stream, text);
-}
-
-std::uint32_t PropertyEngine::ProcessLargeText(const StreamReference& stream,
-                                               std::string_view text) {
-    const std::shared_ptr<ConnectionAccount> account = stream->Account();
-    ScopedCharge charge(account, Resource::ReceivedText);
-    if (charge.Add(text.size())) {
-        account->Owner().Relieve(Resource::ReceivedText);
-    }
-    if (account->WasCut()) {
-        return 0;
-    }
-    const ScopedTurn turn(&account->Owner().LargeTexts());
-    account->NoteArrival();
-    if (IsEnding(*stream)) {
-        return 0;
-    }
-    const std::uint32_t result = ProcessText(stream, text);
-    if (text.size() > kVeryLargeText) {
-        ReturnFreedMemory();
-    }
-    return result;
-}
-
-std::uint32_t PropertyEngine::ProcessText(const StreamReference& stream, std::string_view text) {
-    const PlainReads reads(text);
-    if (!reads.Entries().empty()) {
-        Turns* const turns = DemandingMessages(*stream);
-        const bool isDemanding = turns != nullptr && AsksForGroup(reads.Entries());
-        const ScopedTurn turn(isDemanding ? turns : nullptr);
-        return IsEnding(*stream)
-                   ? 0
-                   : HandleReads(stream, reads.Entries(), isDemanding ? nullptr : turns);
-    }
-    if (PlainReports reports(text); reports.HasNext()) {
-        return HandleReports(stream, reports);
-    }
-    return ProcessTree(stream, text);
-}
-
-std::uint32_t PropertyEngine::ProcessTree(const StreamReference& stream, std::string_view text) {
-    Turns* turns = DemandingMessages(*stream);
-    const bool isDemanding = text.size() > kShortText && text.size() <= kLargeText;
-    const ScopedTurn turnToRead(isDemanding ? std::exchange(turns, nullptr) : nullptr);
-    PropertyMessage request;
-    std::string_view failure;
-    if (request.ReadText(text, failure)) {
-        const RequestSections sections = request.Sections();
-        const ScopedTurn turnToAnswer(AsksForMany(sections) ? std::exchange(turns, nullptr)
-                                                            : nullptr);
-        return IsEnding(*stream) ? 0 : HandleMessage(stream, sections, turns);
-    }
-    if (!failure.empty()) {
-        platform.notices.TellParserFailure(failure);
-    }
-    return 0;
 }
 
 std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
@@ -167,7 +57,8 @@ std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
         }
     }
     if (request.getResponses != nullptr) {
-        TakeReports(stream, request);
+        const bool holdsTurn = turnsWhenLong == nullptr || (reply && reply->HoldsTurn());
+        TakeReports(stream, request, !holdsTurn);
     }
     if (request.disconnect != nullptr) {
         DropSubscriber(*stream);
@@ -192,10 +83,11 @@ std::uint32_t PropertyEngine::HandleReads(const StreamReference& stream,
     return WasCut(*stream) ? 0 : WriteReply(*stream, reply);
 }
 
-std::uint32_t PropertyEngine::HandleReports(const StreamReference& stream, PlainReports& reports) {
+std::uint32_t PropertyEngine::HandleReports(const StreamReference& stream, PlainReports& reports,
+                                            bool mayWaitForRoom) {
     bool goesOn = true;
     while (goesOn && reports.HasNext()) {
-        goesOn = TakeReport(reports.Next(), stream);
+        goesOn = TakeReport(reports.Next(), stream, mayWaitForRoom);
     }
     return goesOn ? 1 : 0;
 }

@@ -29,9 +29,10 @@ namespace vantry {
 /// different streams. While the engine writes a reply, a forwarded write or a publication, it holds
 /// the send lock of that stream and no other lock.
 ///
-/// Its functions stand in four files: property_engine.cpp has what happens to a message and in
-/// which order, property_exchange.cpp reads, writes and reports, property_bounds.cpp how the bounds
-/// on reports are kept, and publish_loop.cpp the publishing thread.
+/// Its functions stand in five files: property_turns.cpp has how a message is read and what it
+/// waits for, property_engine.cpp what happens to it and in which order, property_exchange.cpp
+/// reads, writes and reports, property_bounds.cpp how the bounds on reports are kept, and
+/// publish_loop.cpp the publishing thread.
 class PropertyEngine final : public PropertyEngineBase {
 public:
     /// Starts the publishing thread. If the system can't create a thread, the engine answers and
@@ -54,7 +55,8 @@ private:
     void PublishLoop() override;
 
     std::uint32_t ProcessLargeText(const StreamReference& stream, std::string_view text);
-    std::uint32_t ProcessText(const StreamReference& stream, std::string_view text);
+    /// `isLarge` says that the text has a turn of the large ones.
+    std::uint32_t ProcessText(const StreamReference& stream, std::string_view text, bool isLarge);
     /// Acts on all sections of the request, and writes at most one reply. Returns 0 to end the
     /// session.
     std::uint32_t HandleMessage(const StreamReference& stream, const RequestSections& request,
@@ -63,15 +65,22 @@ private:
     std::uint32_t HandleReads(const StreamReference& stream, std::span<const WantedProperty> wanted,
                               Turns* turnsWhenLong);
     /// Does the same for a message that only reports.
-    std::uint32_t HandleReports(const StreamReference& stream, PlainReports& reports);
-    std::uint32_t ProcessTree(const StreamReference& stream, std::string_view text);
+    std::uint32_t HandleReports(const StreamReference& stream, PlainReports& reports,
+                                bool mayWaitForRoom);
+    std::uint32_t ProcessTree(const StreamReference& stream, std::string_view text, bool isLarge);
+    /// Reads the text and acts on it. `turnsWhenLong` is null if a turn is held. Returns nothing,
+    /// and has done nothing, if the answer may be long and `mayAnswerMany` is false.
+    std::optional<std::uint32_t> ReadAndHandle(const StreamReference& stream, std::string_view text,
+                                               Turns* turnsWhenLong, bool mayAnswerMany);
+    /// Waits for a turn, and before for room for reports, so that no turn is held meanwhile.
+    void TakeTurnWithRoom(const Stream& stream, Turns& turns, std::optional<ScopedTurn>& turn);
     static std::uint32_t WriteReply(Stream& stream, Reply& reply);
     /// Returns whether the connection of the stream is closed because it exceeded a bound.
     static bool WasCut(const Stream& stream);
     /// Returns whether it is, or the hub is about to stop, so that waiting work is dropped.
     static bool IsEnding(const Stream& stream);
-    /// Returns the semaphore for messages that take much work; null for an internal stream.
-    static Turns* DemandingMessages(const Stream& stream);
+    /// Returns the semaphore for long answers; null for an internal stream.
+    static Turns* LongAnswers(const Stream& stream);
 
     // The steps of HandleMessage.
     /// Each of the functions that return a bool returns false if the reply has been abandoned
@@ -88,10 +97,11 @@ private:
                                     bool evenIfListed);
     /// Returns null if the stream hasn't subscribed.
     std::shared_ptr<Subscriber> FindSubscriber(const Stream& stream);
-    void TakeReports(const StreamReference& stream, const RequestSections& request);
+    void TakeReports(const StreamReference& stream, const RequestSections& request,
+                     bool mayWaitForRoom);
     /// Stores one reported value and closes whoever exceeds a bound by it. Returns whether the
-    /// reporter goes on.
-    bool TakeReport(const RecordView& report, const StreamReference& stream);
+    /// reporter goes on. A caller that holds a turn must not wait for room: it has looked before.
+    bool TakeReport(const RecordView& report, const StreamReference& stream, bool mayWaitForRoom);
     void DropSubscriber(const Stream& stream);
 
     // Writes and reports.
@@ -112,7 +122,8 @@ private:
     };
     static std::optional<Excess> ExcessOf(std::optional<Bound> exceeded);
     /// Stores one reported value. Returns what it exceeds, if anything.
-    std::optional<Excess> StoreReport(const RecordView& report, const StreamReference& stream);
+    std::optional<Excess> StoreReport(const RecordView& report, const StreamReference& stream,
+                                      bool mayWaitForRoom);
     /// `weight` is that of the reported value; see RemoteProperty::WeightOf.
     std::optional<Excess> Announce(const RecordView& report, std::uint64_t weight,
                                    const StreamReference& stream) REQUIRES(reportsLock);

@@ -44,8 +44,8 @@ std::optional<PropertyEngine::Excess> PropertyEngine::ExcessOf(std::optional<Bou
 
 bool PropertyEngine::AnswerEntry(const WantedProperty& wanted, bool external, Reply& reply) {
     const auto& [groupGuid, guid] = wanted.guids;
-    if (reply.NeedsTurnFor(0)) {
-        reply.AwaitTurn();
+    if (reply.NeedsTurnFor(0) && !reply.AwaitTurn()) {
+        return false;
     }
     bool found = false;
     if (guid.empty()) {
@@ -81,7 +81,9 @@ bool PropertyEngine::AnswerRemote(const WantedProperty& wanted, bool external, R
     auto property = find();
     if (property && external && reply.NeedsTurnFor(property->ValueLength())) {
         property.reset();
-        reply.AwaitTurn();
+        if (!reply.AwaitTurn()) {
+            return false;
+        }
         property = find();
     }
     return property ? AddRecord(*property, OwnerOf(*property), external, reply)
@@ -154,22 +156,26 @@ void PropertyEngine::ApplySetRequests(const RequestSections& request) {
     }
 }
 
-void PropertyEngine::TakeReports(const StreamReference& stream, const RequestSections& request) {
+void PropertyEngine::TakeReports(const StreamReference& stream, const RequestSections& request,
+                                 bool mayWaitForRoom) {
     RequestSections::ForEachEntry(request.getResponses, [&](const EntryView& entry) {
-        return TakeReport(ReportIn(entry), stream);
+        return TakeReport(ReportIn(entry), stream, mayWaitForRoom);
     });
 }
 
-bool PropertyEngine::TakeReport(const RecordView& report, const StreamReference& stream) {
-    std::optional<Excess> excess = StoreReport(report, stream);
+bool PropertyEngine::TakeReport(const RecordView& report, const StreamReference& stream,
+                                bool mayWaitForRoom) {
+    std::optional<Excess> excess = StoreReport(report, stream, mayWaitForRoom);
     while (excess) {
-        excess = Apply(*excess, stream->Account()) ? StoreReport(report, stream) : std::nullopt;
+        excess = Apply(*excess, stream->Account()) ? StoreReport(report, stream, mayWaitForRoom)
+                                                   : std::nullopt;
     }
     return !WasCut(*stream);
 }
 
 std::optional<PropertyEngine::Excess> PropertyEngine::StoreReport(const RecordView& report,
-                                                                  const StreamReference& stream) {
+                                                                  const StreamReference& stream,
+                                                                  bool mayWaitForRoom) {
     if (report.status == Status::kNotFound) {
         return std::nullopt;
     }
@@ -182,7 +188,7 @@ std::optional<PropertyEngine::Excess> PropertyEngine::StoreReport(const RecordVi
     if (external && !reportRights.Admits(report)) {
         return std::nullopt;
     }
-    if (external) {
+    if (external && mayWaitForRoom) {
         if (const std::optional<Bound> exceeded = ExceededTwice()) {
             return Excess{.bound = *exceeded, .remedy = Remedy::Wait};
         }

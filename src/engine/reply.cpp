@@ -38,6 +38,11 @@ bool Reply::NeedsTurnFor(std::size_t bytes) {
            frame.Buffer().size() + refusals.size() + bytes > kUncounted;
 }
 
+bool Reply::AwaitTurn() {
+    turn.emplace(turnsWhenLong);
+    return !owner || !(owner->WasCut() || owner->IsDismissed());
+}
+
 bool Reply::Add(std::string_view record) {
     if (!Charge(record.size() + 1)) {
         return false;

@@ -29,8 +29,9 @@ public:
     /// Returns whether the answer has to wait for a turn before a record of `bytes` bytes is added.
     bool NeedsTurnFor(std::size_t bytes);
     /// Waits for the turn. The caller keeps nothing alive meanwhile that others want to release,
-    /// such as a property.
-    void AwaitTurn() { turn.emplace(turnsWhenLong); }
+    /// such as a property. Returns as Add does: an answer that nobody wants any more is abandoned.
+    [[nodiscard]] bool AwaitTurn();
+    bool HoldsTurn() const { return turn.has_value(); }
     /// Appends a record. Returns false if the answer has been abandoned.
     [[nodiscard]] bool Add(std::string_view record);
     /// Appends many records, for which it makes room at once. Returns as Add does.

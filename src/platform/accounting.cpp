@@ -150,7 +150,8 @@ Accounting::Accounting(const Limits& limits, Notices& hubNotices)
     : bounds(limits),
       notices(hubNotices),
       largeTexts(limits[Bound::LargeTexts]),
-      demandingMessages(limits[Bound::DemandingMessages]) {}
+      demandingTexts(limits[Bound::DemandingMessages]),
+      longAnswers(limits[Bound::DemandingMessages]) {}
 
 std::shared_ptr<ConnectionAccount> Accounting::Admit(Link link, const std::string& address) {
     std::string peer = PeerName(link, address);

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -89,6 +90,9 @@ public:
 
     /// Records the present time as that of the last arrival of a part of a message.
     void NoteArrival();
+    /// Records that a message has arrived whole: until NoteArrival it waits for the hub and not for
+    /// its peer.
+    void NoteWhole() { lastArrival = std::numeric_limits<std::uint64_t>::max(); }
     std::uint64_t LastArrival() const { return lastArrival; }
 
 private:
@@ -124,8 +128,10 @@ public:
     /// Returns the semaphore that bounds how many large texts of external connections are parsed
     /// and answered at the same time.
     Turns& LargeTexts() { return largeTexts; }
-    /// Returns the one for shorter messages that take much work.
-    Turns& DemandingMessages() { return demandingMessages; }
+    /// Returns the one for shorter texts that take much work to read, and the one for messages that
+    /// take much work to answer. Who has a turn of one kind never waits for one of another.
+    Turns& DemandingTexts() { return demandingTexts; }
+    Turns& LongAnswers() { return longAnswers; }
 
     /// Returns the account of a new connection. Returns an empty reference, and reports that to the
     /// operator, if the bound on connections is reached; the caller must close the connection then.
@@ -164,7 +170,8 @@ private:
     const Limits bounds;
     Notices& notices;
     Turns largeTexts;
-    Turns demandingMessages;
+    Turns demandingTexts;
+    Turns longAnswers;
     std::array<std::atomic<std::uint64_t>, kResourceCount> totals{};
     std::atomic<std::uint64_t> connections{0};
     std::atomic<std::uint64_t> tcpConnections{0};

@@ -40,8 +40,8 @@ constexpr std::array<BoundDescription, kBoundCount> kDescriptions = {{
     {"large-texts", 2,
      "Messages of more than 64 KiB that are worked on at a time. Others wait for their turn."},
     {"demanding-messages", 4,
-     "Shorter messages that take much work, such as requests for everything, that are worked on at "
-     "a time. Others wait for their turn."},
+     "Shorter messages that take much work to read, and as many that take much to answer, such as "
+     "requests for everything, that are worked on at a time. Others wait for their turn."},
     {"answer", 64 * kMiB,
      "Bytes of an answer being put together. The connection is closed without the answer."},
     {"answers", 128 * kMiB,
