@@ -35,20 +35,21 @@ ChangeQueue::Slot* ChangeQueue::NewestExternal() {
     return slot;
 }
 
+std::ptrdiff_t ChangeQueue::EntriesOf(const std::shared_ptr<Property>& property) const {
+    return std::count_if(slots.begin(), slots.begin() + count,
+                         [&](const Slot& slot) { return slot.changed == property; });
+}
+
 ChangeQueue::Slot* ChangeQueue::ReplaceableFor(const std::shared_ptr<Property>& changed) {
     // Each candidate is compared with all entries, while others wait for the lock.
     constexpr std::uint32_t kCandidates = 8;
-    const auto entriesOf = [&](const std::shared_ptr<Property>& property) {
-        return std::count_if(slots.begin(), slots.begin() + count,
-                             [&](const Slot& slot) { return slot.changed == property; });
-    };
-    if (externals == 0 || entriesOf(changed) != 0) {
+    if (externals == 0 || EntriesOf(changed) != 0) {
         return nullptr;
     }
     std::uint32_t candidates = 0;
     for (std::uint32_t place = count; place-- > 0 && candidates < kCandidates;) {
         if (slots[place].origin == ChangeOrigin::External) {
-            if (entriesOf(slots[place].changed) > 1) {
+            if (EntriesOf(slots[place].changed) > 1) {
                 return &slots[place];
             }
             ++candidates;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -41,6 +42,7 @@ private:
 
     /// Requires that there is an external entry.
     Slot* NewestExternal() REQUIRES(lock);
+    std::ptrdiff_t EntriesOf(const std::shared_ptr<Property>& property) const REQUIRES(lock);
     /// Returns one of the newest external entries whose property has another entry, or null if
     /// there is none among them or if `changed` has an entry.
     Slot* ReplaceableFor(const std::shared_ptr<Property>& changed) REQUIRES(lock);

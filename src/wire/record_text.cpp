@@ -7,9 +7,6 @@
 #include "wire/section_keys.h"
 
 namespace vantry {
-
-using std::string_view_literals::operator""sv;
-
 namespace {
 
 /// Appends all the pieces. The size of the text is set once, and those that are constants are
@@ -22,20 +19,23 @@ template <typename... Pieces>
     ((to = std::copy(pieces.begin(), pieces.end(), to)), ...);
 }
 
+constexpr std::string_view kBegin = "{";
+constexpr std::string_view kColon = ":";
 /// Ends a field, and begins the next one.
 constexpr std::string_view kNext = "\",";
+constexpr std::string_view kEnd = "\"}";
 
 }  // namespace
 
 void AppendRecord(std::string& text, const RecordView& record) {
     // The fields are in the order of their keys, as in a JsonObject.
-    AppendAll(text, "{"sv, FieldStart<Field::kComponent>::View(), record.component, kNext,
+    AppendAll(text, kBegin, FieldStart<Field::kComponent>::View(), record.component, kNext,
               FieldStart<Field::kComponentString>::View(), record.componentString, kNext,
-              FieldStart<Field::kGuid>::View(), record.groupGuid, ":"sv, record.guid, kNext,
+              FieldStart<Field::kGuid>::View(), record.groupGuid, kColon, record.guid, kNext,
               FieldStart<Field::kGroupString>::View(), record.groupString, kNext,
               FieldStart<Field::kNameString>::View(), record.nameString, kNext,
               FieldStart<Field::kStatus>::View(), record.status, kNext,
-              FieldStart<Field::kValue>::View(), record.value, "\"}"sv);
+              FieldStart<Field::kValue>::View(), record.value, kEnd);
 }
 
 void AppendFailureRecord(std::string& text, std::string_view component, std::string_view groupGuid,
@@ -54,9 +54,9 @@ void AppendFailureRecord(std::string& text, std::string_view component, std::str
 
 void AppendWrite(std::string& text, std::string_view component, std::string_view groupGuid,
                  std::string_view guid, std::string_view value) {
-    AppendAll(text, "{"sv, FieldStart<Field::kComponent>::View(), component, kNext,
-              FieldStart<Field::kGuid>::View(), groupGuid, ":"sv, guid, kNext,
-              FieldStart<Field::kValue>::View(), value, "\"}"sv);
+    AppendAll(text, kBegin, FieldStart<Field::kComponent>::View(), component, kNext,
+              FieldStart<Field::kGuid>::View(), groupGuid, kColon, guid, kNext,
+              FieldStart<Field::kValue>::View(), value, kEnd);
 }
 
 }  // namespace vantry
