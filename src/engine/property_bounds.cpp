@@ -103,8 +103,8 @@ bool PropertyEngine::AwaitRoom(ConnectionAccount& reporter) {
     std::optional<Bound> exceeded;
     {
         ScopedLock guard(roomLock);
-        while ((exceeded = ExceededTwice()) && NowNanoseconds() < deadline && !reporter.WasCut() &&
-               !reporter.IsDismissed()) {
+        while ((exceeded = ExceededTwice()) && NowNanoseconds() < deadline &&
+               !reporter.IsEnding()) {
             roomMade.WaitUntil(roomLock, NowNanoseconds() + kPublishTickNanoseconds);
         }
     }

@@ -52,7 +52,7 @@ bool AsksForMany(const RequestSections& request) {
 
 bool PropertyEngine::IsEnding(const Stream& stream) {
     const std::shared_ptr<ConnectionAccount>& account = stream.Account();
-    return account && (account->WasCut() || account->IsDismissed());
+    return account && account->IsEnding();
 }
 
 Turns* PropertyEngine::LongAnswers(const Stream& stream) {

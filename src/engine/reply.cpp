@@ -40,7 +40,7 @@ bool Reply::NeedsTurnFor(std::size_t bytes) {
 
 bool Reply::AwaitTurn() {
     turn.emplace(turnsWhenLong);
-    return !owner || !(owner->WasCut() || owner->IsDismissed());
+    return !owner || !owner->IsEnding();
 }
 
 bool Reply::Add(std::string_view record) {

@@ -87,6 +87,9 @@ public:
     /// dropped.
     void Dismiss() { dismissed = true; }
     bool IsDismissed() const { return dismissed; }
+    /// Returns whether work of this connection that waits is dropped: it was closed because of a
+    /// bound, or the hub is about to stop.
+    bool IsEnding() const { return cut || dismissed; }
 
     /// Records the present time as that of the last arrival of a part of a message.
     void NoteArrival();
