@@ -113,13 +113,18 @@ TEST_F(Bounds, ValuesThatGonePeersReportedForOthersMakeRoom) {
 }
 
 TEST_F(Bounds, NobodyIsClosedForWhatOthersAnnounceAndWithdraw) {
-    std::vector<std::unique_ptr<FrameClient>> others;
-    for (std::size_t number = 0; number < 20; ++number) {
-        others.push_back(hub.Connect(true));
-        others.back()->Send(Reports("GOES" + std::to_string(number), 7));
-    }
     const Accounting& accounting = *hub.platform.platform.accounting;
-    ASSERT_TRUE(Eventually([&] { return accounting.Total(Resource::Properties) > 24; }));
+    std::vector<std::unique_ptr<FrameClient>> others;
+    // Each withdraws at once what it announces, which counts until its withdrawal is published.
+    ASSERT_TRUE(Eventually([&] {
+        const std::string component = "GOES" + std::to_string(others.size());
+        others.push_back(hub.Connect(true));
+        others.back()->Send(Many("PropertyGetResponses", 14, [&](std::size_t number) {
+            return ReportEntry(Numbered(component, number % 7), "1",
+                               number < 7 ? "Successful" : "Property No Longer Available");
+        }));
+        return accounting.Total(Resource::Properties) > 24;
+    }));
     const auto honest = hub.Connect(true);
     EXPECT_TRUE(honest->Ask(Reports("STAYS", 2).insert(1, R"("PropertyGetRequests": [],)")));
     EXPECT_EQ(Known("STAYS"), 2U);
