@@ -1,6 +1,5 @@
 #include "engine/change_queue.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace vantry {
@@ -16,46 +15,59 @@ void ChangeQueue::Push(const std::shared_ptr<Property>& changed, ChangeOrigin or
         externals += origin == ChangeOrigin::External ? 1 : 0;
         count = held + 1;
     } else if (origin == ChangeOrigin::Internal && externals != 0) {
-        Slot& place = *NewestExternal();
-        dropped = std::exchange(place.changed, changed);
-        place.origin = ChangeOrigin::Internal;
+        dropped = Replace(NewestExternal(), {changed, origin});
         --externals;
-    } else if (origin == ChangeOrigin::External) {
-        if (Slot* const place = ReplaceableFor(changed)) {
-            dropped = std::exchange(place->changed, changed);
+    } else if (origin == ChangeOrigin::External && externals != 0) {
+        if (Slot* const slot = ReplaceableFor(*changed)) {
+            dropped = Replace(*slot, {changed, origin});
         }
     }
 }
 
-ChangeQueue::Slot* ChangeQueue::NewestExternal() {
+ChangeQueue::Slot& ChangeQueue::NewestExternal() {
     Slot* slot = &slots[count - 1];
     while (slot->origin != ChangeOrigin::External) {
         --slot;
     }
-    return slot;
+    return *slot;
 }
 
-std::ptrdiff_t ChangeQueue::EntriesOf(const std::shared_ptr<Property>& property) const {
-    return std::count_if(slots.begin(), slots.begin() + count,
-                         [&](const Slot& slot) { return slot.changed == property; });
+void ChangeQueue::CountEntries() {
+    for (std::uint32_t place = 0; place < count; ++place) {
+        ++census.entries[slots[place].changed.get()];
+    }
+    for (std::uint32_t place = 0; place < count; ++place) {
+        const Slot& slot = slots[place];
+        if (slot.origin == ChangeOrigin::External && census.entries[slot.changed.get()] > 1) {
+            census.repeated.push_back(place);
+        }
+    }
 }
 
-ChangeQueue::Slot* ChangeQueue::ReplaceableFor(const std::shared_ptr<Property>& changed) {
-    // Each candidate is compared with all entries, while others wait for the lock.
-    constexpr std::uint32_t kCandidates = 8;
-    if (externals == 0 || EntriesOf(changed) != 0) {
+ChangeQueue::Slot* ChangeQueue::ReplaceableFor(const Property& changed) {
+    if (census.entries.empty()) {
+        CountEntries();
+    }
+    const auto known = census.entries.find(&changed);
+    if (known != census.entries.end() && known->second != 0) {
         return nullptr;
     }
-    std::uint32_t candidates = 0;
-    for (std::uint32_t place = count; place-- > 0 && candidates < kCandidates;) {
-        if (slots[place].origin == ChangeOrigin::External) {
-            if (EntriesOf(slots[place].changed) > 1) {
-                return &slots[place];
-            }
-            ++candidates;
+    while (!census.repeated.empty()) {
+        Slot& slot = slots[census.repeated.back()];
+        census.repeated.pop_back();
+        if (slot.origin == ChangeOrigin::External && census.entries[slot.changed.get()] > 1) {
+            return &slot;
         }
     }
     return nullptr;
+}
+
+std::shared_ptr<Property> ChangeQueue::Replace(Slot& slot, Slot replacement) {
+    if (!census.entries.empty()) {
+        --census.entries[slot.changed.get()];
+        ++census.entries[replacement.changed.get()];
+    }
+    return std::exchange(slot, std::move(replacement)).changed;
 }
 
 std::vector<std::shared_ptr<Property>> ChangeQueue::TakeAll() {
@@ -64,7 +76,9 @@ std::vector<std::shared_ptr<Property>> ChangeQueue::TakeAll() {
         return taken;
     }
     taken.reserve(kSlots);
+    Census outdated;
     ScopedLock guard(lock);
+    std::swap(census, outdated);
     for (std::uint32_t place = count; place-- > 0;) {
         taken.push_back(std::exchange(slots[place].changed, nullptr));
     }

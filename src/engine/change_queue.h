@@ -2,9 +2,9 @@
 
 #include <array>
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 #include "property/property.h"
@@ -18,10 +18,10 @@ enum class ChangeOrigin : std::uint8_t { Internal, External };
 /// A bounded stack (499 entries) of changed properties that wait for the next publishing tick.
 ///
 /// When it is full, an internal change takes the place of the newest external one. An external
-/// change takes the place of one of the newest external changes whose property has another entry,
-/// so that a component that changes one property very often hides no change of the others. Any
-/// other change is dropped. All operations are thread-safe and wait for a short lock at most; Push
-/// allocates nothing.
+/// change of a property without an entry takes the place of the newest external one whose property
+/// has another entry, so that a component that changes some properties very often hides no change
+/// of the others. Any other change is dropped. All operations are thread-safe and wait for a short
+/// lock at most. Push takes a constant time, but for one that counts the entries of a full stack.
 class ChangeQueue {
 public:
     /// Shares ownership of the property until it is taken out. A change that is dropped is reported
@@ -40,18 +40,30 @@ private:
         ChangeOrigin origin = ChangeOrigin::Internal;
     };
 
+    /// What is known about the entries of a full stack, so that no change has to be compared with
+    /// all of them. Empty until an external change comes to a full stack.
+    struct Census {
+        /// How many entries each property has. A property that has lost its entries may be here.
+        std::unordered_map<const Property*, std::uint32_t> entries;
+        /// The places of external entries whose property had another one, the newest last.
+        std::vector<std::uint32_t> repeated;
+    };
+
     /// Requires that there is an external entry.
-    Slot* NewestExternal() REQUIRES(lock);
-    std::ptrdiff_t EntriesOf(const std::shared_ptr<Property>& property) const REQUIRES(lock);
-    /// Returns one of the newest external entries whose property has another entry, or null if
-    /// there is none among them or if `changed` has an entry.
-    Slot* ReplaceableFor(const std::shared_ptr<Property>& changed) REQUIRES(lock);
+    Slot& NewestExternal() REQUIRES(lock);
+    void CountEntries() REQUIRES(lock);
+    /// Returns the newest external entry whose property has another entry, or null if there is
+    /// none or if `changed` has an entry.
+    Slot* ReplaceableFor(const Property& changed) REQUIRES(lock);
+    /// Returns the property that was in the slot.
+    std::shared_ptr<Property> Replace(Slot& slot, Slot replacement) REQUIRES(lock);
 
     Lock lock;
     /// Written with `lock` held. Pop reads it without, to return early when the stack is empty.
     std::atomic<std::uint32_t> count{0};
     std::uint32_t externals GUARDED_BY(lock) = 0;
     std::array<Slot, kSlots> slots GUARDED_BY(lock);
+    Census census GUARDED_BY(lock);
 };
 
 }  // namespace vantry

@@ -145,21 +145,33 @@ TEST(ChangeQueue, AnInternalChangeTakesThePlaceOfTheNewestExternalOne) {
     EXPECT_EQ(inside.use_count(), 500);
 }
 
-TEST(ChangeQueue, AnExternalChangeTakesThePlaceOfOneOfAPropertyThatIsQueuedTwice) {
+TEST(ChangeQueue, ManyExternalChangesOfSomePropertiesHideNoneOfOthers) {
     ChangeQueue queue;
-    const auto flooding = MakeStringProperty("", {"flooding", "", "", ""});
-    const auto other = MakeStringProperty("", {"other", "", "", ""});
-    const auto late = MakeStringProperty("", {"late", "", "", ""});
-    for (int count = 0; count < 498; ++count) {
+    std::vector<std::shared_ptr<Property>> properties;
+    for (const char* const name : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k", "l"}) {
+        properties.push_back(MakeStringProperty("", {name, "", "", ""}));
+    }
+    const auto& flooding = properties.front();
+    for (int count = 0; count < 600; ++count) {
         queue.Push(flooding, ChangeOrigin::External);
     }
-    queue.Push(other, ChangeOrigin::External);
-    for (const auto& changed : {flooding, other, late, late}) {
-        queue.Push(changed, ChangeOrigin::External);
+    for (int round = 0; round < 2; ++round) {
+        for (const auto& changed : properties) {
+            queue.Push(changed, ChangeOrigin::External);
+        }
     }
-    EXPECT_EQ(flooding.use_count(), 498);
-    EXPECT_EQ(other.use_count(), 2);
-    EXPECT_EQ(late.use_count(), 2);
+    const auto inside = MakeStringProperty("", {"inside", "", "", ""});
+    queue.Push(inside);
+    EXPECT_EQ(flooding.use_count(), 1 + 499 - 11);
+    // The first of the others has the newest place, which the internal change takes.
+    EXPECT_EQ(properties[1].use_count(), 1);
+    EXPECT_EQ(inside.use_count(), 2);
+    for (std::size_t number = 2; number < properties.size(); ++number) {
+        EXPECT_EQ(properties[number].use_count(), 2) << number;
+    }
+    EXPECT_EQ(queue.TakeAll().size(), 499U);
+    queue.Push(flooding, ChangeOrigin::External);
+    EXPECT_EQ(queue.TakeAll().size(), 1U);
 }
 
 }  // namespace
