@@ -21,6 +21,11 @@ constexpr std::uint64_t kLongestWaitForRoom = 10'000 * kNanosecondsPerMillisecon
 constexpr std::uint64_t kPublishTickNanoseconds =
     kPublishTickMilliseconds * kNanosecondsPerMillisecond;
 
+/// Doesn't double the bound, which may be any number.
+bool IsOverTwice(std::uint64_t total, std::uint64_t bound) {
+    return total > bound && total - bound > bound;
+}
+
 }  // namespace
 
 void PropertyEngine::WithdrawListed(const ConnectionAccount& account,
@@ -43,10 +48,10 @@ void PropertyEngine::WithdrawAllOf(const ConnectionAccount& account) {
 
 std::optional<Bound> PropertyEngine::ExceededTwice() const {
     const Limits& limits = accounting->Bounds();
-    if (accounting->Total(Resource::Properties) > 2 * limits[Bound::AllProperties]) {
+    if (IsOverTwice(accounting->Total(Resource::Properties), limits[Bound::AllProperties])) {
         return Bound::AllProperties;
     }
-    if (accounting->Total(Resource::PropertyText) > 2 * limits[Bound::AllPropertyText]) {
+    if (IsOverTwice(accounting->Total(Resource::PropertyText), limits[Bound::AllPropertyText])) {
         return Bound::AllPropertyText;
     }
     return std::nullopt;

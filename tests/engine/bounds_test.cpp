@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "runtime/event.h"
 #include "support/eventually.h"
 #include "support/test_hub.h"
@@ -128,6 +130,16 @@ TEST_F(Bounds, NobodyIsClosedForWhatOthersAnnounceAndWithdraw) {
     const auto honest = hub.Connect(true);
     EXPECT_TRUE(honest->Ask(Reports("STAYS", 2).insert(1, R"("PropertyGetRequests": [],)")));
     EXPECT_EQ(Known("STAYS"), 2U);
+}
+
+TEST_F(Bounds, ABoundMayBeAnyNumber) {
+    Limits limits;
+    limits.Set(Bound::AllProperties, std::uint64_t{1} << 63U);
+    limits.Set(Bound::AllPropertyText, std::numeric_limits<std::uint64_t>::max());
+    TestHub unbounded(limits);
+    const auto peer = unbounded.Connect(true);
+    peer->Send(Reports("A", 2));
+    EXPECT_TRUE(peer->Ask(Reports("B", 2).insert(1, R"("PropertyGetRequests": [],)")));
 }
 
 /// A stream with one frame to read, whose writes block until it is closed.
