@@ -18,6 +18,8 @@ constexpr std::uint64_t kMostBytes = 64U << 20U;
 
 bool FileResult::IsMissing() const { return error == ENOENT; }
 
+bool FileResult::IsNoRoom() const { return error == ENOSPC || error == EDQUOT || error == EFBIG; }
+
 std::string FileResult::Reason() const { return std::generic_category().message(error); }
 
 FileResult FileSystem::ReadAll(std::u16string_view name, std::string& content) {

@@ -25,6 +25,8 @@ public:
     explicit operator bool() const { return error == 0; }
     /// Returns whether the operation failed because there is no such file.
     bool IsMissing() const;
+    /// Returns whether the operation failed because there is no room for what was to be written.
+    bool IsNoRoom() const;
     /// Returns the system's text for the failure.
     std::string Reason() const;
 

@@ -3,7 +3,8 @@
 // The queue is bounded without losing the last value of a property: from 100 queued lines on, a
 // newer line replaces the queued line with the same prefix, so the queue never has more than 100
 // lines and one for each property. Lines whose write failed are put back to the front of the queue,
-// and are tried again with the next line and at the stop. At the stop all queued lines become one
+// and are tried again with the next line and at the stop. A line that the disk has no room for
+// doesn't hold up the others: what fits is saved meanwhile. At the stop all queued lines become one
 // write, which has the last value of each property.
 //
 // The state is shared between the object and its thread: if a write hangs in the disk, the
@@ -60,14 +61,23 @@ struct LineWriter::Shared {
     bool SavePass() {
         std::vector<PendingLine> lines;
         do {
-            lines = TakeLines();
+            lines = TakeLines(saves == Saves::Replace || stopping);
             if (const FileResult saved = file->Save(lines); !saved) {
                 PutBack(std::move(lines));
                 TellFailure(saved);
+                fits = saved.IsNoRoom() && SaveWhatFits();
                 return false;
             }
         } while (!lines.empty());
         return true;
+    }
+
+    /// Saves the queued lines for which there is room, and keeps all of them in the queue.
+    bool SaveWhatFits() {
+        std::vector<PendingLine> lines = TakeLines(true);
+        const bool saved = file->SaveWhatFits(lines);
+        PutBack(std::move(lines));
+        return saved;
     }
 
     /// Saves the queued lines at the stop. Tries a second time after a failure, which may have been
@@ -76,7 +86,9 @@ struct LineWriter::Shared {
         if (SavePass() || SavePass()) {
             return;
         }
-        if (file->SaveInBackup(TakeLines())) {
+        if (fits) {
+            Tell("has no room for all changes; the longest are lost");
+        } else if (file->SaveInBackup(TakeLines(true))) {
             Tell(
                 "can't be saved; the last changes are in its backup, which is used as long as the "
                 "file can't be read");
@@ -106,9 +118,8 @@ struct LineWriter::Shared {
     }
 
     /// Removes and returns the lines of the next write: all queued lines, or only the oldest one.
-    std::vector<PendingLine> TakeLines() {
+    std::vector<PendingLine> TakeLines(bool all) {
         ScopedLock guard(linesLock);
-        const bool all = saves == Saves::Replace || stopping;
         const auto end = all || waiting.empty() ? waiting.end() : std::next(waiting.begin());
         std::vector<PendingLine> lines(std::move_iterator(waiting.begin()),
                                        std::move_iterator(end));
@@ -148,8 +159,11 @@ struct LineWriter::Shared {
     Lock noticesLock;
     /// Null when the owner has given up waiting.
     Notices* notices GUARDED_BY(noticesLock);
-    /// Used only by whoever makes the passes.
+    // The following are used only by whoever makes the passes.
+
     std::uint64_t lastTold = 0;
+    /// Whether the lines that have room were saved after the last write that failed.
+    bool fits = false;
     /// The thread sets this as its last action.
     Event ended{false};
 };

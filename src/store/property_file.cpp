@@ -4,7 +4,8 @@
 // memory. Second, the text of a failed write is kept and written first by the next one. Third, the
 // lines of the override are saved with a write of their own, after which the override file is
 // deleted; so they are neither lost nor applied over newer values. If a file can't be read or
-// written until the stop, the kept lines go to the backup, which the next start then reads.
+// written until the stop, the kept lines go to the backup, which the next start then reads. If the
+// disk has no room for a text, the file gets the old text again, with the new lines that fit.
 //
 // The content, which is the text and the check value, is composed in memory. Saves::InPlace
 // overwrites the old content with one write and then cuts the file to its new length. This needs no
@@ -14,6 +15,8 @@
 
 #include "store/property_file.h"
 
+#include <algorithm>
+#include <span>
 #include <utility>
 
 #include "platform/wide_text.h"
@@ -27,6 +30,13 @@ namespace {
 const Lock& FilesLock() {
     static const Lock lock;
     return lock;
+}
+
+std::string WithLines(std::string text, std::span<const PendingLine> lines) {
+    for (const PendingLine& line : lines) {
+        text = ReplaceLine(text, line.prefix, line.line);
+    }
+    return text;
 }
 
 }  // namespace
@@ -126,11 +136,36 @@ FileResult PropertyFile::Save(const std::vector<PendingLine>& lines) {
         text = *unwritten;
     } else if (const FileResult read = ReadText(text); !read) {
         return read;
+    } else {
+        lastWritten = text;
     }
-    for (const PendingLine& line : lines) {
-        text = ReplaceLine(text, line.prefix, line.line);
+    const FileResult written = Write(WithLines(std::move(text), lines));
+    if (written) {
+        lastWritten.reset();
     }
-    return Write(std::move(text));
+    return written;
+}
+
+bool PropertyFile::SaveWhatFits(std::vector<PendingLine> lines) {
+    ScopedLock guard(lock);
+    if (!lastWritten || overrideIsApplied) {
+        return false;
+    }
+    std::sort(lines.begin(), lines.end(), [](const PendingLine& one, const PendingLine& other) {
+        return one.line.size() < other.line.size();
+    });
+    for (std::size_t leftOut = 1;; leftOut *= 2) {
+        const std::size_t kept = lines.size() - std::min(leftOut, lines.size());
+        const std::string text = WithLines(*lastWritten, std::span(lines).first(kept));
+        if (WriteContent(MakePropertyContent(text))) {
+            unwritten.reset();
+            lastWritten.reset();
+            return true;
+        }
+        if (kept == 0) {
+            return false;
+        }
+    }
 }
 
 bool PropertyFile::SaveInBackup(const std::vector<PendingLine>& lines) {
@@ -142,9 +177,7 @@ bool PropertyFile::SaveInBackup(const std::vector<PendingLine>& lines) {
         !ReadBackup(text)) {
         return false;
     }
-    for (const PendingLine& line : lines) {
-        text = ReplaceLine(text, line.prefix, line.line);
-    }
+    text = WithLines(std::move(text), lines);
     return static_cast<bool>(files->Replace(backup, MakePropertyContent(text)));
 }
 
@@ -197,9 +230,7 @@ FileResult PropertyFile::ReadBackup(std::string& text) {
 
 /// Writes `text` to the file, or keeps it as unwritten if that fails.
 FileResult PropertyFile::Write(std::string text) {
-    const std::string content = MakePropertyContent(text);
-    const FileResult written =
-        saves == Saves::Replace ? files->Replace(names.file, content) : WriteInPlace(content);
+    const FileResult written = WriteContent(MakePropertyContent(text));
     unwritten.reset();
     if (!written) {
         unwritten = std::move(text);
@@ -210,6 +241,10 @@ FileResult PropertyFile::Write(std::string text) {
 std::string PropertyFile::Shown(std::u16string_view name) const {
     return files->ShownDirectory(name) + "/" +
            NarrowText(name.substr(name.find_last_of(u"/\\") + 1));
+}
+
+FileResult PropertyFile::WriteContent(std::string_view content) {
+    return saves == Saves::Replace ? files->Replace(names.file, content) : WriteInPlace(content);
 }
 
 FileResult PropertyFile::WriteInPlace(std::string_view content) {

@@ -27,6 +27,30 @@ TEST_F(Store, AFullDiskCostsNothingButTheFileUntilThereIsRoom) {
     EXPECT_TRUE(FileBecomes("G:A|Group:Name=1000\nG:B|Group:Name=13\n"));
 }
 
+TEST_F(Store, AValueThatHasNoRoomCostsNoOtherValue) {
+    for (const Saves saves : {Saves::InPlace, Saves::Replace}) {
+        platform.platform.settings.saves = saves;
+        store.reset();
+        PutLines(kFile, "G:A|Group:Name=1\nG:B|Group:Name=2\n");
+        Restart();
+        const auto a = Register("A", 0);
+        const auto text = MakeStringProperty("", {"S", "Name", "G", "Group"});
+        store->RegisterProperty(text);
+        ASSERT_EQ(text->SetText("short"), kAccepted);
+        ASSERT_TRUE(FileBecomes("G:A|Group:Name=1\nG:B|Group:Name=2\nG:S|Group:Name=short\n"));
+        disk->LeaveRoomFor(1000);
+        ASSERT_EQ(text->SetText(std::string(2000, 'x')), kAccepted);
+        for (int value = 10; value < 20; ++value) {
+            ASSERT_EQ(a->SetText(std::to_string(value)), kAccepted);
+        }
+        EXPECT_TRUE(FileBecomes("G:A|Group:Name=19\nG:B|Group:Name=2\nG:S|Group:Name=short\n"));
+        disk->Recover();
+        ASSERT_EQ(a->SetText("20"), kAccepted);
+        EXPECT_TRUE(FileBecomes("G:A|Group:Name=20\nG:B|Group:Name=2\nG:S|Group:Name=" +
+                                std::string(2000, 'x') + "\n"));
+    }
+}
+
 TEST_F(Store, AStopSavesWhatTheDiskRefusedBefore) {
     PutLines(kFile, "G:A|Group:Name=1\n");
     Restart();

@@ -31,6 +31,10 @@ public:
             const std::size_t start = appending ? content->now.size() : offset;
             content->now.resize(std::max(content->now.size(), start + taken.size()));
             content->now.replace(start, taken.size(), taken);
+            if (content->now.size() > owner.room) {
+                content->now.resize(owner.room);
+                return FileResult::Refused(ENOSPC);
+            }
         }
         return result;
     }
@@ -81,6 +85,8 @@ void FaultyFileSystem::FailFrom(Fault fault, int call) {
 
 void FaultyFileSystem::RefuseAll() { refusesAll = true; }
 
+void FaultyFileSystem::LeaveRoomFor(std::size_t bytes) { room = bytes; }
+
 void FaultyFileSystem::HangAll() { hangsAll = true; }
 
 void FaultyFileSystem::Recover() {
@@ -94,6 +100,7 @@ void FaultyFileSystem::Recover() {
     }
     failingCall = 1 << 30;
     refusesAll = false;
+    room = kNoEnd;
 }
 
 FileResult FaultyFileSystem::Next() {

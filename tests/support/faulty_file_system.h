@@ -35,6 +35,8 @@ public:
     void FailFrom(Fault fault, int call);
     /// Lets every call from now on be refused until Recover, as a full or absent disk does.
     void RefuseAll();
+    /// Lets every file be cut off at so many bytes from now on until Recover.
+    void LeaveRoomFor(std::size_t bytes);
     /// Lets every call from now on block until Recover. No other operation may be used meanwhile.
     void HangAll();
     /// Says whether the call that should fail has come.
@@ -53,6 +55,7 @@ public:
 
 private:
     class MemoryFile;
+    static constexpr std::size_t kNoEnd = ~std::size_t{0};
 
     struct Contents {
         std::string now;
@@ -68,6 +71,7 @@ private:
     std::atomic<int> failingCall{1 << 30};
     std::atomic<Fault> kind{Fault::Refuse};
     std::atomic<bool> refusesAll{false};
+    std::atomic<std::size_t> room{kNoEnd};
     std::atomic<bool> hangsAll{false};
 };
 
