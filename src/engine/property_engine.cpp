@@ -50,12 +50,16 @@ std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
         EnterSubscription(stream, request);
     }
     std::optional<Reply> reply;
+    bool answers = true;
     if (request.Read()) {
-        reply.emplace(stream->Account(), request.WantEverything(), turnsWhenLong);
-        if (!Answer(request, external, *reply)) {
+        reply.emplace(*stream, request.WantEverything(), turnsWhenLong);
+        answers =
+            (turnsWhenLong != nullptr || reply->IsWanted()) && Answer(request, external, *reply);
+        if (!answers && IsEnding(*stream)) {
             return 0;
         }
     }
+    // What a peer has reported before it went still counts.
     if (request.getResponses != nullptr) {
         const bool holdsTurn = turnsWhenLong == nullptr || (reply && reply->HoldsTurn());
         TakeReports(stream, request, !holdsTurn);
@@ -64,7 +68,7 @@ std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
         DropSubscriber(*stream);
         return 0;
     }
-    if (WasCut(*stream)) {
+    if (!answers || WasCut(*stream)) {
         return 0;
     }
     return reply ? WriteReply(*stream, *reply) : 1;
@@ -74,7 +78,10 @@ std::uint32_t PropertyEngine::HandleReads(const StreamReference& stream,
                                           std::span<const WantedProperty> wanted,
                                           Turns* turnsWhenLong) {
     const bool external = IsExternalStream(*stream);
-    Reply reply(stream->Account(), false, turnsWhenLong);
+    Reply reply(*stream, false, turnsWhenLong);
+    if (turnsWhenLong == nullptr && !reply.IsWanted()) {
+        return 0;
+    }
     for (const WantedProperty& property : wanted) {
         if (!AnswerEntry(property, external, reply)) {
             return 0;

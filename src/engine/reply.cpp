@@ -1,7 +1,8 @@
 // The answer grows in the buffer of its frame. Refusals are collected apart and appended at the
 // end. A text is counted before it is appended. The accounting needs a lock that all connections
 // share, so it is called rarely: not at all for an answer of up to 64 KiB, and then once for each
-// 256 KiB, in advance.
+// 256 KiB, in advance. Then it is also found out whether the peer has gone, which takes a system
+// call.
 
 #include "engine/reply.h"
 
@@ -23,8 +24,8 @@ constexpr std::size_t kEndBytes = 2;
 
 }  // namespace
 
-Reply::Reply(std::shared_ptr<ConnectionAccount> account, bool everything, Turns* turns)
-    : owner(account), turnsWhenLong(turns), charge(std::move(account), Resource::Answer) {
+Reply::Reply(const Stream& stream, bool everything, Turns* turns)
+    : peer(stream), owner(stream.Account()), turnsWhenLong(turns), charge(owner, Resource::Answer) {
     std::string& text = frame.Buffer();
     text.append("{\"");
     if (everything) {
@@ -40,8 +41,10 @@ bool Reply::NeedsTurnFor(std::size_t bytes) {
 
 bool Reply::AwaitTurn() {
     turn.emplace(turnsWhenLong);
-    return !owner || !owner->IsEnding();
+    return IsWanted();
 }
+
+bool Reply::IsWanted() const { return !owner || !(owner->IsEnding() || peer.HasPeerGone()); }
 
 bool Reply::Add(std::string_view record) {
     if (!Charge(record.size() + 1)) {
@@ -92,7 +95,7 @@ bool Reply::Charge(std::size_t more) {
     if (exceeded) {
         owner->Cut(*exceeded);
     }
-    return !exceeded;
+    return IsWanted();
 }
 
 MessageFrame Reply::Finish() {

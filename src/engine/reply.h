@@ -11,6 +11,7 @@
 #include "platform/accounting.h"
 #include "platform/turns.h"
 #include "property/kept_text.h"
+#include "transport/stream/stream.h"
 #include "wire/message_frame.h"
 
 namespace vantry {
@@ -19,13 +20,17 @@ namespace vantry {
 ///
 /// The bytes that it holds are counted in the account of an external connection, in steps, so that
 /// a small answer needs no accounting. When the connection exceeds its bound it is closed, and the
-/// answer is abandoned.
+/// answer is abandoned, as is one whose peer has gone.
 class Reply {
 public:
-    /// `account` is null for an internal stream. `everything` marks the answer as one to a request
-    /// for all properties. A long answer needs one of `turns`, which may be null, and keeps it.
-    Reply(std::shared_ptr<ConnectionAccount> account, bool everything, Turns* turns);
+    /// The answer is one to `stream`, which must outlive it. `everything` marks it as one to a
+    /// request for all properties. A long answer needs one of `turns`, which may be null, and keeps
+    /// it.
+    Reply(const Stream& stream, bool everything, Turns* turns);
 
+    /// Returns false if the answer is to be abandoned: work of the connection is dropped, or the
+    /// peer has gone. It may ask the system, so it is for who had to wait for a turn.
+    bool IsWanted() const;
     /// Returns whether the answer has to wait for a turn before a record of `bytes` bytes is added.
     bool NeedsTurnFor(std::size_t bytes);
     /// Waits for the turn. The caller keeps nothing alive meanwhile that others want to release,
@@ -51,6 +56,7 @@ private:
     /// Counts what the answer holds, and `more` bytes. Returns as Add does.
     [[nodiscard]] bool Charge(std::size_t more);
 
+    const Stream& peer;
     const std::shared_ptr<ConnectionAccount> owner;
     Turns* const turnsWhenLong;
     std::optional<ScopedTurn> turn;

@@ -55,6 +55,9 @@ public:
     [[nodiscard]] virtual int Unreceived(int socket) = 0;
     /// Returns whether the peer of a TCP socket has ended its sending side, or is gone.
     [[nodiscard]] virtual bool HasPeerEnded(int socket) = 0;
+    /// Returns whether the connection of a TCP socket has ended in both directions, as by a reset.
+    /// A peer that has only ended its sending side still receives.
+    [[nodiscard]] virtual bool IsDisconnected(int socket) = 0;
     /// Gives the descriptor back, of whichever kind.
     virtual void Close(int descriptor) = 0;
 

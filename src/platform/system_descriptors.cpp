@@ -103,13 +103,15 @@ public:
             return 0;
         }
         // A connection that was reset goes on counting what its peer will never receive.
-        return StateOf(number) == TCP_CLOSE ? 0 : queued;
+        return IsDisconnected(number) ? 0 : queued;
     }
 
     bool HasPeerEnded(int number) override {
         const std::optional<int> state = StateOf(number);
         return state != TCP_ESTABLISHED && state != TCP_FIN_WAIT1 && state != TCP_FIN_WAIT2;
     }
+
+    bool IsDisconnected(int number) override { return StateOf(number) == TCP_CLOSE; }
 
     void Close(int descriptor) override { close(descriptor); }
 

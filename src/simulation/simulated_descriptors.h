@@ -51,6 +51,7 @@ public:
     void ShutDown(int socket, int how) override;
     int Unreceived(int socket) override;
     bool HasPeerEnded(int socket) override;
+    bool IsDisconnected(int socket) override;
     void Close(int descriptor) override;
     int OpenEvent() override;
     void SetEvent(int event) override;

@@ -255,4 +255,9 @@ bool SimulatedDescriptors::HasPeerEnded(int socket) {
     return Get(socket, "ask for the peer's end")->in->EndIsSeen();
 }
 
+bool SimulatedDescriptors::IsDisconnected(int socket) {
+    const OutsideHub here;
+    return Get(socket, "ask for the connection's end")->in->wasReset;
+}
+
 }  // namespace vantry::simulation

@@ -14,6 +14,7 @@
 #include "support/frame_client.h"
 #include "support/messages.h"
 #include "support/test_platform.h"
+#include "transport/stream/peek_stream.h"
 #include "transport/tcp/socket_layer.h"
 
 namespace vantry {
@@ -100,6 +101,25 @@ TEST_F(Tcp, CloseEndsABlockedReadAndAPeerSeesIt) {
     EXPECT_TRUE(client->SeesEnd());
     const std::uint8_t byte = 0;
     EXPECT_EQ(stream->Write(&byte, 1), StreamCode::kError);
+}
+
+TEST_F(Tcp, APeerHasGoneWhenItWasResetAndNotWhenItOnlySendsNoMore) {
+    const auto stream = std::make_shared<PeekStream>(Connect());
+    EXPECT_FALSE(stream->HasPeerGone());
+    client->SendBytes("abc");
+    client->ShutDownSending();
+    std::uint8_t buffer[8] = {};
+    EXPECT_EQ(stream->Read(buffer, 3), 3);
+    EXPECT_LT(stream->Read(buffer, 1), 1);
+    EXPECT_FALSE(stream->HasPeerGone());
+    EXPECT_EQ(stream->Write(buffer, 3), 3);
+    EXPECT_TRUE(client->HearsWithin(5000));
+    client->Reset();
+    EXPECT_TRUE(test::Eventually([&] { return stream->HasPeerGone(); }));
+    EXPECT_EQ(stream->IsAlive(), 1U);
+    const std::shared_ptr<Stream> closed = Connect();
+    closed->Close();
+    EXPECT_TRUE(closed->HasPeerGone());
 }
 
 TEST_F(Tcp, AResetPeerCostsNoDescriptorAlthoughItsStreamIsHeld) {

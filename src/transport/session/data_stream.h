@@ -47,6 +47,7 @@ public:
     const std::shared_ptr<ConnectionAccount>& Account() const override { return inner->Account(); }
     std::uint32_t Id() const override { return inner->Id(); }
     std::uint32_t IsAlive() const override { return inner->IsAlive(); }
+    bool HasPeerGone() const override { return inner->HasPeerGone(); }
 
 private:
     const std::shared_ptr<Stream> inner;

@@ -28,6 +28,7 @@ public:
     const std::shared_ptr<ConnectionAccount>& Account() const override { return inner->Account(); }
     std::uint32_t Id() const override { return inner->Id(); }
     std::uint32_t IsAlive() const override { return inner->IsAlive(); }
+    bool HasPeerGone() const override { return inner->HasPeerGone(); }
 
     /// Makes the window hold at least one more byte, up to `size` in all. If Read has consumed
     /// bytes since the last Peek, the rest is kept. If not, a partly filled window is filled

@@ -78,6 +78,10 @@ public:
     /// Returns 0 if the connection is known to have failed or was closed, else 1. Other objects
     /// drop a stream that isn't alive.
     virtual std::uint32_t IsAlive() const { return alive; }
+    /// Returns whether nothing that is written can reach the peer any more, so that an answer to it
+    /// is wasted. A peer that has only ended its sending side still receives. Unlike IsAlive it may
+    /// ask the system. A stream that can't find out returns what IsAlive knows.
+    virtual bool HasPeerGone() const { return IsAlive() == 0; }
 
 protected:
     /// Makes an internal stream with a new identity.

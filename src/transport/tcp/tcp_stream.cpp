@@ -61,6 +61,11 @@ std::int32_t TcpStream::ResultOf(int error, std::size_t length) {
     return IsLostPeer(error) || error == ENOBUFS ? StreamCode::kLinkLost : StreamCode::kError;
 }
 
+bool TcpStream::HasPeerGone() const {
+    const SocketDescriptor::Use use(*socket);
+    return IsAlive() == 0 || !use || socket->Calls().IsDisconnected(use.Number());
+}
+
 void TcpStream::Close() {
     input.Close();
     output->Close(input.IsReading());

@@ -37,6 +37,7 @@ public:
     void Close() override;
     void ReleaseInput() override { input.Release(); }
     std::uint32_t IsAlive() const override { return IsClosed() ? 0 : SocketStream::IsAlive(); }
+    bool HasPeerGone() const override;
     /// Returns whether the stream was closed, so that nothing more can be written.
     bool IsClosed() const { return input.IsClosed() || socket->IsClosed(); }
 
