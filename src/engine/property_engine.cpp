@@ -79,7 +79,7 @@ std::uint32_t PropertyEngine::HandleReads(const StreamReference& stream,
                                           Turns* turnsWhenLong) {
     const bool external = IsExternalStream(*stream);
     Reply reply(*stream, false, turnsWhenLong);
-    if (turnsWhenLong == nullptr && !reply.IsWanted()) {
+    if (external && turnsWhenLong == nullptr && !reply.IsWanted()) {
         return 0;
     }
     for (const WantedProperty& property : wanted) {

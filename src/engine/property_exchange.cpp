@@ -95,7 +95,7 @@ bool PropertyEngine::AddRecord(const Property& property, const RecordOwner& owne
     if (external && !Rights().MaySee(property.GroupGuid())) {
         return reply.AddRefusal(owner.component, property.GroupGuid(), property.Guid());
     }
-    return reply.Add(*RecordTextOf(property, owner));
+    return reply.Add(RecordTextOf(property, owner));
 }
 
 bool PropertyEngine::AnswerEverything(bool external, Reply& reply) {

@@ -1,5 +1,6 @@
 // The answer grows in the buffer of its frame. Refusals are collected apart and appended at the
-// end. A text is counted before it is appended. The accounting needs a lock that all connections
+// end. A text is counted before it is appended, also one that is shared, since
+// the answer may be the last that keeps it alive. The accounting needs a lock that all connections
 // share, so it is called rarely: not at all for an answer of up to 64 KiB, and then once for each
 // 256 KiB, in advance. Then it is also found out whether the peer has gone, which takes a system
 // call.
@@ -22,6 +23,8 @@ constexpr std::size_t kStep = 256U << 10U;
 /// What Finish appends to the records.
 constexpr std::size_t kEndBytes = 2;
 
+bool IsCopied(std::string_view record) { return MessageFrame::CopiedBytes(record) != 0; }
+
 }  // namespace
 
 Reply::Reply(const Stream& stream, bool everything, Turns* turns)
@@ -35,8 +38,7 @@ Reply::Reply(const Stream& stream, bool everything, Turns* turns)
 }
 
 bool Reply::NeedsTurnFor(std::size_t bytes) {
-    return turnsWhenLong != nullptr && !turn &&
-           frame.Buffer().size() + refusals.size() + bytes > kUncounted;
+    return turnsWhenLong != nullptr && !turn && frame.Size() + refusals.size() + bytes > kUncounted;
 }
 
 bool Reply::AwaitTurn() {
@@ -46,11 +48,12 @@ bool Reply::AwaitTurn() {
 
 bool Reply::IsWanted() const { return !owner || !(owner->IsEnding() || peer.HasPeerGone()); }
 
-bool Reply::Add(std::string_view record) {
-    if (!Charge(record.size() + 1)) {
+bool Reply::Add(const KeptText::Shared& record) {
+    if (!Charge(record->size() + 1)) {
         return false;
     }
-    frame.Buffer().append(record).push_back(',');
+    frame.Append(record);
+    frame.Buffer().push_back(',');
     return true;
 }
 
@@ -62,11 +65,21 @@ bool Reply::AddAll(std::span<const KeptText::Shared> records) {
     if (!Charge(size)) {
         return false;
     }
-    // A buffer that grows by doubling would copy the answer once more, from and to cold memory.
     std::string& text = frame.Buffer();
-    text.reserve(text.size() + size + kEndBytes);
-    for (const KeptText::Shared& record : records) {
-        text.append(*record).push_back(',');
+    for (auto next = records.begin(); next != records.end();) {
+        // A buffer that grows by doubling would copy the answer once more, from and to cold memory.
+        std::size_t copied = kEndBytes;
+        for (auto other = next; other != records.end() && IsCopied(**other); ++other) {
+            copied += (*other)->size() + 1;
+        }
+        text.reserve(text.size() + copied);
+        for (; next != records.end() && IsCopied(**next); ++next) {
+            text.append(**next).push_back(',');
+        }
+        if (next != records.end()) {
+            frame.Append(*next++);
+            text.push_back(',');
+        }
     }
     return true;
 }
@@ -86,7 +99,7 @@ bool Reply::AddRefusal(std::string_view component, std::string_view groupGuid,
 }
 
 bool Reply::Charge(std::size_t more) {
-    const std::size_t held = frame.Buffer().size() + refusals.size() + more;
+    const std::size_t held = frame.Size() + refusals.size() + more;
     if (!owner || held <= kUncounted + charge.Amount()) {
         return true;
     }

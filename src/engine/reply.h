@@ -18,9 +18,9 @@ namespace vantry {
 
 /// Assembles the answer to one request from the texts of records. Used by one thread.
 ///
-/// The bytes that it holds are counted in the account of an external connection, in steps, so that
-/// a small answer needs no accounting. When the connection exceeds its bound it is closed, and the
-/// answer is abandoned, as is one whose peer has gone.
+/// Its bytes, copied or shared, are counted in the account of an external connection, in steps, so
+/// that a small answer needs no accounting. When the connection exceeds its bound it is closed, and
+/// the answer is abandoned, as is one whose peer has gone.
 class Reply {
 public:
     /// The answer is one to `stream`, which must outlive it. `everything` marks it as one to a
@@ -37,9 +37,10 @@ public:
     /// such as a property. Returns as Add does: an answer that nobody wants any more is abandoned.
     [[nodiscard]] bool AwaitTurn();
     bool HoldsTurn() const { return turn.has_value(); }
-    /// Appends a record. Returns false if the answer has been abandoned.
-    [[nodiscard]] bool Add(std::string_view record);
-    /// Appends many records, for which it makes room at once. Returns as Add does.
+    /// Appends a record, which is shared if it is long. Returns false if the answer has been
+    /// abandoned.
+    [[nodiscard]] bool Add(const KeptText::Shared& record);
+    /// Appends many records, and makes room at once for those that it copies. Returns as Add does.
     [[nodiscard]] bool AddAll(std::span<const KeptText::Shared> records);
     /// Appends a record which says that the requested property wasn't found. Returns as Add does.
     [[nodiscard]] bool AddFailure(std::string_view component, std::string_view groupGuid,

@@ -13,9 +13,6 @@
 namespace vantry {
 namespace {
 
-/// From this length on, a text is shared instead of copied.
-constexpr std::size_t kSharedFrom = 64U << 10U;
-
 /// Writes the length of the text into the head of a frame.
 void SetLength(std::string& head, std::size_t length) {
     for (std::size_t place = Frame::kMagicBytes; place < Frame::kHeadBytes; ++place) {
@@ -32,20 +29,14 @@ MessageFrame::MessageFrame(std::size_t expected) {
     bytes.resize(Frame::kHeadBytes);
 }
 
-void MessageFrame::Append(const SharedFrame::Text& text) {
-    if (CopiedBytes(*text) != 0) {
-        bytes.append(*text);
-        return;
-    }
+void MessageFrame::AppendShared(const SharedFrame::Text& text) {
     EndText();
     others.push_back(text);
-}
-
-std::size_t MessageFrame::CopiedBytes(std::string_view text) {
-    return text.size() < kSharedFrom ? text.size() : 0;
+    endedBytes += text->size();
 }
 
 void MessageFrame::EndText() {
+    endedBytes += bytes.size();
     auto text = std::make_shared<std::string>(std::move(bytes));
     bytes.clear();
     if (first) {
@@ -74,6 +65,7 @@ SharedFrame MessageFrame::Share() {
     }
     SetLength(*std::exchange(first, nullptr), frame.Size() - Frame::kHeadBytes);
     others.clear();
+    endedBytes = 0;
     return frame;
 }
 

@@ -21,9 +21,19 @@ public:
     /// caller appends text to them.
     std::string& Buffer() { return bytes; }
     /// Appends a text. A long one isn't copied but shared, and Buffer then returns what follows it.
-    void Append(const SharedFrame::Text& text);
+    void Append(const SharedFrame::Text& text) {
+        if (CopiedBytes(*text) != 0) {
+            bytes.append(*text);
+        } else {
+            AppendShared(text);
+        }
+    }
+    /// Returns the number of bytes so far.
+    std::size_t Size() const { return endedBytes + bytes.size(); }
     /// Returns how many bytes Append copies of this text.
-    static std::size_t CopiedBytes(std::string_view text);
+    static std::size_t CopiedBytes(std::string_view text) {
+        return text.size() < kSharedFrom ? text.size() : 0;
+    }
     /// Writes the whole frame in one call. Returns false if the stream doesn't accept all of it;
     /// nothing more may be written to that stream then. The frame may be empty afterwards. Blocks
     /// as long as Write of the stream does.
@@ -35,6 +45,10 @@ public:
     [[nodiscard]] static bool WriteShared(Stream& stream, const SharedFrame& frame);
 
 private:
+    /// From this length on, a text is shared instead of copied.
+    static constexpr std::size_t kSharedFrom = 64U << 10U;
+
+    void AppendShared(const SharedFrame::Text& text);
     /// Ends the text that is being made, and begins another.
     void EndText();
 
@@ -43,6 +57,8 @@ private:
     std::shared_ptr<std::string> first;
     /// The texts that have ended, without the first.
     std::vector<SharedFrame::Text> others;
+    /// How many bytes the texts have that have ended.
+    std::size_t endedBytes = 0;
 };
 
 }  // namespace vantry

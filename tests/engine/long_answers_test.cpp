@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/allocations.h"
 #include "support/test_hub.h"
 
 namespace vantry {
@@ -23,13 +24,19 @@ public:
         return static_cast<std::int32_t>(count);
     }
     std::int32_t Write(const std::uint8_t* buffer, std::int32_t length) override {
-        written.append(reinterpret_cast<const char*>(buffer), static_cast<std::size_t>(length));
+        const auto size = static_cast<std::size_t>(length);
+        written.Add(
+            std::make_shared<const std::string>(reinterpret_cast<const char*>(buffer), size));
         return length;
+    }
+    std::int32_t WriteShared(const SharedFrame& whole) override {
+        written = whole;
+        return static_cast<std::int32_t>(whole.Size());
     }
     void Close() override {}
     bool HasPeerGone() const override { return looked++ >= looksBefore; }
 
-    std::string written;
+    SharedFrame written;
     mutable std::size_t looked = 0;
 
 private:
@@ -41,8 +48,8 @@ private:
 class LongAnswers : public testing::Test {
 protected:
     LongAnswers() {
-        inside->Send(Section("PropertyGetResponses", {ReportEntry(kLong, std::string(300'000, 'x')),
-                                                      ReportEntry(kShort, "1")}));
+        inside->Send(Section("PropertyGetResponses",
+                             {ReportEntry(kLong, kValue), ReportEntry(kShort, "1")}));
     }
     /// Lets the hub process the message of a new external peer.
     std::shared_ptr<OneMessage> Process(const std::string& text, std::size_t looks) {
@@ -52,8 +59,11 @@ protected:
         return stream;
     }
 
+    static constexpr std::size_t kForever = 1'000'000;
+    const std::string kValue = std::string(300'000, 'x');
     const Address kLong{"C", "Job 1", "LONG"};
     const Address kShort{"C", "Job 1", "SHORT"};
+    const Address kHidden = HubProperty(HubProperties::kOwnComponent, Groups::kComponents);
     TestHub hub;
     std::unique_ptr<FrameClient> inside = hub.Connect();
 };
@@ -64,7 +74,6 @@ TEST_F(LongAnswers, NoneIsMadeForAPeerThatHasGoneAndAShortOneAsksNobody) {
         Many("PropertyGetRequests", 8, [&](std::size_t) { return kLong.Entry(); });
     const std::string report =
         R"(,"PropertyGetResponses": [)" + ReportEntry({"C", "Job 1", "NEW"}, "1") + "]}";
-    constexpr std::size_t kForever = 1'000'000;
     const struct {
         std::string request;
         std::size_t looks;
@@ -81,11 +90,48 @@ TEST_F(LongAnswers, NoneIsMadeForAPeerThatHasGoneAndAShortOneAsksNobody) {
     for (const auto& one : cases) {
         const auto stream = Process(one.request, one.looks);
         EXPECT_EQ(stream->looked, one.looked) << one.request;
-        EXPECT_GE(stream->written.size(), one.leastBytes) << one.request;
-        EXPECT_EQ(stream->written.empty(), one.leastBytes == 0) << one.request;
+        EXPECT_GE(stream->written.Size(), one.leastBytes) << one.request;
+        EXPECT_EQ(stream->written.Size() == 0, one.leastBytes == 0) << one.request;
     }
     // What came with a request is taken although nobody hears the answer.
     EXPECT_EQ(Count(*inside->Ask(Get({"C", "Job 1", ""})), "Job 1:NEW"), 1U);
+}
+
+TEST_F(LongAnswers, ALongRecordIsNotCopiedAndTheBytesAreTheSame) {
+    const std::string shortOne = ReportEntry(kShort, "1");
+    const std::string longOne = ReportEntry(kLong, kValue);
+    const std::string refusal =
+        R"({"Component": ")" + kHidden.component +
+        R"(","ComponentString": "Unknown Group","GUID": ")" + kHidden.groupGuid + ":" +
+        kHidden.guid +
+        R"(","GroupString": "Unknown Group","NameString": "Unknown Property",)"
+        R"("Status": "Property Not Found","Value": "Invalid Value"})";
+    // The texts of the records are made once.
+    ASSERT_TRUE(inside->Ask(Get({"C", "Job 1", ""})));
+    const struct {
+        std::vector<Address> wanted;
+        std::vector<std::string> records;
+    } cases[] = {
+        {{kLong}, {longOne}},
+        {{kShort, kLong, kLong, kShort}, {shortOne, longOne, longOne, shortOne}},
+        {{kLong, kHidden, kShort}, {longOne, shortOne, refusal}},
+    };
+    for (const auto& one : cases) {
+        const std::string request = Many("PropertyGetRequests", one.wanted.size(),
+                                         [&](std::size_t at) { return one.wanted[at].Entry(); });
+        const std::size_t before = AllocationsOfThisThread().bytes;
+        const auto stream = Process(request, kForever);
+        EXPECT_LT(AllocationsOfThisThread().bytes - before, kValue.size() / 2) << request;
+        EXPECT_EQ(*stream->written.Joined(), FrameOf(Section("PropertyGetResponses", one.records)))
+            << request;
+    }
+    const std::size_t before = AllocationsOfThisThread().bytes;
+    const auto stream = Process(kGetAll, kForever);
+    EXPECT_LT(AllocationsOfThisThread().bytes - before, kValue.size() / 2);
+    const std::string all = stream->written.Joined()->substr(Frame::kHeadBytes);
+    EXPECT_EQ(*stream->written.Joined(), FrameOf(all));
+    EXPECT_EQ(Count(all, "," + longOne + ",") + Count(all, "," + longOne + "]}"), 1U);
+    EXPECT_EQ(hub.platform.platform.accounting->Total(Resource::Answer), 0U);
 }
 
 }  // namespace
