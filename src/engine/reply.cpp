@@ -1,9 +1,8 @@
 // The answer grows in the buffer of its frame. Refusals are collected apart and appended at the
-// end. A text is counted before it is appended, also one that is shared, since
-// the answer may be the last that keeps it alive. The accounting needs a lock that all connections
-// share, so it is called rarely: not at all for an answer of up to 64 KiB, and then once for each
-// 256 KiB, in advance. Then it is also found out whether the peer has gone, which takes a system
-// call.
+// end. A text is counted before it is appended, also one that is shared, since the answer may be
+// the last that keeps it alive. The accounting needs a lock that all connections share, so it is
+// called rarely: not at all for an answer of up to 64 KiB, and then once for each 256 KiB, in
+// advance. Then it is also found out whether the peer has gone, which takes a system call.
 
 #include "engine/reply.h"
 
