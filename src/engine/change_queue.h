@@ -18,10 +18,10 @@ enum class ChangeOrigin : std::uint8_t { Internal, External };
 /// A bounded stack (499 entries) of changed properties that wait for the next publishing tick.
 ///
 /// When it is full, an internal change takes the place of the newest external one. An external
-/// change of a property without an entry takes the place of the newest external one whose property
-/// has another entry, so that a component that changes some properties very often hides no change
-/// of the others. Any other change is dropped. All operations are thread-safe and wait for a short
-/// lock at most. Push takes a constant time, but for one that counts the entries of a full stack.
+/// change of a property without an entry takes the place of an external one whose property has
+/// another entry, so that a component that changes some properties very often hides no change of
+/// the others. Any other change is dropped. All operations are thread-safe and wait for a short
+/// lock at most.
 class ChangeQueue {
 public:
     /// Shares ownership of the property until it is taken out. A change that is dropped is reported
@@ -52,14 +52,14 @@ private:
     /// Requires that there is an external entry.
     Slot& NewestExternal() REQUIRES(lock);
     void CountEntries() REQUIRES(lock);
-    /// Returns the newest external entry whose property has another entry, or null if there is
-    /// none or if `changed` has an entry.
+    /// Returns an external entry whose property has another entry, or null if there is none or if
+    /// `changed` has an entry. The first call for a full stack counts its entries.
     Slot* ReplaceableFor(const Property& changed) REQUIRES(lock);
     /// Returns the property that was in the slot.
     std::shared_ptr<Property> Replace(Slot& slot, Slot replacement) REQUIRES(lock);
 
     Lock lock;
-    /// Written with `lock` held. Pop reads it without, to return early when the stack is empty.
+    /// Written with `lock` held. TakeAll reads it without, to return early when the stack is empty.
     std::atomic<std::uint32_t> count{0};
     std::uint32_t externals GUARDED_BY(lock) = 0;
     std::array<Slot, kSlots> slots GUARDED_BY(lock);

@@ -58,6 +58,9 @@ std::uint32_t PropertyEngine::HandleMessage(const StreamReference& stream,
         if (!answers && IsEnding(*stream)) {
             return 0;
         }
+        if (!answers) {
+            reply.reset();
+        }
     }
     // What a peer has reported before it went still counts.
     if (request.getResponses != nullptr) {

@@ -84,7 +84,7 @@ private:
 
     // The steps of HandleMessage.
     /// Each of the functions that return a bool returns false if the reply has been abandoned
-    /// because the peer exceeds a bound or has gone.
+    /// because the peer exceeds a bound or has gone, or because the hub stops.
     bool Answer(const RequestSections& request, bool external, Reply& reply);
     bool AnswerEntry(const WantedProperty& wanted, bool external, Reply& reply);
     bool AnswerEverything(bool external, Reply& reply);

@@ -29,7 +29,7 @@ public:
     Reply(const Stream& stream, bool everything, Turns* turns);
 
     /// Returns false if the answer is to be abandoned: work of the connection is dropped, or the
-    /// peer has gone. It may ask the system, so it is for who had to wait for a turn.
+    /// peer has gone. It may ask the system, so it isn't for short answers.
     bool IsWanted() const;
     /// Returns whether the answer has to wait for a turn before a record of `bytes` bytes is added.
     bool NeedsTurnFor(std::size_t bytes);

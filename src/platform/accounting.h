@@ -83,11 +83,11 @@ public:
     /// Returns when Leave was called, on the clock of NowNanoseconds; 0 if it wasn't called.
     std::uint64_t LeftAt() const { return leftAt; }
 
-    /// Records that the hub is about to stop, so that work of this connection that hasn't begun is
-    /// dropped.
+    /// Records that the hub is about to stop, so that work of this connection is dropped where it
+    /// waits or takes long.
     void Dismiss() { dismissed = true; }
     bool IsDismissed() const { return dismissed; }
-    /// Returns whether work of this connection that waits is dropped: it was closed because of a
+    /// Returns whether such work of this connection is dropped: it was closed because of a
     /// bound, or the hub is about to stop.
     bool IsEnding() const { return cut || dismissed; }
 

@@ -72,7 +72,7 @@ struct LineWriter::Shared {
         return true;
     }
 
-    /// Saves the queued lines for which there is room, and keeps all of them in the queue.
+    /// Saves the queued lines for which there is room, and leaves the others in the queue.
     bool SaveWhatFits() {
         std::vector<PendingLine> lines = TakeLines(true);
         const bool saved = file->SaveWhatFits(lines);
@@ -87,7 +87,7 @@ struct LineWriter::Shared {
             return;
         }
         if (fits) {
-            Tell("has no room for all changes; the longest are lost");
+            Tell("has no room for all changes; those that need most are lost");
         } else if (file->SaveInBackup(TakeLines(true))) {
             Tell(
                 "can't be saved; the last changes are in its backup, which is used as long as the "

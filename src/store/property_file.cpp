@@ -32,6 +32,37 @@ const Lock& FilesLock() {
     return lock;
 }
 
+/// Sorts the lines by how long each makes the text; the one that makes it longest is the last.
+void SortByGrowth(std::vector<PendingLine>& lines, const std::string& text) {
+    std::vector<std::pair<std::size_t, PendingLine>> sorted;
+    sorted.reserve(lines.size());
+    for (PendingLine& line : lines) {
+        const std::size_t length = ReplaceLine(text, line.prefix, line.line).size();
+        sorted.emplace_back(length, std::move(line));
+    }
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [](const auto& one, const auto& other) { return one.first < other.first; });
+    lines.clear();
+    for (auto& [length, line] : sorted) {
+        lines.push_back(std::move(line));
+    }
+}
+
+/// Writes the part of the content that makes the file longer. If there is no room for it, the file
+/// stays as it was. A file that is written in place is good all the time then, although it is tried
+/// again and again whether there is room.
+FileResult MakeRoom(File& file, std::string_view content) {
+    std::uint64_t size = 0;
+    FileResult result = file.Size(size);
+    if (result && content.size() > size) {
+        result = file.Write(size, content.substr(size));
+        if (!result) {
+            static_cast<void>(file.Cut(size));
+        }
+    }
+    return result;
+}
+
 std::string WithLines(std::string text, std::span<const PendingLine> lines) {
     for (const PendingLine& line : lines) {
         text = ReplaceLine(text, line.prefix, line.line);
@@ -136,36 +167,46 @@ FileResult PropertyFile::Save(const std::vector<PendingLine>& lines) {
         text = *unwritten;
     } else if (const FileResult read = ReadText(text); !read) {
         return read;
-    } else {
-        lastWritten = text;
     }
-    const FileResult written = Write(WithLines(std::move(text), lines));
+    const bool isFirst = !unwritten;
+    const FileResult written = Write(WithLines(text, lines));
+    hadNoRoom = written.IsNoRoom();
     if (written) {
         lastWritten.reset();
+    } else if (isFirst) {
+        lastWritten = std::move(text);
     }
     return written;
 }
 
-bool PropertyFile::SaveWhatFits(std::vector<PendingLine> lines) {
+bool PropertyFile::SaveWhatFits(std::vector<PendingLine>& lines) {
     ScopedLock guard(lock);
     if (!lastWritten || overrideIsApplied) {
         return false;
     }
-    std::sort(lines.begin(), lines.end(), [](const PendingLine& one, const PendingLine& other) {
-        return one.line.size() < other.line.size();
-    });
-    for (std::size_t leftOut = 1;; leftOut *= 2) {
-        const std::size_t kept = lines.size() - std::min(leftOut, lines.size());
-        const std::string text = WithLines(*lastWritten, std::span(lines).first(kept));
-        if (WriteContent(MakePropertyContent(text))) {
-            unwritten.reset();
-            lastWritten.reset();
-            return true;
-        }
-        if (kept == 0) {
+    SortByGrowth(lines, *lastWritten);
+    const auto write = [&](std::size_t count) REQUIRES(lock) {
+        const auto first = std::span(lines).first(count);
+        return WriteContent(MakePropertyContent(WithLines(*lastWritten, first)));
+    };
+    std::size_t fitting = 0;
+    std::size_t tooMany = lines.size();
+    while (tooMany - fitting > 1) {
+        const std::size_t middle = (fitting + tooMany) / 2;
+        const FileResult written = write(middle);
+        if (!written && !written.IsNoRoom()) {
             return false;
         }
+        (written ? fitting : tooMany) = middle;
     }
+    // The last try may have been one without room, and on a new machine there is no old text.
+    if ((fitting == 0 && lastWritten->empty()) || !write(fitting)) {
+        return false;
+    }
+    lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(fitting));
+    unwritten.reset();
+    lastWritten.reset();
+    return true;
 }
 
 bool PropertyFile::SaveInBackup(const std::vector<PendingLine>& lines) {
@@ -250,6 +291,9 @@ FileResult PropertyFile::WriteContent(std::string_view content) {
 FileResult PropertyFile::WriteInPlace(std::string_view content) {
     std::unique_ptr<File> file;
     FileResult result = files->Open(names.file, FileUse::kWrite | FileUse::kMake, file);
+    if (result && hadNoRoom) {
+        result = MakeRoom(*file, content);
+    }
     if (result) {
         result = file->Write(0, content);
     }

@@ -46,11 +46,12 @@ public:
     /// Completes what earlier calls couldn't write, and then writes `lines` with one write. If any
     /// of this fails, the caller passes the same lines, followed by newer ones, to a later call.
     [[nodiscard]] FileResult Save(const std::vector<PendingLine>& lines);
-    /// Writes the text that the file had before the Save that failed, with as many of `lines` as
-    /// there is room for: the longest are left out first. The caller passes all of them to a later
-    /// Save nevertheless. No two lines may have the same prefix. Returns false if not even the old
-    /// text can be written.
-    [[nodiscard]] bool SaveWhatFits(std::vector<PendingLine> lines);
+    /// Writes the text that the file had before a Save that found no room, with as many of `lines`
+    /// as there is room for; those that make the text longest are left out first. Removes from
+    /// `lines`, of which no two may have the same prefix, those that were written. Returns false,
+    /// with `lines` unchanged, if not even the old text can be written, or if the lines of an
+    /// override must be written first.
+    [[nodiscard]] bool SaveWhatFits(std::vector<PendingLine>& lines);
     /// Writes `lines` to the backup, for the stop after a Save that failed. Returns false, with the
     /// backup unchanged, if that fails or if the next start would read the file instead.
     [[nodiscard]] bool SaveInBackup(const std::vector<PendingLine>& lines);
@@ -71,9 +72,9 @@ private:
     FileResult DeleteOverride();
     FileResult ReadText(std::string& text);
     FileResult Write(std::string text) REQUIRES(lock);
-    FileResult WriteContent(std::string_view content);
+    FileResult WriteContent(std::string_view content) REQUIRES(lock);
     std::string Shown(std::u16string_view name) const;
-    FileResult WriteInPlace(std::string_view content);
+    FileResult WriteInPlace(std::string_view content) REQUIRES(lock);
 
     const std::shared_ptr<FileSystem> files;
     const Saves saves;
@@ -83,8 +84,10 @@ private:
     const Lock lock;
     /// The intended text of the file, if its write failed or hasn't been tried yet.
     std::optional<std::string> unwritten GUARDED_BY(lock);
-    /// The text that the file had before the first Save that failed.
+    /// The text that the file had before the first Save that failed, until one succeeds.
     std::optional<std::string> lastWritten GUARDED_BY(lock);
+    /// Whether the last Save found no room.
+    bool hadNoRoom GUARDED_BY(lock) = false;
     /// Whether the override was applied, so that its file must be deleted before other lines are
     /// written.
     bool overrideIsApplied GUARDED_BY(lock) = false;

@@ -4,6 +4,7 @@
 
 #include "support/allocations.h"
 #include "support/test_hub.h"
+#include "transport/session/data_stream.h"
 
 namespace vantry {
 namespace {
@@ -55,7 +56,7 @@ protected:
     std::shared_ptr<OneMessage> Process(const std::string& text, std::size_t looks) {
         const auto stream = std::make_shared<OneMessage>(
             hub.platform.platform.accounting->Admit(Link::Usb, ""), text, looks);
-        hub.engine->ProcessMessage(stream);
+        hub.engine->ProcessMessage(std::make_shared<FramedDataStream>(stream));
         return stream;
     }
 

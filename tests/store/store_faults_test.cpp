@@ -34,20 +34,30 @@ TEST_F(Store, AValueThatHasNoRoomCostsNoOtherValue) {
         PutLines(kFile, "G:A|Group:Name=1\nG:B|Group:Name=2\n");
         Restart();
         const auto a = Register("A", 0);
-        const auto text = MakeStringProperty("", {"S", "Name", "G", "Group"});
-        store->RegisterProperty(text);
-        ASSERT_EQ(text->SetText("short"), kAccepted);
-        ASSERT_TRUE(FileBecomes("G:A|Group:Name=1\nG:B|Group:Name=2\nG:S|Group:Name=short\n"));
+        const std::string longValue(2000, 'x');
+        std::vector<std::shared_ptr<StringProperty>> texts;
+        std::string shortLines;
+        std::string longLines;
+        for (const char* const guid : {"S", "T", "U"}) {
+            texts.push_back(MakeStringProperty("", {guid, "Name", "G", "Group"}));
+            store->RegisterProperty(texts.back());
+            ASSERT_EQ(texts.back()->SetText("short"), kAccepted);
+            const std::string line = std::string("G:") + guid + "|Group:Name=";
+            shortLines.append(line).append("short\n");
+            longLines.append(line).append(longValue).append("\n");
+        }
+        ASSERT_TRUE(FileBecomes("G:A|Group:Name=1\nG:B|Group:Name=2\n" + shortLines));
         disk->LeaveRoomFor(1000);
-        ASSERT_EQ(text->SetText(std::string(2000, 'x')), kAccepted);
+        for (const auto& text : texts) {
+            ASSERT_EQ(text->SetText(longValue), kAccepted);
+        }
         for (int value = 10; value < 20; ++value) {
             ASSERT_EQ(a->SetText(std::to_string(value)), kAccepted);
         }
-        EXPECT_TRUE(FileBecomes("G:A|Group:Name=19\nG:B|Group:Name=2\nG:S|Group:Name=short\n"));
+        ASSERT_TRUE(FileBecomes("G:A|Group:Name=19\nG:B|Group:Name=2\n" + shortLines));
         disk->Recover();
         ASSERT_EQ(a->SetText("20"), kAccepted);
-        EXPECT_TRUE(FileBecomes("G:A|Group:Name=20\nG:B|Group:Name=2\nG:S|Group:Name=" +
-                                std::string(2000, 'x') + "\n"));
+        ASSERT_TRUE(FileBecomes("G:A|Group:Name=20\nG:B|Group:Name=2\n" + longLines));
     }
 }
 

@@ -53,7 +53,9 @@ protected:
     bool FileBecomes(const std::string& text) const {
         const bool became =
             Eventually([&] { return disk->Content(kFile) == MakePropertyContent(text); });
-        EXPECT_EQ(disk->Content(kFile), MakePropertyContent(text));
+        if (!became) {
+            ADD_FAILURE() << disk->Content(kFile);
+        }
         return became;
     }
     bool LoadingFailed() const {
