@@ -107,8 +107,14 @@ public:
     }
 
     bool HasPeerEnded(int number) override {
-        const std::optional<int> state = StateOf(number);
-        return state != TCP_ESTABLISHED && state != TCP_FIN_WAIT1 && state != TCP_FIN_WAIT2;
+        switch (StateOf(number).value_or(TCP_CLOSE)) {
+            case TCP_ESTABLISHED:
+            case TCP_FIN_WAIT1:
+            case TCP_FIN_WAIT2:
+                return false;
+            default:
+                return true;
+        }
     }
 
     bool IsDisconnected(int number) override { return StateOf(number) == TCP_CLOSE; }
