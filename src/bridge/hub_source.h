@@ -72,7 +72,7 @@ private:
     /// Whether all properties have been reported once, so that Up may be.
     std::atomic<bool> isRead{false};
     std::atomic<std::uint64_t> leftOut{0};
-    Lock lock;
+    Mutex lock;
     std::vector<Update> waiting GUARDED_BY(lock);
     std::size_t compactAt GUARDED_BY(lock);
     std::vector<Request> writes GUARDED_BY(lock);

@@ -74,7 +74,7 @@ private:
     const int wake;
     std::unordered_map<int, Watched> watched;
     std::set<std::pair<std::uint64_t, Timer*>> timers;
-    Lock lock;
+    Mutex lock;
     std::vector<std::function<void()>> posted GUARDED_BY(lock);
     bool isStopped GUARDED_BY(lock) = false;
 };

@@ -61,7 +61,7 @@ private:
         bool isChanged = false;
     };
 
-    mutable Lock lock;
+    mutable Mutex lock;
     std::map<PropertyId, Entry> announced GUARDED_BY(lock);
     std::map<PropertyId, Announcement> leaving GUARDED_BY(lock);
     /// The times of the latest withdrawals in nanoseconds of NowNanoseconds.

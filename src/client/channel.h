@@ -91,7 +91,7 @@ private:
     /// Ends the pause before the next attempt to connect.
     Event hurry{true};
     Event settled{false};
-    mutable Lock currentLock;
+    mutable Mutex currentLock;
     std::shared_ptr<FrameSocket> current GUARDED_BY(currentLock);
     std::optional<Error> lastFailure GUARDED_BY(currentLock);
     /// Guards an activity and no data: it is held while a frame is written, so that frames of

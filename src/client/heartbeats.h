@@ -43,7 +43,7 @@ private:
     std::string TextOf(const Component& component, bool ends) const;
 
     const std::uint32_t intervalMilliseconds;
-    Lock lock;
+    Mutex lock;
     std::map<std::string, Component> components GUARDED_BY(lock);
 };
 

@@ -77,7 +77,7 @@ private:
     const ChannelTiming timing;
     /// Also held while a change of the state is queued for the program, so that two threads report
     /// their changes in order.
-    Lock stateLock;
+    Mutex stateLock;
     bool reported GUARDED_BY(stateLock) = false;
 
 public:

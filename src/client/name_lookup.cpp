@@ -43,7 +43,7 @@ struct Lookup {
     const std::string host;
     const std::uint16_t port;
     Interruption done;
-    Lock lock;
+    Mutex lock;
     Addresses result GUARDED_BY(lock) = Error{ErrorCode::TimedOut,
                                               "the name look-up took too long"};
 };

@@ -241,7 +241,7 @@ private:
     }
 
     const Heartbeat here;
-    Lock lock;
+    Mutex lock;
     std::map<PropertyId, Beat> beats GUARDED_BY(lock);
     std::map<PropertyId, Value> values GUARDED_BY(lock);
     /// The properties of withdrawn heartbeats that TakeChanges hasn't returned yet.

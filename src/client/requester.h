@@ -38,7 +38,7 @@ private:
     /// Guards an activity: it is held from sending a question to receiving its answer, so that
     /// there is at most one unanswered question.
     Turn asking;
-    Lock lock;
+    Mutex lock;
     std::unique_ptr<ReceivedMessage> answer GUARDED_BY(lock);
     Event answered{true};
 };

@@ -56,7 +56,7 @@ private:
         ChangeCallback callback;
         /// Guards an activity: it is held while the callback runs, so that Remove can wait for it.
         /// It is re-entrant, so a callback may end its own subscription.
-        Lock running;
+        Mutex running;
         std::atomic<bool> hasEnded{false};
         /// Whether the subscription has received its first values. Used by the worker only.
         bool hasJoined = false;
@@ -88,7 +88,7 @@ private:
 
     const ChannelTiming timing;
     const Surroundings surroundings;
-    Lock lock;
+    Mutex lock;
     std::map<std::uint64_t, std::shared_ptr<Entry>> entries GUARDED_BY(lock);
     std::uint64_t lastNumber GUARDED_BY(lock) = 0;
     bool hasStarted GUARDED_BY(lock) = false;

@@ -47,7 +47,7 @@ private:
 
     std::uint32_t regularInterval = 0;
     Job regular;
-    Lock lock;
+    Mutex lock;
     std::deque<Job> jobs GUARDED_BY(lock);
     bool stopping GUARDED_BY(lock) = false;
     std::atomic<std::uintptr_t> self{0};

@@ -41,7 +41,7 @@ constexpr std::uint32_t kMarkerMilliseconds = 2000;
 constexpr std::int32_t kFailed = -1;
 
 /// The hub, or null. A caller shares it while it finds its session.
-Lock rootLock;
+Mutex rootLock;
 std::shared_ptr<DriverRoot> root GUARDED_BY(rootLock);
 
 std::shared_ptr<DriverRoot> Root() {

@@ -31,7 +31,7 @@ public:
 private:
     const Limits limits;
     Notices& notices;
-    Lock lock;
+    Mutex lock;
     std::unordered_map<std::uint32_t, std::shared_ptr<LocalSession>> sessions GUARDED_BY(lock);
     std::uint32_t lastHandle GUARDED_BY(lock) = 0;
 };

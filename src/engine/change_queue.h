@@ -58,7 +58,7 @@ private:
     /// Returns the property that was in the slot.
     std::shared_ptr<Property> Replace(Slot& slot, Slot replacement) REQUIRES(lock);
 
-    Lock lock;
+    Mutex lock;
     /// Written with `lock` held. TakeAll reads it without, to return early when the stack is empty.
     std::atomic<std::uint32_t> count{0};
     std::uint32_t externals GUARDED_BY(lock) = 0;

@@ -167,21 +167,21 @@ private:
     std::atomic<bool> stopping{false};
     /// Guards the list and the entries of each subscriber. No stream is written to while it is
     /// held.
-    Lock subscribersLock;
+    Mutex subscribersLock;
     std::vector<std::shared_ptr<Subscriber>> subscribers GUARDED_BY(subscribersLock);
     /// Held while one report is processed, which makes an activity of several steps atomic: a
     /// report over an internal stream and one over an external stream must not both find the
     /// property absent and then both become its owner. The locks of the table and of the queues are
     /// entered while it is held.
-    Lock reportsLock;
+    Mutex reportsLock;
     ReportRights reportRights GUARDED_BY(reportsLock);
     ExternalOwners externalOwners GUARDED_BY(reportsLock);
     RemotePropertyTable remoteTable;
     ChangeQueue remoteChanges;
-    Lock roomLock;
+    Mutex roomLock;
     /// Woken in each tick of publishing. Reports that wait for room wait with roomLock held.
     Condition roomMade;
-    Lock remoteRetiredLock;
+    Mutex remoteRetiredLock;
     std::vector<std::shared_ptr<RemoteProperty>> remoteRetired GUARDED_BY(remoteRetiredLock);
 };
 

@@ -80,11 +80,11 @@ protected:
 private:
     std::weak_ptr<PropertyEngineBase> self;
     const std::shared_ptr<PropertyStore> store;
-    Lock namesLock;
+    Mutex namesLock;
     std::vector<PropertyName> periodicNames GUARDED_BY(namesLock);
-    Lock periodicLock;
+    Mutex periodicLock;
     std::vector<std::shared_ptr<Property>> periodicProperties GUARDED_BY(periodicLock);
-    Lock retiredLock;
+    Mutex retiredLock;
     std::vector<std::shared_ptr<Property>> retiredProperties GUARDED_BY(retiredLock);
     const std::unique_ptr<Thread> publishThread;
     Event publishLoopEnded{false};

@@ -37,7 +37,7 @@ public:
     void ListProperties(List& list, bool external) const;
 
 private:
-    Lock lock;
+    Mutex lock;
     KeyedTable<RemoteProperty> entries GUARDED_BY(lock);
 };
 

@@ -69,7 +69,7 @@ private:
     const std::vector<client::Endpoint> candidates;
     const std::function<void()> wakeServer;
     Inbox inbox;
-    Lock lock;
+    Mutex lock;
     State state GUARDED_BY(lock);
     /// Shared with writes that are under way when the link stops.
     std::shared_ptr<client::Hub> hub GUARDED_BY(lock);

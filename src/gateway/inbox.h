@@ -29,7 +29,7 @@ public:
 private:
     void DropReplaced() REQUIRES(lock);
 
-    Lock lock;
+    Mutex lock;
     std::vector<Arrival> waiting GUARDED_BY(lock);
     std::size_t bytes GUARDED_BY(lock) = 0;
     /// The number and the bytes of values at which replaced changes are dropped.

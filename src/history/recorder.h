@@ -68,7 +68,7 @@ private:
     const Options options;
 
     /// Held for one commit at a time, and entered before `lock`.
-    Lock writing;
+    Mutex writing;
     HistoryWriter writer GUARDED_BY(writing);
     ChangeFilter filter GUARDED_BY(writing);
     std::vector<ChangeRow> rows GUARDED_BY(writing);
@@ -82,7 +82,7 @@ private:
         Observation observation;
         std::string mark;
     };
-    Lock lock;
+    Mutex lock;
     Condition changed;
     RecordingClock clock GUARDED_BY(lock);
     std::vector<Arrival> arrivals GUARDED_BY(lock);

@@ -122,7 +122,7 @@ private:
     const std::array<int, 2> listening;
     const std::shared_ptr<OutputFlusher> flusher;
     std::atomic<bool> closed{false};
-    Lock lock;
+    Mutex lock;
     /// Ends AwaitPeer. Given back with the first peer, so that a connection costs one descriptor.
     std::optional<WakeUp> closing GUARDED_BY(lock){Descriptors::OfSystem()};
     std::shared_ptr<SocketConnection> connection GUARDED_BY(lock);

@@ -63,7 +63,7 @@ private:
     SocketInput input;
     const std::shared_ptr<SocketOutput> output;
     std::atomic<bool> inputEnded{false};
-    Lock endLock;
+    Mutex endLock;
     /// Exists while AwaitHangUp blocks.
     std::optional<WakeUp> hangUpIsAwaited GUARDED_BY(endLock);
     std::atomic<bool> readToEnd{false};

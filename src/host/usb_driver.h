@@ -82,7 +82,7 @@ private:
     const std::shared_ptr<SystemEvent> removedEvent;
     WakeUp wake{Descriptors::OfSystem()};
     std::atomic<bool> stopping{false};
-    Lock lock;
+    Mutex lock;
     std::shared_ptr<UsbCable> plugged GUARDED_BY(lock);
     NativeThread thread;
 };

@@ -23,7 +23,7 @@ struct Dialer::Shared {
         Report report;
     };
 
-    Lock lock;
+    Mutex lock;
     std::deque<Job> jobs GUARDED_BY(lock);
     /// The attempt under way, or 0 if there is none or it was cancelled.
     Ticket current GUARDED_BY(lock) = 0;

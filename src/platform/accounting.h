@@ -114,7 +114,7 @@ private:
     std::atomic<bool> cut{false};
     std::atomic<bool> hasLeft{false};
     std::atomic<bool> dismissed{false};
-    Lock closeLock;
+    Mutex closeLock;
     std::vector<std::function<void()>> closers GUARDED_BY(closeLock);
 };
 
@@ -183,12 +183,12 @@ private:
         /// The connections that hold the text, and how often each does.
         std::map<const ConnectionAccount*, std::uint64_t> holders;
     };
-    mutable Lock sharedLock;
+    mutable Mutex sharedLock;
     std::unordered_map<const void*, SharedText> sharedTexts GUARDED_BY(sharedLock);
     /// Held by a thread that closes connections because of their output, so that a second one
     /// doesn't close more before those have dropped theirs.
-    Lock relievingOutput;
-    mutable Lock lock;
+    Mutex relievingOutput;
+    mutable Mutex lock;
     std::vector<ConnectionAccount*> accounts GUARDED_BY(lock);
 };
 

@@ -73,7 +73,7 @@ public:
     [[nodiscard]] std::shared_ptr<DeviceHandle> Open(std::u16string_view name);
 
 private:
-    Lock lock;
+    Mutex lock;
     std::map<std::u16string, std::shared_ptr<DeviceDriver>, std::less<>> drivers GUARDED_BY(lock);
 };
 

@@ -56,7 +56,7 @@ private:
     };
 
     StandardErrorLines lines{"vantry: "};
-    Lock lock;
+    Mutex lock;
     /// Empty while lines go to standard error.
     Sink sink GUARDED_BY(lock);
     std::array<Row, kBoundCount> rows GUARDED_BY(lock){};

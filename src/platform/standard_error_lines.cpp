@@ -97,7 +97,7 @@ struct StandardErrorLines::Shared {
         }
     }
 
-    Lock lock;
+    Mutex lock;
     Condition changed;
     std::string prefix GUARDED_BY(lock);
     std::deque<std::string> lines GUARDED_BY(lock);
@@ -105,7 +105,7 @@ struct StandardErrorLines::Shared {
     bool isWriting GUARDED_BY(lock) = false;
     bool stopping GUARDED_BY(lock) = false;
     /// Held while the thread is started.
-    Lock startLock;
+    Mutex startLock;
     bool isStarted GUARDED_BY(startLock) = false;
 };
 

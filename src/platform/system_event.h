@@ -57,7 +57,7 @@ public:
 
 private:
     Descriptors& descriptors;
-    Lock lock;
+    Mutex lock;
     std::map<std::u16string, std::weak_ptr<SystemEvent>, std::less<>> events GUARDED_BY(lock);
 };
 

@@ -20,7 +20,7 @@ public:
     void GiveBack();
 
 private:
-    Lock lock;
+    Mutex lock;
     std::uint64_t free GUARDED_BY(lock);
     /// The events of the threads that block in Take, the first to arrive in front.
     std::deque<Event*> waiting GUARDED_BY(lock);

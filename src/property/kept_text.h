@@ -59,7 +59,7 @@ private:
     /// Records have about 300 bytes.
     static constexpr std::size_t kShort = 1'024;
 
-    Lock lock;
+    Mutex lock;
     std::uint64_t version GUARDED_BY(lock) = 0;
     /// Whether `text` is that of the current value. Otherwise it is null or outdated.
     mutable bool isCurrent GUARDED_BY(lock) = false;

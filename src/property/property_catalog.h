@@ -51,12 +51,12 @@ public:
 protected:
     /// Returns the lock of the entries, for a subclass whose work other threads must not see half
     /// done.
-    const Lock& EntriesLock() const RETURN_CAPABILITY(entriesLock) { return entriesLock; }
+    const Mutex& EntriesLock() const RETURN_CAPABILITY(entriesLock) { return entriesLock; }
 
 private:
-    Lock entriesLock;
+    Mutex entriesLock;
     KeyedTable<Property> entries GUARDED_BY(entriesLock);
-    Lock groupsLock;
+    Mutex groupsLock;
     std::set<std::string, std::less<>> groups GUARDED_BY(groupsLock);
 };
 

@@ -27,7 +27,7 @@ public:
     std::size_t ValueLength() const;
 
 private:
-    Lock lock;
+    Mutex lock;
     std::string value GUARDED_BY(lock);
 };
 

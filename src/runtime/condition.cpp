@@ -14,12 +14,12 @@ Condition::Condition() {
 
 Condition::~Condition() { pthread_cond_destroy(&condition); }
 
-void Condition::Wait(const Lock& lock) { pthread_cond_wait(&condition, lock.NativeMutex()); }
+void Condition::Wait(const Mutex& mutex) { pthread_cond_wait(&condition, mutex.Native()); }
 
-void Condition::WaitUntil(const Lock& lock, std::uint64_t deadline) {
+void Condition::WaitUntil(const Mutex& mutex, std::uint64_t deadline) {
     const timespec until{static_cast<time_t>(deadline / 1'000'000'000),
                          static_cast<long>(deadline % 1'000'000'000)};
-    pthread_cond_timedwait(&condition, lock.NativeMutex(), &until);
+    pthread_cond_timedwait(&condition, mutex.Native(), &until);
 }
 
 void Condition::WakeAll() { pthread_cond_broadcast(&condition); }

@@ -12,7 +12,7 @@ namespace vantry {
 /// A condition variable whose time-outs follow the monotonic clock, so that setting the time of day
 /// changes no wait.
 ///
-/// The caller of a wait holds `lock` exactly once. The wait releases it while it blocks and holds
+/// The caller of a wait holds `mutex` exactly once. The wait releases it while it blocks and holds
 /// it again when it ends, also when the thread is cancelled there. A wait may end for no reason, so
 /// callers test their condition in a loop. Any number of threads may wait and wake.
 class Condition {
@@ -23,9 +23,9 @@ public:
     Condition& operator=(const Condition&) = delete;
 
     /// Blocks until WakeAll.
-    void Wait(const Lock& lock) REQUIRES(lock);
+    void Wait(const Mutex& mutex) REQUIRES(mutex);
     /// Blocks until WakeAll, or until NowNanoseconds() has reached `deadline`.
-    void WaitUntil(const Lock& lock, std::uint64_t deadline) REQUIRES(lock);
+    void WaitUntil(const Mutex& mutex, std::uint64_t deadline) REQUIRES(mutex);
     /// Wakes every thread that waits. The caller may hold the lock.
     void WakeAll();
 

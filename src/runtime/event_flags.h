@@ -54,7 +54,7 @@ private:
 
     std::uint32_t flags GUARDED_BY(lock) = 0;
     const bool autoClear;
-    Lock lock;
+    Mutex lock;
     Condition changed;
 };
 

@@ -58,7 +58,7 @@ public:
     }
 
 private:
-    Lock lock;
+    Mutex lock;
     bool open GUARDED_BY(lock) = false;
     Condition opened;
 };
@@ -72,7 +72,7 @@ struct NativeThread::State {
     std::string name;
     Latch go;
     Latch end;
-    Lock lock;
+    Mutex lock;
     pid_t thread GUARDED_BY(lock) = 0;
     int niceOffset GUARDED_BY(lock) = 0;
 };

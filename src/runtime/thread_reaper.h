@@ -49,7 +49,7 @@ private:
     std::atomic<bool> running{true};
     std::unique_ptr<Thread> thread;
     /// Guards the list of retired Threads and the start of the background thread.
-    Lock lock;
+    Mutex lock;
     bool started GUARDED_BY(lock) = false;
     std::deque<std::unique_ptr<Thread>> retired GUARDED_BY(lock);
     Event wake{true};

@@ -2,9 +2,11 @@
 //
 // This file takes the place of lock.cpp, condition.cpp, native_thread.cpp, clock.cpp and
 // random_bits.cpp when the simulation is linked; event flags, events, threads and their reaper are
-// built on those and run as they are. A lock's state stands behind the mutex that its handle refers
-// to, so the classes keep their declarations. A condition needs no state: its address tells who
-// waits for it.
+// built on those and run as they are. The memory of the system's mutex holds a reference to the
+// state of the simulated one, so the classes keep their declarations. A condition needs no state:
+// its address tells who waits for it.
+
+#include <cstring>
 
 #include "runtime/clock.h"
 #include "runtime/condition.h"
@@ -23,21 +25,29 @@ using simulation::OutsideHub;
 using simulation::Scheduler;
 using simulation::SimulatedThread;
 
-/// What the handle of a lock refers to. The mutex itself is never locked.
-struct Mutex {
-    pthread_mutex_t native;
-    const SimulatedThread* owner;
-    std::uint32_t depth;
+/// What a mutex refers to.
+struct MutexState {
+    const SimulatedThread* owner = nullptr;
+    std::uint32_t depth = 0;
 };
 
-Mutex& StateOf(const Lock& lock) { return *reinterpret_cast<Mutex*>(lock.NativeMutex()); }
+void SetState(const Mutex& mutex, MutexState* state) {
+    static_assert(sizeof state <= sizeof(pthread_mutex_t));
+    std::memcpy(mutex.Native(), &state, sizeof state);
+}
+
+MutexState& StateOf(const Mutex& mutex) {
+    MutexState* state = nullptr;
+    std::memcpy(&state, mutex.Native(), sizeof state);
+    return *state;
+}
 
 simulation::LockOrder& Order() {
     static auto* const order = new simulation::LockOrder;
     return *order;
 }
 
-void Take(Mutex& mutex, bool mayWait = true) {
+void Take(MutexState& mutex, bool mayWait = true) {
     Scheduler& scheduler = Scheduler::Current();
     const bool isNew = mutex.depth == 0 || mutex.owner != scheduler.Self();
     if (isNew && mayWait && !Order().NoteTaking(scheduler.Self(), &mutex)) {
@@ -55,7 +65,7 @@ void Take(Mutex& mutex, bool mayWait = true) {
     simulation::Acquire(&mutex);
 }
 
-void GiveBack(Mutex& mutex) {
+void GiveBack(MutexState& mutex) {
     if (mutex.depth == 0 || mutex.owner != Scheduler::Current().Self()) {
         Scheduler::Current().Fail("a lock is left that its thread doesn't hold");
     }
@@ -74,28 +84,31 @@ std::uint64_t NowNanoseconds() { return Scheduler::Current().Now(); }
 /// The hub behaves alike with every secret, but a seed must also take the same steps each time.
 std::uint64_t RandomBits() { return 0; }
 
-Lock::Lock() {
+Mutex::Mutex() : native{} {
     const OutsideHub here;
-    std::shared_ptr<Mutex> made(new Mutex{}, [](Mutex* last) {
-        if (last->depth != 0) {
-            Scheduler::Current().Fail("a lock is destroyed that '" + last->owner->name + "' holds");
-        }
-        Order().Forget(last);
-        delete last;
-    });
-    mutex = std::shared_ptr<pthread_mutex_t>(made, &made->native);
+    SetState(*this, new MutexState);
 }
 
-void Lock::Enter() const NO_THREAD_SAFETY_ANALYSIS {
+Mutex::~Mutex() {
+    const OutsideHub here;
+    MutexState* const last = &StateOf(*this);
+    if (last->depth != 0) {
+        Scheduler::Current().Fail("a lock is destroyed that '" + last->owner->name + "' holds");
+    }
+    Order().Forget(last);
+    delete last;
+}
+
+void Mutex::Enter() const NO_THREAD_SAFETY_ANALYSIS {
     const OutsideHub here;
     Scheduler::Current().QuietPoint();
     Take(StateOf(*this));
 }
 
-bool Lock::TryEnter() const NO_THREAD_SAFETY_ANALYSIS {
+bool Mutex::TryEnter() const NO_THREAD_SAFETY_ANALYSIS {
     const OutsideHub here;
     Scheduler::Current().QuietPoint();
-    Mutex& mutexState = StateOf(*this);
+    MutexState& mutexState = StateOf(*this);
     if (mutexState.depth != 0 && mutexState.owner != Scheduler::Current().Self()) {
         return false;
     }
@@ -103,7 +116,7 @@ bool Lock::TryEnter() const NO_THREAD_SAFETY_ANALYSIS {
     return true;
 }
 
-void Lock::Leave() const NO_THREAD_SAFETY_ANALYSIS {
+void Mutex::Leave() const NO_THREAD_SAFETY_ANALYSIS {
     const OutsideHub here;
     GiveBack(StateOf(*this));
     Scheduler::Current().QuietPoint();
@@ -119,20 +132,20 @@ Condition::~Condition() {
     static_cast<void>(condition);
 }
 
-void Condition::Wait(const Lock& lock) {
+void Condition::Wait(const Mutex& mutex) {
     const OutsideHub here;
-    WaitUntil(lock, kNever);
+    WaitUntil(mutex, kNever);
 }
 
-void Condition::WaitUntil(const Lock& lock, std::uint64_t deadline) {
+void Condition::WaitUntil(const Mutex& mutex, std::uint64_t deadline) {
     const OutsideHub here;
-    Mutex& mutex = StateOf(lock);
-    if (mutex.depth != 1) {
+    MutexState& state = StateOf(mutex);
+    if (state.depth != 1) {
         Scheduler::Current().Fail("a wait whose caller doesn't hold the lock exactly once");
     }
-    GiveBack(mutex);
+    GiveBack(state);
     Scheduler::Current().Wait("an event", this, deadline);
-    Take(mutex);
+    Take(state);
 }
 
 void Condition::WakeAll() {

@@ -152,11 +152,11 @@ struct LineWriter::Shared {
 
     const std::shared_ptr<PropertyFile> file;
     const Saves saves;
-    Lock linesLock;
+    Mutex linesLock;
     std::deque<PendingLine> waiting GUARDED_BY(linesLock);
     EventFlags signal{true};
     std::atomic<bool> stopping{false};
-    Lock noticesLock;
+    Mutex noticesLock;
     /// Null when the owner has given up waiting.
     Notices* notices GUARDED_BY(noticesLock);
     // The following are used only by whoever makes the passes.

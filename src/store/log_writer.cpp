@@ -136,7 +136,7 @@ struct LogWriter::Shared {
     const std::uint64_t mostBytes;
     /// Used only by the thread once that runs.
     std::unique_ptr<File> file;
-    Lock lock;
+    Mutex lock;
     std::vector<std::string> lines GUARDED_BY(lock);
     std::uint64_t dropped GUARDED_BY(lock) = 0;
     EventFlags signal{false};

@@ -42,7 +42,7 @@ private:
     void Distribute(const PropertyCatalog& catalog, const StoredLines& stored);
 
     Notices& notices;
-    Lock loadedLock;
+    Mutex loadedLock;
     std::map<std::string, std::shared_ptr<StringProperty>> loadedValues GUARDED_BY(loadedLock);
     const std::shared_ptr<PropertyFile> file;
     LineWriter lines;

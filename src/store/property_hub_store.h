@@ -31,7 +31,7 @@ private:
     std::shared_ptr<LocalPropertySink> Engine();
 
     /// Held while a property is given to the engine or collected, so that AttachEngine misses none.
-    Lock engineLock;
+    Mutex engineLock;
     std::weak_ptr<LocalPropertySink> engine GUARDED_BY(engineLock);
     std::deque<std::shared_ptr<Property>> pending GUARDED_BY(engineLock);
 };

@@ -67,13 +67,13 @@ private:
     Platform& platform;
     const PropertyStoreSettings settings;
     /// Also held while a changed property is saved, so that the newest value is queued last.
-    Lock registeredLock;
+    Mutex registeredLock;
     std::deque<std::shared_ptr<Property>> registered GUARDED_BY(registeredLock);
     std::shared_ptr<TriggerProperty> loadTrigger;
     std::shared_ptr<TriggerProperty> storeTrigger;
     std::shared_ptr<BoolProperty> loadError;
     /// Also held while the queued properties are removed from the catalog.
-    Lock removalsLock;
+    Mutex removalsLock;
     std::deque<Removal> removals GUARDED_BY(removalsLock);
     EventFlags removalSignal{true};
     const std::unique_ptr<Thread> removalThread;

@@ -41,7 +41,7 @@ private:
     const std::uint32_t channel;
     /// A handle that is only opened to find out whether there is a driver.
     const std::shared_ptr<DeviceHandle> device;
-    Lock waitingLock;
+    Mutex waitingLock;
     std::shared_ptr<DeviceHandle> waiting GUARDED_BY(waitingLock);
     bool closed GUARDED_BY(waitingLock) = false;
     Event closing{false};

@@ -41,7 +41,7 @@ protected:
 private:
     std::shared_ptr<DeviceHandle> Handle() const;
 
-    Lock lock;
+    Mutex lock;
     std::shared_ptr<DeviceHandle> handle GUARDED_BY(lock);
 };
 

@@ -69,11 +69,11 @@ private:
     const std::uint32_t sessionPriority;
     /// Shows the number of sessions.
     HubStatus& status;
-    Lock handlersLock;
+    Mutex handlersLock;
     /// Owns the handlers. Sessions read them without the lock, from `firstHandler` on.
     std::list<HandlerEntry> handlers GUARDED_BY(handlersLock);
     std::atomic<HandlerEntry*> firstHandler{nullptr};
-    Lock sessionsLock;
+    Mutex sessionsLock;
     std::deque<SessionEntry> sessions GUARDED_BY(sessionsLock);
     Event sessionEnded{false};
     const std::shared_ptr<MessageVisitor> visitor;

@@ -55,7 +55,7 @@ private:
     const std::uint64_t most;
     const int poller;
     WakeUp wake;
-    Lock lock;
+    Mutex lock;
     bool stopping GUARDED_BY(lock) = false;
     std::unordered_map<int, std::shared_ptr<SocketOutput>> outputs GUARDED_BY(lock);
     NativeThread thread;

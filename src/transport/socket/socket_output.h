@@ -121,7 +121,7 @@ private:
 
     const std::shared_ptr<SocketDescriptor> socket;
     const std::shared_ptr<OutputFlusher> flusher;
-    Lock lock;
+    Mutex lock;
     OutputLimits limits GUARDED_BY(lock);
     WaitingOutput waiting GUARDED_BY(lock);
     PeerProgress progress GUARDED_BY(lock);

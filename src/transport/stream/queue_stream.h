@@ -60,7 +60,7 @@ private:
     void CountWritten(std::uint32_t count) REQUIRES(lock);
     void CountTaken(std::uint64_t count) REQUIRES(lock);
 
-    mutable Lock lock;
+    mutable Mutex lock;
     std::deque<Piece> pieces GUARDED_BY(lock);
     bool closed GUARDED_BY(lock) = false;
     /// Whether the last Read has found the queue empty.

@@ -68,7 +68,7 @@ public:
     /// Returns the lock that a writer holds while it writes a frame, so that the frames of several
     /// writers don't mix. All decorators of a connection share it. While it is held, a thread only
     /// calls Write and WriteShared, which may acquire locks of their own.
-    const Lock& SendLock() const RETURN_CAPABILITY(sendLock) { return sendLock; }
+    const Mutex& SendLock() const RETURN_CAPABILITY(sendLock) { return sendLock; }
     /// Returns the identity of the connection. All decorators of a connection share it, so
     /// connections are compared by it and not by the address of a stream.
     virtual std::uint32_t Id() const { return id; }
@@ -98,7 +98,7 @@ protected:
     }
     /// Makes a decorator of another stream, to which it forwards Id and Account. The decorator
     /// keeps the other stream, and with it the lock, alive.
-    Stream(std::uint32_t sharedId, std::uint32_t isExternal, const Lock& sharedLock)
+    Stream(std::uint32_t sharedId, std::uint32_t isExternal, const Mutex& sharedLock)
         : id(sharedId), external(isExternal), sendLock(sharedLock) {}
 
     /// Makes IsAlive return 0.
@@ -115,8 +115,8 @@ private:
     const std::uint32_t id;
     const std::uint32_t external;
     /// Empty in a decorator.
-    const std::optional<Lock> ownLock;
-    const Lock& sendLock;
+    const std::optional<Mutex> ownLock;
+    const Mutex& sendLock;
     std::shared_ptr<ConnectionAccount> account;
     std::atomic<std::uint32_t> alive{1};
 };

@@ -23,7 +23,7 @@ public:
 private:
     const std::uint64_t most;
 
-    Lock lock;
+    Mutex lock;
     std::deque<std::weak_ptr<TcpStream>> streams GUARDED_BY(lock);
 };
 

@@ -37,7 +37,7 @@ private:
     const std::shared_ptr<DeviceHandle> device;
     const std::shared_ptr<SystemEvent> stopEvent;
     const std::shared_ptr<SystemEvent> wakeEvent;
-    Lock eventsLock;
+    Mutex eventsLock;
     std::shared_ptr<SystemEvent> attachedEvent GUARDED_BY(eventsLock);
     std::shared_ptr<SystemEvent> removedEvent GUARDED_BY(eventsLock);
     const std::int32_t writeTimeout;
