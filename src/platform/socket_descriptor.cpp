@@ -3,9 +3,9 @@
 // A thread that blocks in recv holds no lock, so a lock can't keep another thread from closing the
 // descriptor under it; and once it is closed, the system may give the same number to the next
 // connection, whose bytes the first thread would then receive. Therefore the users are counted:
-// the owner is one, and each Use is one. Close shuts the socket down, which ends blocking calls,
-// and gives up the owner's part; the user that makes the count 0 closes the descriptor. A count of
-// 0 never grows again. Each use costs two atomic operations.
+// the owner is one, and each Use is one. If there are others, Close shuts the socket down, which
+// ends blocking calls, and gives up the owner's part; the user that makes the count 0 closes the
+// descriptor. A count of 0 never grows again. Each use costs two atomic operations.
 
 #include "platform/socket_descriptor.h"
 
@@ -31,7 +31,13 @@ SocketDescriptor::Use::~Use() {
 SocketDescriptor::Use::Use(Use&& other) noexcept : owner(std::exchange(other.owner, nullptr)) {}
 
 void SocketDescriptor::Close() {
-    if (!closed.exchange(true)) {
+    if (closed.exchange(true)) {
+        return;
+    }
+    std::uint32_t owner = 1;
+    if (users.compare_exchange_strong(owner, 0)) {
+        descriptors.Close(number);
+    } else {
         descriptors.ShutDown(number, SHUT_RDWR);
         Leave();
     }

@@ -9,8 +9,8 @@ namespace vantry {
 
 /// Owns the descriptor of a socket that several threads use.
 ///
-/// Close may be called while other threads use the descriptor in a system call. It shuts the socket
-/// down, which ends those calls; the descriptor itself is closed when the last of them has
+/// Close may be called while other threads use the descriptor in a system call. It then shuts the
+/// socket down, which ends those calls; the descriptor itself is closed when the last of them has
 /// returned. So its number can't be reused for another socket while a thread still uses it.
 ///
 /// All operations are thread-safe and none blocks.
@@ -39,8 +39,8 @@ public:
         SocketDescriptor* owner;
     };
 
-    /// Shuts the socket down in both directions and closes it when no Use is left. Further calls do
-    /// nothing.
+    /// Closes the socket. If there are Uses, it is shut down in both directions, and closed when none
+    /// is left. Further calls do nothing.
     void Close();
     /// Ends the receiving direction, so that a blocked reader returns. Sending stays possible.
     void ShutDownReceiving();

@@ -33,15 +33,38 @@ constexpr std::size_t kMostLines = 1000;
 /// asctime_r needs 26 bytes, and more for years of more than four digits.
 constexpr std::size_t kTimeBytes = 64;
 
-std::string MakeLine(std::string_view message) {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    char time[kTimeBytes] = {};
-    asctime_r(&local, time);
-    std::string line = time;
-    line.resize(line.empty() ? 0 : line.size() - 1);  // Removes the line feed.
-    return line.append(",").append(message).append("\r\n");
+/// The time of a line as text. It is kept for as long as it is right, a second, since making it
+/// takes longer than all else that a session does at its end.
+class TimeText {
+public:
+    const std::string& Now() {
+        const std::time_t now = std::time(nullptr);
+        if (now != moment) {
+            moment = now;
+            text = Make(now);
+        }
+        return text;
+    }
+
+private:
+    static std::string Make(std::time_t moment) {
+        std::tm local{};
+        localtime_r(&moment, &local);
+        char time[kTimeBytes] = {};
+        asctime_r(&local, time);
+        std::string text = time;
+        text.resize(text.empty() ? 0 : text.size() - 1);  // Removes the line feed.
+        return text;
+    }
+
+    std::time_t moment = -1;
+    std::string text;
+};
+
+std::string MakeLine(std::string_view time, std::string_view message) {
+    std::string line;
+    line.reserve(time.size() + message.size() + 3);
+    return line.append(time).append(",").append(message).append("\r\n");
 }
 
 }  // namespace
@@ -57,13 +80,13 @@ struct LogWriter::Shared {
         return static_cast<bool>(files->Open(name, FileUse::kAppend | FileUse::kMake, file));
     }
 
-    void Add(std::string line) {
+    void Add(std::string_view message) {
         ScopedLock guard(lock);
         if (lines.size() >= kMostLines) {
             ++dropped;
             return;
         }
-        lines.push_back(std::move(line));
+        lines.push_back(MakeLine(time.Now(), message));
         if (lines.size() == 1) {
             signal.Set(kLines);
         }
@@ -104,7 +127,9 @@ struct LogWriter::Shared {
     bool AppendWithCount(const std::string& some) {
         const std::uint64_t missing = TakeDropped();
         const std::string count =
-            missing == 0 ? "" : MakeLine(std::to_string(missing) + " lines were dropped");
+            missing == 0
+                ? ""
+                : MakeLine(TimeText().Now(), std::to_string(missing) + " lines were dropped");
         if (Append(count + some)) {
             return true;
         }
@@ -138,6 +163,7 @@ struct LogWriter::Shared {
     std::unique_ptr<File> file;
     Mutex lock;
     std::vector<std::string> lines GUARDED_BY(lock);
+    TimeText time GUARDED_BY(lock);
     std::uint64_t dropped GUARDED_BY(lock) = 0;
     EventFlags signal{false};
 };
@@ -162,7 +188,7 @@ LogWriter::~LogWriter() {
 
 bool LogWriter::IsOpen() const { return thread != nullptr; }
 
-void LogWriter::Write(std::string_view message) { shared->Add(MakeLine(message)); }
+void LogWriter::Write(std::string_view message) { shared->Add(message); }
 
 void LogWriter::Stop() { shared->signal.Set(kStop); }
 

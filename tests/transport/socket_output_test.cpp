@@ -129,7 +129,7 @@ TEST(SocketOutput, APeerThatResetsEndsALingeringConnection) {
         SocketOutput::Make(accepted, flusher, {.stallMilliseconds = 3'600'000, .lingers = true});
     const std::string frame(200'000, 'x');
     EXPECT_EQ(output->Write(reinterpret_cast<const std::uint8_t*>(frame.data()), frame.size()), 0);
-    output->Close(false);
+    output->Close(Reading::None);
     peer.Reset();
     EXPECT_TRUE(Eventually([&] { return accepted->IsClosed(); }));
     flusher->Stop();

@@ -79,6 +79,8 @@ ssize_t SocketInput::Receive(int number, std::uint8_t* buffer, std::size_t lengt
         reading.store(false, std::memory_order_release);
     } while (count == -EINTR);
     if (count <= 0) {
+        // Whoever closes the input shuts the socket down, so that nothing is received either.
+        ended = count == 0 && !closed;
         return count;
     }
     const std::size_t got = std::min(static_cast<std::size_t>(count), length);

@@ -35,6 +35,9 @@ public:
     void Release();
     /// Returns whether a thread is inside a call that receives.
     bool IsReading() const { return reading; }
+    /// Returns whether the peer sends no more and everything that it sent was received. Close
+    /// doesn't cause that.
+    bool HasEnded() const { return ended; }
 
 private:
     /// Receives at most `length` bytes into `buffer`, and keeps the bytes that were received behind
@@ -52,6 +55,7 @@ private:
     int lateError = 0;
     std::atomic<bool> closed{false};
     std::atomic<bool> reading{false};
+    std::atomic<bool> ended{false};
 };
 
 }  // namespace vantry

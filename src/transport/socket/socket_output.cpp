@@ -219,7 +219,7 @@ void SocketOutput::LeaveFlusher() {
     }
 }
 
-void SocketOutput::Close(bool mayHaveReader) {
+void SocketOutput::Close(Reading reading) {
     ScopedLock guard(lock);
     if (WasCut()) {
         Fail(EPIPE);
@@ -230,19 +230,22 @@ void SocketOutput::Close(bool mayHaveReader) {
     }
     closedAt = NowNanoseconds();
     changed.WakeAll();
-    if (mayHaveReader) {
+    if (reading == Reading::Possible) {
         socket->ShutDownReceiving();
     }
-    if (watched) {
-        return;
+    if (!watched && (reading == Reading::AtEnd || !Linger())) {
+        socket->Close();
     }
+}
+
+bool SocketOutput::Linger() {
     const SocketDescriptor::Use use(*socket);
-    if (use && !lateInput.DropUntilEnd(socket->Calls(), use.Number()) && limits.lingers &&
-        JoinFlusher(false)) {
-        StartLingering();
-        return;
+    if (!use || lateInput.DropUntilEnd(socket->Calls(), use.Number()) || !limits.lingers ||
+        !JoinFlusher(false)) {
+        return false;
     }
-    socket->Close();
+    StartLingering();
+    return true;
 }
 
 void SocketOutput::CloseNow() {

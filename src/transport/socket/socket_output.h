@@ -20,6 +20,16 @@ namespace vantry {
 
 class OutputFlusher;
 
+/// What is known of the receiving side of a connection when it is closed.
+enum class Reading : std::uint8_t {
+    /// A thread may block in a call that receives.
+    Possible,
+    /// No thread does.
+    None,
+    /// The peer sends no more, and everything that it sent was received.
+    AtEnd
+};
+
 /// How much output a peer that doesn't read may cause to wait, and how its connection ends.
 struct OutputLimits {
     /// How long the peer may read nothing while output waits.
@@ -63,10 +73,10 @@ public:
     /// Does the same, but keeps references to the texts instead of copies.
     [[nodiscard]] int WriteShared(const SharedFrame& frame);
     /// Closes the socket when what waits has been sent; the caller doesn't wait for that. A reader
-    /// that blocks returns at once. A caller that knows that there is none passes false: the
-    /// receiving direction then stays open, and data that the peer still sends doesn't reset a
-    /// lingering connection. A connection whose account was cut is closed at once.
-    void Close(bool mayHaveReader = true);
+    /// that blocks returns at once. A caller that knows that there is none says so: the receiving
+    /// direction then stays open, and data that the peer still sends doesn't reset a lingering
+    /// connection. A connection whose account was cut is closed at once.
+    void Close(Reading reading = Reading::Possible);
     /// Drops what waits and closes the socket at once. A reader that blocks returns.
     void CloseNow();
     /// Blocks until at most `bytes` bytes wait or the connection is closed, and returns true.
@@ -106,6 +116,9 @@ private:
     std::optional<std::size_t> SendNow(std::span<const OutputPart> parts) REQUIRES(lock);
     bool JoinFlusher(bool waitsForSocket) REQUIRES(lock);
     void SendWaiting() REQUIRES(lock);
+    /// Keeps a connection on which nothing waits until its peer has ended its side. Returns false
+    /// if that has happened already, or if this connection doesn't linger.
+    bool Linger() REQUIRES(lock);
     /// Ends the sending direction behind the last byte of the output.
     void StartLingering() REQUIRES(lock);
     /// Returns how many bytes the socket has that the peer hasn't received.

@@ -68,7 +68,9 @@ bool TcpStream::HasPeerGone() const {
 
 void TcpStream::Close() {
     input.Close();
-    output->Close(input.IsReading());
+    output->Close(input.HasEnded()    ? Reading::AtEnd
+                  : input.IsReading() ? Reading::Possible
+                                      : Reading::None);
 }
 
 }  // namespace vantry
