@@ -1,18 +1,20 @@
 // Threads that their owner can wait for, and end by force.
 //
 // POSIX has no portable wait for a thread's end with a time-out, so each thread opens a latch when
-// its body has ended, whether it returned or was cancelled. A thread starts blocked on another
-// latch, so its owner can store the handle before the body runs. Threads run with cancellation
-// disabled and enable it where they block (Interruptible); one that never blocks there can't be
-// cancelled, so Terminate detaches it after a grace period. Everything that such a thread still
-// uses of this class is in State, which the thread and its owner share.
+// its body has ended, whether it returned or was cancelled. Threads run with cancellation disabled
+// and enable it where they block (Interruptible); one that never blocks there can't be cancelled,
+// so Terminate detaches it after a grace period. Everything that such a thread still uses of this
+// class is in State, which the thread and its owner share. The thread and its creator both store
+// its handle, since either may be the first to go on, and the body may end before the creator does.
 
 #include "runtime/native_thread.h"
 
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <string>
 #include <utility>
 
@@ -41,13 +43,6 @@ public:
         opened.WakeAll();
     }
 
-    void Wait() {
-        ScopedLock guard(lock);
-        while (!open) {
-            opened.Wait(lock);
-        }
-    }
-
     [[nodiscard]] bool Wait(std::uint32_t milliseconds) {
         const std::uint64_t deadline = NowNanoseconds() + milliseconds * kNanosecondsPerMillisecond;
         ScopedLock guard(lock);
@@ -70,50 +65,54 @@ private:
 struct NativeThread::State {
     std::function<void()> body;
     std::string name;
-    Latch go;
+    /// Null if the stack is one of the C library's.
+    std::shared_ptr<ThreadStacks> stacks;
+    void* stack = nullptr;
+    std::atomic<pthread_t> handle{};
     Latch end;
     Mutex lock;
     pid_t thread GUARDED_BY(lock) = 0;
     int niceOffset GUARDED_BY(lock) = 0;
+
+    /// Called when no thread uses the stack.
+    void GiveStackBack() {
+        if (stacks) {
+            stacks->GiveBack(stack);
+            stacks.reset();
+        }
+    }
 };
 
 NativeThread::~NativeThread() { Join(); }
 
-bool NativeThread::StartSuspended(std::function<void()> body, std::string_view name, int niceOffset,
-                                  std::size_t stackBytes) {
-    state = std::make_shared<State>();
-    state->body = std::move(body);
-    state->name = name.substr(0, kLongestName);
+bool NativeThread::Start(std::function<void()> body, const Traits& traits) {
+    const std::shared_ptr<State> made = std::make_shared<State>();
+    made->body = std::move(body);
+    made->name = traits.name.substr(0, kLongestName);
     {
-        ScopedLock guard(state->lock);
-        state->niceOffset = niceOffset;
+        ScopedLock guard(made->lock);
+        made->niceOffset = traits.niceOffset;
     }
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    if (stackBytes != 0) {
-        pthread_attr_setstacksize(&attributes, stackBytes);
+    if (traits.stackBytes != 0) {
+        pthread_attr_setstacksize(&attributes, traits.stackBytes);
+    } else if (traits.stacks && (made->stack = traits.stacks->Take()) != nullptr) {
+        made->stacks = traits.stacks;
+        pthread_attr_setstack(&attributes, made->stack, made->stacks->Bytes());
     }
-    auto argument = std::make_unique<std::shared_ptr<State>>(state);
-    const int error = pthread_create(&handle, &attributes, &NativeThread::Run, argument.get());
+    auto argument = std::make_unique<std::shared_ptr<State>>(made);
+    state = made;
+    pthread_t created{};
+    const int error = pthread_create(&created, &attributes, &NativeThread::Run, argument.get());
     pthread_attr_destroy(&attributes);
     if (error != 0) {
+        made->GiveStackBack();
         state.reset();
         return false;
     }
     static_cast<void>(argument.release());  // Run now owns it.
-    return true;
-}
-
-void NativeThread::Resume() {
-    const std::shared_ptr<State> mine = state;
-    mine->go.Open();
-}
-
-bool NativeThread::Start(std::function<void()> body, std::string_view name) {
-    if (!StartSuspended(std::move(body), name)) {
-        return false;
-    }
-    Resume();
+    made->handle = created;
     return true;
 }
 
@@ -122,8 +121,8 @@ void* NativeThread::Run(void* argument) {
     const std::unique_ptr<std::shared_ptr<State>> owned(
         static_cast<std::shared_ptr<State>*>(argument));
     const std::shared_ptr<State> mine = *owned;
+    mine->handle = pthread_self();
     pthread_setname_np(pthread_self(), mine->name.c_str());
-    mine->go.Wait();
     {
         ScopedLock guard(mine->lock);
         mine->thread = static_cast<pid_t>(syscall(SYS_gettid));
@@ -156,7 +155,8 @@ bool NativeThread::WaitForEnd(std::uint32_t milliseconds) const {
 
 void NativeThread::Join() {
     if (state) {
-        pthread_join(handle, nullptr);
+        pthread_join(state->handle, nullptr);
+        state->GiveStackBack();
         state.reset();
     }
 }
@@ -166,13 +166,13 @@ void NativeThread::Terminate() {
         return;
     }
     if (!WaitForEnd(0)) {
-        pthread_cancel(handle);
+        pthread_cancel(state->handle);
     }
     if (WaitForEnd(kCancellationGraceMilliseconds)) {
         Join();
         return;
     }
-    pthread_detach(handle);
+    pthread_detach(state->handle);
     state.reset();
 }
 

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <pthread.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string_view>
+#include <utility>
+
+#include "runtime/thread_stacks.h"
 
 namespace vantry {
 
@@ -24,17 +25,25 @@ public:
     NativeThread(const NativeThread&) = delete;
     NativeThread& operator=(const NativeThread&) = delete;
 
-    /// Creates a thread for `body` that blocks until Resume. `name` is what debuggers and `ps`
-    /// show; 15 bytes of it are used. The nice value of the process plus `niceOffset` is in force
-    /// before the body runs. `stackBytes` 0 means the default stack. Returns false, with no thread
-    /// created and the body destroyed, if the system can't create one; the caller may try again.
-    [[nodiscard]] bool StartSuspended(std::function<void()> body, std::string_view name = "vantry",
-                                      int niceOffset = 0, std::size_t stackBytes = 0);
-    /// Lets the thread run. Uses nothing of this object once the thread can run, so the body may
-    /// pass this object to another thread that destroys it.
-    void Resume();
-    /// Does StartSuspended and Resume in one.
-    [[nodiscard]] bool Start(std::function<void()> body, std::string_view name = "vantry");
+    /// How a thread differs from an ordinary one of the process.
+    struct Traits {
+        /// What debuggers and `ps` show; 15 bytes of it are used.
+        std::string_view name = "vantry";
+        /// The nice value of the process plus this is in force before the body runs.
+        int niceOffset = 0;
+        /// The size of the stack; 0 means the default.
+        std::size_t stackBytes = 0;
+        /// Where a default stack comes from, unless it is null.
+        std::shared_ptr<ThreadStacks> stacks = nullptr;
+    };
+
+    /// Runs `body` on a new thread. Returns false, with the body destroyed, if the system can't
+    /// create one; the caller may try again. Uses nothing of this object once the thread can run,
+    /// so the body may pass this object to another thread that destroys it.
+    [[nodiscard]] bool Start(std::function<void()> body, const Traits& traits);
+    [[nodiscard]] bool Start(std::function<void()> body, std::string_view name = "vantry") {
+        return Start(std::move(body), {.name = name});
+    }
     /// Changes the nice offset of the thread, now or when it starts to run. Returns false if the
     /// system refuses. Does nothing and returns true if there is no thread.
     bool SetNiceOffset(int niceOffset);
@@ -52,7 +61,6 @@ private:
     static void* Run(void* argument);
 
     std::shared_ptr<State> state;
-    pthread_t handle{};
 };
 
 }  // namespace vantry

@@ -8,6 +8,7 @@
 #include "runtime/thread.h"
 
 #include <string>
+#include <utility>
 
 #include "runtime/live_object_counters.h"
 #include "runtime/native_thread.h"
@@ -26,8 +27,12 @@ int NiceOffset(std::uint32_t priority) {
 class HubThread final : public Thread {
 public:
     HubThread(ThreadEntry function, std::uint32_t initialPriority, std::uint8_t stack,
-              std::string_view shownName)
-        : entry(function), priority(initialPriority), reserveStack(stack), name(shownName) {}
+              std::string_view shownName, std::shared_ptr<ThreadStacks> source)
+        : entry(function),
+          priority(initialPriority),
+          reserveStack(stack),
+          name(shownName),
+          stacks(std::move(source)) {}
 
     ~HubThread() override { HubThread::Stop(); }
 
@@ -35,14 +40,17 @@ public:
         if (started) {
             return true;
         }
-        if (!native.StartSuspended([run = entry, argument] { run(argument); }, name,
-                                   NiceOffset(priority), reserveStack)) {
-            return false;
-        }
         started = true;
-        // This comes last: once it runs, the thread may pass this object to the ThreadReaper.
-        native.Resume();
-        return true;
+        // Once it runs, the thread may pass this object to the ThreadReaper, which destroys it.
+        if (native.Start([run = entry, argument] { run(argument); },
+                         {.name = name,
+                          .niceOffset = NiceOffset(priority),
+                          .stackBytes = reserveStack,
+                          .stacks = stacks})) {
+            return true;
+        }
+        started = false;
+        return false;
     }
 
     bool SetPriority(std::uint32_t newPriority) override {
@@ -67,6 +75,7 @@ private:
     std::uint32_t priority;
     const std::uint8_t reserveStack;
     const std::string name;
+    const std::shared_ptr<ThreadStacks> stacks;
     bool started = false;
     NativeThread native;
 };
@@ -78,8 +87,9 @@ Thread::Thread() { ++LiveObjectCounters::threads; }
 Thread::~Thread() { --LiveObjectCounters::threads; }
 
 std::unique_ptr<Thread> MakeThread(ThreadEntry entry, std::uint32_t priority,
-                                   std::uint8_t reserveStack, std::string_view name) {
-    return std::make_unique<HubThread>(entry, priority, reserveStack, name);
+                                   std::uint8_t reserveStack, std::string_view name,
+                                   std::shared_ptr<ThreadStacks> stacks) {
+    return std::make_unique<HubThread>(entry, priority, reserveStack, name, std::move(stacks));
 }
 
 }  // namespace vantry

@@ -4,6 +4,8 @@
 #include <memory>
 #include <string_view>
 
+#include "runtime/thread_stacks.h"
+
 namespace vantry {
 
 /// The function that a thread runs. Nothing uses its result.
@@ -39,8 +41,10 @@ protected:
 };
 
 /// Returns a new Thread that isn't started. `reserveStack` is the size of its stack in bytes, 0 for
-/// the default of the system. `name` is what debuggers and `ps` show; 15 bytes of it are used.
+/// the default of the system. `name` is what debuggers and `ps` show; 15 bytes of it are used. A
+/// default stack comes from `stacks`, unless that is null.
 std::unique_ptr<Thread> MakeThread(ThreadEntry entry, std::uint32_t priority,
-                                   std::uint8_t reserveStack, std::string_view name = "vantry");
+                                   std::uint8_t reserveStack, std::string_view name = "vantry",
+                                   std::shared_ptr<ThreadStacks> stacks = nullptr);
 
 }  // namespace vantry

@@ -5,8 +5,7 @@
 namespace vantry {
 namespace {
 
-/// How many retired Threads wait for others at most, and for how long. The C library keeps about as
-/// many stacks of ended threads for new ones; more would go back to the system each time.
+/// How many retired Threads wait for others at most, and for how long.
 constexpr std::size_t kMostWaiting = 5;
 constexpr std::uint32_t kMostMilliseconds = 20;
 

@@ -31,9 +31,10 @@ public:
     ThreadReaper& operator=(const ThreadReaper&) = delete;
 
     /// Returns a new Thread with the default stack, which the caller owns; see vantry::MakeThread.
+    /// The Threads of one reaper use each other's stacks.
     std::unique_ptr<Thread> MakeThread(ThreadEntry entry, std::uint32_t priority,
                                        std::string_view name = "vantry") {
-        return vantry::MakeThread(entry, priority, 0, name);
+        return vantry::MakeThread(entry, priority, 0, name, stacks);
     }
 
     /// Becomes the owner of a Thread whose entry is about to return. Any thread may call it; it
@@ -46,6 +47,7 @@ private:
     /// are left.
     bool DestroyRetired(std::size_t left);
 
+    const std::shared_ptr<ThreadStacks> stacks = std::make_shared<ThreadStacks>();
     std::atomic<bool> running{true};
     std::unique_ptr<Thread> thread;
     /// Guards the list of retired Threads and the start of the background thread.

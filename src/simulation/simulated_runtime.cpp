@@ -161,19 +161,12 @@ struct NativeThread::State {
 
 NativeThread::~NativeThread() { Join(); }
 
-bool NativeThread::StartSuspended(std::function<void()> body, std::string_view name, int,
-                                  std::size_t) {
+bool NativeThread::Start(std::function<void()> body, const Traits& traits) {
     const OutsideHub here;
     if (Scheduler::Current().RefusesThread()) {
         return false;
     }
-    state = std::make_shared<State>(State{std::move(body), std::string(name)});
-    handle = {};
-    return true;
-}
-
-void NativeThread::Resume() {
-    const OutsideHub here;
+    state = std::make_shared<State>(State{std::move(body), std::string(traits.name)});
     const std::shared_ptr<State> mine = state;
     simulation::Release(mine.get());
     Scheduler::Current().Start(mine->name, [mine] {
@@ -188,14 +181,6 @@ void NativeThread::Resume() {
         Scheduler::Current().Wake(mine.get());
     });
     Scheduler::Current().QuietPoint();
-}
-
-bool NativeThread::Start(std::function<void()> body, std::string_view name) {
-    const OutsideHub here;
-    if (!StartSuspended(std::move(body), name)) {
-        return false;
-    }
-    Resume();
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include <atomic>
+#include <set>
 #include <thread>
 
 #include "runtime/event.h"
@@ -86,6 +87,25 @@ TEST(ThreadReaper, DestroysTheThreadsThatAreRetired) {
         EXPECT_EQ(runs, 20);
     }
     EXPECT_EQ(LiveObjectCounters::threads, before);
+}
+
+TEST(ThreadReaper, ItsThreadsUseTheStacksOfEarlierOnes) {
+    ThreadReaper reaper(253);
+    std::set<const void*> stacks;
+    for (int count = 0; count < 100; ++count) {
+        std::atomic<const void*> local{nullptr};
+        std::unique_ptr<Thread> thread = reaper.MakeThread(
+            [](void* result) -> std::uint32_t {
+                *static_cast<std::atomic<const void*>*>(result) = __builtin_frame_address(0);
+                return 0;
+            },
+            249);
+        ASSERT_TRUE(thread->Start(&local));
+        ASSERT_TRUE(test::Eventually([&] { return local != nullptr; }));
+        stacks.insert(local);
+        reaper.Retire(std::move(thread));
+    }
+    EXPECT_LT(stacks.size(), 40U);
 }
 
 TEST(Lock, IsReentrantAndSharedByItsCopies) {
