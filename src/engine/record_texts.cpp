@@ -1,6 +1,7 @@
 #include "engine/record_texts.h"
 
 #include <string_view>
+#include <utility>
 
 #include "wire/json/json_escapes.h"
 #include "wire/property_records.h"
@@ -9,13 +10,15 @@
 namespace vantry {
 namespace {
 
-std::string MakeText(const Property& property, const RecordOwner& owner, std::string_view status) {
+/// Returns the value as it stands in a record.
+std::string ValueOf(const Property& property) {
     std::string value;
     property.GetPublishedText(value);
-    if (EscapedLength(value) != value.size()) {
-        value = EscapeJsonText(value);
-    }
-    std::string text;
+    return EscapedLength(value) == value.size() ? value : EscapeJsonText(value);
+}
+
+void AppendText(std::string& text, const Property& property, const RecordOwner& owner,
+                std::string_view status, std::string_view value) {
     AppendRecord(text, {.component = owner.component,
                         .componentString = owner.name,
                         .groupGuid = property.GroupGuid(),
@@ -24,19 +27,26 @@ std::string MakeText(const Property& property, const RecordOwner& owner, std::st
                         .nameString = property.Name(),
                         .status = status,
                         .value = value});
-    return text;
 }
 
 }  // namespace
 
 KeptText::Shared RecordTextOf(const Property& property, const RecordOwner& owner) {
-    return property.RecordText().Get(
-        [&] { return MakeText(property, owner, Status::kSuccessful); });
+    return property.RecordText().Get([&](KeptText::Text& made) {
+        const std::string value = ValueOf(property);
+        if (made.constantBytes != 0) {
+            ReplaceValue(made.text, made.constantBytes, value);
+            return;
+        }
+        AppendText(made.text, property, owner, Status::kSuccessful, value);
+        made.constantBytes = ValuePlace(made.text, value);
+    });
 }
 
 KeptText::Shared WithdrawalTextOf(const Property& property, const RecordOwner& owner) {
-    return std::make_shared<const std::string>(
-        MakeText(property, owner, Status::kNoLongerAvailable));
+    std::string text;
+    AppendText(text, property, owner, Status::kNoLongerAvailable, ValueOf(property));
+    return std::make_shared<const std::string>(std::move(text));
 }
 
 }  // namespace vantry

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "runtime/lock.h"
 
@@ -14,56 +13,85 @@ namespace vantry {
 /// operations are thread-safe.
 ///
 /// Each change increments a version. It releases a long text, so that none of a value that has
-/// become short is kept. A short one stays until the next text takes its place: so the thread that
-/// makes the texts also releases them, and gets the memory of one for the next. A text has the
-/// version that was read before its value was read; it is kept only if that is still the version,
-/// so a text that was derived while the value changed is never returned as that of the new value.
+/// become short is kept. A short one stays, for the next text to be made of it: most of a record is
+/// the same for every value. A text has the version that was read before its value was read; it is
+/// kept only if that is still the version, so a text that was derived while the value changed is
+/// never returned as that of the new value.
 class KeptText {
 public:
     using Shared = std::shared_ptr<const std::string>;
 
+    /// A text that is being made.
+    struct Text {
+        std::string text;
+        /// How many bytes at the beginning are the same for every value; 0 in a new text.
+        std::size_t constantBytes = 0;
+    };
+
     /// Releases the kept text. Called after another value was stored.
     void Outdate() {
-        Shared outdated;
+        std::shared_ptr<Text> outdated;
         ScopedLock guard(lock);
         ++version;
         isCurrent = false;
-        if (text && text->size() > kShort) {
-            outdated.swap(text);
+        if (kept && kept->text.size() > kShort) {
+            outdated.swap(kept);
         }
     }
 
-    /// Returns the text of the current value, which the caller then shares. Calls `make`, with no
-    /// lock held, if no such text is kept.
+    /// Returns the text of the current value, which the caller then shares. If no such text is
+    /// kept, it calls `make` with no lock held, which gets the text of an earlier value or an empty
+    /// one and turns it into that of the current value.
     template <typename Make>
     Shared Get(const Make& make) const {
+        std::shared_ptr<Text> made;
         std::uint64_t present = 0;
         {
             ScopedLock guard(lock);
             if (isCurrent) {
-                return text;
+                return {kept, &kept->text};
             }
             present = version;
+            made.swap(kept);
         }
-        Shared made = std::make_shared<const std::string>(make());
-        Shared outdated;
+        MakeExclusive(made);
+        make(*made);
+        Shared result(made, &made->text);
         ScopedLock guard(lock);
         if (version == present) {
-            outdated = std::exchange(text, made);
+            made.swap(kept);
             isCurrent = true;
         }
-        return made;
+        return result;
     }
 
 private:
     /// Records have about 300 bytes.
     static constexpr std::size_t kShort = 1'024;
 
+    /// Makes `text` refer to a text that nobody else reads.
+    static void MakeExclusive(std::shared_ptr<Text>& text) {
+        if (!text) {
+            text = std::make_shared<Text>();
+            return;
+        }
+        bool isShared = false;
+        {
+            // Giving up a second reference makes this thread see that the former readers have
+            // finished; use_count alone says only that they have.
+            const std::shared_ptr<Text> second = text;
+            isShared = second.use_count() > 2;
+        }
+        if (isShared) {
+            text = std::make_shared<Text>(*text);
+        }
+    }
+
     Mutex lock;
     std::uint64_t version GUARDED_BY(lock) = 0;
-    /// Whether `text` is that of the current value. Otherwise it is null or outdated.
+    /// Whether `kept` is that of the current value. Otherwise it is null or outdated.
     mutable bool isCurrent GUARDED_BY(lock) = false;
-    mutable Shared text GUARDED_BY(lock);
+    mutable std::shared_ptr<Text> kept GUARDED_BY(lock);
 };
 
 }  // namespace vantry

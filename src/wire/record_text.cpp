@@ -38,6 +38,22 @@ void AppendRecord(std::string& text, const RecordView& record) {
               FieldStart<Field::kValue>::View(), record.value, kEnd);
 }
 
+std::size_t ValuePlace(std::string_view text, std::string_view value) {
+    return text.size() - kEnd.size() - value.size();
+}
+
+void ReplaceValue(std::string& text, std::size_t place, std::string_view value) {
+    const std::size_t size = place + value.size() + kEnd.size();
+    if (size > text.capacity()) {
+        // It would get twice its memory otherwise, and each property keeps a text.
+        std::string longer;
+        longer.reserve(size);
+        text.swap(longer.append(text, 0, place));
+    }
+    text.resize(place);
+    text.append(value).append(kEnd);
+}
+
 void AppendFailureRecord(std::string& text, std::string_view component, std::string_view groupGuid,
                          std::string_view guid) {
     constexpr std::string_view kUnknownGroup = "Unknown Group";

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,13 @@ struct RecordView {
 /// Appends the entry of a response section for `record`, with the same bytes as WriteJsonObject
 /// writes for the entry as a tree.
 void AppendRecord(std::string& text, const RecordView& record);
+
+/// Returns the place of the value in `text`, which ends with a record of this escaped value.
+std::size_t ValuePlace(std::string_view text, std::string_view value);
+
+/// Replaces the value of the record with which `text` ends. `place` is its place, and `value` must
+/// be escaped.
+void ReplaceValue(std::string& text, std::size_t place, std::string_view value);
 
 /// Appends the entry that answers a request for a property that doesn't exist or that the peer may
 /// not see. It repeats the identity in the request and has fixed texts in the other fields.

@@ -39,6 +39,20 @@ TEST_F(Publishing, ManyChangesOfALongValueMakeNoEndlessMessage) {
     EXPECT_LT(client->ReceiveUntil("xx")->size(), 34U << 20U);
 }
 
+TEST_F(Publishing, ARecordIsTheSameWhateverValuesWereBefore) {
+    const auto subscriber = hub.Connect();
+    component->Send(Report(kSpeed, "first"));
+    subscriber->Ask(Subscribe(kSpeed));
+    for (const std::string& value :
+         {std::string("9"), std::string("10"), std::string(), std::string(R"(a \"quoted\" one)"),
+          std::string(3'000, 'x'), std::string("1")}) {
+        const std::string report = Report(kSpeed, value);
+        component->Send(report);
+        EXPECT_TRUE(subscriber->ReceiveUntil(ReportEntry(kSpeed, value)));
+        EXPECT_EQ(component->Ask(Get(kSpeed)), report);
+    }
+}
+
 TEST_F(Publishing, LocalPropertiesAreToldWhenTheyComeChangeAndGo) {
     const auto client = hub.Connect();
     const Address local{std::string(Components::kVantry.guid), "LOCAL GROUP", "LOCAL"};

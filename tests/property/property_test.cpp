@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "property/debug_zones.h"
+#include "property/kept_text.h"
 #include "property/property_catalog.h"
 #include "property/property_factories.h"
 
@@ -89,6 +90,35 @@ TEST(Property, ReadsItsTextAsAPrinterDoes) {
         EXPECT_EQ(quiet->SetTextQuietly(text), refusal) << text;
         EXPECT_EQ(TextOf(*quiet), value) << text;
     }
+}
+
+TEST(KeptText, ChangesNoTextThatSomebodyStillReads) {
+    KeptText kept;
+    const auto textOf = [&](const std::string& value) {
+        return kept.Get([&](KeptText::Text& made) {
+            if (made.constantBytes == 0) {
+                made.text = "value: ";
+                made.constantBytes = made.text.size();
+            }
+            made.text.resize(made.constantBytes);
+            made.text += value;
+        });
+    };
+    const KeptText::Shared first = textOf("1");
+    EXPECT_EQ(*textOf("ignored, since the value is the same"), "value: 1");
+    kept.Outdate();
+    const std::string* const second = textOf("22").get();
+    EXPECT_EQ(*second, "value: 22");
+    EXPECT_EQ(*first, "value: 1");
+    kept.Outdate();
+    // Nobody reads the second text any more.
+    const KeptText::Shared third = textOf("3");
+    EXPECT_EQ(third.get(), second);
+    EXPECT_EQ(*third, "value: 3");
+    kept.Outdate();
+    // A change during the making of a text outdates that text too.
+    kept.Get([&](KeptText::Text&) { kept.Outdate(); });
+    EXPECT_EQ(*textOf("4"), "value: 4");
 }
 
 TEST(TriggerProperty, RunsOnEveryTrueAndShowsItsResult) {
