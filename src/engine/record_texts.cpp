@@ -14,7 +14,10 @@ namespace {
 std::string ValueOf(const Property& property) {
     std::string value;
     property.GetPublishedText(value);
-    return EscapedLength(value) == value.size() ? value : EscapeJsonText(value);
+    if (EscapedLength(value) != value.size()) {
+        value = EscapeJsonText(value);
+    }
+    return value;
 }
 
 void AppendText(std::string& text, const Property& property, const RecordOwner& owner,

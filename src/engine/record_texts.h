@@ -16,8 +16,8 @@ inline RecordOwner OwnerOf(const RemoteProperty& property) {
     return {property.component, property.componentName};
 }
 
-/// Returns the text of a record with the current value. The property keeps the text until its value
-/// changes, so it is made once for each value. Thread-safe.
+/// Returns the text of a record with the current value. The property keeps the text, so it is made
+/// once for each value, and of that for the value before. Thread-safe.
 KeptText::Shared RecordTextOf(const Property& property, const RecordOwner& owner);
 /// Returns the text of the record that reports the withdrawal of the property. Each call makes a
 /// new text.

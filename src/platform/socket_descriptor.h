@@ -39,8 +39,8 @@ public:
         SocketDescriptor* owner;
     };
 
-    /// Closes the socket. If there are Uses, it is shut down in both directions, and closed when none
-    /// is left. Further calls do nothing.
+    /// Closes the socket. If there are Uses, it is shut down in both directions, and closed when
+    /// none is left. Further calls do nothing.
     void Close();
     /// Ends the receiving direction, so that a blocked reader returns. Sending stays possible.
     void ShutDownReceiving();

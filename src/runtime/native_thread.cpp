@@ -4,8 +4,10 @@
 // its body has ended, whether it returned or was cancelled. Threads run with cancellation disabled
 // and enable it where they block (Interruptible); one that never blocks there can't be cancelled,
 // so Terminate detaches it after a grace period. Everything that such a thread still uses of this
-// class is in State, which the thread and its owner share. The thread and its creator both store
-// its handle, since either may be the first to go on, and the body may end before the creator does.
+// class is in State, which the thread and its owner share; a stack of KeptStacks is never given
+// back then, because nobody can tell when the thread has left it. The thread and its creator both
+// store its handle, since either may be the first to go on, and the body may end before the creator
+// does.
 
 #include "runtime/native_thread.h"
 
@@ -66,7 +68,7 @@ struct NativeThread::State {
     std::function<void()> body;
     std::string name;
     /// Null if the stack is one of the C library's.
-    std::shared_ptr<ThreadStacks> stacks;
+    std::shared_ptr<KeptStacks> stacks;
     void* stack = nullptr;
     std::atomic<pthread_t> handle{};
     Latch end;

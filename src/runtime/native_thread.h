@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "runtime/thread_stacks.h"
+#include "runtime/kept_stacks.h"
 
 namespace vantry {
 
@@ -34,7 +34,7 @@ public:
         /// The size of the stack; 0 means the default.
         std::size_t stackBytes = 0;
         /// Where a default stack comes from, unless it is null.
-        std::shared_ptr<ThreadStacks> stacks = nullptr;
+        std::shared_ptr<KeptStacks> stacks = nullptr;
     };
 
     /// Runs `body` on a new thread. Returns false, with the body destroyed, if the system can't

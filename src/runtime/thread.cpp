@@ -27,7 +27,7 @@ int NiceOffset(std::uint32_t priority) {
 class HubThread final : public Thread {
 public:
     HubThread(ThreadEntry function, std::uint32_t initialPriority, std::uint8_t stack,
-              std::string_view shownName, std::shared_ptr<ThreadStacks> source)
+              std::string_view shownName, std::shared_ptr<KeptStacks> source)
         : entry(function),
           priority(initialPriority),
           reserveStack(stack),
@@ -75,7 +75,7 @@ private:
     std::uint32_t priority;
     const std::uint8_t reserveStack;
     const std::string name;
-    const std::shared_ptr<ThreadStacks> stacks;
+    const std::shared_ptr<KeptStacks> stacks;
     bool started = false;
     NativeThread native;
 };
@@ -88,7 +88,7 @@ Thread::~Thread() { --LiveObjectCounters::threads; }
 
 std::unique_ptr<Thread> MakeThread(ThreadEntry entry, std::uint32_t priority,
                                    std::uint8_t reserveStack, std::string_view name,
-                                   std::shared_ptr<ThreadStacks> stacks) {
+                                   std::shared_ptr<KeptStacks> stacks) {
     return std::make_unique<HubThread>(entry, priority, reserveStack, name, std::move(stacks));
 }
 

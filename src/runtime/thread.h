@@ -4,7 +4,7 @@
 #include <memory>
 #include <string_view>
 
-#include "runtime/thread_stacks.h"
+#include "runtime/kept_stacks.h"
 
 namespace vantry {
 
@@ -45,6 +45,6 @@ protected:
 /// default stack comes from `stacks`, unless that is null.
 std::unique_ptr<Thread> MakeThread(ThreadEntry entry, std::uint32_t priority,
                                    std::uint8_t reserveStack, std::string_view name = "vantry",
-                                   std::shared_ptr<ThreadStacks> stacks = nullptr);
+                                   std::shared_ptr<KeptStacks> stacks = nullptr);
 
 }  // namespace vantry

@@ -47,7 +47,7 @@ private:
     /// are left.
     bool DestroyRetired(std::size_t left);
 
-    const std::shared_ptr<ThreadStacks> stacks = std::make_shared<ThreadStacks>();
+    const std::shared_ptr<KeptStacks> stacks = std::make_shared<KeptStacks>();
     std::atomic<bool> running{true};
     std::unique_ptr<Thread> thread;
     /// Guards the list of retired Threads and the start of the background thread.

@@ -44,11 +44,13 @@ std::size_t ValuePlace(std::string_view text, std::string_view value) {
 
 void ReplaceValue(std::string& text, std::size_t place, std::string_view value) {
     const std::size_t size = place + value.size() + kEnd.size();
-    if (size > text.capacity()) {
-        // It would get twice its memory otherwise, and each property keeps a text.
-        std::string longer;
-        longer.reserve(size);
-        text.swap(longer.append(text, 0, place));
+    // Each property keeps a text, so none may have much more memory than it needs, be it that a
+    // longer value came before or that a string which grows takes twice its memory.
+    constexpr std::size_t kSpare = 64;
+    if (text.capacity() < size || text.capacity() > size + kSpare) {
+        std::string fitting;
+        fitting.reserve(size);
+        text.swap(fitting.append(text, 0, place));
     }
     text.resize(place);
     text.append(value).append(kEnd);

@@ -1,13 +1,16 @@
 #include "runtime/thread.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <atomic>
-#include <set>
 #include <thread>
+#include <vector>
 
 #include "runtime/event.h"
+#include "runtime/kept_stacks.h"
 #include "runtime/live_object_counters.h"
 #include "runtime/lock.h"
 #include "runtime/thread_reaper.h"
@@ -89,23 +92,41 @@ TEST(ThreadReaper, DestroysTheThreadsThatAreRetired) {
     EXPECT_EQ(LiveObjectCounters::threads, before);
 }
 
-TEST(ThreadReaper, ItsThreadsUseTheStacksOfEarlierOnes) {
-    ThreadReaper reaper(253);
-    std::set<const void*> stacks;
-    for (int count = 0; count < 100; ++count) {
-        std::atomic<const void*> local{nullptr};
-        std::unique_ptr<Thread> thread = reaper.MakeThread(
-            [](void* result) -> std::uint32_t {
-                *static_cast<std::atomic<const void*>*>(result) = __builtin_frame_address(0);
-                return 0;
-            },
-            249);
-        ASSERT_TRUE(thread->Start(&local));
-        ASSERT_TRUE(test::Eventually([&] { return local != nullptr; }));
-        stacks.insert(local);
-        reaper.Retire(std::move(thread));
+TEST(KeptStacks, KeepsSomeStacksWithTheirMemory) {
+    KeptStacks stacks;
+    std::vector<void*> taken;
+    for (char number = 0; number < 40; ++number) {
+        taken.push_back(stacks.Take());
+        *static_cast<char*>(taken.back()) = number;
     }
-    EXPECT_LT(stacks.size(), 40U);
+    for (void* const stack : taken) {
+        stacks.GiveBack(stack);
+    }
+    const auto isMapped = [](void* stack) {
+        unsigned char resident = 0;
+        return mincore(stack, 1, &resident) == 0;
+    };
+    EXPECT_EQ(std::count_if(taken.begin(), taken.end(), isMapped), 16);
+    EXPECT_EQ(stacks.Take(), taken[15]);
+    EXPECT_EQ(*static_cast<char*>(taken[15]), 15);
+    stacks.GiveBack(taken[15]);
+}
+
+TEST(ThreadReaper, AThreadThatIsEndedByForceLeavesAGoodStack) {
+    ThreadReaper reaper(253);
+    Event never(false);
+    const std::unique_ptr<Thread> thread = reaper.MakeThread(
+        [](void* event) -> std::uint32_t {
+            static_cast<Event*>(event)->Wait();
+            return 0;
+        },
+        249);
+    ASSERT_TRUE(thread->Start(&never));
+    thread->Stop();
+    std::atomic<int> runs{0};
+    const std::unique_ptr<Thread> next = reaper.MakeThread(CountUp, 249);
+    ASSERT_TRUE(next->Start(&runs));
+    EXPECT_TRUE(test::Eventually([&] { return runs == 1; }));
 }
 
 TEST(Lock, IsReentrantAndSharedByItsCopies) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "support/messages.h"
+#include "wire/record_text.h"
 
 namespace vantry {
 namespace {
@@ -35,6 +36,19 @@ TEST(MessageFrame, ALongTextIsSharedByFramesAndTheirBytesStay) {
         const SharedFrame shared = frame.Share();
         EXPECT_EQ(*shared.Joined(), test::FrameOf(expected));
         EXPECT_EQ(std::count(shared.Texts().begin(), shared.Texts().end(), longText), longOnes);
+    }
+}
+
+TEST(ReplaceValue, LeavesLittleMoreMemoryThanTheTextNeeds) {
+    std::string text;
+    const std::string first(900, 'x');
+    AppendRecord(text, {"C", "c", "G", "1", "g", "n", "s", first});
+    const std::size_t place = ValuePlace(text, first);
+    for (std::size_t length = 0; length < 300; ++length) {
+        const std::string value(length, 'y');
+        ReplaceValue(text, place, value);
+        EXPECT_TRUE(text.ends_with("\"Value\": \"" + value + "\"}"));
+        EXPECT_LE(text.capacity(), text.size() + 64);
     }
 }
 

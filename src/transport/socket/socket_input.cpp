@@ -79,7 +79,7 @@ ssize_t SocketInput::Receive(int number, std::uint8_t* buffer, std::size_t lengt
         reading.store(false, std::memory_order_release);
     } while (count == -EINTR);
     if (count <= 0) {
-        // Whoever closes the input shuts the socket down, so that nothing is received either.
+        // A call that Close has ended returns 0 too.
         ended = count == 0 && !closed;
         return count;
     }

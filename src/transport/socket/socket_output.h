@@ -73,9 +73,10 @@ public:
     /// Does the same, but keeps references to the texts instead of copies.
     [[nodiscard]] int WriteShared(const SharedFrame& frame);
     /// Closes the socket when what waits has been sent; the caller doesn't wait for that. A reader
-    /// that blocks returns at once. A caller that knows that there is none says so: the receiving
-    /// direction then stays open, and data that the peer still sends doesn't reset a lingering
-    /// connection. A connection whose account was cut is closed at once.
+    /// that blocks returns at once. If the caller knows that there is none, the receiving direction
+    /// stays open, and data that the peer still sends doesn't reset a lingering connection. A
+    /// connection whose input has ended doesn't linger, and one whose account was cut is closed at
+    /// once.
     void Close(Reading reading = Reading::Possible);
     /// Drops what waits and closes the socket at once. A reader that blocks returns.
     void CloseNow();
@@ -116,8 +117,9 @@ private:
     std::optional<std::size_t> SendNow(std::span<const OutputPart> parts) REQUIRES(lock);
     bool JoinFlusher(bool waitsForSocket) REQUIRES(lock);
     void SendWaiting() REQUIRES(lock);
-    /// Keeps a connection on which nothing waits until its peer has ended its side. Returns false
-    /// if that has happened already, or if this connection doesn't linger.
+    /// Drops the input of a connection on which nothing waits, and keeps one that lingers until its
+    /// peer has ended its side or the flusher gives it up. Returns false if the socket is to be
+    /// closed now.
     bool Linger() REQUIRES(lock);
     /// Ends the sending direction behind the last byte of the output.
     void StartLingering() REQUIRES(lock);

@@ -12,16 +12,17 @@ namespace vantry {
 /// It keeps some stacks of ended threads with the memory that they have, so that the next thread
 /// neither maps a stack nor faults its pages in; the C library would give that memory back when a
 /// thread ends. All operations are thread-safe; none waits for another thread for long.
-class ThreadStacks {
+class KeptStacks {
 public:
-    ThreadStacks();
+    KeptStacks();
     /// Unmaps the stacks that it keeps. Stacks that were taken stay.
-    ~ThreadStacks();
-    ThreadStacks(const ThreadStacks&) = delete;
-    ThreadStacks& operator=(const ThreadStacks&) = delete;
+    ~KeptStacks();
+    KeptStacks(const KeptStacks&) = delete;
+    KeptStacks& operator=(const KeptStacks&) = delete;
 
     /// Returns the lowest address of a stack of Bytes() bytes with a guard page below, which the
-    /// caller gives back after its thread has been joined. Returns null if there is no memory.
+    /// caller gives back after its thread has been joined; that of a thread which is never joined
+    /// stays mapped. Returns null if there is no memory.
     [[nodiscard]] void* Take();
     void GiveBack(void* stack);
     std::size_t Bytes() const { return bytes; }
