@@ -27,7 +27,10 @@ bool IsCopied(std::string_view record) { return MessageFrame::CopiedBytes(record
 }  // namespace
 
 Reply::Reply(const Stream& stream, bool everything, Turns* turns)
-    : peer(stream), owner(stream.Account()), turnsWhenLong(turns), charge(owner, Resource::Answer) {
+    : peer(stream),
+      owner(stream.Account().get()),
+      turnsWhenLong(turns),
+      charge(stream.Account(), Resource::Answer) {
     std::string& text = frame.Buffer();
     text.append("{\"");
     if (everything) {
@@ -45,7 +48,9 @@ bool Reply::AwaitTurn() {
     return IsWanted();
 }
 
-bool Reply::IsWanted() const { return !owner || !(owner->IsEnding() || peer.HasPeerGone()); }
+bool Reply::IsWanted() const {
+    return owner == nullptr || !(owner->IsEnding() || peer.HasPeerGone());
+}
 
 bool Reply::Add(const KeptText::Shared& record) {
     if (!Charge(record->size() + 1)) {
@@ -99,7 +104,7 @@ bool Reply::AddRefusal(std::string_view component, std::string_view groupGuid,
 
 bool Reply::Charge(std::size_t more) {
     const std::size_t held = frame.Size() + refusals.size() + more;
-    if (!owner || held <= kUncounted + charge.Amount()) {
+    if (owner == nullptr || held <= kUncounted + charge.Amount()) {
         return true;
     }
     const std::optional<Bound> exceeded =

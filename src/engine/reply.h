@@ -58,7 +58,8 @@ private:
     [[nodiscard]] bool Charge(std::size_t more);
 
     const Stream& peer;
-    const std::shared_ptr<ConnectionAccount> owner;
+    /// Null for an internal stream. The stream keeps it.
+    ConnectionAccount* const owner;
     Turns* const turnsWhenLong;
     std::optional<ScopedTurn> turn;
     ScopedCharge charge;

@@ -200,7 +200,7 @@ public:
     ScopedCharge(std::shared_ptr<ConnectionAccount> charged, Resource what)
         : account(std::move(charged)), resource(what) {}
     ~ScopedCharge() {
-        if (account) {
+        if (account && amount != 0) {
             account->Remove(resource, amount);
         }
     }

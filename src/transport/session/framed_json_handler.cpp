@@ -15,7 +15,7 @@ std::uint32_t FramedJsonHandler::Recognise(const std::shared_ptr<PeekStream>& st
 }
 
 std::shared_ptr<DataObject> FramedJsonHandler::Open(const std::shared_ptr<PeekStream>& stream) {
-    auto message = std::make_shared<FramedDataStream>(stream);
+    std::shared_ptr<DataStream> message = std::make_shared<FramedDataStream>(stream);
     message->SetSelf(message);
     return message;
 }

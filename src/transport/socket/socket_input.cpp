@@ -58,6 +58,11 @@ std::int32_t SocketInput::Read(int number, std::uint8_t* buffer, std::int32_t le
     return static_cast<std::int32_t>(kept);
 }
 
+bool SocketInput::ReadKept(std::uint8_t* buffer, std::int32_t length) {
+    const auto wanted = static_cast<std::size_t>(length);
+    return !closed && ahead.size() - aheadTaken >= wanted && TakeAhead(buffer, wanted) == wanted;
+}
+
 ssize_t SocketInput::Receive(int number, std::uint8_t* buffer, std::size_t length, bool waits) {
     std::array<std::uint8_t, kMostCopied + kMostAhead> memory;
     const bool copies = length <= kMostCopied;

@@ -28,6 +28,9 @@ public:
     /// returns their number. Returns 0 if the peer sends no more or Close was called, and the
     /// negative error number of a failure. `number` is the socket.
     [[nodiscard]] std::int32_t Read(int number, std::uint8_t* buffer, std::int32_t length);
+    /// Does what Read does if that needs no socket because so many bytes are kept. Otherwise
+    /// returns false and does nothing.
+    [[nodiscard]] bool ReadKept(std::uint8_t* buffer, std::int32_t length);
     /// Makes later Reads return 0. The caller ends a Read that blocks by shutting down the socket.
     void Close() { closed = true; }
     bool IsClosed() const { return closed; }

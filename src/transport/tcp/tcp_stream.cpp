@@ -26,6 +26,9 @@ std::int32_t TcpStream::Read(std::uint8_t* buffer, std::int32_t length) {
     if (length <= 0) {
         return 0;
     }
+    if (!socket->IsClosed() && input.ReadKept(buffer, length)) {
+        return length;
+    }
     const SocketDescriptor::Use use(*socket);
     if (!use || input.IsClosed()) {
         return StreamCode::kError;
