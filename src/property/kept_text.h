@@ -75,13 +75,11 @@ private:
             text = std::make_shared<Text>();
             return;
         }
-        bool isShared = false;
-        {
-            // Giving up a second reference makes this thread see that the former readers have
-            // finished; use_count alone says only that they have.
-            const std::shared_ptr<Text> second = text;
-            isShared = second.use_count() > 2;
-        }
+        // Giving up a second reference makes this thread see that the former readers have finished;
+        // use_count alone says only that they have.
+        std::shared_ptr<Text> second = text;
+        const bool isShared = second.use_count() > 2;
+        second.reset();
         if (isShared) {
             text = std::make_shared<Text>(*text);
         }

@@ -31,14 +31,16 @@ struct MutexState {
     std::uint32_t depth = 0;
 };
 
+constexpr std::size_t kReferenceBytes = sizeof(void*);
+static_assert(kReferenceBytes <= sizeof(pthread_mutex_t));
+
 void SetState(const Mutex& mutex, MutexState* state) {
-    static_assert(sizeof state <= sizeof(pthread_mutex_t));
-    std::memcpy(mutex.Native(), &state, sizeof state);
+    std::memcpy(mutex.Native(), &state, kReferenceBytes);
 }
 
 MutexState& StateOf(const Mutex& mutex) {
     MutexState* state = nullptr;
-    std::memcpy(&state, mutex.Native(), sizeof state);
+    std::memcpy(&state, mutex.Native(), kReferenceBytes);
     return *state;
 }
 
