@@ -34,6 +34,7 @@ void SocketDescriptor::Close() {
     if (closed.exchange(true)) {
         return;
     }
+    // Without another user no call can block, and none can begin any more.
     std::uint32_t owner = 1;
     if (users.compare_exchange_strong(owner, 0)) {
         descriptors.Close(number);

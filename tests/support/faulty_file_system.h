@@ -65,7 +65,7 @@ private:
     /// Counts a call and returns what it has to fail with.
     FileResult Next();
 
-    mutable Lock lock;
+    mutable Mutex lock;
     std::map<std::u16string, std::shared_ptr<Contents>, std::less<>> entries GUARDED_BY(lock);
     std::atomic<int> calls{0};
     std::atomic<int> failingCall{1 << 30};

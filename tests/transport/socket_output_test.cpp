@@ -75,12 +75,14 @@ TEST(SocketOutput, TakesAFrameThatTheSocketCannotAndSendsItInOrder) {
 }
 
 TEST(SocketOutput, WhatWaitsIsStillSentAfterClose) {
-    Connection connection;
-    const std::string frame(1'000'000, 'x');
-    EXPECT_EQ(connection.Write(frame), 0);
-    connection.output->Close();
-    EXPECT_NE(connection.Write("y"), 0);
-    EXPECT_EQ(connection.ReadAll(2'000'000).size(), frame.size());
+    for (const Reading reading : {Reading::Possible, Reading::None, Reading::AtEnd}) {
+        Connection connection;
+        const std::string frame(1'000'000, 'x');
+        EXPECT_EQ(connection.Write(frame), 0);
+        connection.output->Close(reading);
+        EXPECT_NE(connection.Write("y"), 0);
+        EXPECT_EQ(connection.ReadAll(2'000'000).size(), frame.size());
+    }
 }
 
 TEST(SocketOutput, APeerThatTakesNothingFailsAndGivesTheMemoryBack) {

@@ -44,7 +44,7 @@ bool IsPassing(int error) {
 }
 
 std::string AddressText(const InternetAddress& peer) {
-    // inet_ntop would take longer than all else that is done for a new connection.
+    // inet_ntop formats it as printf does, which is a fifth of the work for a new connection.
     std::string text;
     char separator = 0;
     for (const std::uint8_t byte : std::bit_cast<std::array<std::uint8_t, 4>>(peer.address)) {
